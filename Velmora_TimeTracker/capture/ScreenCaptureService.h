@@ -1,0 +1,62 @@
+#pragma once
+
+#include "DisplaySource.h"
+#include "Executor.h"
+#include "Task.h"
+
+#include <QString>
+#include <QUuid>
+#include <functional>
+#include <memory>
+
+class APITimeZoneResolver;
+class ApplicationInfo;
+class Clock;
+class DomainStorage;
+class Permissions;
+class SQLiteStore;
+
+/// Takes a JPEG of every display at a fixed interval while a session runs, and tells its owner what became of each
+/// cycle. A failure that proves nothing about the permission only skips its cycle.
+class ScreenCaptureService {
+public:
+    struct Dependencies {
+        DisplaySource& displays;
+        Permissions& permissions;
+        const ApplicationInfo& information;
+        const DomainStorage& domain;
+        const APITimeZoneResolver& timeZones;
+        SQLiteStore& store;
+        Clock& clock;
+        Executor& queue;   ///< "com.velmora.timetracker.screencapture": the timer and the probe
+        Executor& utility; ///< the capture cycles
+    };
+    /// Called on `queue` or `utility`, never on the main thread.
+    struct Callbacks {
+        std::function<bool()> shouldCapture;
+        std::function<void()> onPermissionLost;
+        std::function<void()> onCaptureComplete; ///< May be empty.
+    };
+
+    explicit ScreenCaptureService(const Dependencies& dependencies);
+    ~ScreenCaptureService();
+
+    /// First capture after 60 s, then every max(intervalMinutes, 1) minutes. Replaces a running schedule. Returns when
+    /// the change is in force; must not be called on `queue`.
+    void start(QUuid sessionId, qint64 intervalMinutes, Callbacks callbacks);
+    /// Ends the schedule. A cycle in flight goes on and still reports.
+    void stop();
+
+private:
+    enum class CaptureOutcome { captured, permissionLost, localFailure };
+    struct Cycle;
+
+    void tick(const QUuid& sessionId, const std::shared_ptr<const Callbacks>& callbacks);
+    Task<> runCycle(QUuid sessionId, std::shared_ptr<const Callbacks> callbacks);
+    Task<CaptureOutcome> captureAllDisplays(QUuid sessionId, QString directory, QString timestampToken);
+    Task<PictureResult> takePicture(Display display, QSize size);
+
+    const Dependencies on_;
+    std::unique_ptr<Executor::Timer> timer_; ///< Touched on `queue` only.
+    QString capturesDirectory_;              ///< Touched on `queue` only.
+};

@@ -1,0 +1,1 @@
+#include "SingleFrameCollector.h"

@@ -1,0 +1,1 @@
+#include "ISO8601.h"

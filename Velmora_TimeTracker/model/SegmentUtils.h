@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Date.h"
+
+#include <QString>
+#include <QTimeZone>
+#include <optional>
+
+/// The arithmetic of the 10-minute slots of the calendar day, and the one way to name a calendar day. Any thread.
+namespace SegmentUtils {
+
+inline constexpr int secondsPerSegment = 600;
+inline constexpr int segmentsPerDay = 144;
+
+struct DateAndNumber {
+    QString date;   ///< "yyyy-MM-dd"
+    int number = 0; ///< (hour × 60 + minute) ÷ 10, 0 to 143
+
+    friend bool operator==(const DateAndNumber&, const DateAndNumber&) = default;
+};
+
+DateAndNumber segmentDateAndNumber(Date date, const QTimeZone& timeZone);
+
+/// The midnight that starts the instant's day in the zone; where that midnight does not exist, the first moment of the
+/// day. Absent when the zone gives no such date.
+std::optional<Date> calendarDate(Date date, const QTimeZone& timeZone);
+
+/// The start of the day `days` calendar days after the instant's day. Absent when the zone gives no such date.
+std::optional<Date> startOfDayAfter(Date date, int days, const QTimeZone& timeZone);
+
+} // namespace SegmentUtils

@@ -1,0 +1,1 @@
+#include "Session.h"

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QDateTime>
+#include <QTimeZone>
+#include <compare>
+
+/// Seconds, as a 64-bit float, wherever a span of time is meant.
+using Seconds = double;
+
+/// An instant: seconds since 2001-01-01T00:00:00Z. The epoch is the one of the stored payloads, so that a stored
+/// date reads and writes bit for bit; the database, the last-alive marks and the formatters use 1970.
+struct Date {
+    double secondsSince2001 = 0;
+
+    static constexpr double secondsFrom1970To2001 = 978307200;
+
+    static constexpr Date since2001(double seconds) { return Date{seconds}; }
+    static constexpr Date since1970(double seconds) { return Date{seconds - secondsFrom1970To2001}; }
+    constexpr double secondsSince1970() const { return secondsSince2001 + secondsFrom1970To2001; }
+
+    /// Rounded down to whole milliseconds, which is what QDateTime holds.
+    QDateTime toDateTime(const QTimeZone& zone) const;
+    static Date fromDateTime(const QDateTime& dateTime);
+
+    friend constexpr auto operator<=>(const Date&, const Date&) = default;
+    friend constexpr Date operator+(Date date, Seconds span) { return Date{date.secondsSince2001 + span}; }
+    friend constexpr Date operator-(Date date, Seconds span) { return Date{date.secondsSince2001 - span}; }
+    friend constexpr Seconds operator-(Date later, Date earlier) {
+        return later.secondsSince2001 - earlier.secondsSince2001;
+    }
+};

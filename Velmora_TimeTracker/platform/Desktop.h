@@ -1,0 +1,38 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <QUrl>
+#include <functional>
+
+/// A modal question or notice. All texts are shown as plain text.
+struct Alert {
+    enum class Style { informational, warning };
+    Style style = Style::informational;
+    bool showsIcon = false; ///< With the program's mark, 64 points, in the palette's accent colour.
+    QString message;
+    QString informative; ///< Empty: none.
+    QStringList buttons; ///< The first is the default.
+    QString identifier;  ///< Empty: none.
+};
+
+/// The application as the desktop sees it. Main thread.
+class Desktop {
+public:
+    virtual ~Desktop() = default;
+
+    /// Shows the alert; calls `done` once with the index of the chosen button (the last one when it was closed).
+    virtual void present(const Alert& alert, std::function<void(int button)> done) = 0;
+
+    /// Brings the application to the front.
+    virtual void activate() = 0;
+
+    /// Brings the first window that can take the keyboard to the front; false when there is none.
+    virtual bool bringWindowToFront() = 0;
+
+    /// Opens an http or https URL in the browser; anything else is refused.
+    virtual void open(const QUrl& url) = 0;
+
+    /// Ends the application in an orderly way.
+    virtual void terminate() = 0;
+};

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "Date.h"
+#include "InputEventSource.h"
+
+#include <optional>
+
+/// How long ago the user last did something. Answers also while no tap is open. Safe to call from any thread.
+class IdleTimeSource {
+public:
+    virtual ~IdleTimeSource() = default;
+
+    /// Seconds since the last event of the type (mouseMoved or keyDown); since the source came up when there was none
+    /// yet. Absent when this session cannot tell: then nobody is ever called idle.
+    virtual std::optional<Seconds> secondsSinceLast(InputEventType type) = 0;
+};

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QUuid>
+
+/// The source of everything that is drawn by chance: identifiers and jitter. Safe to call from any thread.
+class Random {
+public:
+    virtual ~Random() = default;
+
+    virtual QUuid uuid() = 0;
+
+    /// Uniform in [low, high].
+    virtual double uniform(double low, double high) = 0;
+};

@@ -1,0 +1,1 @@
+#include "APIClient.h"

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "Date.h"
+
+#include <QString>
+
+namespace AuthDateParser {
+/// Reads a server time: an internet date-time, or "yyyy-MM-dd HH:mm:ss" in UTC; anything else is `now` plus
+/// `defaultFromNow` seconds.
+Date parse(const QString& text, Seconds defaultFromNow, Date now);
+} // namespace AuthDateParser

@@ -1,0 +1,75 @@
+#pragma once
+
+#include "APIClient.h"
+#include "AuthTokens.h"
+#include "LoginResponses.h"
+#include "Task.h"
+
+#include <QUuid>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+class APITimeZoneResolver;
+class Clock;
+class DomainStorage;
+class KeychainService;
+class PreferenceStore;
+class Random;
+
+/// Everything that concerns the user's identity: login, one-time codes, password recovery, logout, and the refresh that
+/// all 401s share. A serial worker: its state is touched on the worker executor only; the operations may be called from
+/// any executor and resume there. Throws APIError.
+class AuthService {
+public:
+    struct Dependencies {
+        APIClient& api;
+        KeychainService& keychain;
+        DomainStorage& domain;
+        PreferenceStore& preferences;
+        APITimeZoneResolver& timeZones;
+        Clock& clock;
+        Random& random;
+        Executor& worker;
+        Executor& main;
+    };
+
+    explicit AuthService(const Dependencies& dependencies);
+
+    /// Called on the main executor when the server rejected the refresh: the session is thrown out
+    /// ("com.velmora.timetracker.authSessionDidInvalidate").
+    void setSessionDidInvalidate(std::function<void()> handler) { authSessionDidInvalidate_ = std::move(handler); }
+
+    /// Password login. A call during a running one joins it, whatever its arguments.
+    Task<SingleLoginResult> login(QString email, QString password);
+    /// One exchange; used directly for a one-time code.
+    Task<SingleLoginResult> performSingleLogin(LoginRequest body);
+    Task<> generateOtp(QString email);
+    Task<> requestPasswordRecovery(QString email);
+    /// Never throws; local state is cleared whatever the server says.
+    Task<> logout();
+
+    /// Single-flight refresh: any number of callers cause one exchange. Absent means: no new token.
+    Task<std::optional<AuthTokens>> handleUnauthorized();
+
+    /// Stores the API root of a chosen company's endpoint, on the worker; an unusable endpoint changes nothing.
+    Task<> selectCompany(QString endpoint);
+
+private:
+    using LoginOutcome = std::variant<SingleLoginResult, std::exception_ptr>;
+
+    Task<SingleLoginResult> loginOnWorker(QString email, QString password);
+    Task<SingleLoginResult> performSingleLoginOnWorker(LoginRequest body);
+    Task<std::optional<AuthTokens>> refreshOnWorker();
+    Task<> logoutOnWorker();
+    void finishRefresh(const std::optional<AuthTokens>& result);
+    void clearLocalSessionAfterRefreshFailure();
+
+    Dependencies on_;
+    std::function<void()> authSessionDidInvalidate_;
+    bool isRefreshing_ = false;
+    std::vector<Completion<std::optional<AuthTokens>>> refreshWaiters_;
+    bool isLoggingIn_ = false;
+    std::vector<Completion<LoginOutcome>> loginWaiters_;
+};

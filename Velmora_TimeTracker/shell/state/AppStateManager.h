@@ -1,0 +1,107 @@
+#pragma once
+
+#include "RemoteConfig.h"
+#include "Task.h"
+
+#include <QObject>
+#include <QString>
+#include <QUrl>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+class ApplicationInfo;
+class Clock;
+class RemoteConfigService;
+
+enum class MainTab { tracker, summary, screenshots, settings };
+
+/// What the user may see: signed in or not, the launch read of the stored sign-in, the permissions, a forced update.
+/// Main thread.
+class AppStateManager : public QObject {
+    Q_OBJECT
+
+public:
+    struct Dependencies {
+        RemoteConfigService& remoteConfigService;
+        const ApplicationInfo& information;
+        const Clock& clock;
+        Executor& main;
+        Executor& userInitiated;
+        /// Runs on `userInitiated`; answers whether a stored sign-in exists. May take as long as a person needs.
+        std::function<Task<bool>()> restoreAuth;
+        std::function<bool()> probePermissions;
+        quint64 slowRestoreAfterNanoseconds = 8'000'000'000;
+    };
+    /// Answers whether a window was brought up.
+    using ForceUpdateEvaluated = std::function<bool(bool forceRequired, bool surfaceWindow)>;
+
+    /// Starts the launch read.
+    explicit AppStateManager(const Dependencies& dependencies);
+
+    bool isAuthenticated() const { return isAuthenticated_; }
+    bool isRestoringSession() const { return isRestoringSession_; }
+    bool authRestoreIsSlow() const { return authRestoreIsSlow_; }
+    bool hasRequiredPermissions() const { return hasRequiredPermissions_; }
+    const std::optional<RemoteConfig>& remoteConfig() const { return remoteConfig_; }
+    const std::vector<RemoteProject>& projects() const { return projects_; }
+    bool forceClientUpdate() const { return forceClientUpdate_; }
+    const std::optional<QString>& forceUpdateLatestVersion() const { return forceUpdateLatestVersion_; }
+    const std::optional<QUrl>& forceUpdateDownloadURL() const { return forceUpdateDownloadURL_; }
+    const std::optional<MainTab>& pendingMainTab() const { return pendingMainTab_; }
+
+    /// Also ends a launch read that still hangs.
+    void setAuthenticated(bool isAuthenticated);
+    /// Stores the configuration and its projects, and evaluates the client version against it.
+    void publish(const RemoteConfig& config);
+    void evaluateClientVersion(const std::optional<RemoteConfig>& config);
+    void recomputePermissions();
+    void setPendingMainTab(const std::optional<MainTab>& tab);
+
+    /// Resumes when the launch read has ended; at once when it has.
+    Task<> awaitAuthRestore();
+    /// The user gave up on a stalled launch read.
+    void abandonAuthRestore();
+    /// The stored sign-in is gone.
+    void applySessionInvalidated();
+    /// Signed out by the user: the same without touching the refresh loop.
+    void applySignedOut();
+    /// Throws APIError. Does not touch the engine: each caller applies the configuration itself.
+    Task<> refreshRemoteConfigFromServer();
+
+    void setForceUpdateEvaluated(ForceUpdateEvaluated handler) { onForceUpdateEvaluated_ = std::move(handler); }
+    /// Installed by the shell. A forced update that was found before any window existed is surfaced now.
+    void installWindowActions(std::function<void()> surfaceMainWindow, std::function<void()> openSettings);
+    const std::function<void()>& surfaceMainWindowAction() const { return surfaceMainWindowAction_; }
+    const std::function<void()>& openSettingsMenuAction() const { return openSettingsMenuAction_; }
+
+Q_SIGNALS:
+    /// Something that the screens read has changed.
+    void changed();
+
+private:
+    void startAuthRestore();
+    void setRestoringSession(bool isRestoring);
+    void applyForceUpdateEnforcement();
+    void clearForceUpdate();
+
+    const Dependencies on_;
+    bool isAuthenticated_ = false;
+    bool isRestoringSession_ = true;
+    bool authRestoreIsSlow_ = false;
+    bool hasRequiredPermissions_ = false;
+    std::optional<RemoteConfig> remoteConfig_;
+    std::vector<RemoteProject> projects_;
+    bool forceClientUpdate_ = false;
+    std::optional<QString> forceUpdateLatestVersion_;
+    std::optional<QUrl> forceUpdateDownloadURL_;
+    std::optional<MainTab> pendingMainTab_;
+
+    std::vector<Completion<bool>> authRestoreWaiters_;
+    std::function<void()> openSettingsMenuAction_;
+    std::function<void()> surfaceMainWindowAction_;
+    ForceUpdateEvaluated onForceUpdateEvaluated_;
+    bool didSurfaceForceUpdate_ = false;
+    std::unique_ptr<Executor::Timer> slowRestoreWatchdog_;
+};

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "APIClient.h"
+#include "APIEndpoints.h"
+#include "APITimeZoneResolver.h"
+#include "ActivityTracker.h"
+#include "AppStateManager.h"
+#include "AuthService.h"
+#include "DomainStorage.h"
+#include "IdleDetector.h"
+#include "KeychainService.h"
+#include "MainThreadWatchdog.h"
+#include "NetworkMonitor.h"
+#include "PermissionService.h"
+#include "Platform.h"
+#include "RemoteConfigService.h"
+#include "RetryManager.h"
+#include "SQLiteStore.h"
+#include "ScreenCaptureService.h"
+#include "SegmentClockService.h"
+#include "SessionManager.h"
+#include "UploadService.h"
+#include "UploadTransport.h"
+
+#include <QObject>
+
+/// The whole program below the screens, built once from a platform, in boot order, and wired. The same object runs on the
+/// real platform and in the simulated world. Main thread; lives until the process ends.
+class TimeTrackerCore : public QObject {
+    Q_OBJECT
+
+public:
+    explicit TimeTrackerCore(const Platform& platform);
+    ~TimeTrackerCore() override;
+
+    const Platform platform;
+    /// The program's own folder.
+    const QString folder;
+
+    DomainStorage domain;
+    KeychainService keychain;
+    SQLiteStore store;
+    APIEndpoints endpoints;
+    APITimeZoneResolver timeZones;
+    APIClient api;
+    AuthService auth;
+    RemoteConfigService remoteConfig;
+    PermissionService permissions;
+    ScreenCaptureService screenCapture;
+    RetryManager retry;
+    NetworkMonitor network;
+    UploadTransport uploadTransport;
+    UploadService uploads;
+    ActivityTracker activityTracker;
+    IdleDetector idleDetector;
+    AppStateManager appState;
+    SessionManager sessionManager;
+    MainThreadWatchdog watchdog;
+    SegmentClockService segmentClock;
+
+    /// Takes a fetched configuration over the finish line: application state, then engine.
+    void apply(const RemoteConfig& config);
+    /// Starts the periodic refresh; each update is applied on the main thread.
+    void startPeriodicRefresh();
+
+Q_SIGNALS:
+    /// "com.velmora.timetracker.authSessionDidInvalidate"; the core has acted on it already.
+    void authSessionDidInvalidate();
+
+private:
+    void wire();
+    void boot();
+    Task<bool> restoreAuth();
+    Task<> bootConfiguration();
+    void presentIdleQuestion();
+    void presentTakeover();
+    void handleSessionInvalidated();
+};

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "AuthTokens.h"
+#include "SecretStore.h"
+
+#include <optional>
+
+/// The one secret of the program: the token set. Calls may block (see SecretStore); never on the main thread.
+/// Failures look like missing tokens; nothing is cached.
+class KeychainService {
+public:
+    static constexpr auto service = "com.velmora.timetracker";
+    static constexpr auto account = "auth_tokens";
+
+    explicit KeychainService(SecretStore& secrets)
+        : secrets_(secrets) {}
+
+    std::optional<AuthTokens> getAuthTokens();
+    void saveAuthTokens(const AuthTokens& tokens);
+    void deleteAuthTokens();
+
+    /// What the launch read needs to tell apart: tokens, none, or a keyring that has not answered.
+    struct Answer {
+        std::optional<AuthTokens> tokens;
+        bool isDefinite = true; ///< False while the keyring is locked: the tokens may exist.
+    };
+    Answer readAuthTokens(SecretStore::WhenLocked whenLocked);
+
+private:
+    SecretStore& secrets_;
+};

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "AuthTokens.h"
+
+#include <QString>
+#include <optional>
+#include <vector>
+
+class PreferenceStore;
+class Random;
+
+/// Small stores over the preferences, each with one meaning and one key. They cache nothing. Any thread.
+
+namespace PreferenceKey {
+inline constexpr auto apiBaseURL = "com.velmora.timetracker.apiBaseURL";
+inline constexpr auto deviceId = "com.velmora.timetracker.device_id";
+inline constexpr auto userName = "com.velmora.timetracker.userName";
+inline constexpr auto companyName = "com.velmora.timetracker.companyName";
+inline constexpr auto apiTimezoneIdentifier = "com.velmora.timetracker.apiTimezoneIdentifier";
+inline constexpr auto rememberLoginEmailEnabled = "rememberLoginEmailEnabled";
+inline constexpr auto rememberedLoginEmail = "rememberedLoginEmail";
+inline constexpr auto lastSelectedCompanyEndpoint = "lastSelectedCompanyEndpoint";
+inline constexpr auto dailyTargetSeconds = "dailyTargetSeconds";
+inline constexpr auto screenRecordingPermissionLost = "screenRecordingPermissionLost";
+inline constexpr auto selectedColorPalette = "selectedColorPalette";
+} // namespace PreferenceKey
+
+/// The installation's identifier, an upper-case UUID drawn at the first read and never changed afterwards.
+namespace DeviceIdProvider {
+QString current(PreferenceStore& preferences, Random& random);
+}
+
+namespace RememberedLoginStorage {
+bool isEnabled(const PreferenceStore& preferences);
+std::optional<QString> savedEmail(const PreferenceStore& preferences);
+void save(const QString& email, PreferenceStore& preferences);
+} // namespace RememberedLoginStorage
+
+namespace LastCompanyStorage {
+std::optional<QString> lastEndpoint(const PreferenceStore& preferences);
+}
+
+/// The user's daily work target in seconds, 1 to 86400; 28800 when none, or nothing usable, is stored.
+namespace DailyTargetStorage {
+int seconds(const PreferenceStore& preferences);
+/// Hours are clamped to 0…24, minutes to 0…59, the sum to 86400; a sum of 0 is stored as 28800.
+void set(int hours, int minutes, PreferenceStore& preferences);
+} // namespace DailyTargetStorage
+
+namespace UserProfileStorage {
+/// Absent removes.
+void set(const std::optional<QString>& userName, const std::optional<QString>& companyName,
+         PreferenceStore& preferences);
+} // namespace UserProfileStorage
+
+namespace CompanyListOrder {
+struct Ordered {
+    std::vector<LoginCompany> companies;
+    std::optional<QString> recentEndpoint;
+};
+/// By name, without regard to case, as the user's language sorts; the first company with `lastEndpoint` comes to the front.
+Ordered ordered(std::vector<LoginCompany> companies, const std::optional<QString>& lastEndpoint);
+} // namespace CompanyListOrder

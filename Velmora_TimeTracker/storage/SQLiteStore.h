@@ -1,0 +1,114 @@
+#pragma once
+
+#include "Session.h"
+#include "UploadTask.h"
+
+#include <QSet>
+#include <QString>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+class Clock;
+class DomainStorage;
+class Random;
+class Statement;
+struct sqlite3;
+
+/// The local database: running sessions, finished sessions, the upload queue and the 10-minute segments, partitioned
+/// by domain key (company).
+///
+/// Every operation may be called from any thread, runs under the lock `queue` and blocks until done. No operation
+/// reports a database error: a failed read looks like no rows, a failed write is lost with a log line.
+/// Operations are scoped to the current company's domain key, computed afresh in each, unless told otherwise.
+class SQLiteStore {
+public:
+    struct ActivitySegmentRow {
+        QString segmentDate; ///< "yyyy-MM-dd" in the API time zone
+        int segmentNumber = 0;
+        int activeSeconds = 0;
+        int nonIdleSeconds = 0;
+        int mouseMovements = 0;
+        int keyboardMovements = 0;
+
+        friend bool operator==(const ActivitySegmentRow&, const ActivitySegmentRow&) = default;
+    };
+    struct SessionSummaryRow {
+        QString projectName;
+        Seconds totalSeconds = 0;
+        double activityScore = 0;
+        Date startedAt;
+
+        friend bool operator==(const SessionSummaryRow&, const SessionSummaryRow&) = default;
+    };
+    struct SegmentActivitySummary {
+        double activityRateWeightedSum = 0;
+        double nonIdlePercentSum = 0;
+    };
+
+    /// Opens or creates "timetracker.sqlite" in `folder` and brings its schema up to date. A file that is no database
+    /// is set aside under a dated name and a new one begun.
+    SQLiteStore(const QString& folder, const DomainStorage& domain, Clock& clock, Random& random);
+    ~SQLiteStore();
+    SQLiteStore(const SQLiteStore&) = delete;
+    SQLiteStore& operator=(const SQLiteStore&) = delete;
+
+    // Running and finished sessions.
+    void saveActiveSession(const Session& session);
+    /// Newest snapshot first; undecodable rows are skipped.
+    std::vector<Session> loadAllActiveSessions();
+    std::optional<Session> loadActiveSession();
+    /// An absent id clears every snapshot of the current domain.
+    void clearActiveSession(const std::optional<QUuid>& id);
+    void appendSessionHistory(const Session& session);
+    /// Sessions that began in [from, to), oldest first.
+    std::vector<SessionSummaryRow> sessionHistory(Date from, Date to);
+
+    // Upload queue.
+    void enqueueUploadTask(const UploadTask& task, const std::optional<QString>& domainKey = std::nullopt);
+    /// The one due task: highest priority, then oldest. None when that row is unreadable.
+    std::optional<UploadTask> nextUploadTask(Date now);
+    void updateUploadTaskStatus(const QUuid& id, UploadTaskStatus status);
+    void markUploadTaskFailed(const QUuid& id, int retryCount, Date nextAttemptAt);
+    /// A completed task has no row.
+    void markUploadTaskCompleted(const QUuid& id);
+    /// All domains.
+    void resetStaleInProgressTasks();
+    bool hasScreenshotTask(const QUuid& sessionId, const QString& filePath);
+    bool hasActivitySegmentTask();
+    QSet<QString> pendingUploadFilePaths();
+    std::vector<QUuid> pendingUploadTaskIds(const QUuid& sessionId, const std::vector<UploadTaskType>& types);
+
+    // Activity segments.
+    /// Replaces the counters of the slot and marks it as unsent.
+    void upsertActivitySegment(const ActivitySegmentRow& row,
+                               const std::optional<QString>& domainKey = std::nullopt);
+    /// Unsent, not all zero, strictly before the open segment; in order.
+    std::vector<ActivitySegmentRow> pendingActivitySegmentsForUpload(const QString& currentSegmentDate,
+                                                                     int currentSegmentNumber);
+    void markActivitySegmentUploaded(const QString& segmentDate, int segmentNumber);
+    /// Over the days [from, to), named in the machine's calendar.
+    SegmentActivitySummary segmentActivitySummary(Date from, Date to);
+
+    /// Removes rows of no company, all-zero segments, and unsent segments of other companies before the cutoff
+    /// ("yyyy-MM-dd"). Returns how many rows went.
+    int cleanupUnattributableData(const QString& staleCutoffDate,
+                                  const std::optional<QString>& currentDomain = std::nullopt);
+
+private:
+    void openIfNeeded();
+    void migrateIfNeeded();
+    bool isUsableDatabase();
+    bool execute(const char* sql);
+    /// Runs `use` with the prepared statement under the lock; logs and skips when it cannot be prepared.
+    void withStatement(const char* sql, const std::function<void(Statement&)>& use);
+
+    const QString dbPath_;
+    sqlite3* db_ = nullptr;
+    std::mutex queue_; ///< "com.velmora.timetracker.sqlite": guards db_
+    const DomainStorage& domain_;
+    Clock& clock_;
+    Random& random_;
+};

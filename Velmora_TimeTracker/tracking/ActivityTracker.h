@@ -1,0 +1,54 @@
+#pragma once
+
+#include "ActivitySnapshot.h"
+#include "Date.h"
+#include "InputEventSource.h"
+
+#include <memory>
+#include <mutex>
+#include <optional>
+
+class Clock;
+
+/// Counts keyboard and mouse events: that they happened, never their content. Counters are per session and per second.
+/// Any thread; each operation is one step under `activity.state`.
+class ActivityTracker {
+public:
+    ActivityTracker(InputEventSource& source, const Clock& clock);
+    ~ActivityTracker();
+
+    /// True when a tap is open afterwards; a second start changes nothing.
+    bool start();
+    /// The counters stay.
+    void stop();
+    /// Zeroes everything; for a new session.
+    void reset();
+
+    bool consumeHadInputThisSecond();
+    struct Delta {
+        qint64 mouse = 0;
+        qint64 keyboard = 0;
+    };
+    Delta getAndResetMouseKeyboardDeltaThisSecond();
+    void recordActiveSecondForSession();
+    std::optional<Date> latestInputAt() const;
+    /// The score is active seconds ÷ `totalTrackedSeconds` × 100, within 0 to 100; 0 for no tracked time.
+    ActivitySnapshot snapshot(Seconds totalTrackedSeconds) const;
+
+    /// What the tap delivers. Public for tests of the counting rules.
+    void handleEvent(InputEventType type);
+
+private:
+    InputEventSource& source_;
+    const Clock& clock_;
+    mutable std::mutex state_; ///< "com.velmora.timetracker.activity.state": guards all below.
+    std::unique_ptr<InputEventTap> eventTap_;
+    qint64 mouseMoves_ = 0;
+    qint64 keyboardEvents_ = 0;
+    qint64 activeSecondsCount_ = 0;
+    bool hadInputThisSecond_ = false;
+    qint64 mouseMovesThisSecond_ = 0;
+    qint64 keyboardEventsThisSecond_ = 0;
+    std::optional<Date> lastInputAt_;
+    qint64 reenableAttempts_ = 0;
+};

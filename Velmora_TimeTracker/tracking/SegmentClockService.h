@@ -1,0 +1,49 @@
+#pragma once
+
+#include "Executor.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QString>
+#include <memory>
+#include <optional>
+
+class Clock;
+class SQLiteStore;
+class SessionManager;
+class UploadService;
+
+/// Accumulates, second by second, how much of the current 10-minute slot was active, and writes the slot to the
+/// database. Main thread.
+class SegmentClockService : public QObject {
+public:
+    SegmentClockService(SessionManager& sessionManager, SQLiteStore& store, UploadService& uploads, Clock& clock,
+                        Executor& main);
+
+    /// Once, at boot: from then on the clock runs while tracking does.
+    void bindToTrackingState();
+    void start();
+    /// Writes the open slot as it stands; the counters stay.
+    void flushCurrentSegment();
+
+private:
+    void setRunning(bool isTracking);
+    void tick();
+    bool hasCounts() const;
+    void writeCurrentSegment();
+    void adopt(const QString& date, int number);
+
+    QPointer<SessionManager> sessionManager_;
+    SQLiteStore& store_;
+    UploadService& uploads_;
+    Clock& clock_;
+    Executor& main_;
+    std::unique_ptr<Executor::Timer> timer_;
+    std::optional<QString> currentSegmentDate_;
+    int currentSegmentNumber_ = -1; ///< Outside 0 to 143: no segment.
+    int activeSeconds_ = 0;
+    int nonIdleSeconds_ = 0;
+    int mouseMovements_ = 0;
+    int keyboardMovements_ = 0;
+    int ticksSinceLastPersist_ = 0;
+};

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Session.h"
+
+#include <QTimeZone>
+
+/// Rules about a session's intervals and days that need no engine. Pure.
+namespace SessionArithmetic {
+
+/// A session closed by the day boundary ends this long before the next day begins.
+inline constexpr Seconds midnightEpsilonSeconds = 0.001;
+
+/// The frozen total when present, else the sum of the intervals.
+Seconds sessionTotal(const Session& session, Date asOf);
+
+/// Freezes a finished session: `completed`, its total as of `asOf` truncated and at least 0.
+void finish(Session& session, Date asOf);
+
+/// Cuts every interval to end by `stopAt`; intervals after it go; if none is left the first is kept up to `stopAt`.
+void clampSessionIntervalsToStopAt(Session& session, Date stopAt);
+
+/// True when `now` lies on a later day than the start of the first interval.
+bool isSessionCrossDay(const Session& session, Date now, const QTimeZone& zone);
+
+/// The moment at which a session of that first day must end; absent when the calendar gives none.
+std::optional<Date> endOfFirstDay(const Session& session, const QTimeZone& zone);
+
+/// The end of an interval that a crash left open: the last-alive mark, not after `now`, not before its start.
+Date settledEnd(Date startedAt, const std::optional<Date>& lastAlive, Date now);
+
+} // namespace SessionArithmetic

@@ -1,0 +1,213 @@
+#pragma once
+
+#include "ActivityTracker.h"
+#include "Executor.h"
+#include "IdleDetector.h"
+#include "RemoteConfig.h"
+#include "ScreenCaptureService.h"
+#include "ServerTodayTotal.h"
+#include "Session.h"
+
+#include <QObject>
+#include <QTimeZone>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+class APITimeZoneResolver;
+class Clock;
+class DomainStorage;
+class PermissionService;
+class PreferenceStore;
+class Random;
+class SQLiteStore;
+class UploadService;
+
+/// The tracking engine: owns the running session, starts and stops everything that a session needs, and publishes the
+/// state that the screens show. Main thread, but for `isCaptureEligible`.
+///
+/// | State           | isTracking | isPaused | isIdle | open interval | ticker | tracker | idle detector | capture |
+/// | Stopped         | no         | no       | no     | no            | off    | off     | off           | off     |
+/// | Running         | yes        | no       | no     | yes           | on     | on      | on            | on      |
+/// | Paused by user  | yes        | yes      | no     | no            | on     | off     | on            | off     |
+/// | Paused by idle  | yes        | yes      | yes    | no            | on     | off     | on            | off     |
+/// | Paused by sleep | yes        | yes      | no     | no            | off    | off     | on            | off     |
+///
+/// The implementation lies in four files: SessionManager.cpp (operations and ticker), SessionIdle.cpp,
+/// SessionRecovery.cpp (midnight, crash, sleep, termination) and SessionToday.cpp.
+class SessionManager : public QObject {
+    Q_OBJECT
+
+public:
+    struct Dependencies {
+        SQLiteStore& store;
+        UploadService& uploads;
+        PreferenceStore& preferences;
+        const DomainStorage& domain;
+        APITimeZoneResolver& timeZones;
+        PermissionService& permissions;
+        ActivityTracker& activityTracker;
+        IdleDetector& idleDetector;
+        ScreenCaptureService& screenCapture;
+        Clock& clock;
+        Random& random;
+        Executor& main;
+    };
+    struct ProjectReference {
+        QString id;
+        QString name;
+        friend bool operator==(const ProjectReference&, const ProjectReference&) = default;
+    };
+
+    explicit SessionManager(const Dependencies& dependencies);
+    ~SessionManager() override;
+
+    // What the screens read. `changed` follows every change.
+    const std::optional<Session>& currentSession() const { return currentSession_; }
+    const std::optional<Session>& interruptedSession() const { return interruptedSession_; }
+    const std::optional<ProjectReference>& crossDayAutoCompletedProject() const {
+        return crossDayAutoCompletedProject_;
+    }
+    const QString& selectedProjectId() const { return selectedProjectId_; }
+    bool isTracking() const { return isTracking_; }
+    bool isPaused() const { return isPaused_; }
+    bool isIdle() const { return isIdle_; }
+    bool needsIdleDecision() const { return needsIdleDecision_; }
+    Seconds elapsedSeconds() const { return elapsedSeconds_; }
+    Seconds todayTotalSeconds() const { return todayTotalSeconds_; }
+    qint64 mouseMoves() const { return mouseMoves_; }
+    qint64 keyboardEvents() const { return keyboardEvents_; }
+    double activityScore() const { return activityScore_; }
+    /// Percentage of the last tracked seconds with input, over five minutes at most; absent when no session runs.
+    std::optional<double> last5MinActivityRate() const { return last5MinActivityRate_; }
+    const std::optional<QString>& lastStatusMessage() const { return lastStatusMessage_; }
+    bool screenRecordingPermissionLost() const { return screenRecordingPermissionLost_; }
+    const std::optional<RemoteConfig>& config() const { return config_; }
+
+    // The user's operations.
+    void startTracking(const std::optional<RemoteProject>& project);
+    void stopTracking(const std::optional<QString>& reason = std::nullopt);
+    void pauseTracking();
+    void resumeTracking();
+    void selectProject(const QString& projectId);
+    void dismissPermissionLost();
+    void dismissCrossDayBanner();
+    void resumeInterruptedSession();
+
+    // The application's operations.
+    void discardInterruptedSession();
+    void recoverInterruptedSessionForCurrentDomain();
+    void applyConfig(const std::optional<RemoteConfig>& config);
+    void applyServerTodayTotal(const ServerTodayTotal& incoming);
+    void handleCaptureComplete();
+    void handleSessionTakenOver();
+    void handleForceUpdateRequired();
+    void handleScreenRecordingPermissionLost();
+    void handleWillSleep();
+    void handleDidWake();
+    void handleWillTerminate();
+    /// Clears the idle mark before a resume; the answer "Continue" to the idle question.
+    void continueAfterIdle();
+    /// Called when the idle question is due.
+    void setNeedsIdleDecisionHandler(std::function<void()> handler) { onNeedsIdleDecision_ = std::move(handler); }
+
+    // The segment clock's.
+    struct SegmentTickInput {
+        bool hadInput = false;
+        bool isTracked = false;
+        qint64 mouseDelta = 0;
+        qint64 keyboardDelta = 0;
+    };
+    SegmentTickInput segmentTickInput();
+    void recordLast5MinInput(bool hadInput);
+
+    /// Tracking, not paused, not idle. Any thread.
+    bool isCaptureEligible() const;
+
+    /// The zone that all dates of the engine are computed in.
+    QTimeZone engineTimeZone() const;
+
+Q_SIGNALS:
+    /// Something that the screens read has changed.
+    void changed();
+    /// `isTracking` has another value than before.
+    void isTrackingChanged(bool isTracking);
+
+private:
+    // SessionManager.cpp
+    void setTracking(bool isTracking);
+    void setScreenRecordingPermissionLost(bool lost);
+    void updateCaptureEligibility();
+    void closeCurrentInterval(Date at);
+    Session finishCurrentSession(Date now);
+    void stopEverything();
+    void forgetSession();
+    void startTicker();
+    void updateLiveMetrics();
+    void startScreenCaptureTimer();
+    void enqueueEnd(const Session& session);
+    void enqueueStart(const Session& session);
+    Session newSession(const QString& projectId, const QString& projectName) const;
+    TrackingInterval newInterval(Date startedAt) const;
+    QString dateText(Date date) const;
+    Date startOfDay(Date date) const;
+
+    // SessionIdle.cpp
+    void configureAndStartIdleDetector();
+    void handleIdleDetected();
+    void handleIdleEnded();
+    void applyIdleDiscardCutoff(Date lastInput);
+    void applyIdleDiscardPolicyIfNeeded(Session& session) const;
+    void clearIdleState();
+
+    // SessionRecovery.cpp
+    bool maybePerformMidnightRolloverIfNeeded(Date asOf);
+    void performMidnightRollover(Date newDate, const QString& currentDay);
+    bool finalizeInterruptedSessionIfCrossDay(Date now);
+    void completeStaleActiveSessions();
+    void loadInterruptedSession();
+
+    // SessionToday.cpp
+    Seconds currentLocalTotal() const;
+    void refreshTodayCompletedSeconds();
+    void recomputeTodayTotalSeconds();
+
+    const Dependencies on_;
+
+    std::optional<Session> currentSession_;
+    std::optional<Session> interruptedSession_;
+    std::optional<ProjectReference> crossDayAutoCompletedProject_;
+    QString selectedProjectId_;
+    bool isTracking_ = false;
+    bool isPaused_ = false;
+    bool isIdle_ = false;
+    bool needsIdleDecision_ = false;
+    Seconds elapsedSeconds_ = 0;
+    Seconds todayTotalSeconds_ = 0;
+    qint64 mouseMoves_ = 0;
+    qint64 keyboardEvents_ = 0;
+    double activityScore_ = 0;
+    std::optional<double> last5MinActivityRate_;
+    std::optional<QString> lastStatusMessage_;
+    bool screenRecordingPermissionLost_ = false;
+
+    Seconds todayCompletedSeconds_ = 0;
+    std::optional<ServerTodayTotal> serverTodayTotal_;
+    Seconds localTotalAtServerAnchor_ = 0;
+    std::deque<bool> last5MinInputBuffer_;
+    std::optional<RemoteConfig> config_;
+    std::unique_ptr<Executor::Timer> ticker_;
+    std::optional<Date> idleStartedAt_;
+    bool idleAskPresentedForCurrentIdlePeriod_ = false;
+    Seconds countedIdleSeconds_ = 0; ///< Always 0, kept so that a total reads the same in every formula.
+    bool pausedDueToSystemSleep_ = false;
+    std::optional<Date> lastIdleInputAt_;
+    mutable std::mutex captureState_; ///< "com.velmora.timetracker.capture.state": guards the next member.
+    bool captureEligibleState_ = false;
+    std::optional<QString> lastKnownSessionDate_;
+    int liveMetricsTick_ = 0;
+    int heartbeatTick_ = 0;
+    std::function<void()> onNeedsIdleDecision_;
+};

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "Session.h"
+
+#include <QByteArray>
+#include <QTimeZone>
+
+enum class HeartbeatStatus { active, completed };
+
+/// The heartbeat's JSON body, with all dates in `apiTimeZone`. `now` stands in for what the session does not tell.
+/// Absent when a number is not finite.
+std::optional<QByteArray> buildHeartbeatPayload(const Session& session, HeartbeatStatus status, Date now,
+                                                const QTimeZone& apiTimeZone);

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Date.h"
+
+#include <optional>
+
+class Clock;
+class Random;
+
+/// When a failed task may run again, and the circuit breaker that stops the queue while the server keeps failing.
+/// Nothing of it is stored. Touched on the worker executor only.
+class RetryManager {
+public:
+    RetryManager(const Clock& clock, Random& random)
+        : clock_(clock)
+        , random_(random) {}
+
+    void registerFailure(std::optional<int> statusCode);
+    void registerSuccess();
+    /// False while the circuit is open.
+    bool canAttempt(Date now) const;
+    /// After `retryCount` failed attempts: 2 × 2^min(retryCount, 5) plus up to 1 seconds from now, at most 300.
+    Date nextAttemptDate(int retryCount);
+
+private:
+    const Clock& clock_;
+    Random& random_;
+    int consecutiveFailures_ = 0;
+    std::optional<Date> circuitOpenUntil_;
+    int circuitOpenCount_ = 0;
+};

@@ -1,0 +1,1 @@
+#include "ScreenshotFiles.h"

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "SQLiteStore.h"
+#include "SegmentUtils.h"
+
+#include <QByteArray>
+#include <QString>
+#include <optional>
+#include <vector>
+
+/// The wire forms of the segment batch. Pure.
+namespace SegmentBatch {
+
+QByteArray build(const std::vector<SQLiteStore::ActivitySegmentRow>& rows, const QString& deviceId,
+                 const QString& timezoneIdentifier);
+
+/// Positions in the sent array that the server accepted; absent when the reply does not tell.
+std::optional<std::vector<qint64>> acceptedPositions(const QByteArray& responseData);
+
+/// A task's own parameters: the segment that was open when it was made.
+QByteArray openSegmentPayload(const SegmentUtils::DateAndNumber& openSegment);
+std::optional<SegmentUtils::DateAndNumber> openSegment(const std::optional<QByteArray>& payload);
+
+} // namespace SegmentBatch

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "ServerTodayTotal.h"
+
+#include <QByteArray>
+#include <optional>
+
+/// The reply of the tracking endpoints; every member may be missing.
+namespace TrackingEndpointResponse {
+/// Absent when the reply does not decode, or carries no total with its date.
+std::optional<ServerTodayTotal> serverTodayTotal(const QByteArray& responseData);
+} // namespace TrackingEndpointResponse

@@ -1,0 +1,107 @@
+#pragma once
+
+#include "Executor.h"
+#include "SegmentUtils.h"
+#include "ServerTodayTotal.h"
+#include "Session.h"
+#include "Task.h"
+#include "UploadTask.h"
+#include "UploadTransport.h"
+
+#include <QSet>
+#include <QUuid>
+#include <functional>
+#include <memory>
+#include <optional>
+
+class APITimeZoneResolver;
+class ApplicationInfo;
+class Clock;
+class DomainStorage;
+class NetworkMonitor;
+class PreferenceStore;
+class Random;
+class RetryManager;
+class SQLiteStore;
+
+/// Drains the persistent upload queue. Everything that the server must receive, but for the direct heartbeat, is a row
+/// of the queue, and the row is the only record:
+///
+///   pending ──run──▶ inProgress ──success──▶ (row deleted)
+///      ▲                 │ failure
+///      │ launch          ├─ takeover, permanent, file gone, sixth failure ──▶ (row deleted, reason logged)
+///      └─────────────────┤
+///   failed, due later ◀──┴─ retry (counts), offline (does not count)
+///
+/// A row that a crash left inProgress is pending again at the next launch, so each row is delivered at least once, with
+/// the same id and body. A serial worker: state lives on the worker executor; the operations may be called from any
+/// executor and return or resume there. Nothing fails outwards.
+class UploadService {
+public:
+    struct Dependencies {
+        UploadTransport& transport;
+        RetryManager& retry;
+        NetworkMonitor& network;
+        SQLiteStore& store;
+        const DomainStorage& domain;
+        PreferenceStore& preferences;
+        const APITimeZoneResolver& timeZones;
+        const ApplicationInfo& information;
+        Clock& clock;
+        Random& random;
+        Executor& worker;
+    };
+    /// Called on the worker executor; receivers move to their own thread themselves.
+    struct Notifications {
+        /// "com.velmora.timetracker.serverTodayTotalDidUpdate"
+        std::function<void(ServerTodayTotal)> serverTodayTotalDidUpdate;
+        /// "com.velmora.timetracker.sessionTakenOverByOtherDevice"
+        std::function<void(QUuid sessionId, int statusCode)> sessionTakenOverByOtherDevice;
+    };
+
+    explicit UploadService(const Dependencies& dependencies);
+
+    /// Set once, before `start`.
+    void setNotifications(Notifications notifications) { notifications_ = std::move(notifications); }
+
+    /// Once, at boot: stale rows, launch cleanup, orphan sweep, then a run now and every 30 seconds.
+    Task<> start();
+
+    /// One run: at most 20 due tasks, highest priority first. Resumes when the run has ended.
+    Task<> processQueue();
+
+    // Enqueueing is synchronous: when the call returns, the row is on disk. Any thread.
+    void enqueueSessionStart(const Session& session);
+    void enqueueSessionUpload(const Session& session);
+    void enqueueScreenshotsForSession(const QUuid& sessionId);
+    void enqueueActivitySegmentsForUpload(const std::optional<SegmentUtils::DateAndNumber>& openSegment);
+
+    /// The direct heartbeat with status "active", outside the queue; true when the server accepted it.
+    Task<bool> uploadHeartbeatNow(Session session);
+
+private:
+    Task<> startOnWorker();
+    Task<> processQueueOnWorker();
+    Task<> runTask(UploadTask task);
+    void handleFailure(const UploadTask& task, const std::exception_ptr& failure);
+    void maybeEnqueuePendingActivitySegmentsUpload();
+    void enqueueOrphanedScreenshots();
+    bool handleHeartbeatTakenOver(const QUuid& sessionId, int statusCode);
+    void postServerTodayTotalIfPresent(const QByteArray& responseData, const char* source);
+
+    // Senders; each throws APIError, URLError or FileNotFound.
+    Task<> sendHeartbeat(UploadTask task);
+    Task<> uploadStartSession(UploadTask task);
+    Task<> uploadActivitySegments(UploadTask task);
+    Task<> uploadScreenshot(UploadTask task);
+    Task<bool> uploadHeartbeatNowOnWorker(Session session);
+
+    UploadTask newTask(UploadTaskType type, const QUuid& sessionId, int priority) const;
+    SegmentUtils::DateAndNumber segmentOfNow() const;
+
+    const Dependencies on_;
+    Notifications notifications_;
+    std::unique_ptr<Executor::Timer> queueTimer_;
+    bool isProcessing_ = false;
+    QSet<QUuid> takenOverSessions_;
+};

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "Task.h"
+#include "URLSession.h"
+
+#include <QByteArray>
+#include <QString>
+#include <functional>
+
+class APIEndpoints;
+class KeychainService;
+
+/// The requests of the upload pipeline: their own headers, their own time-out, one repeat after a refresh.
+/// Worker executor only.
+class UploadTransport {
+public:
+    static constexpr Seconds timeout = 120;
+
+    /// `refresh` runs the shared refresh and answers the new access token, or absent.
+    using Refresh = std::function<Task<std::optional<QString>>()>;
+
+    UploadTransport(URLSession& session, const APIEndpoints& endpoints, KeychainService& keychain, Refresh refresh);
+
+    /// Throws APIError `invalidURL`.
+    URLRequest makeRequest(const QString& path, const QByteArray& method, const QByteArray& contentType);
+
+    /// The bytes of a 2xx response. Throws APIError, or URLError for a transport failure.
+    Task<QByteArray> executeRequest(URLRequest request, bool allowRetryAfterRefresh);
+
+private:
+    URLSession& session_;
+    const APIEndpoints& endpoints_;
+    KeychainService& keychain_;
+    Refresh refresh_;
+};

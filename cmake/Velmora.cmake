@@ -1,0 +1,46 @@
+# How every target of this project is made: one folder, one target, one include root.
+
+add_library(velmora-options INTERFACE)
+target_compile_options(velmora-options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Werror
+    -fcoroutines
+    # g++ 12 warns wrongly about moved-from coroutine frames and inlined optionals at -O2.
+    $<$<CONFIG:Release>:-Wno-maybe-uninitialized>)
+target_compile_definitions(velmora-options INTERFACE
+    QT_NO_KEYWORDS QT_NO_CAST_TO_ASCII QT_NO_URL_CAST_FROM_STRING QT_NO_FOREACH
+    QT_MESSAGELOGCONTEXT)
+if(VELMORA_SANITIZE)
+    target_compile_options(velmora-options INTERFACE
+        -fsanitize=${VELMORA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -O1)
+    target_link_options(velmora-options INTERFACE -fsanitize=${VELMORA_SANITIZE})
+endif()
+
+# velmora_library(<name> SOURCES <files...> [PUBLIC <targets...>] [PRIVATE <targets...>])
+# The folder of the calling CMakeLists.txt is the target's one include root, so a header is reached only by
+# a target that links this one, and GLOBAL_DEPENDS_NO_CYCLES refuses an upward link.
+function(velmora_library name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
+    add_library(${name} STATIC ${ARG_SOURCES})
+    target_include_directories(${name} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
+    target_link_libraries(${name} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE} velmora-options)
+    velmora_precompile(${name})
+endfunction()
+
+# velmora_test(<name> SOURCES <files...> LINKS <targets...> [LABELS <labels...>] [TIMEOUT <seconds>])
+function(velmora_test name)
+    cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LINKS;LABELS" ${ARGN})
+    if(NOT ARG_TIMEOUT)
+        set(ARG_TIMEOUT 120)
+    endif()
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE ${ARG_LINKS} test-support velmora-options)
+    velmora_precompile(${name})
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
+endfunction()
+
+function(velmora_precompile name)
+    target_precompile_headers(${name} PRIVATE
+        <functional> <memory> <optional> <string> <variant> <vector>
+        <QByteArray> <QDateTime> <QJsonDocument> <QJsonObject> <QObject> <QString> <QUuid>)
+endfunction()
