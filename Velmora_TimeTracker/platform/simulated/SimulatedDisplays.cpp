@@ -1,1 +1,55 @@
-// placeholder
+#include "SimulatedDisplays.h"
+
+std::variant<std::vector<Display>, DisplayError> SimulatedDisplays::displays() {
+    if (listError)
+        return DisplayError{*listError};
+    return list;
+}
+
+PictureResult SimulatedDisplays::picture(const Display& display, QSize pixelSize, double quality) {
+    if (failingPictures.contains(display.id))
+        return DisplayError{QStringLiteral("simulated picture error")};
+    if (failingEncodings.contains(display.id))
+        return EncodingFailed{};
+    ++picturesTaken;
+    // A JPEG start marker, then what the picture shows; enough for everything that treats pictures as bytes.
+    const QByteArray text = QStringLiteral("display %1 %2x%3 at %4")
+                                .arg(display.id)
+                                .arg(pixelSize.width())
+                                .arg(pixelSize.height())
+                                .arg(quality)
+                                .toUtf8();
+    return Picture{QByteArray::fromHex("ffd8ffe0") + text + QByteArray::fromHex("ffd9"), pixelSize};
+}
+
+namespace {
+
+class Stream : public DisplayStream {
+public:
+    explicit Stream(SimulatedDisplays& displays)
+        : displays_(displays) {}
+
+    std::optional<DisplayError> start(Handler handler) override {
+        if (displays_.streamError)
+            return DisplayError{*displays_.streamError};
+        for (const StreamSample& sample : displays_.streamSamples)
+            handler(sample);
+        return std::nullopt;
+    }
+    void stop() override { ++displays_.streamsStopped; }
+
+private:
+    SimulatedDisplays& displays_;
+};
+
+} // namespace
+
+std::unique_ptr<DisplayStream> SimulatedDisplays::makeStream(const Display&, QSize) {
+    return std::make_unique<Stream>(*this);
+}
+
+std::optional<QByteArray> SimulatedDisplays::encode(const RawImage& image, double) {
+    if (image.size.isEmpty())
+        return std::nullopt;
+    return QByteArray::fromHex("ffd8ffe0") + image.bgrx.left(16) + QByteArray::fromHex("ffd9");
+}

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "DisplaySource.h"
+#include "Permissions.h"
+
+#include <QSet>
+
+/// Synthetic displays that can fail at each step.
+class SimulatedDisplays : public DisplaySource {
+public:
+    std::vector<Display> list = {Display{1, QSize(1920, 1080), 1}};
+    std::optional<QString> listError;
+    QSet<quint32> failingPictures;  ///< By display id: the source raises an error.
+    QSet<quint32> failingEncodings; ///< By display id: the picture does not encode.
+    bool streams = false;
+    /// What a stream delivers at once when it is started.
+    std::vector<StreamSample> streamSamples;
+    std::optional<QString> streamError;
+    int picturesTaken = 0;
+    int streamsStopped = 0;
+
+    std::variant<std::vector<Display>, DisplayError> displays() override;
+    PictureResult picture(const Display& display, QSize pixelSize, double quality) override;
+    bool deliversStreams() const override { return streams; }
+    std::unique_ptr<DisplayStream> makeStream(const Display& display, QSize pixelSize) override;
+    std::optional<QByteArray> encode(const RawImage& image, double quality) override;
+};
+
+/// Grants as the script says; counts what was asked.
+class SimulatedPermissions : public Permissions {
+public:
+    bool screenRecording = true;
+    int inputMonitoring = 0;
+    bool grantsOnRequest = false;
+    int screenProbes = 0;
+    int requests = 0;
+    int settingsOpened = 0;
+    int resets = 0;
+
+    bool canRecordScreen() override {
+        ++screenProbes;
+        return screenRecording;
+    }
+    int inputMonitoringStatus() override { return inputMonitoring; }
+    bool requestInputMonitoring() override {
+        ++requests;
+        return grantsOnRequest;
+    }
+    void openScreenRecordingSettings() override { ++settingsOpened; }
+    void openInputMonitoringSettings() override { ++settingsOpened; }
+    void reset() override { ++resets; }
+};

@@ -1,0 +1,105 @@
+#pragma once
+
+#include "Platform.h"
+#include "SimulatedDisplays.h"
+#include "SimulatedInput.h"
+#include "SimulatedSession.h"
+#include "SimulatedStores.h"
+#include "Timeline.h"
+
+#include <QHash>
+#include <deque>
+
+class SimulatedPower : public PowerEvents {
+public:
+    void start(Handlers handlers) override { handlers_ = std::move(handlers); }
+    void willSleep() const;
+    void didWake() const;
+    void willTerminate() const;
+    /// The process died: nobody listens any more.
+    void forget() { handlers_ = {}; }
+
+private:
+    Handlers handlers_;
+};
+
+class SimulatedPath : public PathMonitor {
+public:
+    void start(std::function<void(bool)> onUpdate) override;
+    void set(bool online);
+    void forget() { onUpdate_ = nullptr; }
+
+private:
+    bool online_ = true;
+    std::function<void(bool)> onUpdate_;
+};
+
+/// Records what the program showed. An alert is answered at once when an answer was queued, else when
+/// `answer` is called.
+class SimulatedDesktop : public Desktop {
+public:
+    std::vector<Alert> alerts;
+    std::deque<int> queuedAnswers;
+    int activations = 0;
+    int windowsRaised = 0;
+    bool hasWindow = false;
+    std::vector<QUrl> opened;
+    bool terminated = false;
+
+    void present(const Alert& alert, std::function<void(int)> done) override;
+    void answer(int button);
+    void activate() override { ++activations; }
+    bool bringWindowToFront() override;
+    void open(const QUrl& url) override { opened.push_back(url); }
+    void terminate() override { terminated = true; }
+    void forget() { waiting_.clear(); }
+
+private:
+    std::deque<std::function<void(int)>> waiting_;
+};
+
+class SimulatedInformation : public ApplicationInfo {
+public:
+    QHash<QString, QString> values = {
+        {QStringLiteral("CFBundleShortVersionString"), QStringLiteral("1.0.0")},
+        {QStringLiteral("CFBundleVersion"), QStringLiteral("1")},
+        {QStringLiteral("CFBundleName"), QStringLiteral("Velmora TimeTracker")}};
+    QString supportDirectory;
+
+    std::optional<QString> information(const QString& key) const override;
+    QString applicationSupportDirectory() const override { return supportDirectory; }
+};
+
+/// A whole simulated machine. What a real machine keeps on disk (preferences, secrets, the files in
+/// `supportDirectory`) outlives `processDied`.
+class SimulatedPlatform {
+public:
+    explicit SimulatedPlatform(const QString& supportDirectory, quint32 seed = 1,
+                               Date start = Date::since1970(1'700'000'000), const QByteArray& zone = "UTC");
+
+    Timeline timeline;
+    SimulatedClock clock{timeline};
+    SimulatedRandom random;
+    SimulatedExecutor main{timeline, true};
+    SimulatedExecutor worker{timeline};
+    SimulatedExecutor screenCapture{timeline};
+    SimulatedExecutor utility{timeline};
+    SimulatedExecutor watchdog{timeline};
+    SimulatedExecutor userInitiated{timeline};
+    SimulatedExecutor network{timeline};
+    SimulatedURLSession urlSession{timeline, network};
+    MemoryPreferenceStore preferences;
+    MemorySecretStore secrets;
+    SimulatedInput input{timeline};
+    SimulatedDisplays displays;
+    SimulatedPermissions permissions;
+    SimulatedPower power;
+    SimulatedPath path;
+    SimulatedDesktop desktop;
+    SimulatedInformation information;
+
+    Platform platform();
+
+    /// Call after the program object was destroyed: drops everything that the process had under way.
+    void processDied();
+};

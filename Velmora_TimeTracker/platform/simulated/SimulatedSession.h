@@ -1,0 +1,38 @@
+#pragma once
+
+#include "Timeline.h"
+#include "URLSession.h"
+
+#include <functional>
+#include <vector>
+
+/// A network whose other end is a function. The server handles a request at the moment it is sent, so that
+/// what it did stands even when the answer is late, lost, or the client dies before it.
+class SimulatedURLSession : public URLSession {
+public:
+    struct Reply {
+        Result result;
+        Seconds delay = 0.05; ///< Beyond the request's hard deadline the exchange fails with `timedOut`.
+    };
+    using Server = std::function<Reply(const URLRequest&)>;
+
+    /// `delivery` is the executor that answers arrive on.
+    SimulatedURLSession(Timeline& timeline, Executor& delivery)
+        : timeline_(timeline)
+        , delivery_(delivery) {}
+
+    void setServer(Server server) { server_ = std::move(server); }
+    /// Every request sent so far.
+    std::vector<URLRequest> requests;
+
+    void send(URLRequest request, Done done) override;
+
+    static Reply answer(int status, const QByteArray& body = {}, Seconds delay = 0.05);
+    static Reply failure(URLError::Code code, Seconds delay = 0.05);
+    static Reply silence();
+
+private:
+    Timeline& timeline_;
+    Executor& delivery_;
+    Server server_;
+};

@@ -1,0 +1,112 @@
+#pragma once
+
+#include "Clock.h"
+#include "Executor.h"
+#include "Random.h"
+
+#include <functional>
+#include <memory>
+#include <queue>
+#include <random>
+#include <vector>
+
+/// One virtual timeline for a whole simulated machine: nothing happens but what is scheduled on it, in the
+/// order of time and then of scheduling. Single-threaded.
+class Timeline {
+public:
+    explicit Timeline(Date start = Date::since1970(1'700'000'000), const QByteArray& zone = "UTC");
+
+    /// Virtual seconds that the machine has been awake since the start.
+    Seconds uptime() const { return uptime_; }
+    Date date() const { return startDate_ + uptime_ + wallOffset_; }
+    QTimeZone zone() const { return zone_; }
+
+    /// Lets time pass, running everything that falls due.
+    void advance(Seconds span);
+    /// Runs everything that is due at this very moment, and what that posts.
+    void settle() { advance(0); }
+    /// Runs the next job that is due within `span`, moving time to it; false when there is none, and time
+    /// stands `span` later.
+    bool step(Seconds span);
+
+    /// The wall clock jumps; the monotonic one does not.
+    void jumpWallClock(Seconds by) { wallOffset_ += by; }
+    /// The machine sleeps: the wall clock goes on, nothing runs.
+    void sleepMachine(Seconds span) { wallOffset_ += span; }
+    void setZone(const QByteArray& zone) { zone_ = QTimeZone(zone); }
+
+    /// Forgets everything that is scheduled: the process died.
+    void clear();
+
+    /// Repeating timers fire late by up to their leeway, drawn from this seed; without one they are on time.
+    void makeTimersLate(quint32 seed) { lateness_.emplace(seed); }
+
+    quint64 jobsRun() const { return jobsRun_; }
+
+private:
+    friend class SimulatedExecutor;
+    struct Entry {
+        Seconds due = 0;
+        quint64 sequence = 0;
+        std::shared_ptr<std::function<void()>> job; ///< Empty function: cancelled.
+        bool operator>(const Entry& other) const {
+            return due != other.due ? due > other.due : sequence > other.sequence;
+        }
+    };
+
+    std::shared_ptr<std::function<void()>> schedule(Seconds due, std::function<void()> job);
+    Seconds lateness(Seconds leeway);
+
+    const Date startDate_;
+    Seconds uptime_ = 0;
+    Seconds wallOffset_ = 0;
+    QTimeZone zone_;
+    quint64 sequence_ = 0;
+    quint64 jobsRun_ = 0;
+    std::priority_queue<Entry, std::vector<Entry>, std::greater<>> entries_;
+    std::optional<std::mt19937> lateness_;
+};
+
+/// A serial queue on the timeline. While no job runs, the first executor made with `isMain` is the current
+/// one, as the main thread is in a real program.
+class SimulatedExecutor : public Executor {
+public:
+    explicit SimulatedExecutor(Timeline& timeline, bool isMain = false);
+
+    void post(Job job) override;
+    std::unique_ptr<Timer> after(Seconds delay, Job job) override;
+    std::unique_ptr<Timer> every(Seconds first, Seconds interval, Seconds leeway, Job job) override;
+    void sync(const Job& job) override;
+
+private:
+    void run(const Job& job);
+
+    Timeline& timeline_;
+    std::unique_ptr<Scope> mainScope_;
+};
+
+class SimulatedClock : public Clock {
+public:
+    explicit SimulatedClock(const Timeline& timeline)
+        : timeline_(timeline) {}
+    Date now() const override { return timeline_.date(); }
+    std::chrono::nanoseconds uptime() const override {
+        return std::chrono::nanoseconds(static_cast<qint64>(timeline_.uptime() * 1e9));
+    }
+    QTimeZone systemTimeZone() const override { return timeline_.zone(); }
+
+private:
+    const Timeline& timeline_;
+};
+
+/// Repeatable chance: the same seed draws the same values.
+class SimulatedRandom : public Random {
+public:
+    explicit SimulatedRandom(quint32 seed = 1)
+        : generator_(seed) {}
+    QUuid uuid() override;
+    double uniform(double low, double high) override;
+
+private:
+    std::mt19937 generator_;
+};
