@@ -20,9 +20,10 @@ struct AuthTokens {
     friend bool operator==(const AuthTokens&, const AuthTokens&) = default;
 };
 
+/// Dates as seconds since 2001. Empty when a date is not finite.
 QByteArray encodeAuthTokens(const AuthTokens& tokens);
-/// Absent when one of the six keys is missing.
-std::optional<AuthTokens> decodeAuthTokens(const QByteArray& json);
+/// Absent when one of the six keys is missing or has another type.
+std::optional<AuthTokens> decodeAuthTokens(const QByteArray& encoded);
 
 struct LoginCompany {
     QString name;

@@ -12,7 +12,8 @@ struct RemoteProject {
     friend bool operator==(const RemoteProject&, const RemoteProject&) = default;
 };
 
-/// The record by which the backend steers the client. No value is range-checked here: each consumer has its own rule.
+/// The record by which the backend steers the client. No value is range-checked here: each consumer has its
+/// own rule.
 struct RemoteConfig {
     QString deviceId;
     std::vector<RemoteProject> projects;
@@ -33,7 +34,7 @@ struct RemoteConfig {
 };
 
 /// The bare record, as in the cache file. Absent when a required key is missing or a value has another type.
-std::optional<RemoteConfig> decodeRemoteConfig(const QByteArray& json);
+std::optional<RemoteConfig> decodeRemoteConfig(const QByteArray& encoded);
 /// The record inside its wrapper {"data": …}, as the server sends it.
-std::optional<RemoteConfig> decodeConfigResponse(const QByteArray& json);
+std::optional<RemoteConfig> decodeConfigResponse(const QByteArray& reply);
 QByteArray encodeRemoteConfig(const RemoteConfig& config);

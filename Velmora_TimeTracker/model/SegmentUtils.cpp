@@ -1,1 +1,44 @@
 #include "SegmentUtils.h"
+
+#include <cmath>
+
+namespace SegmentUtils {
+
+namespace {
+
+/// The zone's wall clock at the instant, as if it were UTC. Invalid for an instant that no calendar names.
+QDateTime wallClock(Date date, const QTimeZone& timeZone) {
+    constexpr double maxSeconds = 1e12; // some 30,000 years
+    const double seconds = std::floor(date.secondsSince1970());
+    if (!(std::abs(seconds) < maxSeconds)) {
+        return {};
+    }
+    const QDateTime utc = QDateTime::fromSecsSinceEpoch(static_cast<qint64>(seconds), Qt::UTC);
+    return utc.addSecs(timeZone.offsetFromUtc(utc));
+}
+
+} // namespace
+
+DateAndNumber segmentDateAndNumber(Date date, const QTimeZone& timeZone) {
+    const QDateTime local = wallClock(date, timeZone);
+    const QDate day = local.date();
+    const QTime time = local.time();
+    return {QString::asprintf("%04d-%02d-%02d", day.year(), day.month(), day.day()),
+            (time.hour() * 60 + time.minute()) / 10};
+}
+
+std::optional<Date> calendarDate(Date date, const QTimeZone& timeZone) {
+    return startOfDayAfter(date, 0, timeZone);
+}
+
+std::optional<Date> startOfDayAfter(Date date, int days, const QTimeZone& timeZone) {
+    const QDate day = wallClock(date, timeZone).date().addDays(days);
+    QDateTime start = day.startOfDay(timeZone);
+    if (!start.isValid()) {
+        // A zone that crosses the date line eastwards skips one whole day.
+        start = day.addDays(1).startOfDay(timeZone);
+    }
+    return start.isValid() ? std::optional(Date::fromDateTime(start)) : std::nullopt;
+}
+
+} // namespace SegmentUtils

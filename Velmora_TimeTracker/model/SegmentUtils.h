@@ -6,7 +6,10 @@
 #include <QTimeZone>
 #include <optional>
 
-/// The arithmetic of the 10-minute slots of the calendar day, and the one way to name a calendar day. Any thread.
+/// The arithmetic of the 10-minute slots of the calendar day, and the one way to name a calendar day. Any
+/// thread: a QTimeZone carries its zone's transitions with it and may be read by several threads, so nothing
+/// is cached here and no lock is needed. Callers keep the zone; making one from its identifier is the costly
+/// step.
 namespace SegmentUtils {
 
 inline constexpr int secondsPerSegment = 600;
@@ -21,11 +24,12 @@ struct DateAndNumber {
 
 DateAndNumber segmentDateAndNumber(Date date, const QTimeZone& timeZone);
 
-/// The midnight that starts the instant's day in the zone; where that midnight does not exist, the first moment of the
-/// day. Absent when the zone gives no such date.
+/// The midnight that starts the instant's day in the zone; where that midnight does not exist, the first
+/// moment of the day; where it comes twice, the first. Absent when the zone gives no such date.
 std::optional<Date> calendarDate(Date date, const QTimeZone& timeZone);
 
-/// The start of the day `days` calendar days after the instant's day. Absent when the zone gives no such date.
+/// The start of the day `days` calendar days after the instant's day; where the zone skipped that day, of the
+/// next one that it had. Absent when the zone gives no such date.
 std::optional<Date> startOfDayAfter(Date date, int days, const QTimeZone& timeZone);
 
 } // namespace SegmentUtils

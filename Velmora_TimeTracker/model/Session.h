@@ -17,11 +17,13 @@ struct TrackingInterval {
     friend bool operator==(const TrackingInterval&, const TrackingInterval&) = default;
 };
 
-/// `paused` is accepted on decoding and never written: a paused session stays `active` with a closed last interval.
+/// `paused` is accepted on decoding and never written: a paused session stays `active` with a closed last
+/// interval.
 enum class SessionStatus { active, paused, completed };
 
-/// One continuous stretch of work on one project, or on none, on one device. Pauses are the gaps between intervals.
-/// At most the last interval is open. A completed session has `reportedTotalSeconds` and no `idleDiscardCutoffAt`.
+/// One continuous stretch of work on one project, or on none, on one device. Pauses are the gaps between
+/// intervals. At most the last interval is open. A completed session has `reportedTotalSeconds` and no
+/// `idleDiscardCutoffAt`.
 struct Session {
     QUuid id;
     QString deviceId;
@@ -43,12 +45,15 @@ struct Session {
     friend bool operator==(const Session&, const Session&) = default;
 };
 
-/// UUID text as it stands in the database, on the wire and in file names: hyphenated, upper case, 36 characters.
+/// UUID text as it stands in the database, on the wire and in file names: hyphenated, upper case, 36
+/// characters.
 QString uuidText(const QUuid& id);
-/// The UUID of a canonical text, in either case; null for any other text.
+/// The UUID of a canonical text, in either case; absent for any other text.
+std::optional<QUuid> parseUuid(const QString& text);
+/// The same, null for any other text: for identifiers that are never all zero.
 QUuid uuidFromText(const QString& text);
 
 /// The local JSON form of a session, or absent when a number in it is not finite.
 std::optional<QByteArray> encodeSession(const Session& session);
 /// Absent when a required key is missing, has another type, or the status is unknown.
-std::optional<Session> decodeSession(const QByteArray& json);
+std::optional<Session> decodeSession(const QByteArray& payload);

@@ -31,6 +31,7 @@ struct UploadTask {
     friend bool operator==(const UploadTask&, const UploadTask&) = default;
 };
 
-/// The keyed JSON form of a task, keys as the fields are named.
+/// The keyed JSON form of a task, keys as the fields are named, the payload in base 64. Absent optionals are
+/// left out. `createdAt` must be finite: any other is written as null, which does not decode.
 QByteArray encodeUploadTask(const UploadTask& task);
-std::optional<UploadTask> decodeUploadTask(const QByteArray& json);
+std::optional<UploadTask> decodeUploadTask(const QByteArray& encoded);
