@@ -26,6 +26,9 @@ function(velmora_library name)
     velmora_precompile(${name})
 endfunction()
 
+# Everything below the screens that a test can prove: what an engine change has to rebuild and run.
+add_custom_target(engine-tests)
+
 # velmora_test(<name> SOURCES <files...> LINKS <targets...> [LABELS <labels...>] [TIMEOUT <seconds>])
 function(velmora_test name)
     cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LINKS;LABELS" ${ARGN})
@@ -37,6 +40,9 @@ function(velmora_test name)
     velmora_precompile(${name})
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
+    if("engine" IN_LIST ARG_LABELS)
+        add_dependencies(engine-tests ${name})
+    endif()
 endfunction()
 
 function(velmora_precompile name)
