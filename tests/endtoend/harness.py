@@ -1,0 +1,311 @@
+"""A private desktop for the real program: display, buses, keyring, backend, and hands that use it by accessible names.
+
+Everything that is started is stopped by its process id; nothing of the person's own session is touched.
+"""
+
+import json
+import os
+import pathlib
+import signal
+import subprocess
+import time
+import urllib.request
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+MONITORS = (("left", 1920, 1080, 0, 0), ("right", 1280, 1024, 1920, 0))
+ACCOUNT = ("demo@velmora.example", "demo1234")
+
+
+class Failure(AssertionError):
+    """A step did not come out as it must."""
+
+
+def until(what, probe, seconds=10.0, pause=0.1):
+    """Waits for `probe` to give something true, and returns it."""
+    deadline = time.monotonic() + seconds
+    while True:
+        answer = probe()
+        if answer:
+            return answer
+        if time.monotonic() > deadline:
+            raise Failure(f"waited {seconds:.0f} s in vain for: {what}")
+        time.sleep(pause)
+
+
+class Backend:
+    """The development backend on a free loopback port."""
+
+    def __init__(self, build, folder, log):
+        folder.mkdir(parents=True, exist_ok=True)
+        port_file = folder / "port"
+        port_file.unlink(missing_ok=True)
+        self.process = subprocess.Popen(
+            [build / "backend/velmora-backend", "--port", "0", "--data", folder / "data", "--port-file", port_file],
+            stdout=log, stderr=log)
+        until("the backend to listen", lambda: port_file.exists() and port_file.read_text().strip())
+        self.url = f"http://127.0.0.1:{port_file.read_text().strip()}"
+
+    def get(self, path):
+        with urllib.request.urlopen(self.url + path, timeout=10) as answer:
+            return json.load(answer)
+
+    def post(self, path, body=None):
+        request = urllib.request.Request(self.url + path, json.dumps(body or {}).encode(),
+                                         {"Content-Type": "application/json"})
+        with urllib.request.urlopen(request, timeout=10) as answer:
+            return answer.read()
+
+    def summary(self):
+        return self.get("/control/summary")
+
+
+class Desktop:
+    """Display (a private one unless `display` names one), session bus, keyring, home, backend and program."""
+
+    def __init__(self, build, folder, display=None, keyring=True, environment=None):
+        self.build = pathlib.Path(build).resolve()
+        self.folder = pathlib.Path(folder).resolve()
+        self.home = self.folder / "home"
+        self.processes = []
+        self.program = None
+        self.program_starts = 0
+        for path in (self.home, self.folder / "runtime"):
+            path.mkdir(parents=True, exist_ok=True)
+            path.chmod(0o700)
+        self.log = open(self.folder / "services.log", "ab")
+        self.environment = {
+            "HOME": str(self.home), "PATH": os.environ["PATH"], "LANG": "C.UTF-8",
+            "XDG_RUNTIME_DIR": str(self.folder / "runtime"),
+            # No system bus of this machine: power and network events come only from buses that a test makes.
+            "DBUS_SYSTEM_BUS_ADDRESS": f"unix:path={self.folder}/no-system-bus",
+            "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1",
+        }
+        try:
+            self._start_display(display)
+            self._start_bus()
+            if keyring:
+                self._start_keyring()
+            self.backend = Backend(self.build, self.folder / "backend", self.log)
+            self.processes.append(self.backend.process)
+            self.environment.update(environment or {})
+        except BaseException:
+            self.close()
+            raise
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+    def close(self):
+        if self.program:
+            self.stop_program()
+        for process in reversed(self.processes):
+            process.terminate()
+            try:
+                process.wait(5)
+            except subprocess.TimeoutExpired:
+                process.kill()
+                process.wait()
+        self.processes = []
+        self.log.close()
+
+    def _start(self, command, **options):
+        process = subprocess.Popen(command, env=self.environment, stderr=self.log, **options)
+        self.processes.append(process)
+        return process
+
+    def _start_display(self, display):
+        if display:
+            self.environment["DISPLAY"] = display
+            if "XAUTHORITY" in os.environ:
+                self.environment["XAUTHORITY"] = os.environ["XAUTHORITY"]
+            return
+        width = max(w + x for _, w, _, x, _ in MONITORS)
+        height = max(h + y for _, _, h, _, y in MONITORS)
+        reader, writer = os.pipe()
+        self._start(["Xvfb", "-displayfd", str(writer), "-screen", "0", f"{width}x{height}x24", "-noreset",
+                     "-nolisten", "tcp"], stdout=self.log, pass_fds=[writer])
+        os.close(writer)
+        with os.fdopen(reader) as answer:
+            self.environment["DISPLAY"] = ":" + answer.readline().strip()
+        for index, (name, w, h, x, y) in enumerate(MONITORS):
+            self.run("xrandr", "--setmonitor", name, f"{w}/{w // 4}x{h}/{h // 4}+{x}+{y}",
+                     "screen" if index == 0 else "none")
+
+    def _start_bus(self):
+        bus = self._start(["dbus-daemon", "--session", "--nofork", "--print-address=1"], stdout=subprocess.PIPE)
+        self.environment["DBUS_SESSION_BUS_ADDRESS"] = bus.stdout.readline().decode().strip()
+        os.environ["DBUS_SESSION_BUS_ADDRESS"] = self.environment["DBUS_SESSION_BUS_ADDRESS"]
+
+    def _start_keyring(self):
+        keyring = self._start(["gnome-keyring-daemon", "--foreground", "--unlock", "--components=secrets"],
+                              stdin=subprocess.PIPE, stdout=self.log)
+        keyring.stdin.write(b"demo")
+        keyring.stdin.close()
+        until("the keyring", lambda: subprocess.run(
+            ["secret-tool", "search", "service", "none"], env=self.environment, stdout=self.log,
+            stderr=self.log).returncode in (0, 1) and self._owns_secrets())
+
+    def _owns_secrets(self):
+        names = self.run("dbus-send", "--session", "--print-reply", "--dest=org.freedesktop.DBus", "/",
+                         "org.freedesktop.DBus.ListNames")
+        return "org.freedesktop.secrets" in names
+
+    def run(self, *command, check=True):
+        done = subprocess.run([str(part) for part in command], env=self.environment, stdout=subprocess.PIPE,
+                              stderr=self.log, timeout=30)
+        if check and done.returncode:
+            raise Failure(f"{' '.join(map(str, command))} ended with {done.returncode}")
+        return done.stdout.decode()
+
+    # The program.
+
+    @property
+    def preferences_file(self):
+        return self.home / ".config/velmora-timetracker/preferences.json"
+
+    @property
+    def data(self):
+        return self.home / ".local/share/Velmora TimeTracker"
+
+    @property
+    def program_log(self):
+        return (self.folder / "program.log").read_text(errors="replace")
+
+    def point_at_backend(self):
+        """What an installation for a company does: the base URL stands in the preferences."""
+        self.preferences_file.parent.mkdir(parents=True, exist_ok=True)
+        self.preferences_file.write_text(json.dumps(
+            {"com.velmora.timetracker.apiBaseURL": self.backend.url + "/api/v1/"}))
+
+    def start_program(self, **extra):
+        self.program_starts += 1
+        with open(self.folder / "program.log", "ab") as log:
+            self.program = subprocess.Popen([self.build / "Velmora_TimeTracker/velmora-timetracker"],
+                                            env={**self.environment, **extra}, stdout=log, stderr=log)
+        return self.program
+
+    def stop_program(self, with_signal=signal.SIGTERM):
+        program, self.program = self.program, None
+        program.send_signal(with_signal)
+        try:
+            return program.wait(15)
+        except subprocess.TimeoutExpired as late:
+            program.kill()
+            program.wait()
+            raise Failure(f"the program did not end within 15 s of signal {with_signal}") from late
+
+    def picture(self, name):
+        file = self.folder / f"{name}.png"
+        window = until("the window", lambda: self.window())
+        self.run("maim", "-i", window, file)
+        return file
+
+    def window(self):
+        found = self.run("xdotool", "search", "--onlyvisible", "--pid", self.program.pid, check=False).split()
+        return found[-1] if found else None
+
+    # Hands: input that the program counts like any other.
+
+    def type_for(self, seconds):
+        """Types and moves; returns about how many keys were pressed."""
+        end = time.monotonic() + seconds
+        keys = 0
+        while time.monotonic() < end:
+            self.run("xdotool", "mousemove", 1500 + keys % 40, 900 + keys % 30)
+            self.run("xdotool", "key", "--delay", "20", "F13", "F14", check=False)
+            keys += 2
+            time.sleep(0.15)
+        return keys
+
+    # Eyes and fingers: the accessibility tree.
+
+    def _atspi(self):
+        import gi
+        gi.require_version("Atspi", "2.0")
+        from gi.repository import Atspi
+        return Atspi
+
+    def _walk(self, node, depth=0):
+        yield node
+        if depth < 40:
+            for index in range(node.get_child_count()):
+                child = node.get_child_at_index(index)
+                if child is not None:
+                    yield from self._walk(child, depth + 1)
+
+    def nodes(self):
+        """Every node of the program that is on the screen."""
+        Atspi = self._atspi()
+        from gi.repository import GLib
+        try:
+            desktop = Atspi.get_desktop(0)
+            desktop.clear_cache()
+            for index in range(desktop.get_child_count()):
+                application = desktop.get_child_at_index(index)
+                if application is None or application.get_process_id() != self.program.pid:
+                    continue
+                application.clear_cache()
+                for node in self._walk(application):
+                    if node.get_state_set().contains(Atspi.StateType.SHOWING):
+                        yield node
+        except GLib.Error:
+            return  # the tree changed under us; the caller looks again
+
+    def find(self, identifier):
+        """The node on the screen whose description is the identifier, or None."""
+        from_tree = (node for node in self.nodes() if node.get_description() == identifier)
+        return next(from_tree, None)
+
+    def wait_for(self, identifier, seconds=10):
+        return until(f"{identifier} on the screen", lambda: self.find(identifier), seconds)
+
+    def texts(self):
+        return [node.get_name() for node in self.nodes() if node.get_name()]
+
+    def shows(self, text):
+        return any(text in shown for shown in self.texts())
+
+    def text_of(self, identifier):
+        return self.wait_for(identifier).get_name()
+
+    def set_text(self, identifier, text):
+        self.wait_for(identifier).get_editable_text_iface().set_text_contents(text)
+
+    def press(self, identifier, seconds=10):
+        Atspi = self._atspi()
+
+        def enabled():
+            node = self.find(identifier)
+            return node if node and node.get_state_set().contains(Atspi.StateType.ENABLED) else None
+
+        node = until(f"{identifier} to be enabled", enabled, seconds)
+        node.get_action_iface().do_action(0)
+
+    def sign_in(self, account=ACCOUNT):
+        self.set_text("#loginEmail", account[0])
+        self.set_text("#loginPassword", account[1])
+        self.press("#loginButton")
+
+    def pick_task(self, name):
+        """Opens the task menu and chooses by keyboard, as a person without a mouse would."""
+        self.press("#taskField")
+        until(f"{name} in the menu", lambda: self.shows(name))
+        for _ in range(20):
+            self.run("xdotool", "key", "Down")
+            chosen = self._selected_menu_item()
+            if chosen == name:
+                break
+        self.run("xdotool", "key", "Return")
+        until("the chosen task", lambda: name in self.text_of("#taskField"))
+
+    def _selected_menu_item(self):
+        Atspi = self._atspi()
+        for node in self.nodes():
+            states = node.get_state_set()
+            if "menu item" in node.get_role_name() and (states.contains(Atspi.StateType.FOCUSED) or
+                                                        states.contains(Atspi.StateType.SELECTED)):
+                return node.get_name()
+        return None
