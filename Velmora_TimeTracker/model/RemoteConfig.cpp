@@ -27,7 +27,7 @@ QJsonArray toJson(const std::vector<RemoteProject>& projects) {
     return json;
 }
 
-/// Calls `visit` with the key and the member of each optional text, and of each optional integer.
+/// Calls `visit` with the key and the member of each optional value.
 template <typename Config, typename Visit>
 void forEachOptional(Config& config, Visit visit) {
     visit("upload_batch_size", config.uploadBatchSize);

@@ -33,12 +33,20 @@ std::optional<Date> calendarDate(Date date, const QTimeZone& timeZone) {
 
 std::optional<Date> startOfDayAfter(Date date, int days, const QTimeZone& timeZone) {
     const QDate day = wallClock(date, timeZone).date().addDays(days);
-    QDateTime start = day.startOfDay(timeZone);
-    if (!start.isValid()) {
-        // A zone that crosses the date line eastwards skips one whole day.
-        start = day.addDays(1).startOfDay(timeZone);
+    if (!day.isValid() || !timeZone.isValid()) {
+        return std::nullopt;
     }
-    return start.isValid() ? std::optional(Date::fromDateTime(start)) : std::nullopt;
+    // The earliest instant at which the wall clock shows midnight or later. No zone is a whole day from UTC,
+    // so the day before is a safe place to start from; QDate::startOfDay takes the second of two midnights.
+    const QDateTime midnight(day, QTime(0, 0), Qt::UTC);
+    const QDateTime dayBefore = midnight.addDays(-1);
+    QDateTime start = midnight.addSecs(-timeZone.offsetFromUtc(dayBefore));
+    auto change = timeZone.nextTransition(dayBefore);
+    while (change.atUtc.isValid() && change.atUtc <= start) {
+        start = qMax(change.atUtc, midnight.addSecs(-change.offsetFromUtc));
+        change = timeZone.nextTransition(change.atUtc);
+    }
+    return Date::fromDateTime(start);
 }
 
 } // namespace SegmentUtils
