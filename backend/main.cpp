@@ -1,1 +1,84 @@
-int main() { return 0; }
+#include "Backend.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QFile>
+#include <csignal>
+#include <cstdio>
+#include <stdexcept>
+#include <sys/stat.h>
+
+namespace {
+
+QByteArray contentsOf(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        throw std::runtime_error("cannot read " + path.toStdString());
+    return file.readAll();
+}
+
+/// Written whole under another name first: whoever waits for the file finds the port in it.
+void writePortFile(const QString& path, int port) {
+    const QString unfinished = path + QStringLiteral(".part");
+    QFile file(unfinished);
+    QFile::remove(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(QByteArray::number(port) + '\n') < 0 ||
+        !file.flush() || !file.rename(path))
+        throw std::runtime_error("cannot write " + path.toStdString());
+}
+
+int serveUntilSignal(const QCommandLineParser& arguments, const sigset_t& endSignals) {
+    bool isNumber = false;
+    const int port = arguments.value(QStringLiteral("port")).toInt(&isNumber);
+    if (!isNumber || port < 0 || port > 65535)
+        throw std::runtime_error("--port needs a number from 0 to 65535");
+    if (arguments.value(QStringLiteral("host")) != u"127.0.0.1")
+        throw std::runtime_error("this development backend listens on 127.0.0.1 only");
+    if (!arguments.isSet(QStringLiteral("data")))
+        throw std::runtime_error("--data is required");
+    const QString configuration = arguments.value(QStringLiteral("config"));
+    const backend::Backend server(
+        {.dataFolder = arguments.value(QStringLiteral("data")),
+         .configuration = configuration.isEmpty() ? QByteArray() : contentsOf(configuration),
+         .port = port});
+    std::printf("velmora-backend: listening on %s\n", qPrintable(server.url()));
+    std::printf("velmora-backend: a development tool, for this machine only; the employer's view is at that "
+                "address\n");
+    std::fflush(stdout);
+    if (arguments.isSet(QStringLiteral("port-file")))
+        writePortFile(arguments.value(QStringLiteral("port-file")), server.port());
+    int received = 0;
+    sigwait(&endSignals, &received);
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    ::umask(077);
+    // Blocked before any thread starts, so that the signals reach sigwait and nothing else.
+    sigset_t endSignals;
+    sigemptyset(&endSignals);
+    for (const int number : {SIGTERM, SIGINT, SIGHUP})
+        sigaddset(&endSignals, number);
+    pthread_sigmask(SIG_BLOCK, &endSignals, nullptr);
+
+    const QCoreApplication application(argc, argv);
+    QCommandLineParser arguments;
+    arguments.setApplicationDescription(
+        QStringLiteral("Development backend of Velmora TimeTracker. Listens on 127.0.0.1 only."));
+    arguments.addHelpOption();
+    arguments.addOptions(
+        {{u"port"_qs, u"Port; 0 picks a free one."_qs, u"number"_qs, u"0"_qs},
+         {u"host"_qs, u"Address; nothing but 127.0.0.1 is accepted."_qs, u"address"_qs, u"127.0.0.1"_qs},
+         {u"data"_qs, u"Folder of the database and the screenshots."_qs, u"folder"_qs},
+         {u"config"_qs, u"Accounts and companies; a built-in set without it."_qs, u"file"_qs},
+         {u"port-file"_qs, u"File to write the port to."_qs, u"file"_qs}});
+    arguments.process(application);
+    try {
+        return serveUntilSignal(arguments, endSignals);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "velmora-backend: %s\n", error.what());
+        return 2;
+    }
+}

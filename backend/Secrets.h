@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QString>
+
+namespace backend {
+
+/// 32 bytes from the system's generator, in hexadecimal.
+QString randomToken();
+/// Six decimal digits from the system's generator.
+QString randomCode();
+/// A random UUID as upper-case text.
+QString randomUuid();
+/// SHA-256 in lower-case hexadecimal.
+QString digestOf(const QByteArray& bytes);
+
+} // namespace backend

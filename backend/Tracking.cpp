@@ -1,0 +1,163 @@
+#include "Checks.h"
+#include "Endpoint.h"
+#include "Report.h"
+
+#include <QJsonArray>
+#include <QRegularExpression>
+#include <QUuid>
+
+namespace backend {
+
+namespace {
+
+/// The headers of the client's upload requests, which differ from those of its JSON client.
+void demandUploadHeaders(const Call& call, const QString& contentType) {
+    const QRegularExpression form(QLatin1String("\\A") + contentType + QLatin1String("\\z"));
+    if (!form.match(call.header("Content-Type")).hasMatch())
+        throw Refusal{400, QStringLiteral("The Content-Type \"%1\" is not the one of this request.")
+                               .arg(call.header("Content-Type"))};
+    if (call.header("Accept") != u"application/json")
+        throw Refusal{400, QStringLiteral("The header Accept must be \"application/json\".")};
+    if (call.header("app-client") != u"ios")
+        throw Refusal{400, QStringLiteral("The header app-client must be \"ios\".")};
+    if (call.request.has_header("X-App"))
+        throw Refusal{400, QStringLiteral("This request must not carry the header X-App.")};
+}
+
+QJsonObject uploadBody(const Call& call) {
+    demandUploadHeaders(call, QStringLiteral("application/json"));
+    return objectFrom(call.request.body);
+}
+
+/// The common reply to reports, with today's total and whatever else the endpoint tells.
+Reply withTodayTotal(State& state, const Caller& caller, QJsonObject data = {}) {
+    const TodayTotal today =
+        state.sessions.today(caller.account.email, caller.company.key, state.second(), caller.company.zone());
+    data.insert(u"ok"_qs, true);
+    data.insert(u"today_total_seconds"_qs, today.seconds);
+    data.insert(u"today_date"_qs, today.date);
+    return QJsonObject{{u"success"_qs, true}, {u"data"_qs, data}};
+}
+
+/// The same account at the same company is always told the same device.
+QString deviceIdOf(const Caller& caller) {
+    const QUuid space(QStringLiteral("{6ba7b810-9dad-11d1-80b4-00c04fd430c8}"));
+    const QString seed = caller.company.key + QLatin1Char('/') + caller.account.email;
+    return QUuid::createUuidV5(space, seed).toString(QUuid::WithoutBraces).toUpper();
+}
+
+Reply configuration(State& state, const Call& call) {
+    demandJsonClientHeaders(call);
+    const Caller caller = callerOf(state, call);
+    const TodayTotal today =
+        state.sessions.today(caller.account.email, caller.company.key, state.second(), caller.company.zone());
+    QJsonObject data = caller.company.config;
+    data.insert(u"device_id"_qs, deviceIdOf(caller));
+    data.insert(u"name"_qs, caller.account.name);
+    data.insert(u"company_name"_qs, caller.company.name);
+    data.insert(u"today_total_seconds"_qs, today.seconds);
+    data.insert(u"today_date"_qs, today.date);
+    return QJsonObject{{u"data"_qs, data}};
+}
+
+Reply screenshotReport(State& state, const Call& call) {
+    demandJsonClientHeaders(call);
+    const Caller caller = callerOf(state, call);
+    const auto date = dayFrom(call.parameter("date"));
+    if (!date)
+        throw Refusal{422, QStringLiteral("date must be a day as yyyy-MM-dd.")};
+    const Day day = dayOf(state, caller.account.email, caller.company, *date);
+    return QJsonObject{{u"data"_qs, reportOf(day, call.origin)}};
+}
+
+Reply startSession(State& state, const Call& call) {
+    const Caller caller = callerOf(state, call);
+    const QJsonObject body = uploadBody(call);
+    demand(body, {{u"device_uuid"_qs, uuid()},
+                  {u"session_uuid"_qs, uuid()},
+                  {u"started_at"_qs, dateTime()},
+                  {u"task_id"_qs, text()}});
+    state.sessions.start(caller.account.email, caller.company.key, body, state.accounts.oneDevicePerAccount);
+    return withTodayTotal(state, caller);
+}
+
+void demandHeartbeat(const QJsonObject& body) {
+    const bool completed = body.value(u"status").toString() == u"completed";
+    demand(body, {{u"device_uuid"_qs, uuid()},
+                  {u"session_uuid"_qs, uuid()},
+                  {u"task_id"_qs, text()},
+                  {u"status"_qs, oneOf({u"active", u"completed"})},
+                  {u"started_at"_qs, dateTime()},
+                  {u"stopped_at"_qs, completed ? dateTime() : absent()},
+                  {u"total_seconds"_qs, count()},
+                  {u"mouse_movements"_qs, count()},
+                  {u"key_press_count"_qs, count()},
+                  {u"activity_rate"_qs, number(0, 100)},
+                  {u"intervals"_qs, [](const QJsonValue& value) {
+                       return value.isArray() ? QString() : QStringLiteral("an array");
+                   }}});
+    const QJsonArray intervals = body.value(u"intervals").toArray();
+    for (int index = 0; index < intervals.size(); ++index) {
+        const bool closed = completed && index + 1 == intervals.size();
+        demand(intervals.at(index).toObject(),
+               {{u"interval_uuid"_qs, uuid()},
+                {u"started_at"_qs, dateTime()},
+                {u"stopped_at"_qs, closed ? dateTime() : nullOr(dateTime())}},
+               QStringLiteral("intervals[%1]: ").arg(index));
+    }
+}
+
+Reply heartbeat(State& state, const Call& call) {
+    const Caller caller = callerOf(state, call);
+    const QJsonObject body = uploadBody(call);
+    demandHeartbeat(body);
+    state.sessions.report(caller.account.email, caller.company.key, body);
+    return withTodayTotal(state, caller);
+}
+
+Reply segmentBatch(State& state, const Call& call) {
+    const Caller caller = callerOf(state, call);
+    const QJsonObject body = uploadBody(call);
+    demand(body, {{u"device_uuid"_qs, uuid()}, {u"segments"_qs, [](const QJsonValue& value) {
+                                                    return value.toArray().isEmpty()
+                                                               ? QStringLiteral("an array, not empty")
+                                                               : QString();
+                                                }}});
+    const QJsonObject outcome =
+        state.segments.accept(caller.account.email, caller.company.key, body.value(u"device_uuid").toString(),
+                              body.value(u"segments").toArray(), state.second());
+    return withTodayTotal(state, caller, outcome);
+}
+
+Reply uploadScreenshot(State& state, const Call& call) {
+    const Caller caller = callerOf(state, call);
+    demandUploadHeaders(call, QStringLiteral("multipart/form-data; boundary=Boundary-[0-9A-F-]{36}"));
+    const QString session = call.part(2);
+    if (!isUuid(session))
+        throw Refusal{422, QStringLiteral("The session in the path must be a UUID in upper case.")};
+    state.sessions.demandOwned(caller.account.email, session);
+    const auto& parts = call.request.files;
+    if (parts.size() != 1 || parts.begin()->first != "screenshots[]")
+        throw Refusal{422, QStringLiteral("The body must hold one part, named screenshots[].")};
+    const httplib::MultipartFormData& part = parts.begin()->second;
+    if (part.content_type != "image/jpeg")
+        throw Refusal{422, QStringLiteral("The part's Content-Type must be image/jpeg.")};
+    state.screenshots.store(caller.account.email, session, QString::fromStdString(part.filename),
+                            part.content, state.second());
+    return QJsonObject{{u"success"_qs, true}};
+}
+
+} // namespace
+
+std::vector<Endpoint> trackingEndpoints() {
+    const std::string employees = apiRoot + "hr/timetracker/employees/";
+    return {
+        {Endpoint::Method::get, employees + "config", configuration},
+        {Endpoint::Method::get, apiRoot + "hr/timetracker/reporting/screenshots/employees", screenshotReport},
+        {Endpoint::Method::post, employees + "sessions/start", startSession},
+        {Endpoint::Method::post, employees + "sessions/heartbeat", heartbeat},
+        {Endpoint::Method::post, employees + "segments/batch", segmentBatch},
+        {Endpoint::Method::post, employees + "sessions/([^/]+)/screenshots", uploadScreenshot}};
+}
+
+} // namespace backend
