@@ -1,1 +1,55 @@
 #include "ApplicationFolder.h"
+
+#include "ApplicationInfo.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+namespace ApplicationFolder {
+
+namespace {
+
+constexpr QLatin1StringView ownLevel("/Velmora TimeTracker");
+
+constexpr QFile::Permissions ownerOnly = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner;
+constexpr QFile::Permissions others = QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup |
+                                      QFile::ReadOther | QFile::WriteOther | QFile::ExeOther;
+
+/// Makes one level, or tightens it when it is there already and ours.
+void createLevel(const QString& folder, bool isOurs) {
+    const bool isNew = QDir().mkdir(folder, ownerOnly);
+    // The mask of the process may have taken even our own rights away.
+    if (isNew || (isOurs && QFile::permissions(folder).testAnyFlags(others))) {
+        QFile::setPermissions(folder, ownerOnly);
+    }
+}
+
+} // namespace
+
+QString path(const ApplicationInfo& information) {
+    return information.applicationSupportDirectory() + ownLevel;
+}
+
+bool create(const QString& folder) {
+    const QString absolute = QDir::cleanPath(QDir().absoluteFilePath(folder));
+    const QStringList names = absolute.split(u'/', Qt::SkipEmptyParts);
+    QString level;
+    bool isOurs = false;
+    for (const QString& name : names) {
+        level += u'/' + name;
+        isOurs = isOurs || level.endsWith(ownLevel);
+        createLevel(level, isOurs);
+    }
+    return QFileInfo(absolute).isDir();
+}
+
+QString setAside(const QString& file, const QString& stamp) {
+    const QString wanted = file + ".unreadable-" + stamp;
+    QString target = wanted;
+    for (int copy = 2; QFileInfo::exists(target); ++copy) {
+        target = wanted + u'-' + QString::number(copy);
+    }
+    return QDir().rename(file, target) ? target : QString();
+}
+
+} // namespace ApplicationFolder

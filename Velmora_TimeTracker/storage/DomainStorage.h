@@ -6,8 +6,8 @@
 
 class PreferenceStore;
 
-/// The API root URL of the company that the user works in, and the domain key derived from it, which partitions all
-/// local data by company. Holds no state of its own; any thread.
+/// The API root URL of the company that the user works in, and the domain key derived from it, which
+/// partitions all local data by company. Holds no state of its own; any thread.
 class DomainStorage {
 public:
     explicit DomainStorage(PreferenceStore& preferences)
@@ -22,7 +22,8 @@ public:
     /// The base URL's host as the URL gives it; "global" without one.
     QString domainKey() const;
 
-    /// Makes an API root of whatever the backend names a company's endpoint: adds a missing scheme and the path
+    /// Makes an API root of whatever the backend names a company's endpoint: adds a missing scheme and the
+    /// path
     /// "/api/v1/". Absent for blanks or a text that is no URL.
     static std::optional<QUrl> buildBaseURL(const QString& endpoint);
 

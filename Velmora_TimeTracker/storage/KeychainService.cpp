@@ -1,1 +1,32 @@
 #include "KeychainService.h"
+
+std::optional<AuthTokens> KeychainService::getAuthTokens() {
+    return readAuthTokens(SecretStore::WhenLocked::askToUnlock).tokens;
+}
+
+void KeychainService::saveAuthTokens(const AuthTokens& tokens) {
+    const QByteArray encoded = encodeAuthTokens(tokens);
+    if (encoded.isEmpty()) {
+        return;
+    }
+    secrets_.remove(service, account);
+    secrets_.add(service, account, encoded);
+}
+
+void KeychainService::deleteAuthTokens() {
+    secrets_.remove(service, account);
+}
+
+KeychainService::Answer KeychainService::readAuthTokens(SecretStore::WhenLocked whenLocked) {
+    const SecretStore::ReadResult read = secrets_.read(service, account, whenLocked);
+    switch (read.status) {
+    case SecretStore::Status::success:
+        return {decodeAuthTokens(read.value), true};
+    case SecretStore::Status::missing:
+        return {std::nullopt, true};
+    case SecretStore::Status::locked:
+    case SecretStore::Status::failed:
+        break;
+    }
+    return {std::nullopt, false};
+}

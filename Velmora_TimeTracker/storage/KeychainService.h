@@ -22,7 +22,8 @@ public:
     /// What the launch read needs to tell apart: tokens, none, or a keyring that has not answered.
     struct Answer {
         std::optional<AuthTokens> tokens;
-        bool isDefinite = true; ///< False while the keyring is locked: the tokens may exist.
+        bool isDefinite =
+            true; ///< False while the keyring is locked or cannot be asked: the tokens may exist.
     };
     Answer readAuthTokens(SecretStore::WhenLocked whenLocked);
 

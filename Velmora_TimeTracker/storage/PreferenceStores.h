@@ -58,6 +58,7 @@ struct Ordered {
     std::vector<LoginCompany> companies;
     std::optional<QString> recentEndpoint;
 };
-/// By name, without regard to case, as the user's language sorts; the first company with `lastEndpoint` comes to the front.
+/// By name, without regard to case, as the user's language sorts; the first company with `lastEndpoint` comes
+/// to the front.
 Ordered ordered(std::vector<LoginCompany> companies, const std::optional<QString>& lastEndpoint);
 } // namespace CompanyListOrder

@@ -1,1 +1,139 @@
-// placeholder
+// The store's operations on the upload queue.
+
+#include "Clock.h"
+#include "DomainStorage.h"
+#include "Random.h"
+#include "SQLiteStore.h"
+#include "Statement.h"
+#include "StoreStatements.h"
+
+namespace {
+
+/// A text that is no identifier gets a fresh one: the task is still sent, only what is noted about it finds
+/// no row.
+QUuid identifier(const QString& text, Random& random) {
+    const auto id = parseUuid(text);
+    return id ? *id : random.uuid();
+}
+
+/// The task in the statement's present row. Absent when what decides about it is missing or unknown.
+std::optional<UploadTask> task(const Statement& row, Random& random) {
+    const auto id = row.text(0);
+    const auto sessionId = row.text(1);
+    const auto type = uploadTaskType(row.text(2).value_or(QString()));
+    const auto status = uploadTaskStatus(row.text(7).value_or(QString()));
+    if (!id || !sessionId || !type || !status) {
+        return std::nullopt;
+    }
+    return UploadTask{.id = identifier(*id, random),
+                      .sessionId = identifier(*sessionId, random),
+                      .type = *type,
+                      .filePath = row.text(3),
+                      .jsonPayload = row.blob(4),
+                      .retryCount = row.integer(5),
+                      .createdAt = Date::since1970(row.real(6)),
+                      .status = *status,
+                      .priority = row.integer(8)};
+}
+
+} // namespace
+
+void SQLiteStore::enqueueUploadTask(const UploadTask& task, const std::optional<QString>& domainKey) {
+    const QString domain = domainKey ? *domainKey : domain_.domainKey();
+    withStatement(Sql::enqueueUploadTask, [&](Statement& statement) {
+        statement.bindText(uuidText(task.id)).bindText(domain).bindText(uuidText(task.sessionId));
+        statement.bindText(rawName(task.type));
+        task.filePath ? statement.bindText(*task.filePath) : statement.bindNull();
+        task.jsonPayload ? statement.bindBlob(*task.jsonPayload) : statement.bindNull();
+        statement.bindInteger(task.retryCount).bindReal(task.createdAt.secondsSince1970());
+        statement.bindText(rawName(task.status)).bindInteger(task.priority).bindReal(0).run();
+    });
+}
+
+std::optional<UploadTask> SQLiteStore::nextUploadTask(Date now) {
+    const QString domain = domain_.domainKey();
+    std::optional<UploadTask> next;
+    withStatement(Sql::nextUploadTask, [&](Statement& statement) {
+        if (statement.bindText(domain).bindReal(now.secondsSince1970()).step()) {
+            next = task(statement, random_);
+        }
+    });
+    return next;
+}
+
+void SQLiteStore::updateUploadTaskStatus(const QUuid& id, UploadTaskStatus status) {
+    const QString domain = domain_.domainKey();
+    withStatement(Sql::updateUploadTaskStatus, [&](Statement& statement) {
+        statement.bindText(rawName(status)).bindText(domain).bindText(uuidText(id)).run();
+    });
+}
+
+void SQLiteStore::markUploadTaskFailed(const QUuid& id, int retryCount, Date nextAttemptAt) {
+    const QString domain = domain_.domainKey();
+    withStatement(Sql::markUploadTaskFailed, [&](Statement& statement) {
+        statement.bindText(rawName(UploadTaskStatus::failed)).bindInteger(retryCount);
+        statement.bindReal(nextAttemptAt.secondsSince1970()).bindText(domain).bindText(uuidText(id)).run();
+    });
+}
+
+void SQLiteStore::markUploadTaskCompleted(const QUuid& id) {
+    const QString domain = domain_.domainKey();
+    withStatement(Sql::markUploadTaskCompleted,
+                  [&](Statement& statement) { statement.bindText(domain).bindText(uuidText(id)).run(); });
+}
+
+void SQLiteStore::resetStaleInProgressTasks() {
+    withStatement(Sql::resetStaleInProgressTasks, [](Statement& statement) { statement.run(); });
+}
+
+bool SQLiteStore::hasScreenshotTask(const QUuid& sessionId, const QString& filePath) {
+    const QString domain = domain_.domainKey();
+    bool found = false;
+    withStatement(Sql::hasScreenshotTask, [&](Statement& statement) {
+        found = statement.bindText(domain).bindText(uuidText(sessionId)).bindText(filePath).step();
+    });
+    return found;
+}
+
+bool SQLiteStore::hasActivitySegmentTask() {
+    const QString domain = domain_.domainKey();
+    bool found = false;
+    withStatement(Sql::hasActivitySegmentTask,
+                  [&](Statement& statement) { found = statement.bindText(domain).step(); });
+    return found;
+}
+
+QSet<QString> SQLiteStore::pendingUploadFilePaths() {
+    const QString domain = domain_.domainKey();
+    QSet<QString> paths;
+    withStatement(Sql::pendingUploadFilePaths, [&](Statement& statement) {
+        statement.bindText(domain);
+        while (statement.step()) {
+            paths.insert(statement.text(0).value_or(QString()));
+        }
+    });
+    return paths;
+}
+
+std::vector<QUuid> SQLiteStore::pendingUploadTaskIds(const QUuid& sessionId,
+                                                     const std::vector<UploadTaskType>& types) {
+    std::vector<QUuid> ids;
+    if (types.empty()) {
+        return ids;
+    }
+    const QString domain = domain_.domainKey();
+    const QByteArray places = QByteArray(",?").repeated(static_cast<qsizetype>(types.size())).sliced(1);
+    const QByteArray sql = Sql::pendingUploadTaskIdsHead + places + Sql::pendingUploadTaskIdsTail;
+    withStatement(sql.constData(), [&](Statement& statement) {
+        statement.bindText(domain).bindText(uuidText(sessionId));
+        for (const UploadTaskType type : types) {
+            statement.bindText(rawName(type));
+        }
+        while (statement.step()) {
+            if (const auto id = parseUuid(statement.text(0).value_or(QString()))) {
+                ids.push_back(*id);
+            }
+        }
+    });
+    return ids;
+}

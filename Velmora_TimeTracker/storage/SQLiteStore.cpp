@@ -1,1 +1,227 @@
 #include "SQLiteStore.h"
+
+#include "ApplicationFolder.h"
+#include "Clock.h"
+#include "DomainStorage.h"
+#include "Log.h"
+#include "Statement.h"
+#include "StoreStatements.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <algorithm>
+#include <cstdio>
+#include <sqlite3.h>
+
+namespace {
+
+constexpr QFile::Permissions ownerOnly = QFile::ReadOwner | QFile::WriteOwner;
+
+/// How long a statement waits for another process, such as a backup, to let go of the file.
+constexpr int busyMilliseconds = 1000;
+
+/// The content of the file is at fault, as against the disk, the folder's rights or another process.
+bool isDamage(int code) {
+    const int primary = code & 0xff;
+    return primary == SQLITE_ERROR || primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB;
+}
+
+/// The library gives the files beside the database the database's own mode, so that is set before it opens
+/// them.
+void makePrivateFile(const QString& path) {
+    QFile file(path);
+    if (file.open(QIODevice::WriteOnly | QIODevice::NewOnly, ownerOnly)) {
+        file.close();
+    }
+    for (const char* suffix : {"", "-wal", "-shm"}) {
+        const QString name = path + QLatin1StringView(suffix);
+        if (QFileInfo(name).isFile()) {
+            QFile::setPermissions(name, ownerOnly);
+        }
+    }
+}
+
+/// True also when the table cannot be asked, so that it is left alone.
+bool tableHasColumn(sqlite3* db, const char* table, const char* name) {
+    Statement columns(db, QByteArray("PRAGMA table_info(") + table + ");");
+    while (columns.step()) {
+        if (columns.text(1) == QLatin1StringView(name)) {
+            return true;
+        }
+    }
+    return columns.failure() != SQLITE_OK;
+}
+
+/// The first code of the check that is not "fine".
+int checkContent(sqlite3* db) {
+    // Walks every page, which costs 1.3 ms per megabyte.
+    Statement check(db, "PRAGMA quick_check(1);");
+    const bool isSound = check.step() && check.text(0) == QLatin1StringView("ok");
+    if (!isSound) {
+        return check.failure() != SQLITE_OK ? check.failure() : SQLITE_CORRUPT;
+    }
+    for (const char* sql : Sql::writes) {
+        const Statement statement(db, sql);
+        if (!statement.isPrepared()) {
+            return statement.failure();
+        }
+    }
+    return SQLITE_OK;
+}
+
+} // namespace
+
+SQLiteStore::SQLiteStore(const QString& folder, const DomainStorage& domain, Clock& clock, Random& random)
+    : dbPath_(folder + "/timetracker.sqlite")
+    , domain_(domain)
+    , clock_(clock)
+    , random_(random) {
+    ApplicationFolder::create(folder);
+    const std::lock_guard guard(queue_);
+    openIfNeeded();
+}
+
+SQLiteStore::~SQLiteStore() {
+    sqlite3_close(db_);
+}
+
+void SQLiteStore::openIfNeeded() {
+    if (db_) {
+        return;
+    }
+    const QFileInfo file(dbPath_);
+    const int code = file.exists() && !file.isFile() ? SQLITE_NOTADB : open();
+    if (isDamage(code)) {
+        beginNewDatabase(code);
+    }
+}
+
+int SQLiteStore::open() {
+    makePrivateFile(dbPath_);
+    const int opened = sqlite3_open(QFile::encodeName(dbPath_).constData(), &db_);
+    if (opened != SQLITE_OK) {
+        qCCritical(Log::session, "SQLiteStore: failed to open DB rc=%d", opened);
+        return opened;
+    }
+    sqlite3_busy_timeout(db_, busyMilliseconds);
+    sqlite3_exec(db_, Sql::journalMode, nullptr, nullptr, nullptr);
+    sqlite3_exec(db_, Sql::foreignKeys, nullptr, nullptr, nullptr);
+    const int migrated = migrateIfNeeded();
+    if (migrated != SQLITE_OK) {
+        return migrated;
+    }
+    // A file that the system lets us write, yet the library does not: its header asks for a later format.
+    if (sqlite3_db_readonly(db_, "main") == 1 && QFileInfo(dbPath_).isWritable()) {
+        return SQLITE_NOTADB;
+    }
+    return checkContent(db_);
+}
+
+int SQLiteStore::migrateIfNeeded() {
+    int firstFailure = SQLITE_OK;
+    const auto note = [&firstFailure](int code) {
+        firstFailure = firstFailure == SQLITE_OK ? code : firstFailure;
+    };
+    for (const char* table : Sql::tables) {
+        note(execute(table));
+    }
+    for (const Sql::ColumnMigration& migration : Sql::columnMigrations) {
+        if (!tableHasColumn(db_, migration.table, migration.column)) {
+            note(sqlite3_exec(db_, migration.alter, nullptr, nullptr, nullptr));
+        }
+    }
+    for (const char* index : Sql::indices) {
+        note(sqlite3_exec(db_, index, nullptr, nullptr, nullptr));
+    }
+    return firstFailure;
+}
+
+int SQLiteStore::execute(const char* sql) {
+    char* message = nullptr;
+    const int code = sqlite3_exec(db_, sql, nullptr, nullptr, &message);
+    if (message) {
+        std::printf("SQLite error: %s\n", message);
+        std::fflush(stdout);
+        sqlite3_free(message);
+    }
+    return code;
+}
+
+void SQLiteStore::beginNewDatabase(int code) {
+    if (db_) {
+        sqlite3_db_config(db_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1,
+                          nullptr); // what is set aside stays as it is
+        sqlite3_close(std::exchange(db_, nullptr));
+    }
+    const QString stamp = clock_.now().toDateTime(QTimeZone::utc()).toString("yyyyMMdd-HHmmss");
+    const QString aside = ApplicationFolder::setAside(dbPath_, stamp);
+    if (aside.isEmpty()) {
+        qCCritical(Log::session, "SQLiteStore: unusable database (rc=%d), and it cannot be set aside", code);
+        sqlite3_open(QFile::encodeName(dbPath_).constData(), &db_);
+        return;
+    }
+    // A log left behind would be played into the new file; under the old file's new name it still belongs to
+    // it.
+    for (const char* suffix : {"-wal", "-shm", "-journal"}) {
+        QFile::rename(dbPath_ + QLatin1StringView(suffix), aside + QLatin1StringView(suffix));
+    }
+    qCCritical(Log::session, "SQLiteStore: unusable database (rc=%d) set aside as %ls", code,
+               qUtf16Printable(aside));
+    open();
+}
+
+void SQLiteStore::noteOutcome(const char* sql, int code) {
+    if (code == SQLITE_OK) {
+        if (const int failures = failures_.isEmpty() ? 0 : failures_.take(sql); failures > 0) {
+            qCInfo(Log::session, "SQLiteStore: works again after %d failures: %s", failures, sql);
+        }
+        return;
+    }
+    const int failures = ++failures_[sql];
+    if (failures == 1) {
+        qCCritical(Log::session, "SQLiteStore: failed rc=%d (%s): %s", code, sqlite3_errmsg(db_), sql);
+    }
+    const int primary = code & 0xff;
+    if (primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB) {
+        // Damage that the opening did not see. In an index alone it is mended without a loss.
+        const bool isMended =
+            failures == 1 && execute("REINDEX;") == SQLITE_OK && checkContent(db_) == SQLITE_OK;
+        if (!isMended) {
+            beginNewDatabase(code);
+        }
+    }
+}
+
+void SQLiteStore::runLocked(const char* sql, const std::function<void(Statement&)>& use) {
+    int code = SQLITE_OK;
+    {
+        Statement statement(db_, sql);
+        if (statement.isPrepared()) {
+            use(statement);
+        }
+        code = statement.failure();
+    }
+    noteOutcome(sql, code);
+}
+
+void SQLiteStore::withStatement(const char* sql, const std::function<void(Statement&)>& use) {
+    const std::lock_guard guard(queue_);
+    runLocked(sql, use);
+}
+
+int SQLiteStore::cleanupUnattributableData(const QString& staleCutoffDate,
+                                           const std::optional<QString>& currentDomain) {
+    const QString domain = currentDomain ? *currentDomain : domain_.domainKey();
+    int removed = 0;
+    const std::lock_guard guard(queue_);
+    const auto removeRows = [&](Statement& statement) {
+        removed += statement.run() ? sqlite3_changes(db_) : 0;
+    };
+    for (const char* sql : Sql::cleanups) {
+        runLocked(sql, removeRows);
+    }
+    runLocked(Sql::cleanupStaleSegments, [&](Statement& statement) {
+        removeRows(statement.bindText(domain).bindText(staleCutoffDate));
+    });
+    return removed;
+}

@@ -3,10 +3,10 @@
 #include "Session.h"
 #include "UploadTask.h"
 
+#include <QHash>
 #include <QSet>
 #include <QString>
 #include <functional>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <vector>
@@ -17,12 +17,13 @@ class Random;
 class Statement;
 struct sqlite3;
 
-/// The local database: running sessions, finished sessions, the upload queue and the 10-minute segments, partitioned
-/// by domain key (company).
+/// The local database: running sessions, finished sessions, the upload queue and the 10-minute segments,
+/// partitioned by domain key (company).
 ///
-/// Every operation may be called from any thread, runs under the lock `queue` and blocks until done. No operation
-/// reports a database error: a failed read looks like no rows, a failed write is lost with a log line.
-/// Operations are scoped to the current company's domain key, computed afresh in each, unless told otherwise.
+/// Every operation may be called from any thread, runs under the lock `queue` and blocks until done. No
+/// operation reports a database error: a failed read looks like no rows, a failed write is lost, each with a
+/// log line for the first failure in a row. Operations are scoped to the current company's domain key,
+/// computed afresh in each, unless told otherwise.
 class SQLiteStore {
 public:
     struct ActivitySegmentRow {
@@ -48,8 +49,8 @@ public:
         double nonIdlePercentSum = 0;
     };
 
-    /// Opens or creates "timetracker.sqlite" in `folder` and brings its schema up to date. A file that is no database
-    /// is set aside under a dated name and a new one begun.
+    /// Opens or creates "timetracker.sqlite" in `folder` and brings its schema up to date. A file that is no
+    /// database is set aside under a dated name and a new one begun; so is one whose damage shows later.
     SQLiteStore(const QString& folder, const DomainStorage& domain, Clock& clock, Random& random);
     ~SQLiteStore();
     SQLiteStore(const SQLiteStore&) = delete;
@@ -92,22 +93,33 @@ public:
     /// Over the days [from, to), named in the machine's calendar.
     SegmentActivitySummary segmentActivitySummary(Date from, Date to);
 
-    /// Removes rows of no company, all-zero segments, and unsent segments of other companies before the cutoff
+    /// Removes rows of no company, all-zero segments, and unsent segments of other companies before the
+    /// cutoff
     /// ("yyyy-MM-dd"). Returns how many rows went.
     int cleanupUnattributableData(const QString& staleCutoffDate,
                                   const std::optional<QString>& currentDomain = std::nullopt);
 
 private:
+    // All of these under the lock; codes are the library's.
     void openIfNeeded();
-    void migrateIfNeeded();
-    bool isUsableDatabase();
-    bool execute(const char* sql);
-    /// Runs `use` with the prepared statement under the lock; logs and skips when it cannot be prepared.
+    /// Opens, migrates and checks the file. The first code that tells that it cannot serve.
+    int open();
+    int migrateIfNeeded();
+    int execute(const char* sql);
+    /// Sets the present file aside and opens an empty one.
+    void beginNewDatabase(int code);
+    /// Logs the first of a statement's failures in a row, and the end of the row; mends or replaces a damaged
+    /// file.
+    void noteOutcome(const char* sql, int code);
+    void runLocked(const char* sql, const std::function<void(Statement&)>& use);
+
+    /// Takes the lock and hands `use` the prepared statement; skips it when it cannot be prepared.
     void withStatement(const char* sql, const std::function<void(Statement&)>& use);
 
     const QString dbPath_;
     sqlite3* db_ = nullptr;
-    std::mutex queue_; ///< "com.velmora.timetracker.sqlite": guards db_
+    QHash<QByteArray, int> failures_; ///< In a row, by the statement's text.
+    std::mutex queue_;                ///< "com.velmora.timetracker.sqlite": guards db_ and failures_
     const DomainStorage& domain_;
     Clock& clock_;
     Random& random_;
