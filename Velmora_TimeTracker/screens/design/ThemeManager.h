@@ -1,0 +1,29 @@
+#pragma once
+
+#include "VRPalette.h"
+
+#include <QObject>
+
+class PreferenceStore;
+
+/// The chosen palette of the whole program, kept in the preferences. A change gives the application new
+/// colours, upon which every widget paints itself afresh. Main thread.
+class ThemeManager : public QObject {
+    Q_OBJECT
+
+public:
+    explicit ThemeManager(PreferenceStore& preferences);
+
+    const VRPalette& palette() const { return *palette_; }
+    const QString& paletteID() const { return palette_->id; }
+    void select(const VRPalette& palette);
+
+Q_SIGNALS:
+    void paletteChanged();
+
+private:
+    void applyAppearance();
+
+    PreferenceStore& preferences_;
+    const VRPalette* palette_; ///< One of VRPalette::all(), never null.
+};

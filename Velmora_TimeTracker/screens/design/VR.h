@@ -1,0 +1,52 @@
+#pragma once
+
+#include "ThemeManager.h"
+
+#include <QColor>
+#include <QFont>
+#include <QString>
+
+class VRImages;
+
+/// The vocabulary of the design: fixed colours, the type scale, and what every component paints with.
+/// All lengths are in logical pixels, on a grid of 4.
+namespace VR {
+
+inline constexpr QColor success = QColor(0x17, 0xB8, 0x3F);
+inline constexpr QColor warning = QColor(0xFF, 0x6B, 0x00);
+inline constexpr QColor info = QColor(0x08, 0x7D, 0xFF);
+inline constexpr QColor purple = QColor(0x91, 0x49, 0xE8);
+
+inline constexpr int cardRadius = 16;
+inline constexpr int controlRadius = 12;
+inline constexpr int controlHeight = 44;
+
+enum class Type { clock, title, heading, strong, body, caption };
+/// The desktop's own typeface, in the sizes of the scale.
+QFont font(Type type);
+
+/// What a text is coloured by; the colour itself comes from the palette at each painting.
+enum class Ink { strong, text, muted, accent, danger, good, onGradient, onGradientSoft };
+QColor colour(Ink ink, const VRPalette& palette);
+
+/// A text from elsewhere as it may stand on the screen: control characters become blanks, marks that turn the
+/// direction of the text around them go, and what nobody could read is cut off. Line ends stay if
+/// `keepsLines`.
+QString displayText(const QString& text, bool keepsLines = false);
+/// The same, cut to `length` characters with an ellipsis, for a name within a sentence.
+QString shortName(const QString& name, int length = 48);
+/// A tooltip that shows `text` as it is: a plain one would have its markup interpreted.
+QString tooltip(const QString& text);
+
+} // namespace VR
+
+/// What the components of one root view share; outlives them.
+struct VREnvironment {
+    const ThemeManager& theme;
+    VRImages& images;
+    /// The narrow layout of the popover.
+    bool compact = false;
+
+    const VRPalette& palette() const { return theme.palette(); }
+    int margin() const { return compact ? 12 : 20; }
+};

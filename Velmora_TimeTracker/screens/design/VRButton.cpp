@@ -1,0 +1,205 @@
+#include "VRButton.h"
+
+#include "VRImages.h"
+#include "VRPaint.h"
+
+#include <QHelpEvent>
+#include <QKeyEvent>
+#include <QPainter>
+#include <QToolTip>
+
+namespace {
+constexpr int iconGap = 8;
+constexpr double disabledOpacity = 0.5;
+
+int defaultHeight(VRButton::Look look) {
+    switch (look) {
+    case VRButton::Look::link:
+        return 24;
+    case VRButton::Look::soft:
+    case VRButton::Look::plain:
+        return 36;
+    default:
+        return VR::controlHeight;
+    }
+}
+
+QColor withAlpha(QColor colour, int alpha) {
+    colour.setAlpha(alpha);
+    return colour;
+}
+} // namespace
+
+VRButton::VRButton(const VREnvironment& environment, Look look, const QString& text,
+                   const QString& identifier)
+    : environment_(environment)
+    , look_(look)
+    , height_(defaultHeight(look)) {
+    setText(text);
+    setAccessibleDescription(identifier);
+    setFont(
+        VR::font(look == Look::gradient || look == Look::onGradient ? VR::Type::heading : VR::Type::strong));
+    setCursor(Qt::PointingHandCursor);
+    setFocusPolicy(Qt::StrongFocus);
+    setSizePolicy(look == Look::link || look == Look::plain || look == Look::onGradient
+                      ? QSizePolicy::Maximum
+                      : QSizePolicy::Preferred,
+                  QSizePolicy::Fixed);
+}
+
+void VRButton::setIconName(const QString& icon) {
+    iconName_ = icon;
+    updateGeometry();
+    update();
+}
+
+void VRButton::setTint(Tint tint) {
+    tint_ = tint;
+    update();
+}
+
+void VRButton::setHeight(int height) {
+    height_ = height;
+    updateGeometry();
+}
+
+int VRButton::padding() const {
+    switch (look_) {
+    case Look::link:
+        return 2;
+    case Look::plain:
+        return 8;
+    case Look::soft:
+        return 12;
+    default:
+        return 20;
+    }
+}
+
+int VRButton::iconSize() const {
+    return look_ == Look::plain ? 20 : look_ == Look::onGradient || look_ == Look::gradient ? 18 : 16;
+}
+
+QSize VRButton::sizeHint() const {
+    const int label = text().isEmpty() ? 0 : fontMetrics().horizontalAdvance(text()) + 2;
+    const int icon = iconName_.isEmpty() ? 0 : iconSize() + (text().isEmpty() ? 0 : iconGap);
+    return {label + icon + 2 * padding(), height_};
+}
+
+QSize VRButton::minimumSizeHint() const {
+    return {qMin(sizeHint().width(), 48), height_};
+}
+
+QColor VRButton::ink() const {
+    const VRPalette& palette = environment_.palette();
+    if (look_ == Look::gradient)
+        return Qt::white;
+    if (look_ == Look::onGradient)
+        return palette.isDark ? palette.gradientStops[0] : palette.brand600;
+    if (tint_ == Tint::danger)
+        return palette.danger;
+    if (look_ == Look::plain)
+        return isHovered() ? palette.textStrong : palette.textMuted;
+    return look_ == Look::soft ? palette.textStrong : palette.accentText();
+}
+
+void VRButton::paintGround(QPainter& painter, const QRectF& ground) const {
+    const VRPalette& palette = environment_.palette();
+    const double radius = qMin<double>(look_ == Look::onGradient ? ground.height() / 2 : VR::controlRadius,
+                                       ground.height() / 2);
+    const QColor edge = tint_ == Tint::danger ? palette.danger : palette.brand500;
+    switch (look_) {
+    case Look::gradient:
+        VRPaint::roundedRect(painter, ground, radius, VRPaint::gradient(palette, ground));
+        break;
+    case Look::onGradient:
+        VRPaint::roundedRect(painter, ground, radius, Qt::white);
+        break;
+    case Look::outline:
+        VRPaint::roundedRect(painter, ground, radius, isHovered() ? withAlpha(edge, 20) : palette.surface,
+                             withAlpha(edge, 150), 1.5);
+        break;
+    case Look::soft:
+        VRPaint::roundedRect(painter, ground, radius, palette.surfaceSoft, palette.border);
+        break;
+    case Look::link:
+    case Look::plain:
+        break;
+    }
+    if (look_ != Look::link && look_ != Look::outline && (isHovered() || isDown())) {
+        const bool darkens = isDown() || look_ != Look::gradient;
+        VRPaint::roundedRect(painter, ground, radius,
+                             darkens && !palette.isDark ? QColor(0, 0, 0, isDown() ? 28 : 12)
+                                                        : QColor(255, 255, 255, isDown() ? 12 : 28));
+    }
+    if (showsFocus()) {
+        const QColor ring = look_ == Look::onGradient ? palette.textStrong
+                            : look_ == Look::gradient ? QColor(Qt::white)
+                                                      : palette.brand500;
+        const double inset = look_ == Look::gradient ? 3 : 0;
+        VRPaint::focusRing(painter, ground.adjusted(inset, inset, -inset, -inset), radius - inset, ring);
+    }
+}
+
+void VRButton::paintLabel(QPainter& painter) const {
+    const QColor colour = ink();
+    const int icon = iconName_.isEmpty() ? 0 : iconSize();
+    const int gap = icon > 0 && !text().isEmpty() ? iconGap : 0;
+    const int room = qMax(0, width() - 2 * qMin(padding(), 12) - icon - gap);
+    const QString label =
+        fontMetrics().elidedText(text(), Qt::ElideRight, qMax(room, look_ == Look::link ? width() : 0));
+    const int labelWidth = label.isEmpty() ? 0 : fontMetrics().horizontalAdvance(label);
+    int x = (width() - icon - gap - labelWidth) / 2;
+    if (icon > 0) {
+        painter.drawPixmap(x, (height() - icon) / 2,
+                           environment_.images.icon(iconName_, colour, icon, devicePixelRatioF()));
+        x += icon + gap;
+    }
+    QFont font = this->font();
+    font.setUnderline(look_ == Look::link && isHovered());
+    painter.setFont(font);
+    painter.setPen(colour);
+    painter.drawText(QRect(x, 0, labelWidth + 2, height()),
+                     Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, label);
+}
+
+void VRButton::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    if (!isEnabled())
+        painter.setOpacity(disabledOpacity);
+    paintGround(painter, rect());
+    paintLabel(painter);
+}
+
+void VRButton::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
+        click();
+    else
+        QAbstractButton::keyPressEvent(event);
+}
+
+void VRButton::focusInEvent(QFocusEvent* event) {
+    const auto reason = event->reason();
+    if (reason != Qt::ActiveWindowFocusReason && reason != Qt::PopupFocusReason)
+        isKeyboardFocus_ = reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason;
+    QAbstractButton::focusInEvent(event);
+}
+
+void VRButton::enterEvent(QEnterEvent*) {
+    isHovered_ = true;
+    update();
+}
+
+void VRButton::leaveEvent(QEvent*) {
+    isHovered_ = false;
+    update();
+}
+
+bool VRButton::event(QEvent* event) {
+    if (event->type() == QEvent::ToolTip && toolTip().isEmpty() && sizeHint().width() > width()) {
+        QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), VR::tooltip(text()), this);
+        return true;
+    }
+    return QAbstractButton::event(event);
+}

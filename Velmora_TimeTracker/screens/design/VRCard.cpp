@@ -1,0 +1,101 @@
+#include "VRCard.h"
+
+#include "VRDecor.h"
+#include "VRImages.h"
+#include "VRLabel.h"
+#include "VRPaint.h"
+
+#include <QHBoxLayout>
+#include <QPainter>
+#include <QPainterPath>
+#include <QVBoxLayout>
+
+namespace {
+constexpr double heroRadius = 20;
+constexpr int shadowRoom = 3;
+
+QVBoxLayout* makeColumn(QWidget* owner, int padding, int below) {
+    auto* column = new QVBoxLayout(owner);
+    column->setContentsMargins(padding, padding, padding, padding + below);
+    column->setSpacing(8);
+    return column;
+}
+} // namespace
+
+VRCard::VRCard(const VREnvironment& environment, Look look, int padding)
+    : environment_(environment)
+    , look_(look)
+    , column_(makeColumn(this, environment.compact ? padding - 4 : padding,
+                         look == Look::surface ? shadowRoom : 0)) {
+    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Maximum);
+}
+
+void VRCard::paintEvent(QPaintEvent*) {
+    const VRPalette& palette = environment_.palette();
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    switch (look_) {
+    case Look::surface:
+        VRPaint::card(painter, QRectF(rect()).adjusted(0, 0, 0, -shadowRoom), VR::cardRadius, palette);
+        break;
+    case Look::soft:
+        VRPaint::roundedRect(painter, rect(), VR::controlRadius, palette.surfaceSoft, palette.border);
+        break;
+    case Look::notice:
+        QColor tint = VR::warning;
+        tint.setAlpha(palette.isDark ? 36 : 24);
+        VRPaint::roundedRect(painter, rect(), VR::cardRadius, palette.surface);
+        VRPaint::roundedRect(painter, rect(), VR::cardRadius, tint, QColor(255, 107, 0, 110));
+        break;
+    }
+}
+
+VRSectionCard::VRSectionCard(const VREnvironment& environment, const QString& icon, const QString& title)
+    : VRCard(environment) {
+    auto* row = new QHBoxLayout;
+    row->setSpacing(8);
+    row->addWidget(new VRIconView(environment, icon, 18, VR::Ink::accent));
+    row->addWidget(new VRLabel(environment, VR::Type::heading, VR::Ink::strong, title), 1);
+    column().addLayout(row);
+}
+
+VRHeroCard::VRHeroCard(const VREnvironment& environment, const QString& drawing, int padding)
+    : environment_(environment)
+    , drawing_(drawing)
+    , column_(makeColumn(this, padding, 0)) {
+    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Maximum);
+}
+
+const QPixmap& VRHeroCard::ground() {
+    const VRPalette& palette = environment_.palette();
+    const QSize pixels = size() * devicePixelRatioF();
+    if (ground_.size() == pixels && groundPalette_ == palette.id)
+        return ground_;
+    groundPalette_ = palette.id;
+    ground_ = QPixmap(pixels);
+    ground_.setDevicePixelRatio(devicePixelRatioF());
+    ground_.fill(Qt::transparent);
+    QPainter painter(&ground_);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QPainterPath outline;
+    outline.addRoundedRect(QRectF(rect()), heroRadius, heroRadius);
+    painter.setClipPath(outline);
+    painter.fillPath(outline, VRPaint::gradient(palette, rect()));
+    // Text stands at the left: a veil keeps it readable on the lighter palettes.
+    QLinearGradient veil(0, 0, width() * 0.9, 0);
+    veil.setColorAt(0, QColor(0, 0, 0, palette.isDark ? 0 : 34));
+    veil.setColorAt(1, Qt::transparent);
+    painter.fillPath(outline, veil);
+    const QSize room(qRound(width() * drawingShare_), height());
+    const QPixmap drawing = VRImages::render(drawing_, Qt::white, room, devicePixelRatioF());
+    painter.drawPixmap(width() - room.width() - 4, 0, drawing);
+    return ground_;
+}
+
+void VRHeroCard::paintEvent(QPaintEvent*) {
+    QPainter(this).drawPixmap(0, 0, ground());
+}
+
+void VRHeroCard::hideEvent(QHideEvent*) {
+    ground_ = QPixmap();
+}

@@ -1,0 +1,44 @@
+#include "VRImages.h"
+
+#include <QFile>
+#include <QPainter>
+#include <QSvgRenderer>
+#include <QtMath>
+
+namespace {
+QByteArray drawing(const QString& name, const QColor& colour) {
+    QFile file(QStringLiteral(":/assets/%1.svg").arg(name));
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    return file.readAll().replace("currentColor", colour.name(QColor::HexRgb).toLatin1());
+}
+} // namespace
+
+QPixmap VRImages::render(const QString& name, const QColor& colour, QSize size, double pixelRatio) {
+    QSvgRenderer renderer(drawing(name, colour));
+    if (!renderer.isValid() || size.isEmpty())
+        return {};
+    renderer.setAspectRatioMode(Qt::KeepAspectRatio);
+    const QSize pixels(qCeil(size.width() * pixelRatio), qCeil(size.height() * pixelRatio));
+    QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    painter.setOpacity(colour.alphaF());
+    renderer.render(&painter, QRectF(QPointF(0, 0), QSizeF(pixels)));
+    painter.end();
+    image.setDevicePixelRatio(pixelRatio);
+    return QPixmap::fromImage(std::move(image));
+}
+
+QPixmap VRImages::icon(const QString& name, const QColor& colour, int size, double pixelRatio) {
+    const QString key =
+        QStringLiteral("%1/%2/%3/%4").arg(name, colour.name(QColor::HexArgb)).arg(size).arg(pixelRatio);
+    auto found = icons_.find(key);
+    if (found == icons_.end())
+        found = icons_.insert(key, render(name, colour, QSize(size, size), pixelRatio));
+    return *found;
+}
+
+QPixmap MenuBarIconDrawing::tintedTemplate(const QColor& colour, int size, double pixelRatio) {
+    return VRImages::render(QStringLiteral("MenuBarIcon"), colour, QSize(size, size), pixelRatio);
+}

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QColor>
+#include <QHash>
+#include <QPixmap>
+#include <QSize>
+#include <QString>
+
+/// Our drawings, rendered once for a colour and size and kept: painting one costs no more than a copy.
+/// A drawing is an SVG file in which `currentColor` stands for the wanted colour.
+class VRImages {
+public:
+    /// A square icon of `size` logical pixels. Empty for an unknown name.
+    QPixmap icon(const QString& name, const QColor& colour, int size, double pixelRatio);
+
+    /// A drawing of any shape fitted into `size` logical pixels; not kept here.
+    static QPixmap render(const QString& name, const QColor& colour, QSize size, double pixelRatio);
+
+    /// Forgets every picture, for instance when the colours have changed.
+    void clear() { icons_.clear(); }
+
+private:
+    QHash<QString, QPixmap> icons_;
+};
+
+/// The program's mark in one colour, as alerts and the status item show it.
+namespace MenuBarIconDrawing {
+QPixmap tintedTemplate(const QColor& colour, int size, double pixelRatio);
+}

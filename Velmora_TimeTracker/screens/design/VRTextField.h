@@ -1,0 +1,50 @@
+#pragma once
+
+#include "VR.h"
+
+#include <QWidget>
+
+class QLineEdit;
+class VRButton;
+class VRLabel;
+
+/// A labelled line of input in a rounded frame, with an icon; a secret one has an eye button.
+class VRTextField : public QWidget {
+    Q_OBJECT
+
+public:
+    enum class Kind { plain, secret };
+
+    VRTextField(const VREnvironment& environment, const QString& label, const QString& icon,
+                const QString& identifier, Kind kind = Kind::plain);
+
+    QString text() const;
+    /// Moves the cursor only when the text is another one.
+    void setText(const QString& text);
+    void setRevealed(bool revealed);
+    /// Colours the frame; the words stand elsewhere.
+    void setFaulty(bool faulty);
+    void focusInput();
+    QLineEdit& input() { return *input_; }
+
+Q_SIGNALS:
+    void edited(const QString& text);
+    void submitted();
+    void revealPressed();
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    QRect frame() const;
+    void adoptColours();
+
+    const VREnvironment& environment_;
+    const QString icon_;
+    VRLabel* const label_;
+    QLineEdit* const input_;
+    VRButton* eye_ = nullptr; ///< Secret fields only.
+    bool isFaulty_ = false;
+};
