@@ -1,7 +1,6 @@
 #pragma once
 
 #include "APIError.h"
-#include "Json.h"
 #include "Task.h"
 #include "URLSession.h"
 
@@ -23,43 +22,64 @@ public:
 struct APIRequest {
     QString path; ///< Relative to the base URL, no leading slash; may carry a query.
     QByteArray method = "POST";
-    std::optional<QByteArray> body;
+    std::optional<QByteArray> body = std::nullopt;
     bool includeAuthorization = true;
     bool retryOnUnauthorized = true;
     HTTPHeaders extraHeaders = {}; ///< Applied after the fixed headers, replacing them.
 };
 
-/// The JSON client: stamps the fixed headers and the bearer token, logs the exchange with secrets removed, maps the
-/// outcome to APIError and refreshes and repeats once on a 401. Keeps no mutable state. Call it on the worker or the
-/// main executor: the exchange itself runs elsewhere, but reading the token may block, so requests that carry
-/// authorization move to the worker for it.
+/// The response of an endpoint whose body does not matter: any 2xx succeeds.
+struct EmptyResponse {
+    static std::optional<EmptyResponse> decode(const QByteArray&) { return EmptyResponse{}; }
+};
+
+/// The JSON client: stamps the fixed headers and the bearer token, logs the exchange with secrets removed,
+/// maps the outcome to APIError and refreshes and repeats once on a 401. Keeps no mutable state. Call it on
+/// any executor and resume there: a call runs on the worker, because reading the token may block and a large
+/// reply takes a while to decode and to log; only the exchange itself runs elsewhere, so any number of calls
+/// overlap.
 class APIClient : public AuthTransport {
 public:
     /// Time-out of a request without progress, in seconds.
     static constexpr Seconds timeout = 60;
 
-    /// `refresh` is what a 401 runs: true when new tokens are stored.
     APIClient(URLSession& session, const APIEndpoints& endpoints, KeychainService& keychain, Executor& worker,
               Executor& main);
 
-    /// Set once by the composition root, since the authentication is built on this client.
-    void setUnauthorizedHandler(std::function<Task<bool>()> handler) { handleUnauthorized_ = std::move(handler); }
+    /// What a 401 runs, on the worker: true when new tokens are stored. Set once by the composition root,
+    /// since the authentication is built on this client; without it a 401 is final.
+    void setUnauthorizedHandler(std::function<Task<bool>()> handler) {
+        handleUnauthorized_ = std::move(handler);
+    }
 
     /// The body of a 2xx response. Throws APIError.
     Task<QByteArray> request(APIRequest request);
 
-    /// The decoded body; `decode` gives an optional, and an absent one throws `decodingFailed`.
+    /// The decoded body; `decode` gives an optional and runs on the worker. An absent one throws
+    /// `decodingFailed`.
     template <typename Decode>
     auto request(APIRequest request, Decode decode)
         -> Task<typename std::invoke_result_t<Decode, const QByteArray&>::value_type> {
-        const QByteArray body = co_await this->request(std::move(request));
-        auto decoded = decode(body);
-        if (!decoded)
-            throw APIError::decodingFailed();
-        co_return std::move(*decoded);
+        return runOn(worker_,
+                     [this, request = std::move(request), decode] { return decoded(request, decode); });
     }
 
 private:
+    template <typename Decode>
+    auto decoded(APIRequest request, Decode decode)
+        -> Task<typename std::invoke_result_t<Decode, const QByteArray&>::value_type> {
+        const QByteArray body = co_await performRequest(std::move(request));
+        auto value = decode(body);
+        if (!value)
+            throw APIError::decodingFailed();
+        co_return std::move(*value);
+    }
+
+    Task<QByteArray> performRequest(APIRequest request);
+    Task<URLResponse> loggedExchange(URLRequest request, std::optional<QByteArray> body);
+    Task<> report(QString title, QString detail, bool isError);
+    URLRequest stamped(const QUrl& url, const APIRequest& request);
+
     URLSession& session_;
     const APIEndpoints& endpoints_;
     KeychainService& keychain_;

@@ -1,1 +1,71 @@
 #include "APIEndpoints.h"
+
+#include "ApplicationInfo.h"
+#include "DomainStorage.h"
+
+namespace {
+
+/// Relative paths resolve below a base URL only when its path ends in a slash.
+QUrl endingInSlash(QUrl url) {
+    const QString path = url.path(QUrl::FullyEncoded);
+    if (!path.endsWith(u'/'))
+        url.setPath(path + u'/', QUrl::StrictMode);
+    return url;
+}
+
+/// Trims double quotes, and mends the slash that a build variable loses where "//" begins a comment.
+QString normalizeBaseURLString(QString text) {
+    while (text.startsWith(u'"'))
+        text.remove(0, 1);
+    while (text.endsWith(u'"'))
+        text.chop(1);
+    const QString oneSlash = QStringLiteral("https:/");
+    const QString twoSlashes = QStringLiteral("https://");
+    if (text.startsWith(oneSlash) && !text.startsWith(twoSlashes))
+        text.replace(0, oneSlash.size(), twoSlashes);
+    return text;
+}
+
+/// Paths and the ids in them are data: none may lead a request, and the token in it, out of the API root. A
+/// server may decode a path before it walks it, so the decoded form counts as well.
+bool isBelow(const QUrl& root, const QUrl& url) {
+    return url.isValid() && url.scheme() == root.scheme() && url.authority() == root.authority() &&
+           url.path(QUrl::FullyEncoded).startsWith(root.path(QUrl::FullyEncoded)) &&
+           !url.path(QUrl::FullyDecoded).split(u'/').contains(QStringLiteral(".."));
+}
+
+} // namespace
+
+APIEndpoints::APIEndpoints(const DomainStorage& domain, const ApplicationInfo& information)
+    : domain_(domain)
+    , bundleDefault_(bundleDefault(information.information(QStringLiteral("APIBaseURL")))) {}
+
+QUrl APIEndpoints::baseURL() const {
+    std::optional<QUrl> selected = domain_.getBaseURL();
+    if (!selected)
+        selected = bundleDefault_;
+    return endingInSlash(selected.value_or(fallbackURL()));
+}
+
+std::optional<QUrl> APIEndpoints::url(const QString& path) const {
+    const QUrl root = baseURL();
+    const QUrl relative(path, QUrl::StrictMode);
+    if (!relative.isValid())
+        return std::nullopt;
+    const QUrl resolved = root.resolved(relative);
+    return isBelow(root, resolved) ? std::optional(resolved) : std::nullopt;
+}
+
+std::optional<QUrl> APIEndpoints::bundleDefault(const std::optional<QString>& information) {
+    // "$(" begins a build variable that nobody filled in.
+    if (!information || information->startsWith(QStringLiteral("$(")))
+        return std::nullopt;
+    const QString text = normalizeBaseURLString(*information);
+    const QUrl url(text, QUrl::StrictMode);
+    const bool isUsable = text.startsWith(QStringLiteral("https:")) && url.isValid() && !url.host().isEmpty();
+    return isUsable ? std::optional(url) : std::nullopt;
+}
+
+QUrl APIEndpoints::fallbackURL() {
+    return QUrl(QStringLiteral("https://api.velmora.example/api/v1/"));
+}

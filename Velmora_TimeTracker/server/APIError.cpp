@@ -1,1 +1,39 @@
 #include "APIError.h"
+
+APIError::APIError(Kind kind, int statusCode, std::optional<URLError> underlying)
+    : kind_(kind)
+    , statusCode_(statusCode)
+    , underlying_(std::move(underlying))
+    , description_(localizedDescription().toUtf8()) {}
+
+APIError APIError::serverError(int statusCode) {
+    return APIError(Kind::serverError, statusCode, std::nullopt);
+}
+APIError APIError::network(const URLError& underlying) {
+    return APIError(Kind::network, 0, underlying);
+}
+APIError APIError::invalidURL() {
+    return APIError(Kind::invalidURL, 0, std::nullopt);
+}
+APIError APIError::unauthorized() {
+    return APIError(Kind::unauthorized, 0, std::nullopt);
+}
+APIError APIError::decodingFailed() {
+    return APIError(Kind::decodingFailed, 0, std::nullopt);
+}
+
+QString APIError::localizedDescription() const {
+    switch (kind_) {
+    case Kind::serverError:
+        return QStringLiteral("The server answered with status %1.").arg(statusCode_);
+    case Kind::network:
+        return underlying_->localizedDescription();
+    case Kind::invalidURL:
+        return QStringLiteral("The address of the request is not valid.");
+    case Kind::unauthorized:
+        return QStringLiteral("The server does not accept the sign-in.");
+    case Kind::decodingFailed:
+        return QStringLiteral("The server's answer could not be read.");
+    }
+    return {};
+}

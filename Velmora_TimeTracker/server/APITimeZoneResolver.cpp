@@ -1,1 +1,52 @@
 #include "APITimeZoneResolver.h"
+
+#include "Clock.h"
+#include "PreferenceStore.h"
+#include "PreferenceStores.h"
+#include "RemoteConfig.h"
+
+#include <QFile>
+
+namespace {
+
+/// Absent unless the machine's database knows the identifier; the test comes first because a QTimeZone also
+/// accepts rules and file names.
+std::optional<QTimeZone> knownTimeZone(const std::optional<QString>& identifier) {
+    const QByteArray id = identifier.value_or(QString()).trimmed().toUtf8();
+    if (id.isEmpty() || !QTimeZone::isTimeZoneIdAvailable(id))
+        return std::nullopt;
+    const QTimeZone zone(id);
+    return zone.isValid() ? std::optional(zone) : std::nullopt;
+}
+
+} // namespace
+
+QString APITimeZoneResolver::timezoneIdentifierForAPI(const RemoteConfig* config) const {
+    return QString::fromUtf8(resolvedTimeZone(config ? config->appTimezone : std::nullopt).id());
+}
+
+QTimeZone APITimeZoneResolver::resolvedTimeZone(const std::optional<QString>& identifier) const {
+    const auto known = knownTimeZone(identifier);
+    return known ? *known : clock_.systemTimeZone();
+}
+
+QString APITimeZoneResolver::storedTimezoneIdentifier() const {
+    const QString stored = preferences_.string(PreferenceKey::apiTimezoneIdentifier).value_or(QString());
+    return stored.isEmpty() ? QString::fromUtf8(clock_.systemTimeZone().id()) : stored;
+}
+
+QTimeZone APITimeZoneResolver::storedTimeZone() const {
+    return resolvedTimeZone(storedTimezoneIdentifier());
+}
+
+void APITimeZoneResolver::store(const QString& identifier) {
+    preferences_.set(PreferenceKey::apiTimezoneIdentifier, identifier);
+}
+
+void APITimeZoneResolver::bootstrapFromCachedConfigFileIfPresent(const QString& configFile) {
+    QFile file(configFile);
+    if (!file.open(QIODevice::ReadOnly))
+        return;
+    if (const auto config = decodeRemoteConfig(file.readAll()))
+        store(timezoneIdentifierForAPI(&*config));
+}

@@ -1,1 +1,45 @@
 #include "AppVersion.h"
+
+#include "ApplicationInfo.h"
+
+#include <algorithm>
+
+namespace {
+
+/// The characters count as numbers in any script, as the wire's readers see them, but only decimal digits
+/// make one.
+qint64 leadingNumber(const QString& piece) {
+    const QList<uint> characters = piece.toUcs4();
+    const auto end = std::find_if_not(characters.begin(), characters.end(),
+                                      [](uint character) { return QChar::isNumber(character); });
+    const QString digits = QString::fromUcs4(reinterpret_cast<const char32_t*>(characters.constData()),
+                                             std::distance(characters.begin(), end));
+    return digits.toLongLong(); // 0 when it does not parse
+}
+
+} // namespace
+
+QString AppVersion::currentMarketingVersion(const ApplicationInfo& information) {
+    return information.information(QStringLiteral("CFBundleShortVersionString"))
+        .value_or(QStringLiteral("0.0.0"));
+}
+
+QString AppVersion::currentBuildVersion(const ApplicationInfo& information) {
+    return information.information(QStringLiteral("CFBundleVersion")).value_or(QStringLiteral("0"));
+}
+
+std::vector<qint64> AppVersion::parse(const QString& version) {
+    std::vector<qint64> numbers;
+    for (const QString& piece : version.split(u'.', Qt::SkipEmptyParts))
+        numbers.push_back(leadingNumber(piece));
+    return numbers;
+}
+
+bool AppVersion::isLower(const QString& version, const QString& than) {
+    std::vector<qint64> left = parse(version);
+    std::vector<qint64> right = parse(than);
+    const std::size_t length = std::max(left.size(), right.size());
+    left.resize(length);
+    right.resize(length);
+    return left < right;
+}

@@ -1,1 +1,194 @@
 #include "AuthService.h"
+
+#include "APITimeZoneResolver.h"
+#include "AuthDateParser.h"
+#include "Clock.h"
+#include "DomainStorage.h"
+#include "Json.h"
+#include "KeychainService.h"
+#include "Log.h"
+#include "PreferenceStores.h"
+
+namespace {
+
+// Lifetimes of tokens whose expiry the server did not tell in a known form.
+constexpr Seconds defaultAccessLifetime = 3600;
+constexpr Seconds defaultRefreshLifetime = 30 * 86400;
+
+/// A sign-in call: without a bearer token, and a 401 is its answer.
+APIRequest signInRequest(const QString& path, const QByteArray& body) {
+    APIRequest request;
+    request.path = path;
+    request.body = body;
+    request.includeAuthorization = false;
+    request.retryOnUnauthorized = false;
+    return request;
+}
+
+} // namespace
+
+AuthService::AuthService(const Dependencies& dependencies)
+    : on_(dependencies)
+    , login_(on_.worker)
+    , refresh_(on_.worker) {}
+
+Task<SingleLoginResult> AuthService::login(QString email, QString password) {
+    const LoginRequest body{.email = email, .password = password, .isOtp = std::nullopt};
+    return runOn(on_.worker, [this, body] {
+        return login_.run([this, body] { return performSingleLoginOnWorker(body); });
+    });
+}
+
+Task<SingleLoginResult> AuthService::performSingleLogin(LoginRequest body) {
+    return runOn(on_.worker, [this, body] { return performSingleLoginOnWorker(body); });
+}
+
+Task<> AuthService::generateOtp(QString email) {
+    return runOn(on_.worker, [this, email] { return generateOtpOnWorker(email); });
+}
+
+Task<> AuthService::requestPasswordRecovery(QString email) {
+    return runOn(on_.worker, [this, email] { return requestPasswordRecoveryOnWorker(email); });
+}
+
+Task<> AuthService::logout() {
+    return runOn(on_.worker, [this] { return logoutOnWorker(); });
+}
+
+Task<std::optional<AuthTokens>> AuthService::handleUnauthorized() {
+    return runOn(on_.worker, [this] { return refresh_.run([this] { return refreshOnWorker(); }); });
+}
+
+Task<> AuthService::selectCompany(QString endpoint) {
+    return runOn(on_.worker, [this, endpoint]() -> Task<> {
+        setCompany(endpoint);
+        co_return;
+    });
+}
+
+Task<SingleLoginResult> AuthService::performSingleLoginOnWorker(LoginRequest body) {
+    APIRequest request = signInRequest(QStringLiteral("authentication/singleLogin"), encode(body));
+    const SingleLoginData data = co_await on_.api.request(std::move(request), decodeSingleLoginResponse);
+    co_return outcomeOf(body, data);
+}
+
+SingleLoginResult AuthService::outcomeOf(const LoginRequest& body, const SingleLoginData& data) {
+    if (data.otpRequired == 1)
+        return OtpRequired{body.email, data.user ? data.user->email : QString()};
+    const std::optional<TokenTexts> texts = data.tokens();
+    if (!texts)
+        throw APIError::decodingFailed();
+    const AuthTokens tokens = parsed(*texts);
+    on_.keychain.saveAuthTokens(tokens);
+    ++signIn_;
+    qCInfo(Log::auth, "Login succeeded");
+    if (data.initEndpoint) {
+        setCompany(*data.initEndpoint);
+    } else if (data.companies && !data.companies->empty()) {
+        const QString userName =
+            data.user ? data.user->name.value_or(data.user->email) : QStringLiteral("User");
+        return CompanySelection{*data.companies, userName, tokens};
+    }
+    return DirectConfig{tokens, data.user};
+}
+
+Task<> AuthService::generateOtpOnWorker(QString email) {
+    const QByteArray body = Json::compact({{"email", email}, {"via", "email"}});
+    APIRequest request = signInRequest(QStringLiteral("authentication/generateOtp"), body);
+    co_await on_.api.request(std::move(request), EmptyResponse::decode);
+    qCInfo(Log::auth, "Generate OTP succeeded");
+}
+
+Task<> AuthService::requestPasswordRecoveryOnWorker(QString email) {
+    const QByteArray body = Json::compact({{"email", email}, {"mobile", 1}});
+    APIRequest request = signInRequest(QStringLiteral("authentication/password/recovery"), body);
+    request.extraHeaders = {{"app-client", "IOS"}}; // what the backend accepts for this call
+    co_await on_.api.request(std::move(request), EmptyResponse::decode);
+    qCInfo(Log::auth, "Password recovery requested");
+}
+
+Task<std::optional<AuthTokens>> AuthService::refreshOnWorker() {
+    const std::optional<AuthTokens> old = on_.keychain.getAuthTokens();
+    if (!old) {
+        qCInfo(Log::auth, "No tokens to refresh");
+        co_return std::optional<AuthTokens>();
+    }
+    const quint64 signIn = signIn_;
+    const QByteArray body = Json::compact({{"refresh_token", old->refreshToken}});
+    APIRequest request = signInRequest(QStringLiteral("authentication/refresh"), body);
+    std::optional<RefreshResponseData> reply;
+    std::optional<APIError> failure;
+    try {
+        reply = co_await on_.api.request(std::move(request), decodeRefreshResponse);
+    } catch (const APIError& error) {
+        failure = error;
+    }
+    if (signIn != signIn_) {
+        qCInfo(Log::auth, "Token refresh of an earlier sign-in ignored");
+        co_return std::optional<AuthTokens>();
+    }
+    if (failure) {
+        if (failure->kind() == APIError::Kind::unauthorized)
+            co_await clearLocalSessionAfterRefreshFailure();
+        else
+            qCCritical(Log::auth, "Token refresh failed transiently, keeping tokens: %s", failure->what());
+        co_return std::optional<AuthTokens>();
+    }
+    const TokenTexts texts{reply->accessToken, reply->refreshToken.value_or(old->refreshToken),
+                           reply->expiresAt, reply->refreshExpiresAt.value_or(old->refreshExpiresAtRaw)};
+    const AuthTokens tokens = parsed(texts);
+    on_.keychain.saveAuthTokens(tokens);
+    qCInfo(Log::auth, "Token refresh succeeded");
+    co_return std::optional(tokens);
+}
+
+Task<> AuthService::clearLocalSessionAfterRefreshFailure() {
+    qCCritical(Log::auth, "Token refresh rejected (401); clearing session");
+    clearLocalSession();
+    on_.timeZones.store(on_.timeZones.timezoneIdentifierForAPI(nullptr));
+    co_await resumeOn(on_.main);
+    if (authSessionDidInvalidate_)
+        authSessionDidInvalidate_();
+    co_await resumeOn(on_.worker);
+}
+
+Task<> AuthService::logoutOnWorker() {
+    if (const auto tokens = on_.keychain.getAuthTokens())
+        co_await postLogout(tokens->refreshToken);
+    clearLocalSession();
+}
+
+Task<> AuthService::postLogout(QString refreshToken) {
+    APIRequest request;
+    request.path = QStringLiteral("authentication/logout");
+    request.body = Json::compact({{"refresh_token", refreshToken}});
+    request.retryOnUnauthorized = false;
+    try {
+        co_await on_.api.request(std::move(request), EmptyResponse::decode);
+        qCInfo(Log::auth, "Logout succeeded");
+    } catch (const APIError& error) {
+        qCCritical(Log::auth, "Logout failed: %s", error.what());
+    }
+}
+
+void AuthService::setCompany(const QString& endpoint) {
+    if (const auto root = DomainStorage::buildBaseURL(endpoint))
+        on_.domain.setBaseURL(root);
+}
+
+AuthTokens AuthService::parsed(const TokenTexts& texts) const {
+    const Date now = on_.clock.now();
+    return AuthTokens{texts.accessToken,
+                      texts.refreshToken,
+                      AuthDateParser::parse(texts.expiresAt, defaultAccessLifetime, now),
+                      AuthDateParser::parse(texts.refreshExpiresAt, defaultRefreshLifetime, now),
+                      texts.expiresAt,
+                      texts.refreshExpiresAt};
+}
+
+void AuthService::clearLocalSession() {
+    on_.domain.setBaseURL(std::nullopt);
+    UserProfileStorage::set(std::nullopt, std::nullopt, on_.preferences);
+    on_.keychain.deleteAuthTokens();
+    ++signIn_;
+}

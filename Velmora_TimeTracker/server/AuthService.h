@@ -3,24 +3,20 @@
 #include "APIClient.h"
 #include "AuthTokens.h"
 #include "LoginResponses.h"
-#include "Task.h"
+#include "SingleFlight.h"
 
-#include <QUuid>
 #include <functional>
-#include <memory>
 #include <optional>
-#include <vector>
 
 class APITimeZoneResolver;
 class Clock;
 class DomainStorage;
 class KeychainService;
 class PreferenceStore;
-class Random;
 
-/// Everything that concerns the user's identity: login, one-time codes, password recovery, logout, and the refresh that
-/// all 401s share. A serial worker: its state is touched on the worker executor only; the operations may be called from
-/// any executor and resume there. Throws APIError.
+/// Everything that concerns the user's identity: login, one-time codes, password recovery, logout, and the
+/// refresh that all 401s share. A serial worker: its state is touched on the worker executor only; the
+/// operations may be called from any executor and resume there. Throws APIError.
 class AuthService {
 public:
     struct Dependencies {
@@ -29,8 +25,7 @@ public:
         DomainStorage& domain;
         PreferenceStore& preferences;
         APITimeZoneResolver& timeZones;
-        Clock& clock;
-        Random& random;
+        const Clock& clock;
         Executor& worker;
         Executor& main;
     };
@@ -39,7 +34,9 @@ public:
 
     /// Called on the main executor when the server rejected the refresh: the session is thrown out
     /// ("com.velmora.timetracker.authSessionDidInvalidate").
-    void setSessionDidInvalidate(std::function<void()> handler) { authSessionDidInvalidate_ = std::move(handler); }
+    void setSessionDidInvalidate(std::function<void()> handler) {
+        authSessionDidInvalidate_ = std::move(handler);
+    }
 
     /// Password login. A call during a running one joins it, whatever its arguments.
     Task<SingleLoginResult> login(QString email, QString password);
@@ -53,23 +50,27 @@ public:
     /// Single-flight refresh: any number of callers cause one exchange. Absent means: no new token.
     Task<std::optional<AuthTokens>> handleUnauthorized();
 
-    /// Stores the API root of a chosen company's endpoint, on the worker; an unusable endpoint changes nothing.
+    /// Stores the API root of a chosen company's endpoint, on the worker; an unusable endpoint changes
+    /// nothing.
     Task<> selectCompany(QString endpoint);
 
 private:
-    using LoginOutcome = std::variant<SingleLoginResult, std::exception_ptr>;
-
-    Task<SingleLoginResult> loginOnWorker(QString email, QString password);
     Task<SingleLoginResult> performSingleLoginOnWorker(LoginRequest body);
+    SingleLoginResult outcomeOf(const LoginRequest& body, const SingleLoginData& data);
+    Task<> generateOtpOnWorker(QString email);
+    Task<> requestPasswordRecoveryOnWorker(QString email);
     Task<std::optional<AuthTokens>> refreshOnWorker();
+    Task<> clearLocalSessionAfterRefreshFailure();
     Task<> logoutOnWorker();
-    void finishRefresh(const std::optional<AuthTokens>& result);
-    void clearLocalSessionAfterRefreshFailure();
+    Task<> postLogout(QString refreshToken);
+    void setCompany(const QString& endpoint);
+    AuthTokens parsed(const TokenTexts& texts) const;
+    void clearLocalSession();
 
-    Dependencies on_;
+    const Dependencies on_;
     std::function<void()> authSessionDidInvalidate_;
-    bool isRefreshing_ = false;
-    std::vector<Completion<std::optional<AuthTokens>>> refreshWaiters_;
-    bool isLoggingIn_ = false;
-    std::vector<Completion<LoginOutcome>> loginWaiters_;
+    SingleFlight<SingleLoginResult> login_;
+    SingleFlight<std::optional<AuthTokens>> refresh_;
+    /// Counts sign-ins and sign-outs, so that a late answer about an earlier sign-in does not touch this one.
+    quint64 signIn_ = 0;
 };

@@ -1,1 +1,113 @@
 #include "LogRedactor.h"
+
+#include <QJsonDocument>
+#include <QRegularExpression>
+#include <QStringDecoder>
+#include <QTextBoundaryFinder>
+
+namespace {
+
+/// Beyond this size a payload is not parsed and counted as a whole: its beginning alone is decoded, redacted
+/// and cut, so that logging a reply of many megabytes costs no more than one of this size.
+constexpr qsizetype maxBytesReadWhole = 512 * 1024;
+constexpr qsizetype bytesOfBeginning = 64 * 1024;
+
+QRegularExpression compiled(const QString& pattern, QRegularExpression::PatternOptions options) {
+    QRegularExpression expression(pattern, options);
+    if (!expression.isValid())
+        qFatal("LogRedactor: %s", qUtf8Printable(expression.errorString()));
+    return expression;
+}
+
+/// A quoted sensitive key, a colon and a quoted string with backslash escapes. The possessive quantifiers
+/// match the same texts as plain ones would, but keep no way back, so that a value of megabytes cannot
+/// exhaust the matcher. A value that the end of the text cut off counts too.
+const QRegularExpression& jsonKeyPattern() {
+    static const QStringList sensitiveJSONKeys = {"access_token", "refresh_token", "token",
+                                                  "password",     "authorization", "otp",
+                                                  "secret",       "api_key",       "client_secret"};
+    static const QRegularExpression pattern =
+        compiled(R"("()" + sensitiveJSONKeys.join(u'|') + R"re()"\s*:\s*"(?:[^"\\]++|\\.)*+(?:"|\\?\z))re",
+                 QRegularExpression::CaseInsensitiveOption | QRegularExpression::DotMatchesEverythingOption);
+    return pattern;
+}
+
+const QRegularExpression& bearerPattern() {
+    static const QRegularExpression pattern =
+        compiled(R"(Bearer\s+[A-Za-z0-9\-._~+/]+=*)", QRegularExpression::NoPatternOption);
+    return pattern;
+}
+
+std::optional<QString> utf8Text(const QByteArray& bytes) {
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString text = decoder(bytes);
+    return decoder.hasError() ? std::nullopt : std::optional(std::move(text));
+}
+
+/// The beginning of a large payload, ending between two characters.
+QByteArray beginning(const QByteArray& data) {
+    qsizetype end = bytesOfBeginning;
+    const auto isContinuation = [](char byte) { return (byte & 0xC0) == 0x80; };
+    for (int steps = 0; steps < 3 && isContinuation(data.at(end)); ++steps)
+        --end;
+    return data.first(end);
+}
+
+struct Characters {
+    qsizetype total = 0;
+    qsizetype endOfKept = 0; ///< Where the first `kept` user-perceived characters end, in code units.
+};
+
+Characters charactersOf(const QString& text, int kept) {
+    Characters characters{0, text.size()};
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
+    while (finder.toNextBoundary() >= 0) {
+        if (++characters.total == kept)
+            characters.endOfKept = finder.position();
+    }
+    return characters;
+}
+
+QString indentedJSON(const QByteArray& data) {
+    const QJsonDocument document = QJsonDocument::fromJson(data);
+    return document.isNull() ? QString() : QString::fromUtf8(document.toJson(QJsonDocument::Indented));
+}
+
+QString unreadable(const QByteArray& data) {
+    return QStringLiteral("Non-UTF8 binary payload (%1 bytes)").arg(data.size());
+}
+
+/// The beginning of a payload that the log would cut anyway.
+QString stringifyBeginning(const QByteArray& data, int maxChars) {
+    const auto text = utf8Text(beginning(data));
+    if (!text)
+        return unreadable(data);
+    const QString redacted = LogRedactor::redact(*text);
+    return redacted.first(charactersOf(redacted, maxChars).endOfKept) +
+           QStringLiteral("…(%1 bytes total)").arg(data.size());
+}
+
+} // namespace
+
+QString LogRedactor::redact(const QString& text) {
+    QString redacted = text;
+    redacted.replace(jsonKeyPattern(), QStringLiteral("\"\\1\":\"<redacted>\""));
+    redacted.replace(bearerPattern(), QStringLiteral("Bearer <redacted>"));
+    return redacted;
+}
+
+QString LogRedactor::stringifyJSONorText(const std::optional<QByteArray>& data, int maxChars) {
+    if (!data)
+        return QStringLiteral("nil");
+    if (data->size() > maxBytesReadWhole)
+        return stringifyBeginning(*data, maxChars);
+    const QString json = indentedJSON(*data);
+    const auto text = json.isEmpty() ? utf8Text(*data) : std::optional(json);
+    if (!text)
+        return unreadable(*data);
+    const QString redacted = redact(*text);
+    const Characters characters = charactersOf(redacted, maxChars);
+    if (characters.total <= maxChars)
+        return redacted;
+    return redacted.first(characters.endOfKept) + QStringLiteral("…(%1 chars total)").arg(characters.total);
+}

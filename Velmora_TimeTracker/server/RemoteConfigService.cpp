@@ -1,1 +1,113 @@
 #include "RemoteConfigService.h"
+
+#include "ApplicationFolder.h"
+#include "Clock.h"
+#include "Log.h"
+#include "PreferenceStore.h"
+#include "PreferenceStores.h"
+#include "Random.h"
+
+#include <QFile>
+#include <QSaveFile>
+
+namespace {
+// Seconds between two refreshes, so drawn that the clients of a company do not ask all at once.
+constexpr double minRefreshInterval = 1200;
+constexpr double maxRefreshInterval = 2400;
+} // namespace
+
+RemoteConfigService::RemoteConfigService(APIClient& api, PreferenceStore& preferences, const Clock& clock,
+                                         Random& random, Executor& worker, const QString& folder)
+    : api_(api)
+    , preferences_(preferences)
+    , clock_(clock)
+    , random_(random)
+    , worker_(worker)
+    , fileURL_(folder + QStringLiteral("/config.json"))
+    , fetch_(worker) {
+    ApplicationFolder::create(folder);
+}
+
+Task<RemoteConfig> RemoteConfigService::fetchConfig() {
+    return runOn(worker_, [this] { return fetchOnWorker(); });
+}
+
+Task<RemoteConfig> RemoteConfigService::fetchOnWorker() {
+    return fetch_.run([this] { return performFetchBody(); });
+}
+
+Task<RemoteConfig> RemoteConfigService::performFetchBody() {
+    APIRequest request;
+    request.path = QStringLiteral("hr/timetracker/employees/config");
+    request.method = "GET";
+    const RemoteConfig config = co_await api_.request(std::move(request), decodeConfigResponse);
+    // A configuration that does not name the user or the company leaves the names as they are.
+    UserProfileStorage::set(config.name ? config.name : preferences_.string(PreferenceKey::userName),
+                            config.companyName ? config.companyName
+                                               : preferences_.string(PreferenceKey::companyName),
+                            preferences_);
+    writeCache(config);
+    co_return config;
+}
+
+/// A failure leaves the last copy in place, and the fetch has succeeded all the same.
+void RemoteConfigService::writeCache(const RemoteConfig& config) const {
+    QSaveFile file(fileURL_);
+    if (!file.open(QIODevice::WriteOnly))
+        return;
+    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
+    file.write(encodeRemoteConfig(config));
+    file.commit();
+}
+
+std::optional<RemoteConfig> RemoteConfigService::cachedConfig() const {
+    QFile file(fileURL_);
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    auto config = decodeRemoteConfig(file.readAll());
+    if (!config)
+        setAsideCache();
+    return config;
+}
+
+void RemoteConfigService::setAsideCache() const {
+    const QString stamp =
+        clock_.now().toDateTime(QTimeZone::utc()).toString(QStringLiteral("yyyyMMdd-HHmmss"));
+    const QString moved = ApplicationFolder::setAside(fileURL_, stamp);
+    qCCritical(Log::session, "The configuration cache could not be read; set aside as %s",
+               qUtf8Printable(moved));
+}
+
+void RemoteConfigService::startPeriodicRefresh(std::function<void(RemoteConfig)> onUpdate) {
+    worker_.post([this, loop = std::make_shared<const OnUpdate>(std::move(onUpdate))] {
+        loop_ = loop;
+        scheduleRefresh();
+    });
+}
+
+void RemoteConfigService::stopPeriodicRefresh() {
+    worker_.post([this] {
+        loop_ = nullptr;
+        refreshTimer_ = nullptr;
+    });
+}
+
+void RemoteConfigService::scheduleRefresh() {
+    const Seconds delay = random_.uniform(minRefreshInterval, maxRefreshInterval);
+    refreshTimer_ = worker_.after(delay, [this] { spawn(refresh(), "configuration refresh"); });
+}
+
+Task<> RemoteConfigService::refresh() {
+    const auto loop = loop_;
+    std::optional<RemoteConfig> config;
+    try {
+        config = co_await fetchOnWorker();
+    } catch (const APIError&) {
+        // The next turn of the loop tries again.
+    }
+    if (loop != loop_) // replaced or stopped meanwhile
+        co_return;
+    if (config)
+        (*loop)(*config);
+    scheduleRefresh();
+}

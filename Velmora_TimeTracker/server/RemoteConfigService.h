@@ -2,54 +2,57 @@
 
 #include "APIClient.h"
 #include "RemoteConfig.h"
-#include "Task.h"
+#include "SingleFlight.h"
 
 #include <functional>
 #include <memory>
 #include <optional>
-#include <vector>
 
 class Clock;
 class PreferenceStore;
 class Random;
 
-/// Fetches the configuration, coalesces concurrent fetches, keeps the last good copy in a file and refreshes it on a
-/// jittered timer. A serial worker on the worker executor; operations may be called from any executor.
+/// Fetches the configuration, coalesces concurrent fetches, keeps the last good copy in a file and refreshes
+/// it on a jittered timer. A serial worker on the worker executor; operations may be called from any
+/// executor.
 class RemoteConfigService {
 public:
     /// The cache is "config.json" in `folder`, the program's own folder, which is created if missing.
-    RemoteConfigService(APIClient& api, PreferenceStore& preferences, Clock& clock, Random& random, Executor& worker,
-                        const QString& folder);
+    RemoteConfigService(APIClient& api, PreferenceStore& preferences, const Clock& clock, Random& random,
+                        Executor& worker, const QString& folder);
 
     QString fileURL() const { return fileURL_; }
 
     /// Throws APIError. A fetch in flight is joined.
     Task<RemoteConfig> fetchConfig();
 
-    /// The cache file; absent when there is none or it does not decode. A file that does not decode is set aside under a
-    /// dated name, with a log line. Any thread.
+    /// The cache file; absent when there is none or it does not decode. A file that does not decode is set
+    /// aside under a dated name, with a log line. Any thread.
     std::optional<RemoteConfig> cachedConfig() const;
 
-    /// One loop at most: waits 1200 to 2400 seconds, fetches, calls `onUpdate` on the worker with each good record.
-    /// Failures are silent. May be called from any executor.
+    /// One loop at most: waits 1200 to 2400 seconds, fetches, calls `onUpdate` on the worker with each good
+    /// record. Failures are silent. May be called from any executor.
     void startPeriodicRefresh(std::function<void(RemoteConfig)> onUpdate);
     void stopPeriodicRefresh();
 
 private:
-    using Outcome = std::variant<RemoteConfig, APIError>;
+    using OnUpdate = std::function<void(RemoteConfig)>;
 
     Task<RemoteConfig> fetchOnWorker();
     Task<RemoteConfig> performFetchBody();
+    void writeCache(const RemoteConfig& config) const;
+    void setAsideCache() const;
     void scheduleRefresh();
+    Task<> refresh();
 
     APIClient& api_;
     PreferenceStore& preferences_;
-    Clock& clock_;
+    const Clock& clock_;
     Random& random_;
     Executor& worker_;
     const QString fileURL_;
-    bool isFetching_ = false;
-    std::vector<Completion<Outcome>> fetchWaiters_;
+    SingleFlight<RemoteConfig> fetch_;
     std::unique_ptr<Executor::Timer> refreshTimer_;
-    std::function<void(RemoteConfig)> onUpdate_;
+    /// What the running loop calls, and which loop that is; null without one.
+    std::shared_ptr<const OnUpdate> loop_;
 };
