@@ -45,8 +45,13 @@ function(velmora_test name)
     endif()
 endfunction()
 
+# One precompiled header for all: made by the lowest folder, used by every other.
 function(velmora_precompile name)
-    target_precompile_headers(${name} PRIVATE
-        <functional> <memory> <optional> <string> <variant> <vector>
-        <QByteArray> <QDateTime> <QJsonDocument> <QJsonObject> <QObject> <QString> <QUuid>)
+    if(name STREQUAL "platform")
+        target_precompile_headers(${name} PRIVATE
+            <functional> <memory> <optional> <string> <variant> <vector>
+            <QByteArray> <QDateTime> <QJsonDocument> <QJsonObject> <QObject> <QString> <QUuid>)
+    else()
+        target_precompile_headers(${name} REUSE_FROM platform)
+    endif()
 endfunction()

@@ -1,0 +1,175 @@
+#!/usr/bin/python3
+"""The real program, from the sign-in to what arrives at the backend, used by its accessible names."""
+
+import json
+import os
+import pathlib
+import random
+import signal
+import sqlite3
+import stat
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+from harness import ACCOUNT, MONITORS, Desktop, until
+
+BUILD = pathlib.Path(sys.argv.pop(1))
+KILLS = int(os.environ.get("VELMORA_KILLS", "20"))
+STALL_LIMIT_MS = 250
+
+
+class EndToEnd(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory(prefix="velmora-e2e-")
+        self.addCleanup(self.folder.cleanup)
+        self.desktop = Desktop(BUILD, self.folder.name)
+        self.addCleanup(self.desktop.close)
+        self.desktop.point_at_backend()
+
+    def tearDown(self):
+        if self._outcome.result.failures or self._outcome.result.errors:
+            print(self.desktop.program_log[-6000:])
+
+    def signed_in(self):
+        self.desktop.start_program()
+        self.desktop.wait_for("#loginEmail", 20)
+        self.desktop.sign_in()
+        self.desktop.wait_for("#startTracking", 20)
+
+    def rows(self, sql):
+        with sqlite3.connect(f"file:{self.desktop.data / 'timetracker.sqlite'}?mode=ro", uri=True) as database:
+            return database.execute(sql).fetchall()
+
+    def active_session(self):
+        rows = self.rows("SELECT payload FROM sessions")
+        return json.loads(rows[0][0]) if rows else None
+
+    def check_privacy(self):
+        """Nothing below the home is open to others, and no token lies in any file."""
+        tokens = self.desktop.run("secret-tool", "lookup", "service", "com.velmora.timetracker", "account",
+                                  "auth_tokens")
+        canaries = [json.loads(tokens)[key].encode() for key in ("accessToken", "refreshToken")]
+        files = [self.desktop.folder / "program.log"]
+        own = ("velmora-timetracker", "Velmora TimeTracker")
+        for path in self.desktop.home.rglob("*"):
+            if any(part in own for part in path.parts):
+                mode = stat.S_IMODE(path.lstat().st_mode)
+                self.assertEqual(mode & 0o077, 0, f"{path} has mode {mode:o}")
+            if path.is_file():
+                files.append(path)
+        for file in files:
+            content = file.read_bytes() if file.exists() else b""
+            for canary in canaries:
+                self.assertNotIn(canary, content, f"a token lies in {file}")
+
+    def check_no_stall(self):
+        log = self.desktop.data / "mainthread-stalls.log"
+        stalls = log.read_text().splitlines() if log.exists() else []
+        self.assertEqual([line for line in stalls if int(line.split(",")[1]) >= STALL_LIMIT_MS], [])
+
+    def test_a_session_reaches_the_backend(self):
+        desktop = self.desktop
+        os.umask(0)
+        self.addCleanup(os.umask, 0o022)
+        desktop.start_program()
+        desktop.wait_for("#loginEmail", 20)
+        desktop.sign_in((ACCOUNT[0], "wrong password"))
+        until("the refusal", lambda: desktop.shows("Login failed. Check your credentials and connection."))
+        desktop.sign_in()
+        desktop.wait_for("#startTracking", 20)
+        task = desktop.backend.get("/control/config")["projects"][0]["project_name"]
+        desktop.pick_task(task)
+        desktop.press("#startTracking")
+        desktop.wait_for("#stopTracking")
+        began = time.monotonic()
+
+        # A second start brings the first one's window up and ends.
+        second = subprocess.run([BUILD / "Velmora_TimeTracker/velmora-timetracker"], env=desktop.environment,
+                                timeout=20, stdout=desktop.log, stderr=desktop.log)
+        self.assertEqual(second.returncode, 0)
+
+        desktop.press("#pauseTracking")
+        time.sleep(2)
+        desktop.press("#pauseTracking")
+        wanted = len(MONITORS)
+        until("a picture of every display at the backend",
+              lambda: desktop.type_for(2) and desktop.backend.summary()["screenshots"] >= wanted, 100)
+        desktop.press("#stopTracking")
+        desktop.wait_for("#startTracking")
+        summary = until("the session's end at the backend",
+                        lambda: (lambda s: s if s["completed"] else None)(desktop.backend.summary()), 20)
+        tracked = time.monotonic() - began - 2
+
+        session = summary["sessions"][0]
+        self.assertEqual(len(session["intervals"]), 2)
+        self.assertLess(abs(session["total_seconds"] - tracked), 8)
+        self.assertGreater(session["key_press_count"], 10)
+        self.assertGreater(session["mouse_movements"], 10)
+        self.assertGreaterEqual(summary["session_starts"], 1)
+        self.assertGreaterEqual(summary["heartbeats"], 1)
+        sizes = {(shot["width"], shot["height"]) for shot in summary["screenshot_files"]}
+        self.assertEqual(sizes, {(w, h) for _, w, h, _, _ in MONITORS})
+        self.assertEqual(self.rows("SELECT count(*) FROM upload_queue"), [(0,)])
+        self.assertEqual(self.rows("SELECT count(*) FROM sessions"), [(0,)])
+        self.assertEqual(self.rows("SELECT count(*) FROM session_history"), [(1,)])
+        self.check_privacy()
+        self.check_no_stall()
+        self.assertEqual(desktop.stop_program(), 0)
+
+        # The stored sign-in serves the next start.
+        desktop.start_program()
+        desktop.wait_for("#startTracking", 20)
+
+    def test_signals_close_the_interval_and_the_session_is_offered_again(self):
+        desktop = self.desktop
+        self.signed_in()
+        desktop.press("#startTracking")
+        desktop.wait_for("#stopTracking")
+        for signal_number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+            time.sleep(1.5)
+            self.assertEqual(desktop.stop_program(signal_number), 0)
+            closed = self.active_session()
+            self.assertIn("stoppedAt", closed["intervals"][-1], signal_number)
+            desktop.start_program()
+            desktop.wait_for("#resumeInterruptedSession", 20)
+            self.assertTrue(desktop.shows("Unfinished Session Found"))
+            desktop.press("#resumeInterruptedSession")
+            desktop.wait_for("#stopTracking")
+            self.assertEqual(self.active_session()["id"], closed["id"])
+        self.check_no_stall()
+
+    def test_kill_at_random_moments(self):
+        """Each restart offers the session and bills it up to a mark at most 60 running seconds old; all rows arrive."""
+        desktop = self.desktop
+        chance = random.Random(7)
+        self.signed_in()
+        desktop.press("#startTracking")
+        desktop.wait_for("#stopTracking")
+        began = time.time()
+        for _ in range(KILLS):
+            time.sleep(chance.uniform(0.05, 2.0))
+            desktop.stop_program(signal.SIGKILL)
+            self.assertIsNotNone(self.active_session())
+            desktop.start_program()
+            desktop.press("#resumeInterruptedSession", 20)
+            desktop.wait_for("#stopTracking")
+        session = self.active_session()
+        self.assertEqual(len(session["intervals"]), KILLS + 1)
+        epoch = 978307200
+        previous_end = began - 2 - epoch
+        for interval in session["intervals"][:-1]:
+            self.assertGreaterEqual(interval["startedAt"], previous_end)
+            self.assertGreaterEqual(interval["stoppedAt"], interval["startedAt"])
+            previous_end = interval["stoppedAt"]
+        desktop.press("#stopTracking")
+        until("every row at the backend", lambda: self.rows("SELECT count(*) FROM upload_queue") == [(0,)], 60)
+        summary = desktop.backend.summary()
+        self.assertEqual(summary["completed"], 1)
+        self.assertLessEqual(summary["sessions"][0]["total_seconds"], time.time() - began)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

@@ -1,0 +1,138 @@
+#include "ModelServer.h"
+
+#include "Json.h"
+#include "SegmentUtils.h"
+#include "Session.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QRegularExpression>
+
+namespace {
+using Reply = SimulatedURLSession::Reply;
+
+QByteArray json(const QJsonObject& object) { return QJsonDocument(object).toJson(QJsonDocument::Compact); }
+
+QString key(const QString& date, int number) { return QStringLiteral("%1#%2").arg(date).arg(number); }
+} // namespace
+
+ModelServer::ModelServer(Timeline& timeline, quint32 seed)
+    : timeline_(timeline)
+    , random_(seed) {}
+
+Reply ModelServer::handle(const URLRequest& request) {
+    if (isUnreachable) {
+        ++faultsMet;
+        return SimulatedURLSession::failure(URLError::Code::notConnectedToInternet);
+    }
+    if (isFailing) {
+        ++faultsMet;
+        return SimulatedURLSession::answer(503, R"({"message":"down for a while"})");
+    }
+    if (chance() >= faultRate)
+        return commit(request);
+    ++faultsMet;
+    switch (std::uniform_int_distribution<>(0, 7)(random_)) {
+    case 0:
+        return SimulatedURLSession::answer(chance() < 0.5 ? 500 : 503);
+    case 1:
+        return SimulatedURLSession::answer(429);
+    case 2:
+        return SimulatedURLSession::failure(URLError::Code::cannotConnectToHost);
+    case 3: // the server committed, the answer was lost
+        commit(request);
+        return SimulatedURLSession::failure(URLError::Code::networkConnectionLost);
+    case 4:
+        if (chance() < 0.5)
+            commit(request);
+        return SimulatedURLSession::silence();
+    case 5: {
+        Reply late = commit(request);
+        late.delay = 1 + chance() * 100;
+        return late;
+    }
+    case 6:
+        commit(request);
+        return SimulatedURLSession::answer(200, chance() < 0.5 ? "<html>busy</html>" : R"({"data":[17)");
+    default:
+        expireTokens();
+        return commit(request);
+    }
+}
+
+Reply ModelServer::commit(const URLRequest& request) {
+    const QString path = request.url.path();
+    const auto body = Json::object(request.body);
+    if (path.endsWith(QStringLiteral("authentication/refresh"))) {
+        const QString texts[] = {QString::fromLatin1(accessToken()), QStringLiteral("refresh")};
+        return SimulatedURLSession::answer(
+            200, json({{"data", QJsonObject{{"access_token", texts[0]},
+                                            {"refresh_token", texts[1]},
+                                            {"expires_at", "2099-01-01T00:00:00Z"}}}}));
+    }
+    if (request.header("Authorization") != "Bearer " + accessToken())
+        return SimulatedURLSession::answer(401, R"({"message":"token expired"})");
+    ++committed;
+    if (path.endsWith(QStringLiteral("employees/config"))) {
+        const auto record = Json::object(encodeRemoteConfig(config));
+        return SimulatedURLSession::answer(200, json({{"data", *record}}));
+    }
+    if (path.endsWith(QStringLiteral("/screenshots"))) {
+        static const QRegularExpression name(QStringLiteral("filename=\"([^\"]+)\""));
+        screenshots.insert(name.match(QString::fromLatin1(request.body.left(400))).captured(1));
+        return SimulatedURLSession::answer(200, "{}");
+    }
+    if (!body)
+        return SimulatedURLSession::answer(422, R"({"message":"no JSON object"})");
+    if (path.endsWith(QStringLiteral("sessions/start"))) {
+        ++sessions[uuidFromText(body->value("session_uuid").toString())].starts;
+        return SimulatedURLSession::answer(200, todayTotal());
+    }
+    if (path.endsWith(QStringLiteral("sessions/heartbeat")))
+        return heartbeat(*body, request.body);
+    if (path.endsWith(QStringLiteral("segments/batch")))
+        return batch(*body);
+    return SimulatedURLSession::answer(404);
+}
+
+Reply ModelServer::heartbeat(const QJsonObject& body, const QByteArray& raw) {
+    const QUuid id = uuidFromText(body.value("session_uuid").toString());
+    const bool isCompleted = body.value("status").toString() == QLatin1String("completed");
+    if (isCompleted && beforeCompleted && beforeCompleted(id))
+        return SimulatedURLSession::failure(URLError::Code::networkConnectionLost);
+    SessionRecord& session = sessions[id];
+    if (session.takenOver) {
+        ++takeoverAnswers;
+        return SimulatedURLSession::answer(409, R"({"message":"resumed elsewhere"})");
+    }
+    session.reportedSeconds = body.value("total_seconds").toInteger();
+    session.startedAt = body.value("started_at").toString();
+    if (isCompleted)
+        session.completedBodies.insert(raw);
+    return SimulatedURLSession::answer(200, todayTotal());
+}
+
+Reply ModelServer::batch(const QJsonObject& body) {
+    QJsonArray accepted;
+    const QJsonArray rows = body.value("segments").toArray();
+    for (int index = 0; index < rows.size(); ++index) {
+        if (chance() < faultRate * 0.2)
+            continue; // left out of the answer: must be offered again
+        const QJsonObject row = rows[index].toObject();
+        segments[key(row.value("segment_date").toString(), row.value("segment_number").toInt())] = {
+            row.value("activity_rate").toDouble(), row.value("non_idle_percent").toDouble()};
+        accepted.append(index);
+    }
+    return SimulatedURLSession::answer(
+        200, json({{"success", true}, {"data", QJsonObject{{"accepted", accepted}, {"rejected", QJsonArray()}}}}));
+}
+
+QByteArray ModelServer::todayTotal() const {
+    const QTimeZone zone(config.appTimezone.value_or(QStringLiteral("UTC")).toLatin1());
+    const QString today = SegmentUtils::segmentDateAndNumber(timeline_.date(), zone).date;
+    qint64 total = 0;
+    for (const SessionRecord& session : sessions)
+        total += session.startedAt.startsWith(today) ? session.reportedSeconds : 0;
+    return json({{"success", true},
+                 {"data", QJsonObject{{"ok", true}, {"today_total_seconds", total}, {"today_date", today}}}});
+}

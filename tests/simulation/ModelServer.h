@@ -1,0 +1,63 @@
+#pragma once
+
+#include "RemoteConfig.h"
+#include "SimulatedSession.h"
+#include "Timeline.h"
+
+#include <QHash>
+#include <QJsonObject>
+#include <QSet>
+#include <QUuid>
+#include <random>
+
+/// The backend of the simulated world, with a ledger of everything that it accepted. What it accepts is committed at the
+/// moment the request is sent; its answer may then be late, lost, or wrong.
+class ModelServer {
+public:
+    struct SessionRecord {
+        int starts = 0;
+        QSet<QByteArray> completedBodies;
+        qint64 reportedSeconds = 0;
+        QString startedAt;
+        bool takenOver = false;
+    };
+    struct SegmentRecord {
+        double activityRate = 0;
+        double nonIdlePercent = 0;
+    };
+
+    ModelServer(Timeline& timeline, quint32 seed);
+
+    RemoteConfig config;
+    double faultRate = 0;   ///< Share of requests that meet a fault.
+    bool isUnreachable = false;
+    bool isFailing = false; ///< Answers 503 to everything.
+
+    QHash<QUuid, SessionRecord> sessions;
+    QSet<QString> screenshots; ///< Names of the pictures received.
+    QHash<QString, SegmentRecord> segments; ///< By "date#number".
+    int takeoverAnswers = 0;
+    int faultsMet = 0;
+    int committed = 0;
+
+    /// Run before a completed heartbeat is handled; answering true loses the request without a commit.
+    std::function<bool(const QUuid& sessionId)> beforeCompleted;
+
+    void takeOver(const QUuid& sessionId) { sessions[sessionId].takenOver = true; }
+    void expireTokens() { ++tokenGeneration_; }
+    QByteArray accessToken() const { return "access-" + QByteArray::number(tokenGeneration_); }
+
+    SimulatedURLSession::Reply handle(const URLRequest& request);
+
+private:
+    using Reply = SimulatedURLSession::Reply;
+    Reply commit(const URLRequest& request);
+    Reply heartbeat(const QJsonObject& body, const QByteArray& raw);
+    Reply batch(const QJsonObject& body);
+    QByteArray todayTotal() const;
+    double chance() { return std::uniform_real_distribution<>(0, 1)(random_); }
+
+    Timeline& timeline_;
+    std::mt19937 random_;
+    int tokenGeneration_ = 1;
+};
