@@ -1,1 +1,56 @@
 #include "CaptureFolder.h"
+
+#include "ApplicationFolder.h"
+#include "DomainStorage.h"
+#include "Session.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <algorithm>
+#include <vector>
+
+QString CaptureFolder::capturesBaseDirectory(const ApplicationInfo& information) {
+    return ApplicationFolder::path(information) + "/captures";
+}
+
+QString CaptureFolder::capturesDirectory(const ApplicationInfo& information, const DomainStorage& domain) {
+    return capturesBaseDirectory(information) + u'/' + domain.domainKey();
+}
+
+QString CaptureFolder::fileName(const QUuid& sessionId, const QString& timestampToken, int displayIndex) {
+    return uuidText(sessionId) + u'_' + timestampToken + u'_' + QString::number(displayIndex) + ".jpg";
+}
+
+void CaptureFolder::cleanupOldCaptures(const QString& directory, int maxFileCount,
+                                       const std::function<QSet<QString>()>& pendingUploadFilePaths) {
+    const QFileInfoList entries =
+        QDir(directory).entryInfoList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot, QDir::NoSort);
+    qsizetype surplus = entries.size() - maxFileCount;
+    if (surplus <= 0)
+        return;
+
+    struct Entry {
+        qint64 modified; ///< Milliseconds since 1970; an unknown date is the distant past.
+        QString path;
+    };
+    std::vector<Entry> oldestFirst;
+    for (const QFileInfo& entry : entries) {
+        const QDateTime modified = entry.lastModified();
+        oldestFirst.push_back(
+            {modified.isValid() ? modified.toMSecsSinceEpoch() : std::numeric_limits<qint64>::min(),
+             directory + u'/' + entry.fileName()});
+    }
+    std::ranges::stable_sort(oldestFirst, {}, &Entry::modified);
+
+    const QSet<QString> queued = pendingUploadFilePaths();
+    for (const Entry& entry : oldestFirst) {
+        if (surplus <= 0)
+            return;
+        if (queued.contains(entry.path))
+            continue;
+        // What cannot be removed counts all the same, or a newer picture would go in its place.
+        QFile::remove(entry.path);
+        --surplus;
+    }
+}

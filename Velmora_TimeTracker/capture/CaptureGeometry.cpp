@@ -1,1 +1,29 @@
 #include "CaptureGeometry.h"
+
+#include <algorithm>
+#include <cmath>
+
+QSize CaptureGeometry::cappedPixelSize(int width, int height, int maxDimension) {
+    const int longer = std::max(width, height);
+    if (width <= 0 || height <= 0)
+        return {std::max(width, 1), std::max(height, 1)};
+    if (longer <= maxDimension)
+        return {width, height};
+    const double scale = static_cast<double>(maxDimension) / longer;
+    const auto scaled = [scale](int side) { return std::max(static_cast<int>(std::round(side * scale)), 1); };
+    return {scaled(width), scaled(height)};
+}
+
+QSize CaptureGeometry::nativePixelSize(const Display& display) {
+    const auto native = [&display](int points) {
+        return static_cast<int>(std::ceil(points * display.pixelsPerPoint));
+    };
+    return {native(display.size.width()), native(display.size.height())};
+}
+
+double CaptureGeometry::pixelScale(int modeWidth, int modePixelWidth) {
+    if (modeWidth <= 0 || modePixelWidth <= 0)
+        return 1;
+    const double ratio = static_cast<double>(modePixelWidth) / modeWidth;
+    return ratio >= 1 && ratio <= 3 ? ratio : 1;
+}

@@ -1,1 +1,46 @@
 #include "PermissionService.h"
+
+#include "Log.h"
+#include "Permissions.h"
+
+bool PermissionService::hasScreenRecordingPermission() const {
+    return permissions_.canRecordScreen();
+}
+
+bool PermissionService::hasInputMonitoringPermission() const {
+    const int status = permissions_.inputMonitoringStatus();
+    const QString word = status == 0   ? QString("Granted")
+                         : status == 1 ? QString("Denied")
+                                       : QString("Unknown(rawValue: %1)").arg(status);
+    qCDebug(Log::permissions, "IOHIDCheckAccess(ListenEvent) = %s", qUtf8Printable(word));
+    return status == 0;
+}
+
+bool PermissionService::hasRequiredPermissions() const {
+    return hasScreenRecordingPermission() && hasInputMonitoringPermission();
+}
+
+bool PermissionService::requestInputMonitoringPermissionIfNeeded() {
+    if (hasInputMonitoringPermission())
+        return true;
+    if (hasPromptedInputMonitoringThisLaunch_) {
+        qCDebug(Log::permissions, "IOHIDRequestAccess: skipped (already prompted this launch)");
+        return false;
+    }
+    hasPromptedInputMonitoringThisLaunch_ = true;
+    const bool granted = permissions_.requestInputMonitoring();
+    qCInfo(Log::permissions, "IOHIDRequestAccess(ListenEvent) = %s", granted ? "granted" : "denied");
+    return granted;
+}
+
+void PermissionService::openScreenRecordingSettings() {
+    permissions_.openScreenRecordingSettings();
+}
+
+void PermissionService::openInputMonitoringSettings() {
+    permissions_.openInputMonitoringSettings();
+}
+
+void PermissionService::revokePermissions() {
+    permissions_.reset();
+}

@@ -2,8 +2,8 @@
 
 class Permissions;
 
-/// Queries and actions around the two permissions that tracking needs. It never decides what to do about a missing one.
-/// Main thread.
+/// Queries and actions around the two permissions that tracking needs. It never decides what to do about a
+/// missing one. Main thread.
 class PermissionService {
 public:
     explicit PermissionService(Permissions& permissions)

@@ -1,1 +1,224 @@
 #include "ScreenCaptureService.h"
+
+#include "APITimeZoneResolver.h"
+#include "ApplicationFolder.h"
+#include "CaptureFolder.h"
+#include "CaptureGeometry.h"
+#include "Clock.h"
+#include "DomainStorage.h"
+#include "ISO8601.h"
+#include "Log.h"
+#include "Permissions.h"
+#include "SQLiteStore.h"
+#include "Session.h"
+#include "SingleFrameCollector.h"
+#include "Task.h"
+
+#include <QSaveFile>
+#include <algorithm>
+
+namespace {
+
+constexpr Seconds firstCaptureAfter = 60;
+constexpr Seconds leeway = 15;
+constexpr qint64 maxIntervalMinutes =
+    20 * 24 * 60; ///< What timers can be asked for; the server may send anything.
+constexpr Seconds frameTimeout = 5;
+constexpr double jpegQuality = 0.6;
+
+enum class CaptureOutcome { captured, permissionLost, localFailure };
+using Taken = std::variant<Picture, CaptureOutcome>;
+
+CaptureOutcome sourceFailed(const DisplayError& error) {
+    qCCritical(Log::capture, "ScreenCaptureKit capture failed: %s", qUtf8Printable(error.description));
+    return CaptureOutcome::permissionLost;
+}
+
+CaptureOutcome encodingFailed(int index) {
+    qCCritical(Log::capture, "Failed JPEG conversion for display %d", index);
+    return CaptureOutcome::localFailure;
+}
+
+Taken singlePicture(DisplaySource& displays, const Display& display, int index, QSize size) {
+    PictureResult result = displays.picture(display, size, jpegQuality);
+    if (const auto* error = std::get_if<DisplayError>(&result))
+        return sourceFailed(*error);
+    if (std::holds_alternative<EncodingFailed>(result))
+        return encodingFailed(index);
+    return std::get<Picture>(std::move(result));
+}
+
+/// The first complete frame of a stream that is torn down after it.
+Task<Taken> streamedPicture(DisplaySource& displays, Display display, int index, QSize size) {
+    const auto collector = std::make_shared<SingleFrameCollector>();
+    const auto stream = displays.makeStream(display, size);
+    const auto error =
+        stream ? stream->start([collector](StreamSample sample) { collector->receive(std::move(sample)); })
+               : DisplayError{"the display offers no stream"};
+    if (error)
+        co_return sourceFailed(*error);
+    const std::optional<RawImage> frame = co_await collector->waitForFrame(frameTimeout);
+    stream->stop();
+    if (!frame) {
+        qCCritical(Log::capture, "SCStream produced no usable frame for display %d", index);
+        co_return CaptureOutcome::localFailure;
+    }
+    const std::optional<QByteArray> jpeg = displays.encode(*frame, jpegQuality);
+    if (!jpeg)
+        co_return encodingFailed(index);
+    co_return Picture{*jpeg, frame->size};
+}
+
+/// Whole or not at all, for the user alone, and dated by the clock that later judges its age. The error's
+/// text, empty on success.
+QString writePicture(const QString& path, const QByteArray& jpeg, Date now) {
+    QSaveFile file(path);
+    const bool written = file.open(QIODevice::WriteOnly) &&
+                         file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner) &&
+                         file.write(jpeg) == jpeg.size() && file.flush();
+    if (!written)
+        return file.errorString();
+    file.setFileTime(now.toDateTime(QTimeZone::utc()), QFileDevice::FileModificationTime);
+    return file.commit() ? QString() : file.errorString();
+}
+
+} // namespace
+
+struct ScreenCaptureService::Cycle {
+    Dependencies on;
+    QUuid sessionId;
+    QString directory;
+    std::shared_ptr<const Callbacks> callbacks;
+    std::weak_ptr<const bool> service;
+
+    static Task<> run(Cycle cycle);
+
+    Task<CaptureOutcome> captureAllDisplays(QString timestampToken) const;
+    std::optional<CaptureOutcome> save(const Picture& picture, int index,
+                                       const QString& timestampToken) const;
+    QString timestampToken() const;
+    void report(CaptureOutcome outcome) const;
+};
+
+Task<> ScreenCaptureService::Cycle::run(Cycle cycle) {
+    if (cycle.service.expired())
+        co_return;
+    const QString token = cycle.timestampToken();
+    const CaptureOutcome outcome = co_await cycle.captureAllDisplays(token);
+    if (!cycle.service.expired())
+        cycle.report(outcome);
+}
+
+QString ScreenCaptureService::Cycle::timestampToken() const {
+    return ISO8601::text(on.clock.now(), on.timeZones.storedTimeZone()).replace(u':', u'-');
+}
+
+Task<CaptureOutcome> ScreenCaptureService::Cycle::captureAllDisplays(QString timestampToken) const {
+    const auto listed = on.displays.displays();
+    if (const auto* error = std::get_if<DisplayError>(&listed))
+        co_return sourceFailed(*error);
+    const auto& displays = std::get<std::vector<Display>>(listed);
+    if (displays.empty()) {
+        qCCritical(Log::capture, "ScreenCaptureKit: no displays in shareable content");
+        co_return CaptureOutcome::localFailure;
+    }
+    int index = 0;
+    for (const Display& display : displays) {
+        const QSize native = CaptureGeometry::nativePixelSize(display);
+        const QSize size =
+            CaptureGeometry::cappedPixelSize(native.width(), native.height(), CaptureGeometry::maxDimension);
+        Taken taken = CaptureOutcome::localFailure;
+        if (on.displays.deliversStreams())
+            taken = co_await streamedPicture(on.displays, display, index, size);
+        else
+            taken = singlePicture(on.displays, display, index, size);
+        if (const auto* failure = std::get_if<CaptureOutcome>(&taken))
+            co_return *failure;
+        if (const auto failure = save(std::get<Picture>(taken), index, timestampToken))
+            co_return *failure;
+        ++index;
+    }
+    qCInfo(Log::capture, "Screenshots captured: %d display(s), session %s", index,
+           qUtf8Printable(uuidText(sessionId)));
+    co_return CaptureOutcome::captured;
+}
+
+std::optional<CaptureOutcome> ScreenCaptureService::Cycle::save(const Picture& picture, int index,
+                                                                const QString& timestampToken) const {
+    const QString path = directory + u'/' + CaptureFolder::fileName(sessionId, timestampToken, index);
+    const QString error = writePicture(path, picture.jpeg, on.clock.now());
+    if (!error.isEmpty()) {
+        qCCritical(Log::capture, "Failed writing screenshot: %s", qUtf8Printable(error));
+        return CaptureOutcome::localFailure;
+    }
+    qCInfo(Log::capture, "Screenshot display %d: %dx%dpx, %lld KB", index, picture.size.width(),
+           picture.size.height(), static_cast<qint64>(picture.jpeg.size()) / 1024);
+    return std::nullopt;
+}
+
+void ScreenCaptureService::Cycle::report(CaptureOutcome outcome) const {
+    switch (outcome) {
+    case CaptureOutcome::captured:
+        qCInfo(Log::capture,
+               "Posting captureComplete notification to trigger heartbeat and screenshot upload");
+        if (callbacks->onCaptureComplete)
+            callbacks->onCaptureComplete();
+        CaptureFolder::cleanupOldCaptures(directory, CaptureFolder::maxFileCount,
+                                          [this] { return on.store.pendingUploadFilePaths(); });
+        break;
+    case CaptureOutcome::permissionLost:
+        callbacks->onPermissionLost();
+        break;
+    case CaptureOutcome::localFailure:
+        qCCritical(Log::capture, "Screenshot cycle skipped: local capture failure (not treated as permission "
+                                 "loss; will retry next interval)");
+        break;
+    }
+}
+
+ScreenCaptureService::ScreenCaptureService(const Dependencies& dependencies)
+    : on_(dependencies)
+    , capturesDirectory_(CaptureFolder::capturesBaseDirectory(dependencies.information)) {
+    ApplicationFolder::create(capturesDirectory_);
+}
+
+ScreenCaptureService::~ScreenCaptureService() {
+    stop();
+    // A cycle looks at this flag whenever it resumes, and the step that it is in now is waited for: what the
+    // service was built on may go right after it.
+    alive_.reset();
+    on_.utility.sync([] {});
+}
+
+void ScreenCaptureService::start(QUuid sessionId, qint64 intervalMinutes, Callbacks callbacks) {
+    const auto shared = std::make_shared<const Callbacks>(std::move(callbacks));
+    const qint64 interval = std::clamp<qint64>(intervalMinutes, 1, maxIntervalMinutes) * 60;
+    on_.queue.sync([&] {
+        timer_.reset();
+        capturesDirectory_ = CaptureFolder::capturesDirectory(on_.information, on_.domain);
+        ApplicationFolder::create(capturesDirectory_);
+        qCInfo(Log::capture, "Screenshot timer started: first capture in 1 min, then every %llds", interval);
+        timer_ = on_.queue.every(firstCaptureAfter, static_cast<Seconds>(interval), leeway,
+                                 [this, sessionId, shared] { tick(sessionId, shared); });
+    });
+}
+
+void ScreenCaptureService::stop() {
+    on_.queue.sync([this] { timer_.reset(); });
+}
+
+void ScreenCaptureService::tick(const QUuid& sessionId, std::shared_ptr<const Callbacks> callbacks) {
+    if (!callbacks->shouldCapture()) {
+        qCInfo(Log::capture, "Screenshot skipped: shouldCapture=false (paused/idle/not tracking)");
+        return;
+    }
+    if (!on_.permissions.canRecordScreen()) {
+        qCCritical(Log::capture, "Screenshot skipped: screen recording permission denied");
+        callbacks->onPermissionLost();
+        return;
+    }
+    // Nothing waits for the cycle: a slow one may overlap the next tick.
+    on_.utility.post([cycle = Cycle{on_, sessionId, capturesDirectory_, std::move(callbacks), alive_}] {
+        spawn(Cycle::run(cycle), "capture cycle");
+    });
+}

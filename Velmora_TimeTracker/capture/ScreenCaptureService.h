@@ -1,8 +1,6 @@
 #pragma once
 
-#include "DisplaySource.h"
 #include "Executor.h"
-#include "Task.h"
 
 #include <QString>
 #include <QUuid>
@@ -12,12 +10,13 @@
 class APITimeZoneResolver;
 class ApplicationInfo;
 class Clock;
+class DisplaySource;
 class DomainStorage;
 class Permissions;
 class SQLiteStore;
 
-/// Takes a JPEG of every display at a fixed interval while a session runs, and tells its owner what became of each
-/// cycle. A failure that proves nothing about the permission only skips its cycle.
+/// Takes a JPEG of every display at a fixed interval while a session runs, and tells its owner what became of
+/// each cycle. A failure that proves nothing about the permission only skips its cycle.
 class ScreenCaptureService {
 public:
     struct Dependencies {
@@ -39,24 +38,27 @@ public:
     };
 
     explicit ScreenCaptureService(const Dependencies& dependencies);
+    /// Waits for the step that a cycle is in at this moment; nothing of the service is used or called
+    /// afterwards.
     ~ScreenCaptureService();
+    ScreenCaptureService(const ScreenCaptureService&) = delete;
+    ScreenCaptureService& operator=(const ScreenCaptureService&) = delete;
 
-    /// First capture after 60 s, then every max(intervalMinutes, 1) minutes. Replaces a running schedule. Returns when
-    /// the change is in force; must not be called on `queue`.
+    /// First capture after 60 s, then every max(intervalMinutes, 1) minutes. Replaces a running schedule.
+    /// Returns when the change is in force; must not be called on `queue`.
     void start(QUuid sessionId, qint64 intervalMinutes, Callbacks callbacks);
     /// Ends the schedule. A cycle in flight goes on and still reports.
     void stop();
 
 private:
-    enum class CaptureOutcome { captured, permissionLost, localFailure };
+    /// One capture cycle. It holds all that it needs, so that it may outlast the schedule, and watches
+    /// whether the service still lives.
     struct Cycle;
 
-    void tick(const QUuid& sessionId, const std::shared_ptr<const Callbacks>& callbacks);
-    Task<> runCycle(QUuid sessionId, std::shared_ptr<const Callbacks> callbacks);
-    Task<CaptureOutcome> captureAllDisplays(QUuid sessionId, QString directory, QString timestampToken);
-    Task<PictureResult> takePicture(Display display, QSize size);
+    void tick(const QUuid& sessionId, std::shared_ptr<const Callbacks> callbacks);
 
     const Dependencies on_;
     std::unique_ptr<Executor::Timer> timer_; ///< Touched on `queue` only.
     QString capturesDirectory_;              ///< Touched on `queue` only.
+    std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);
 };

@@ -2,6 +2,7 @@
 
 #include "UploadTask.h"
 
+#include <QString>
 #include <exception>
 #include <optional>
 #include <variant>
@@ -34,3 +35,8 @@ using Action = std::variant<TakenOver, DropPermanently, Retry, RescheduleOffline
 
 /// Sorts a failure (an APIError, a URLError, or anything else) into its action. Pure.
 UploadFailureAction::Action failureAction(const std::exception_ptr& failure, UploadTaskType taskType);
+
+/// The failure's text for the log.
+QString failureDescription(const std::exception_ptr& failure);
+
+bool isFileNotFound(const std::exception_ptr& failure);

@@ -7,7 +7,7 @@
 
 enum class HeartbeatStatus { active, completed };
 
-/// The heartbeat's JSON body, with all dates in `apiTimeZone`. `now` stands in for what the session does not tell.
-/// Absent when a number is not finite.
+/// The heartbeat's JSON body, with all dates in `apiTimeZone`. `now` stands in for what the session does not
+/// tell. Absent when a number is not finite.
 std::optional<QByteArray> buildHeartbeatPayload(const Session& session, HeartbeatStatus status, Date now,
                                                 const QTimeZone& apiTimeZone);

@@ -1,1 +1,40 @@
 #include "RetryManager.h"
+
+#include "Clock.h"
+#include "Log.h"
+#include "Random.h"
+
+#include <algorithm>
+#include <cmath>
+
+void RetryManager::registerFailure(std::optional<int> statusCode) {
+    constexpr int failuresThatOpen = 5;
+    constexpr Seconds firstCooldown = 60;
+    constexpr Seconds longestCooldown = 600;
+
+    ++consecutiveFailures_;
+    if (!statusCode || *statusCode < 500 || consecutiveFailures_ < failuresThatOpen)
+        return;
+    // The failures go on counting while the circuit is open, so that after the cool-down one more server
+    // error opens it again, for longer.
+    ++circuitOpenCount_;
+    const Seconds cooldown = std::min(longestCooldown, std::ldexp(firstCooldown, circuitOpenCount_ - 1));
+    circuitOpenUntil_ = clock_.now() + cooldown;
+    qCCritical(Log::upload, "Circuit breaker opened for %fs after %d failures", cooldown,
+               consecutiveFailures_);
+}
+
+void RetryManager::registerSuccess() {
+    consecutiveFailures_ = 0;
+    circuitOpenUntil_.reset();
+    circuitOpenCount_ = 0;
+}
+
+bool RetryManager::canAttempt(Date now) const {
+    return !circuitOpenUntil_ || now >= *circuitOpenUntil_;
+}
+
+Date RetryManager::nextAttemptDate(int retryCount) {
+    const Seconds step = std::ldexp(2.0, std::min(retryCount, 5));
+    return clock_.now() + std::min(300.0, step + random_.uniform(0, 1));
+}

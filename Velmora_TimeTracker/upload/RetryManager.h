@@ -7,8 +7,8 @@
 class Clock;
 class Random;
 
-/// When a failed task may run again, and the circuit breaker that stops the queue while the server keeps failing.
-/// Nothing of it is stored. Touched on the worker executor only.
+/// When a failed task may run again, and the circuit breaker that stops the queue while the server keeps
+/// failing. Nothing of it is stored. Touched on the worker executor only.
 class RetryManager {
 public:
     RetryManager(const Clock& clock, Random& random)
@@ -19,7 +19,8 @@ public:
     void registerSuccess();
     /// False while the circuit is open.
     bool canAttempt(Date now) const;
-    /// After `retryCount` failed attempts: 2 × 2^min(retryCount, 5) plus up to 1 seconds from now, at most 300.
+    /// After `retryCount` failed attempts: 2 × 2^min(retryCount, 5) plus up to 1 seconds from now, at most
+    /// 300.
     Date nextAttemptDate(int retryCount);
 
 private:

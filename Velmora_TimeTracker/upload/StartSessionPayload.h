@@ -7,7 +7,7 @@
 #include <optional>
 
 namespace StartSessionPayload {
-/// The body of the session-start call, made at enqueue time so that a retry sends the same bytes. Absent for a session
-/// without intervals.
+/// The body of the session-start call, made at enqueue time so that a retry sends the same bytes. Absent for
+/// a session without intervals.
 std::optional<QByteArray> build(const Session& session, const QTimeZone& apiTimeZone);
 } // namespace StartSessionPayload

@@ -1,1 +1,19 @@
 #include "TrackingEndpointResponse.h"
+
+#include "Json.h"
+
+std::optional<ServerTodayTotal> TrackingEndpointResponse::serverTodayTotal(const QByteArray& responseData) {
+    const auto reply = Json::object(responseData);
+    if (!reply)
+        return std::nullopt;
+    const QString successKey = "success";
+    const QString okKey = "ok";
+    // A member of a wrong type makes the whole reply unreadable, also one that is not used.
+    const auto data = Json::object(*reply, "data");
+    if (!data || Json::isMistyped(*reply, successKey, Json::boolean(*reply, successKey)) ||
+        Json::isMistyped(*data, okKey, Json::boolean(*data, okKey)))
+        return std::nullopt;
+    const auto seconds = Json::integer(*data, "today_total_seconds");
+    const auto date = Json::string(*data, "today_date");
+    return seconds && date ? std::optional(ServerTodayTotal{*seconds, *date}) : std::nullopt;
+}

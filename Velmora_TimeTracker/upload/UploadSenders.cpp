@@ -1,1 +1,192 @@
-// placeholder
+// What the worker sends: one operation per kind of task, and the direct heartbeat.
+
+#include "UploadService.h"
+
+#include "APIError.h"
+#include "APITimeZoneResolver.h"
+#include "Clock.h"
+#include "FailureClassifier.h"
+#include "HeartbeatPayload.h"
+#include "Log.h"
+#include "PreferenceStores.h"
+#include "Random.h"
+#include "ScreenshotFiles.h"
+#include "SegmentBatch.h"
+#include "TrackingEndpointResponse.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <stdexcept>
+
+namespace {
+
+constexpr auto heartbeatPath = "hr/timetracker/employees/sessions/heartbeat";
+constexpr auto startSessionPath = "hr/timetracker/employees/sessions/start";
+constexpr auto segmentBatchPath = "hr/timetracker/employees/segments/batch";
+
+QByteArray readWhole(const QString& path) {
+    QFile file(path);
+    if (!QFileInfo::exists(path))
+        throw FileNotFound();
+    if (!file.open(QIODevice::ReadOnly))
+        throw std::runtime_error(file.errorString().toStdString());
+    const QByteArray bytes = file.readAll();
+    if (file.error() != QFileDevice::NoError)
+        throw std::runtime_error(file.errorString().toStdString());
+    return bytes;
+}
+
+} // namespace
+
+Task<> UploadService::send(UploadTask task) {
+    switch (task.type) {
+    case UploadTaskType::metadata:
+        break;
+    case UploadTaskType::heartbeat:
+        co_await sendHeartbeat(task);
+        break;
+    case UploadTaskType::screenshot:
+        co_await uploadScreenshot(task);
+        break;
+    case UploadTaskType::activitySegment:
+        co_await uploadActivitySegments(task);
+        break;
+    case UploadTaskType::startSession:
+        co_await uploadStartSession(task);
+        break;
+    }
+}
+
+Task<QByteArray> UploadService::postJSON(QString path, QByteArray body) {
+    URLRequest request = on_.transport.makeRequest(path, "POST", "application/json");
+    request.body = body;
+    co_return co_await on_.transport.executeRequest(request, true);
+}
+
+Task<> UploadService::sendHeartbeat(UploadTask task) {
+    if (!task.jsonPayload)
+        throw APIError::decodingFailed();
+    const QString path(heartbeatPath);
+    const QByteArray reply = co_await postJSON(path, *task.jsonPayload);
+    postServerTodayTotalIfPresent(reply, "heartbeat-queued");
+}
+
+Task<> UploadService::uploadStartSession(UploadTask task) {
+    if (!task.jsonPayload)
+        throw APIError::decodingFailed();
+    const QString path(startSessionPath);
+    const QByteArray reply = co_await postJSON(path, *task.jsonPayload);
+    postServerTodayTotalIfPresent(reply, "start-session");
+}
+
+Task<> UploadService::uploadActivitySegments(UploadTask task) {
+    const auto told = SegmentBatch::openSegment(task.jsonPayload);
+    const SegmentUtils::DateAndNumber open = told ? *told : segmentOfNow();
+    const auto rows = on_.store.pendingActivitySegmentsForUpload(open.date, open.number);
+    if (rows.empty())
+        co_return;
+    qCInfo(Log::upload, "POST segments/batch: %zu closed segment(s)", rows.size());
+    const QString path(segmentBatchPath);
+    const QByteArray body = SegmentBatch::build(rows, DeviceIdProvider::current(on_.preferences, on_.random),
+                                                on_.timeZones.storedTimezoneIdentifier());
+    const QByteArray reply = co_await postJSON(path, body);
+    postServerTodayTotalIfPresent(reply, "segments-batch");
+    markAccepted(rows, reply);
+}
+
+void UploadService::markAccepted(const std::vector<SQLiteStore::ActivitySegmentRow>& rows,
+                                 const QByteArray& reply) {
+    const auto positions = SegmentBatch::acceptedPositions(reply);
+    if (!positions)
+        return;
+    for (const qint64 position : *positions) {
+        if (position < 0 || position >= static_cast<qint64>(rows.size())) {
+            qCCritical(Log::upload, "segments/batch: accepted position %lld was not sent; skipped", position);
+            continue;
+        }
+        const auto& row = rows[static_cast<std::size_t>(position)];
+        on_.store.markActivitySegmentUploaded(row.segmentDate, row.segmentNumber);
+    }
+}
+
+Task<> UploadService::uploadScreenshot(UploadTask task) {
+    if (!task.filePath)
+        throw APIError::invalidURL();
+    const QString filePath = *task.filePath;
+    const QByteArray bytes = readWhole(filePath);
+    const QByteArray fileName = QFileInfo(filePath).fileName().toUtf8();
+
+    const QByteArray boundary = "Boundary-" + uuidText(on_.random.uuid()).toLatin1();
+    const QString path = "hr/timetracker/employees/sessions/" + uuidText(task.sessionId) + "/screenshots";
+    URLRequest request = on_.transport.makeRequest(path, "POST", "multipart/form-data; boundary=" + boundary);
+    const QString uploadName = ScreenshotFiles::normalizedScreenshotUploadFileName(
+        filePath, task.sessionId, on_.timeZones.storedTimeZone());
+    request.body =
+        ScreenshotFiles::buildMultipartBody("screenshots[]", uploadName, "image/jpeg", bytes, boundary);
+    qCInfo(Log::upload, "Uploading screenshot: %s", fileName.constData());
+    try {
+        co_await on_.transport.executeRequest(request, true);
+    } catch (...) {
+        qCCritical(Log::upload, "Screenshot upload failed for file: %s", fileName.constData());
+        throw;
+    }
+    QFile file(filePath);
+    if (!file.remove())
+        qCCritical(Log::upload, "Failed to delete screenshot after upload: %s — %s", fileName.constData(),
+                   qUtf8Printable(file.errorString()));
+}
+
+Task<bool> UploadService::uploadHeartbeatNow(Session session) {
+    return runOn(on_.worker,
+                 [this, session = std::move(session)] { return uploadHeartbeatNowOnWorker(session); });
+}
+
+Task<bool> UploadService::uploadHeartbeatNowOnWorker(Session session) {
+    const auto body = buildHeartbeatPayload(session, HeartbeatStatus::active, on_.clock.now(),
+                                            on_.timeZones.storedTimeZone());
+    if (!body) {
+        qCInfo(Log::upload, "uploadHeartbeatNow: buildHeartbeatPayload failed");
+        co_return false;
+    }
+    std::exception_ptr failure;
+    try {
+        const QString path(heartbeatPath);
+        const QByteArray reply = co_await postJSON(path, *body);
+        postServerTodayTotalIfPresent(reply, "heartbeat-direct");
+        co_return true;
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    const auto action = failureAction(failure, UploadTaskType::heartbeat);
+    if (const auto* takenOver = std::get_if<UploadFailureAction::TakenOver>(&action))
+        handleHeartbeatTakenOver(session.id, takenOver->statusCode);
+    else
+        qCInfo(Log::upload, "uploadHeartbeatNow failed: %s", qUtf8Printable(failureDescription(failure)));
+    co_return false;
+}
+
+bool UploadService::handleHeartbeatTakenOver(const QUuid& sessionId, int statusCode) {
+    if (!takenOverSessions_.contains(sessionId)) {
+        takenOverSessions_.insert(sessionId);
+        qCCritical(Log::upload,
+                   "Session %s taken over by another device (status %d); stopping local tracking.",
+                   qUtf8Printable(uuidText(sessionId)), statusCode);
+        if (notifications_.sessionTakenOverByOtherDevice)
+            notifications_.sessionTakenOverByOtherDevice(sessionId, statusCode);
+    }
+    const auto rows =
+        on_.store.pendingUploadTaskIds(sessionId, {UploadTaskType::heartbeat, UploadTaskType::startSession});
+    for (const QUuid& row : rows)
+        on_.store.markUploadTaskCompleted(row);
+    return true;
+}
+
+void UploadService::postServerTodayTotalIfPresent(const QByteArray& responseData, const char* source) {
+    const auto total = TrackingEndpointResponse::serverTodayTotal(responseData);
+    if (!total)
+        return;
+    qCInfo(Log::upload, "server today_total via %s: %llds @ %s", source, total->totalSeconds,
+           qUtf8Printable(total->date));
+    if (notifications_.serverTodayTotalDidUpdate)
+        notifications_.serverTodayTotalDidUpdate(*total);
+}

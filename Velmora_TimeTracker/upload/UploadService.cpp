@@ -1,1 +1,263 @@
 #include "UploadService.h"
+
+#include "APITimeZoneResolver.h"
+#include "CaptureFolder.h"
+#include "Clock.h"
+#include "DomainStorage.h"
+#include "FailureClassifier.h"
+#include "HeartbeatPayload.h"
+#include "Log.h"
+#include "NetworkMonitor.h"
+#include "Random.h"
+#include "RetryManager.h"
+#include "ScreenshotFiles.h"
+#include "SegmentBatch.h"
+#include "StartSessionPayload.h"
+
+#include <QDir>
+#include <QFile>
+#include <QScopeGuard>
+
+using namespace UploadFailureAction;
+
+namespace {
+
+constexpr Seconds queuePeriod = 30;
+constexpr int maxTasksPerRun = 20;
+constexpr int maxRetries = 5;
+constexpr int staleAfterDays = 30;
+constexpr Seconds offlineDelayMin = 60;
+constexpr Seconds offlineDelayMax = 90;
+
+constexpr int startSessionPriority = 110;
+constexpr int heartbeatPriority = 100;
+constexpr int activitySegmentPriority = 40;
+
+} // namespace
+
+UploadService::UploadService(const Dependencies& dependencies)
+    : on_(dependencies) {}
+
+Task<> UploadService::start() {
+    return runOn(on_.worker, [this] { return startOnWorker(); });
+}
+
+Task<> UploadService::startOnWorker() {
+    on_.store.resetStaleInProgressTasks();
+    removeUnattributableData();
+    enqueueOrphanedScreenshots();
+    spawn(runThenWait(), "UploadService queue");
+    co_return;
+}
+
+Task<> UploadService::runThenWait() {
+    co_await processQueueOnWorker();
+    queueTimer_ = on_.worker.after(queuePeriod, [this] { spawn(runThenWait(), "UploadService queue"); });
+}
+
+void UploadService::removeUnattributableData() {
+    const Date now = on_.clock.now();
+    const QDateTime cutoff = now.toDateTime(on_.clock.systemTimeZone()).addDays(-staleAfterDays);
+    const Date cutoffDate = cutoff.isValid() ? Date::fromDateTime(cutoff) : now;
+    const int removed = on_.store.cleanupUnattributableData(
+        SegmentUtils::segmentDateAndNumber(cutoffDate, on_.timeZones.storedTimeZone()).date);
+    if (removed > 0)
+        qCInfo(
+            Log::upload,
+            "Launch cleanup: removed %d unattributable row(s) (global-domain queue/segments, zero segments, "
+            "stale foreign-domain segments)",
+            removed);
+}
+
+void UploadService::enqueueOrphanedScreenshots() {
+    const QString current = CaptureFolder::capturesDirectory(on_.information, on_.domain);
+    const Date now = on_.clock.now();
+    const auto hasQueuedTask = [this](const QUuid& sessionId, const QString& path) {
+        return on_.store.hasScreenshotTask(sessionId, path);
+    };
+    const QString base = CaptureFolder::capturesBaseDirectory(on_.information);
+    const QStringList companies = QDir(base).entryList(
+        QDir::Dirs | QDir::Hidden | QDir::NoSymLinks | QDir::NoDotAndDotDot, QDir::NoSort);
+    for (const QString& company : companies) {
+        const QString directory = base + u'/' + company;
+        // Pictures of other companies are aged out here, but wait for their own company to be sent.
+        if (directory != current)
+            ScreenshotFiles::orphanedScreenshotTasks(directory, now, on_.random, hasQueuedTask);
+    }
+    const auto tasks = ScreenshotFiles::orphanedScreenshotTasks(current, now, on_.random, hasQueuedTask);
+    for (const UploadTask& task : tasks)
+        on_.store.enqueueUploadTask(task);
+    if (!tasks.empty())
+        qCInfo(Log::upload, "Orphan sweeper: enqueued %zu stranded screenshot(s)", tasks.size());
+}
+
+Task<> UploadService::processQueue() {
+    return runOn(on_.worker, [this] { return processQueueOnWorker(); });
+}
+
+Task<> UploadService::processQueueOnWorker() {
+    if (!on_.network.isOnline())
+        qCInfo(Log::upload, "processQueue: NetworkMonitor reports offline (advisory) — proceeding anyway");
+    maybeEnqueuePendingActivitySegmentsUpload();
+    if (isProcessing_) {
+        qCInfo(Log::upload, "processQueue skipped: already processing");
+        co_return;
+    }
+    if (!on_.retry.canAttempt(on_.clock.now())) {
+        qCInfo(Log::upload, "processQueue skipped: circuit breaker open");
+        co_return;
+    }
+    isProcessing_ = true;
+    const auto runEnds = qScopeGuard([this] { isProcessing_ = false; });
+
+    int handled = 0;
+    while (handled < maxTasksPerRun && on_.retry.canAttempt(on_.clock.now())) {
+        const auto task = on_.store.nextUploadTask(on_.clock.now());
+        if (!task)
+            break;
+        co_await runTask(*task);
+        ++handled;
+    }
+    if (handled == 0)
+        qCInfo(Log::upload, "processQueue: no tasks in queue");
+}
+
+Task<> UploadService::runTask(UploadTask task) {
+    on_.store.updateUploadTaskStatus(task.id, UploadTaskStatus::inProgress);
+    std::exception_ptr failure;
+    try {
+        co_await send(task);
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    if (failure) {
+        handleFailure(task, failure);
+        co_return;
+    }
+    on_.store.markUploadTaskCompleted(task.id);
+    on_.retry.registerSuccess();
+}
+
+void UploadService::handleFailure(const UploadTask& task, const std::exception_ptr& failure) {
+    if (isFileNotFound(failure)) {
+        qCInfo(Log::upload, "Task %s file not found; dropping.", qUtf8Printable(uuidText(task.id)));
+        on_.store.markUploadTaskCompleted(task.id);
+        return;
+    }
+    const Action action = failureAction(failure, task.type);
+    if (const auto* takenOver = std::get_if<TakenOver>(&action)) {
+        handleHeartbeatTakenOver(task.sessionId, takenOver->statusCode);
+        on_.store.markUploadTaskCompleted(task.id);
+    } else if (const auto* permanent = std::get_if<DropPermanently>(&action)) {
+        drop(task, permanent->deleteFile);
+    } else if (const auto* retry = std::get_if<Retry>(&action)) {
+        retryLater(task, retry->statusCode, failure);
+    } else {
+        rescheduleOffline(task);
+    }
+}
+
+void UploadService::drop(const UploadTask& task, bool deleteFile) {
+    qCCritical(Log::upload, "Task %s type=%s permanent client error; dropping.",
+               qUtf8Printable(uuidText(task.id)), qUtf8Printable(rawName(task.type)));
+    if (deleteFile && task.filePath)
+        QFile::remove(*task.filePath);
+    on_.store.markUploadTaskCompleted(task.id);
+}
+
+void UploadService::retryLater(const UploadTask& task, std::optional<int> statusCode,
+                               const std::exception_ptr& failure) {
+    const qint64 attempt = qint64{task.retryCount} + 1;
+    const QByteArray id = uuidText(task.id).toUtf8();
+    qCCritical(Log::upload, "Task %s type=%s failed (attempt %lld): %s", id.constData(),
+               qUtf8Printable(rawName(task.type)), attempt, qUtf8Printable(failureDescription(failure)));
+    on_.retry.registerFailure(statusCode);
+    if (attempt > maxRetries) {
+        qCCritical(Log::upload, "Task %s exceeded max retries, discarding.", id.constData());
+        on_.store.markUploadTaskCompleted(task.id);
+        return;
+    }
+    const int retryCount = static_cast<int>(attempt);
+    on_.store.markUploadTaskFailed(task.id, retryCount, on_.retry.nextAttemptDate(retryCount));
+}
+
+void UploadService::rescheduleOffline(const UploadTask& task) {
+    qCInfo(Log::upload, "Task %s offline transport error; rescheduling without retry penalty",
+           qUtf8Printable(uuidText(task.id)));
+    const Seconds delay = on_.random.uniform(offlineDelayMin, offlineDelayMax);
+    on_.store.markUploadTaskFailed(task.id, task.retryCount, on_.clock.now() + delay);
+}
+
+void UploadService::enqueueSessionStart(const Session& session) {
+    const auto body = StartSessionPayload::build(session, on_.timeZones.storedTimeZone());
+    if (!body) {
+        qCInfo(Log::upload, "enqueueSessionStart: StartSessionPayload.build failed");
+        return;
+    }
+    enqueue(UploadTaskType::startSession, startSessionPriority, session.id, body);
+}
+
+void UploadService::enqueueSessionUpload(const Session& session) {
+    const auto body = buildHeartbeatPayload(session, HeartbeatStatus::completed, on_.clock.now(),
+                                            on_.timeZones.storedTimeZone());
+    if (!body)
+        return;
+    enqueue(UploadTaskType::heartbeat, heartbeatPriority, session.id, body);
+    const QStringList files = screenshotFiles(session.id);
+    for (const QString& file : files)
+        enqueueScreenshot(session.id, file);
+}
+
+void UploadService::enqueueScreenshotsForSession(const QUuid& sessionId) {
+    const QStringList files = screenshotFiles(sessionId);
+    qCInfo(Log::upload, "Enqueueing %lld screenshot(s) for session %s", static_cast<qint64>(files.size()),
+           qUtf8Printable(uuidText(sessionId)));
+    const std::lock_guard guard(enqueueing_);
+    for (const QString& file : files)
+        if (!on_.store.hasScreenshotTask(sessionId, file))
+            enqueueScreenshot(sessionId, file);
+}
+
+void UploadService::enqueueActivitySegmentsForUpload(
+    const std::optional<SegmentUtils::DateAndNumber>& openSegment) {
+    const std::lock_guard guard(enqueueing_);
+    if (on_.store.hasActivitySegmentTask())
+        return;
+    const auto payload =
+        openSegment ? std::optional(SegmentBatch::openSegmentPayload(*openSegment)) : std::nullopt;
+    enqueue(UploadTaskType::activitySegment, activitySegmentPriority, QUuid(), payload);
+}
+
+void UploadService::maybeEnqueuePendingActivitySegmentsUpload() {
+    if (on_.store.hasActivitySegmentTask())
+        return;
+    const SegmentUtils::DateAndNumber open = segmentOfNow();
+    if (!on_.store.pendingActivitySegmentsForUpload(open.date, open.number).empty())
+        enqueueActivitySegmentsForUpload(open);
+}
+
+void UploadService::enqueue(UploadTaskType type, int priority, const QUuid& sessionId,
+                            const std::optional<QByteArray>& jsonPayload) {
+    UploadTask task;
+    task.id = on_.random.uuid();
+    task.sessionId = sessionId;
+    task.type = type;
+    task.jsonPayload = jsonPayload;
+    task.createdAt = on_.clock.now();
+    task.priority = priority;
+    on_.store.enqueueUploadTask(task);
+}
+
+void UploadService::enqueueScreenshot(const QUuid& sessionId, const QString& filePath) {
+    on_.store.enqueueUploadTask(
+        ScreenshotFiles::newTask(on_.random.uuid(), sessionId, filePath, on_.clock.now()));
+}
+
+QStringList UploadService::screenshotFiles(const QUuid& sessionId) const {
+    return ScreenshotFiles::forSession(sessionId,
+                                       CaptureFolder::capturesDirectory(on_.information, on_.domain));
+}
+
+SegmentUtils::DateAndNumber UploadService::segmentOfNow() const {
+    return SegmentUtils::segmentDateAndNumber(on_.clock.now(), on_.timeZones.storedTimeZone());
+}

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Executor.h"
+#include "SQLiteStore.h"
 #include "SegmentUtils.h"
 #include "ServerTodayTotal.h"
 #include "Session.h"
@@ -9,9 +10,11 @@
 #include "UploadTransport.h"
 
 #include <QSet>
+#include <QStringList>
 #include <QUuid>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 
 class APITimeZoneResolver;
@@ -22,10 +25,9 @@ class NetworkMonitor;
 class PreferenceStore;
 class Random;
 class RetryManager;
-class SQLiteStore;
 
-/// Drains the persistent upload queue. Everything that the server must receive, but for the direct heartbeat, is a row
-/// of the queue, and the row is the only record:
+/// Drains the persistent upload queue. Everything that the server must receive, but for the direct heartbeat,
+/// is a row of the queue, and the row is the only record:
 ///
 ///   pending ──run──▶ inProgress ──success──▶ (row deleted)
 ///      ▲                 │ failure
@@ -33,9 +35,9 @@ class SQLiteStore;
 ///      └─────────────────┤
 ///   failed, due later ◀──┴─ retry (counts), offline (does not count)
 ///
-/// A row that a crash left inProgress is pending again at the next launch, so each row is delivered at least once, with
-/// the same id and body. A serial worker: state lives on the worker executor; the operations may be called from any
-/// executor and return or resume there. Nothing fails outwards.
+/// A row that a crash left inProgress is pending again at the next launch, so each row is delivered at least
+/// once, with the same id and body. A serial worker: state lives on the worker executor; the operations may
+/// be called from any executor and return or resume there. Nothing fails outwards.
 class UploadService {
 public:
     struct Dependencies {
@@ -81,10 +83,16 @@ public:
 
 private:
     Task<> startOnWorker();
+    Task<> runThenWait();
     Task<> processQueueOnWorker();
     Task<> runTask(UploadTask task);
+    Task<> send(UploadTask task);
     void handleFailure(const UploadTask& task, const std::exception_ptr& failure);
+    void drop(const UploadTask& task, bool deleteFile);
+    void retryLater(const UploadTask& task, std::optional<int> statusCode, const std::exception_ptr& failure);
+    void rescheduleOffline(const UploadTask& task);
     void maybeEnqueuePendingActivitySegmentsUpload();
+    void removeUnattributableData();
     void enqueueOrphanedScreenshots();
     bool handleHeartbeatTakenOver(const QUuid& sessionId, int statusCode);
     void postServerTodayTotalIfPresent(const QByteArray& responseData, const char* source);
@@ -95,8 +103,14 @@ private:
     Task<> uploadActivitySegments(UploadTask task);
     Task<> uploadScreenshot(UploadTask task);
     Task<bool> uploadHeartbeatNowOnWorker(Session session);
+    /// POSTs a JSON body to `path`; the reply's bytes.
+    Task<QByteArray> postJSON(QString path, QByteArray body);
+    void markAccepted(const std::vector<SQLiteStore::ActivitySegmentRow>& rows, const QByteArray& reply);
 
-    UploadTask newTask(UploadTaskType type, const QUuid& sessionId, int priority) const;
+    void enqueue(UploadTaskType type, int priority, const QUuid& sessionId,
+                 const std::optional<QByteArray>& jsonPayload);
+    void enqueueScreenshot(const QUuid& sessionId, const QString& filePath);
+    QStringList screenshotFiles(const QUuid& sessionId) const;
     SegmentUtils::DateAndNumber segmentOfNow() const;
 
     const Dependencies on_;
@@ -104,4 +118,5 @@ private:
     std::unique_ptr<Executor::Timer> queueTimer_;
     bool isProcessing_ = false;
     QSet<QUuid> takenOverSessions_;
+    std::mutex enqueueing_; ///< Keeps "no live row yet, so add one" in one step.
 };

@@ -1,1 +1,115 @@
 #include "UploadTransport.h"
+
+#include "APIEndpoints.h"
+#include "APIError.h"
+#include "Json.h"
+#include "KeychainService.h"
+#include "Log.h"
+#include "LogRedactor.h"
+
+#include <QJsonDocument>
+#include <QStringDecoder>
+
+namespace {
+
+constexpr int maxLoggedCharacters = 2000;
+constexpr int maxErrorTextCharacters = 500;
+
+QByteArray bearer(const QString& accessToken) {
+    return "Bearer " + accessToken.toUtf8();
+}
+
+QByteArray pathOf(const URLRequest& request) {
+    return request.url.path().toUtf8();
+}
+
+void logRequest(const URLRequest& request) {
+    if (request.header("Content-Type").contains("application/json") && !request.body.isEmpty())
+        qCInfo(Log::upload, "API request: %s %s\nPayload: %s", request.method.constData(),
+               pathOf(request).constData(),
+               qUtf8Printable(LogRedactor::stringifyJSONorText(request.body, maxLoggedCharacters)));
+    else
+        qCInfo(Log::upload, "API request: %s %s", request.method.constData(), pathOf(request).constData());
+}
+
+/// What an error body says, with secrets removed.
+QString errorText(const QByteArray& body) {
+    const auto reply = Json::object(body);
+    if (const auto message = reply ? Json::string(*reply, "message") : std::nullopt)
+        return LogRedactor::redact(*message);
+    const QJsonValue errors = reply ? reply->value("errors") : QJsonValue();
+    if (errors.isString())
+        return LogRedactor::redact(errors.toString());
+    if (errors.isArray() || errors.isObject())
+        return LogRedactor::stringifyJSONorText(
+            QJsonDocument::fromVariant(errors.toVariant()).toJson(QJsonDocument::Compact),
+            maxLoggedCharacters);
+    QStringDecoder decode(QStringDecoder::Utf8);
+    const QString text = decode(body);
+    if (!decode.hasError() && text.size() <= maxErrorTextCharacters)
+        return LogRedactor::redact(text);
+    return LogRedactor::stringifyJSONorText(body, maxLoggedCharacters);
+}
+
+void logResponseBodyIfError(int status, const QByteArray& path, const QByteArray& body) {
+    if (!body.isEmpty())
+        qCCritical(Log::upload, "API error %d %s: %s", status, path.constData(),
+                   qUtf8Printable(errorText(body)));
+}
+
+} // namespace
+
+UploadTransport::UploadTransport(URLSession& session, const APIEndpoints& endpoints,
+                                 KeychainService& keychain, Refresh refresh)
+    : session_(session)
+    , endpoints_(endpoints)
+    , keychain_(keychain)
+    , refresh_(std::move(refresh)) {}
+
+URLRequest UploadTransport::makeRequest(const QString& path, const QByteArray& method,
+                                        const QByteArray& contentType) {
+    const auto url = endpoints_.url(path);
+    if (!url)
+        throw APIError::invalidURL();
+    URLRequest request;
+    request.url = *url;
+    request.method = method;
+    request.timeout = timeout;
+    request.headers = {{"app-client", "ios"}, {"Content-Type", contentType}, {"Accept", "application/json"}};
+    if (const auto tokens = keychain_.getAuthTokens())
+        request.setHeader("Authorization", bearer(tokens->accessToken));
+    return request;
+}
+
+Task<URLResponse> UploadTransport::exchange(URLRequest request) {
+    try {
+        co_return co_await session_.exchange(request);
+    } catch (const URLError& error) {
+        qCCritical(Log::upload, "API request failed: %s %s - %s", request.method.constData(),
+                   pathOf(request).constData(), qUtf8Printable(error.localizedDescription()));
+        throw;
+    }
+}
+
+Task<QByteArray> UploadTransport::executeRequest(URLRequest request, bool allowRetryAfterRefresh) {
+    logRequest(request);
+    const URLResponse response = co_await exchange(request);
+    const int status = response.statusCode.value_or(-1);
+    if (!response.statusCode)
+        throw APIError::serverError(status);
+    const QByteArray path = pathOf(request);
+    qCInfo(Log::upload, "API response: %s %s -> %d", request.method.constData(), path.constData(), status);
+    if (status >= 200 && status <= 299)
+        co_return response.body;
+
+    logResponseBodyIfError(status, path, response.body);
+    if (status != 401)
+        throw APIError::serverError(status);
+    std::optional<QString> accessToken;
+    if (allowRetryAfterRefresh)
+        accessToken = co_await refresh_();
+    if (!accessToken)
+        throw APIError::unauthorized();
+    request.setHeader("Authorization", bearer(*accessToken));
+    co_return co_await executeRequest(request, false);
+}

@@ -19,7 +19,8 @@ public:
     /// `refresh` runs the shared refresh and answers the new access token, or absent.
     using Refresh = std::function<Task<std::optional<QString>>()>;
 
-    UploadTransport(URLSession& session, const APIEndpoints& endpoints, KeychainService& keychain, Refresh refresh);
+    UploadTransport(URLSession& session, const APIEndpoints& endpoints, KeychainService& keychain,
+                    Refresh refresh);
 
     /// Throws APIError `invalidURL`.
     URLRequest makeRequest(const QString& path, const QByteArray& method, const QByteArray& contentType);
@@ -28,6 +29,8 @@ public:
     Task<QByteArray> executeRequest(URLRequest request, bool allowRetryAfterRefresh);
 
 private:
+    Task<URLResponse> exchange(URLRequest request);
+
     URLSession& session_;
     const APIEndpoints& endpoints_;
     KeychainService& keychain_;
