@@ -9,7 +9,7 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <algorithm>
+#include <QRegularExpression>
 #include <cstdio>
 #include <sqlite3.h>
 
@@ -52,13 +52,21 @@ bool tableHasColumn(sqlite3* db, const char* table, const char* name) {
     return columns.failure() != SQLITE_OK;
 }
 
-/// The first code of the check that is not "fine".
+/// What the check of the file's pages found. A page that the disk did not give is no fault of the file: the
+/// check tells it in its text alone.
+int verdict(const QString& text) {
+    static const QRegularExpression pageError("error code=(\\d+)");
+    const auto match = pageError.match(text);
+    return text == "ok" ? SQLITE_OK : match.hasMatch() ? match.captured(1).toInt() : SQLITE_CORRUPT;
+}
+
+/// The first code that tells that the file cannot serve.
 int checkContent(sqlite3* db) {
     // Walks every page, which costs 1.3 ms per megabyte.
     Statement check(db, "PRAGMA quick_check(1);");
-    const bool isSound = check.step() && check.text(0) == QLatin1StringView("ok");
-    if (!isSound) {
-        return check.failure() != SQLITE_OK ? check.failure() : SQLITE_CORRUPT;
+    const int found = check.step() ? verdict(check.text(0).value_or(QString())) : check.failure();
+    if (found != SQLITE_OK) {
+        return found;
     }
     for (const char* sql : Sql::writes) {
         const Statement statement(db, sql);
@@ -162,7 +170,7 @@ void SQLiteStore::beginNewDatabase(int code) {
     }
     // A log left behind would be played into the new file; under the old file's new name it still belongs to
     // it.
-    for (const char* suffix : {"-wal", "-shm", "-journal"}) {
+    for (const char* suffix : {"-wal", "-shm"}) {
         QFile::rename(dbPath_ + QLatin1StringView(suffix), aside + QLatin1StringView(suffix));
     }
     qCCritical(Log::session, "SQLiteStore: unusable database (rc=%d) set aside as %ls", code,
