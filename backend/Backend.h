@@ -13,7 +13,7 @@ class Backend {
 public:
     struct Options {
         QString dataFolder;
-        QByteArray configuration;      ///< JSON; empty takes the built-in one
+        QByteArray configuration{};    ///< JSON; empty takes the built-in one
         int port = 0;                  ///< 0 picks a free one
         std::function<double()> now{}; ///< unix seconds; empty takes the system's clock
     };
