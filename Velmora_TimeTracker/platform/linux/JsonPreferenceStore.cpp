@@ -1,1 +1,64 @@
-// placeholder
+#include "JsonPreferenceStore.h"
+
+#include "ApplicationFolder.h"
+#include "Clock.h"
+#include "Log.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QSaveFile>
+
+JsonPreferenceStore::JsonPreferenceStore(QString file, Clock& clock)
+    : file_(std::move(file)) {
+    load(clock);
+}
+
+QJsonValue JsonPreferenceStore::value(const QString& key) const {
+    const std::lock_guard guard(mutex_);
+    return values_.value(key);
+}
+
+void JsonPreferenceStore::set(const QString& key, const QJsonValue& value) {
+    const std::lock_guard guard(mutex_);
+    if (saved_ && values_.contains(key) && values_.value(key) == value)
+        return;
+    values_.insert(key, value);
+    save();
+}
+
+void JsonPreferenceStore::remove(const QString& key) {
+    const std::lock_guard guard(mutex_);
+    if (saved_ && !values_.contains(key))
+        return;
+    values_.remove(key);
+    save();
+}
+
+void JsonPreferenceStore::load(Clock& clock) {
+    QFile stored(file_);
+    if (!stored.exists())
+        return;
+    const QByteArray text = stored.open(QIODevice::ReadOnly) ? stored.readAll() : QByteArray();
+    const QJsonDocument document = QJsonDocument::fromJson(text);
+    if (document.isObject()) {
+        values_ = document.object();
+        return;
+    }
+    stored.close();
+    const QString stamp = clock.now().toDateTime(QTimeZone::utc()).toString("yyyyMMdd-HHmmss");
+    const QString aside = ApplicationFolder::setAside(file_, stamp);
+    qCCritical(Log::session, "Preferences cannot be read; kept as %s, starting with none",
+               qUtf8Printable(aside));
+}
+
+void JsonPreferenceStore::save() {
+    QSaveFile replacement(file_);
+    constexpr auto ownerOnly = QFile::ReadOwner | QFile::WriteOwner;
+    saved_ = ApplicationFolder::create(QFileInfo(file_).absolutePath()) &&
+             replacement.open(QIODevice::WriteOnly) && replacement.setPermissions(ownerOnly) &&
+             replacement.write(QJsonDocument(values_).toJson()) >= 0 && replacement.commit();
+    if (!saved_)
+        qCCritical(Log::session, "Preferences cannot be written: %s",
+                   qUtf8Printable(replacement.errorString()));
+}

@@ -2,11 +2,10 @@
 
 #include "SecretStore.h"
 
-#include <QHash>
 #include <memory>
 #include <mutex>
-#include <optional>
-#include <utility>
+
+struct _GCancellable;
 
 /// The desktop's Secret Service. Where the session has none at the first use, the secrets live in the memory
 /// of this process only, for its whole life, and a log line says so; they never go to a file.
@@ -24,12 +23,10 @@ public:
     void cancel();
 
 private:
-    class Keyring;
-    class Memory;
-    /// The store in use; decided at the first call.
+    /// Decided at the first call.
     SecretStore& chosen();
 
+    const std::unique_ptr<_GCancellable, void (*)(void*)> cancellable_;
     std::once_flag choice_;
-    std::unique_ptr<Keyring> keyring_;
-    std::unique_ptr<Memory> memory_;
+    std::unique_ptr<SecretStore> chosen_;
 };

@@ -1,1 +1,25 @@
-// placeholder
+#include "LinuxApplicationInfo.h"
+
+#include "BuildInformation.h"
+
+#include <QHash>
+#include <QStandardPaths>
+
+std::optional<QString> LinuxApplicationInfo::information(const QString& key) const {
+    const QHash<QString, QString> compiledIn{
+        {"APIBaseURL", BuildInformation::apiBaseURL},
+        {"CFBundleShortVersionString", BuildInformation::version},
+        {"CFBundleVersion", BuildInformation::build},
+        {"CFBundleName", BuildInformation::name},
+    };
+    const QString value = compiledIn.value(key);
+    return value.isEmpty() ? std::nullopt : std::optional(value);
+}
+
+QString LinuxApplicationInfo::applicationSupportDirectory() const {
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+}
+
+QString LinuxApplicationInfo::configurationFolder() const {
+    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + "/velmora-timetracker";
+}

@@ -1,1 +1,51 @@
-// placeholder
+#include "LinuxPathMonitor.h"
+
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QDBusServiceWatcher>
+
+namespace {
+const QString service = "org.freedesktop.NetworkManager";
+const QString path = "/org/freedesktop/NetworkManager";
+
+/// NetworkManager's states count from 10 (asleep) to 70 (the whole internet); 0 means that it does not know.
+bool isOnline(uint state) {
+    constexpr uint connectedToSite = 60; // beyond the local link, where a company's own server may be
+    return state == 0 || state >= connectedToSite;
+}
+} // namespace
+
+LinuxPathMonitor::LinuxPathMonitor(const QDBusConnection& systemBus)
+    : bus_(systemBus) {}
+
+void LinuxPathMonitor::start(std::function<void(bool online)> onUpdate) {
+    onUpdate_ = std::move(onUpdate);
+    bus_.connect(service, path, service, "StateChanged", this, SLOT(stateChanged(uint)));
+    auto* watcher = new QDBusServiceWatcher(service, bus_, QDBusServiceWatcher::WatchForOwnerChange, this);
+    connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, this, &LinuxPathMonitor::ask);
+    ask();
+}
+
+void LinuxPathMonitor::ask() {
+    QDBusMessage call =
+        QDBusMessage::createMethodCall(service, path, "org.freedesktop.DBus.Properties", "Get");
+    call << service << "State";
+    auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(call), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
+        const QDBusPendingReply<QDBusVariant> reply = *watcher;
+        report(reply.isError() || isOnline(reply.value().variant().toUInt()));
+        watcher->deleteLater();
+    });
+}
+
+void LinuxPathMonitor::stateChanged(uint state) {
+    report(isOnline(state));
+}
+
+void LinuxPathMonitor::report(bool online) {
+    if (last_ != online) {
+        last_ = online;
+        onUpdate_(online);
+    }
+}

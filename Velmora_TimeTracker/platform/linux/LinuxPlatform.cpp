@@ -1,1 +1,84 @@
-// placeholder
+#include "LinuxPlatform.h"
+
+#include "JsonPreferenceStore.h"
+#include "LibsecretStore.h"
+#include "LinuxApplicationInfo.h"
+#include "LinuxClock.h"
+#include "LinuxPathMonitor.h"
+#include "LinuxPermissions.h"
+#include "LinuxPowerEvents.h"
+#include "LinuxRandom.h"
+#include "LinuxURLSession.h"
+#include "QtExecutor.h"
+#include "X11DisplaySource.h"
+#include "X11InputListener.h"
+
+struct LinuxPlatform::Parts {
+    LinuxApplicationInfo information;
+    LinuxClock clock;
+    LinuxRandom random;
+
+    MainExecutor main;
+    ThreadExecutor worker{"com.velmora.timetracker.worker"};
+    ThreadExecutor screenCapture{"com.velmora.timetracker.screencapture"};
+    ThreadExecutor utility{"com.velmora.timetracker.utility"};
+    ThreadExecutor watchdog{"com.velmora.timetracker.watchdog"};
+    ThreadExecutor userInitiated{"com.velmora.timetracker.userinitiated"};
+
+    LinuxURLSession urlSession;
+    JsonPreferenceStore preferences{information.configurationFolder() + "/preferences.json", clock};
+    LibsecretStore secrets;
+
+    X11InputListener input;
+    X11DisplaySource displays;
+    LinuxPermissions permissions{input, displays};
+
+    QDBusConnection systemBus = QDBusConnection::systemBus();
+    LinuxPowerEvents power{main, systemBus};
+    LinuxPathMonitor path{systemBus};
+};
+
+LinuxPlatform::LinuxPlatform()
+    : parts_(std::make_unique<Parts>()) {}
+
+LinuxPlatform::~LinuxPlatform() {
+    stop();
+}
+
+Platform LinuxPlatform::platform(Desktop& desktop) {
+    Parts& p = *parts_;
+    return {
+        .clock = p.clock,
+        .random = p.random,
+        .main = p.main,
+        .worker = p.worker,
+        .screenCapture = p.screenCapture,
+        .utility = p.utility,
+        .watchdog = p.watchdog,
+        .userInitiated = p.userInitiated,
+        .urlSession = p.urlSession,
+        .preferences = p.preferences,
+        .secrets = p.secrets,
+        .inputEvents = p.input,
+        .idleTime = p.input,
+        .displays = p.displays,
+        .permissions = p.permissions,
+        .power = p.power,
+        .path = p.path,
+        .desktop = desktop,
+        .information = p.information,
+    };
+}
+
+void LinuxPlatform::sessionIsEnding() {
+    parts_->power.sessionIsEnding();
+}
+
+void LinuxPlatform::stop() {
+    // What a thread may be waiting for comes first.
+    parts_->secrets.cancel();
+    parts_->urlSession.stop();
+    for (ThreadExecutor* executor : {&parts_->screenCapture, &parts_->utility, &parts_->watchdog,
+                                     &parts_->userInitiated, &parts_->worker})
+        executor->stop();
+}

@@ -1,1 +1,11 @@
-// placeholder
+#include "LinuxRandom.h"
+
+#include <QRandomGenerator>
+
+QUuid LinuxRandom::uuid() {
+    return QUuid::createUuid();
+}
+
+double LinuxRandom::uniform(double low, double high) {
+    return low + (high - low) * QRandomGenerator::system()->generateDouble();
+}

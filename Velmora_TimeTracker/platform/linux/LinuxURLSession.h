@@ -4,16 +4,16 @@
 #include "URLSession.h"
 
 #include <memory>
-#include <unordered_set>
+#include <unordered_map>
 
 class QNetworkAccessManager;
 
 /// HTTP over QNetworkAccessManager on a thread of its own. Keeps no cookies and no cache, ignores no TLS
-/// error, follows at most five redirects and only within the origin. `done` is called on the network thread,
-/// or on the caller's or the stopping thread when the exchange never began.
+/// error, follows at most five redirects and only within the origin. `done` is called on the network thread;
+/// for an exchange that was dropped before it began, on the thread that dropped it.
 class LinuxURLSession final : public URLSession {
 public:
-    /// Decompressed bytes.
+    /// Bytes after decompression.
     static constexpr qsizetype maximumBody = qsizetype(16) * 1024 * 1024;
 
     LinuxURLSession();
@@ -25,12 +25,13 @@ public:
     void stop();
 
 private:
-    class Exchange;
     class Answer;
+    class Exchange;
     void begin(const URLRequest& request, std::shared_ptr<Answer> answer);
 
-    ThreadExecutor thread_;
     // Touched on the network thread only.
-    std::unique_ptr<QNetworkAccessManager> manager_;
-    std::unordered_set<std::unique_ptr<Exchange>> exchanges_;
+    bool stopped_ = false;
+    std::unique_ptr<QNetworkAccessManager> manager_; ///< Made for the first exchange.
+    std::unordered_map<Exchange*, std::unique_ptr<Exchange>> exchanges_;
+    ThreadExecutor thread_; ///< Last, so that it ends first.
 };

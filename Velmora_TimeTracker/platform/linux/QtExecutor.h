@@ -3,10 +3,8 @@
 #include "Executor.h"
 
 #include <QString>
-#include <atomic>
+#include <chrono>
 #include <mutex>
-
-class QThread;
 
 /// An executor over a Qt event loop: jobs are posted events, and one precise timer serves all pending timers.
 ///
@@ -24,13 +22,16 @@ public:
 
 protected:
     class Pump;
-    /// The jobs run on `thread`, which outlives the executor.
-    explicit QtExecutor(QThread* thread);
+    QtExecutor();
 
-    /// Called before each use: the moment to start a thread. False when nothing will run any more.
-    virtual bool prepare() { return true; }
+    /// Called before each job is posted: the moment to start a thread.
+    virtual void prepare() {}
 
     std::unique_ptr<Pump> pump_;
+
+private:
+    struct PendingTimer;
+    std::unique_ptr<Timer> schedule(std::chrono::nanoseconds due, std::shared_ptr<PendingTimer> timer);
 };
 
 /// The executor of the thread that constructs it, which must run the application's event loop. While it lives
@@ -38,7 +39,6 @@ protected:
 class MainExecutor final : public QtExecutor {
 public:
     MainExecutor();
-    ~MainExecutor() override;
 
 private:
     Scope scope_;
@@ -57,10 +57,8 @@ public:
 
 private:
     class Worker;
-    ThreadExecutor(std::unique_ptr<Worker> worker);
-    bool prepare() override;
+    void prepare() override;
 
     std::unique_ptr<Worker> thread_;
     std::once_flag started_;
-    std::atomic<bool> stopped_ = false;
 };
