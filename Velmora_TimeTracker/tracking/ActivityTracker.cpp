@@ -1,1 +1,106 @@
 #include "ActivityTracker.h"
+
+#include "Clock.h"
+#include "Log.h"
+
+#include <algorithm>
+#include <utility>
+
+ActivityTracker::ActivityTracker(InputEventSource& source, const Clock& clock)
+    : source_(source)
+    , clock_(clock) {}
+
+ActivityTracker::~ActivityTracker() {
+    stop();
+}
+
+bool ActivityTracker::start() {
+    {
+        const std::lock_guard guard(state_);
+        if (eventTap_)
+            return true;
+    }
+    // Outside the lock: the tap's thread may deliver at once, and its handler takes the lock.
+    auto tap = source_.openTap([this](InputEventType type) { handleEvent(type); });
+    if (!tap) {
+        qCCritical(Log::activity, "Failed creating CGEvent tap");
+        return false;
+    }
+    const std::lock_guard guard(state_);
+    eventTap_ = std::move(tap);
+    return true;
+}
+
+void ActivityTracker::stop() {
+    std::unique_ptr<InputEventTap> tap;
+    {
+        const std::lock_guard guard(state_);
+        tap = std::move(eventTap_);
+    }
+    // Ends outside the lock, since ending it waits for a handler that may be waiting for the lock.
+}
+
+void ActivityTracker::reset() {
+    const std::lock_guard guard(state_);
+    mouseMoves_ = keyboardEvents_ = activeSecondsCount_ = 0;
+    hadInputThisSecond_ = false;
+    mouseMovesThisSecond_ = keyboardEventsThisSecond_ = 0;
+    lastInputAt_.reset();
+    reenableAttempts_ = 0;
+}
+
+bool ActivityTracker::consumeHadInputThisSecond() {
+    const std::lock_guard guard(state_);
+    return std::exchange(hadInputThisSecond_, false);
+}
+
+ActivityTracker::Delta ActivityTracker::getAndResetMouseKeyboardDeltaThisSecond() {
+    const std::lock_guard guard(state_);
+    return {std::exchange(mouseMovesThisSecond_, 0), std::exchange(keyboardEventsThisSecond_, 0)};
+}
+
+void ActivityTracker::recordActiveSecondForSession() {
+    const std::lock_guard guard(state_);
+    ++activeSecondsCount_;
+}
+
+std::optional<Date> ActivityTracker::latestInputAt() const {
+    const std::lock_guard guard(state_);
+    return lastInputAt_;
+}
+
+ActivitySnapshot ActivityTracker::snapshot(Seconds totalTrackedSeconds) const {
+    const std::lock_guard guard(state_);
+    const double score = totalTrackedSeconds > 0
+                             ? static_cast<double>(activeSecondsCount_) / totalTrackedSeconds * 100.0
+                             : 0.0;
+    return {mouseMoves_, keyboardEvents_, std::clamp(score, 0.0, 100.0)};
+}
+
+void ActivityTracker::handleEvent(InputEventType type) {
+    const std::lock_guard guard(state_);
+    switch (type) {
+    case InputEventType::disabledByTimeout:
+    case InputEventType::disabledByUserInput:
+        ++reenableAttempts_;
+        if (eventTap_)
+            eventTap_->enable();
+        qCCritical(Log::activity, "Event tap disabled by macOS (type %u) — re-enabling",
+                   static_cast<quint32>(type));
+        return;
+    case InputEventType::mouseMoved:
+    case InputEventType::leftMouseDragged:
+    case InputEventType::rightMouseDragged:
+        ++mouseMoves_;
+        ++mouseMovesThisSecond_;
+        break;
+    case InputEventType::keyDown:
+        ++keyboardEvents_;
+        ++keyboardEventsThisSecond_;
+        break;
+    default:
+        return;
+    }
+    hadInputThisSecond_ = true;
+    lastInputAt_ = clock_.now();
+}

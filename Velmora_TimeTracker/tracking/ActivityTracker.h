@@ -10,8 +10,8 @@
 
 class Clock;
 
-/// Counts keyboard and mouse events: that they happened, never their content. Counters are per session and per second.
-/// Any thread; each operation is one step under `activity.state`.
+/// Counts keyboard and mouse events: that they happened, never their content. Counters are per session and
+/// per second. Any thread; each operation is one step under `activity.state`.
 class ActivityTracker {
 public:
     ActivityTracker(InputEventSource& source, const Clock& clock);

@@ -5,10 +5,10 @@
 
 #include <functional>
 #include <memory>
-#include <mutex>
 
-/// Watches system-wide input and tells the two edges: idle for the threshold, and active again. Notices come on the
-/// utility executor. `start` and `stop` may be called from any thread.
+/// Watches system-wide input and tells the two edges: idle for the threshold, and active again. Notices come
+/// on the utility executor. `start` and `stop` may be called from any thread and never wait for that
+/// executor, so a notice that was under way may still come after them: receivers check their own state.
 class IdleDetector {
 public:
     IdleDetector(IdleTimeSource& source, Executor& utility);
@@ -22,10 +22,8 @@ public:
     void stop();
 
 private:
-    void check(Seconds threshold);
+    struct Watch;
 
-    IdleTimeSource& source_;
     Executor& utility_;
-    std::unique_ptr<Executor::Timer> timer_; ///< Touched on `utility_` only.
-    bool isIdle_ = false;                    ///< Touched on `utility_` only.
+    const std::shared_ptr<Watch> watch_; ///< Touched on `utility_` only.
 };

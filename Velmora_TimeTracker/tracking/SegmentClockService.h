@@ -13,12 +13,12 @@ class SQLiteStore;
 class SessionManager;
 class UploadService;
 
-/// Accumulates, second by second, how much of the current 10-minute slot was active, and writes the slot to the
-/// database. Main thread.
+/// Accumulates, second by second, how much of the current 10-minute slot was active, and writes the slot to
+/// the database. Main thread.
 class SegmentClockService : public QObject {
 public:
-    SegmentClockService(SessionManager& sessionManager, SQLiteStore& store, UploadService& uploads, Clock& clock,
-                        Executor& main);
+    SegmentClockService(SessionManager& sessionManager, SQLiteStore& store, UploadService& uploads,
+                        Clock& clock, Executor& main);
 
     /// Once, at boot: from then on the clock runs while tracking does.
     void bindToTrackingState();
@@ -29,8 +29,9 @@ public:
 private:
     void setRunning(bool isTracking);
     void tick();
+    bool hasSegment() const;
     bool hasCounts() const;
-    void writeCurrentSegment();
+    void rollOver(const QString& date, int number);
     void adopt(const QString& date, int number);
 
     QPointer<SessionManager> sessionManager_;

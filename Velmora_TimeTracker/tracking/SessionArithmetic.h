@@ -10,13 +10,20 @@ namespace SessionArithmetic {
 /// A session closed by the day boundary ends this long before the next day begins.
 inline constexpr Seconds midnightEpsilonSeconds = 0.001;
 
+/// Idle time that is added back to a total: none, ever.
+inline constexpr Seconds countedIdleSeconds = 0;
+
 /// The frozen total when present, else the sum of the intervals.
 Seconds sessionTotal(const Session& session, Date asOf);
 
 /// Freezes a finished session: `completed`, its total as of `asOf` truncated and at least 0.
 void finish(Session& session, Date asOf);
 
-/// Cuts every interval to end by `stopAt`; intervals after it go; if none is left the first is kept up to `stopAt`.
+/// The end of a session's last interval; `otherwise` when that is open or there is none.
+Date lastStop(const Session& session, Date otherwise);
+
+/// Cuts every interval to end by `stopAt`; intervals after it go; if none is left the first is kept up to
+/// `stopAt`.
 void clampSessionIntervalsToStopAt(Session& session, Date stopAt);
 
 /// True when `now` lies on a later day than the start of the first interval.

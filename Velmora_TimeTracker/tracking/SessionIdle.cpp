@@ -1,1 +1,76 @@
-// placeholder
+#include "Clock.h"
+#include "IdlePolicy.h"
+#include "SQLiteStore.h"
+#include "SessionOperation.h"
+
+namespace {
+constexpr qint64 defaultIdleMinutes = 5;
+}
+
+void SessionManager::configureAndStartIdleDetector() {
+    on_.idleDetector.onIdle = later(&SessionManager::handleIdleDetected);
+    on_.idleDetector.onActive = later(&SessionManager::handleIdleEnded);
+    on_.idleDetector.start(config_ ? config_->idleMinutesThreshold : defaultIdleMinutes);
+}
+
+void SessionManager::handleIdleDetected() {
+    if (!isTracking_ || isPaused_)
+        return;
+    const Operation operation(*this);
+    idleAskPresentedForCurrentIdlePeriod_ = false;
+    isIdle_ = true;
+    const Date now = on_.clock.now();
+    const bool hasIntervals = currentSession_ && !currentSession_->intervals.empty();
+    const Date lastInput = on_.activityTracker.latestInputAt().value_or(
+        hasIntervals ? currentSession_->intervals.back().startedAt : now);
+    lastIdleInputAt_ = lastInput;
+    applyIdleDiscardCutoff(lastInput);
+    idleStartedAt_ = now;
+    pauseTracking();
+}
+
+void SessionManager::handleIdleEnded() {
+    if (!isTracking_ || (isPaused_ && !isIdle_))
+        return;
+    const IdlePolicy::Action action = IdlePolicy::action(config_ ? config_->idleAction : std::nullopt);
+    if (action == IdlePolicy::Action::stop) {
+        stopTracking(QStringLiteral("idle"));
+        return;
+    }
+    const Operation operation(*this);
+    if (!isPaused_)
+        pauseAsIdle();
+    if (action == IdlePolicy::Action::pause || idleAskPresentedForCurrentIdlePeriod_ || needsIdleDecision_)
+        return;
+    idleAskPresentedForCurrentIdlePeriod_ = true;
+    needsIdleDecision_ = true;
+    lastStatusMessage_ = QStringLiteral("You were idle. Continue tracking or stop the session.");
+    if (onNeedsIdleDecision_)
+        onNeedsIdleDecision_();
+}
+
+/// Input came back although the pause never happened.
+void SessionManager::pauseAsIdle() {
+    isIdle_ = true;
+    if (!idleStartedAt_)
+        idleStartedAt_ = on_.clock.now();
+    pauseTracking();
+}
+
+void SessionManager::continueAfterIdle() {
+    const Operation operation(*this, isIdle_);
+    isIdle_ = false;
+    resumeTracking();
+}
+
+/// On disk before the pause, so that it survives a crash.
+void SessionManager::applyIdleDiscardCutoff(Date lastInput) {
+    if (!currentSession_ || currentSession_->intervals.empty())
+        return;
+    currentSession_->idleDiscardCutoffAt = lastInput;
+    save();
+}
+
+void SessionManager::applyIdleDiscardPolicyIfNeeded(Session& session) const {
+    IdlePolicy::applyDiscard(session, !config_ || config_->discardIdleTime);
+}

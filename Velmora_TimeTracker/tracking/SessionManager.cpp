@@ -1,1 +1,390 @@
 #include "SessionManager.h"
+
+#include "APITimeZoneResolver.h"
+#include "Clock.h"
+#include "Log.h"
+#include "PermissionService.h"
+#include "PreferenceStore.h"
+#include "PreferenceStores.h"
+#include "Random.h"
+#include "SQLiteStore.h"
+#include "SegmentUtils.h"
+#include "SessionArithmetic.h"
+#include "SessionOperation.h"
+#include "TrackingHeartbeat.h"
+#include "UploadService.h"
+
+#include <QPointer>
+#include <algorithm>
+#include <tuple>
+
+namespace {
+
+constexpr Seconds tickInterval = 1.0;
+constexpr Seconds tickTolerance = 0.2;
+constexpr int ticksPerSnapshot = 5;       ///< Running seconds between two looks at the counters.
+constexpr int snapshotsPerAliveMark = 12; ///< So a last-alive mark every 60 running seconds.
+
+} // namespace
+
+SessionManager::SessionManager(const Dependencies& dependencies)
+    : on_(dependencies)
+    , screenRecordingPermissionLost_(
+          on_.preferences.boolean(PreferenceKey::screenRecordingPermissionLost).value_or(false)) {
+    loadInterruptedSession();
+    refreshTodayCompletedSeconds();
+}
+
+SessionManager::~SessionManager() {
+    ticker_.reset();
+    on_.screenCapture.stop();
+    on_.idleDetector.stop();
+    const std::lock_guard guard(captureState_->mutex);
+    captureState_->isEligible = false;
+}
+
+// ---- The four operations
+
+void SessionManager::startTracking(const std::optional<RemoteProject>& project) {
+    if (isTracking_)
+        return;
+    const Operation operation(*this);
+    if (!on_.permissions.hasRequiredPermissions()) {
+        lastStatusMessage_ = QStringLiteral("Required permissions are not granted.");
+        return;
+    }
+    if (!on_.permissions.hasScreenRecordingPermission()) {
+        lastStatusMessage_ = QStringLiteral("Screen recording permission is required to start tracking.");
+        setScreenRecordingPermissionLost(true);
+        return;
+    }
+    completeStaleActiveSessions();
+
+    const Date now = on_.clock.now();
+    Session session = newSession(project ? ProjectReference{project->id, project->name} : ProjectReference());
+    session.intervals.push_back(newInterval(now));
+    selectedProjectId_ = session.projectId;
+    crossDayAutoCompletedProject_.reset();
+    lastStatusMessage_.reset();
+    begin(session, now);
+    save();
+    enqueueStart(session);
+    on_.activityTracker.reset();
+    if (on_.activityTracker.start())
+        configureAndStartIdleDetector();
+    heartbeatTick_ = 0;
+    startTicker();
+    startScreenCaptureTimer();
+    qCInfo(Log::session, "Tracking started, session %s, project %s", qPrintable(uuidText(session.id)),
+           qPrintable(session.projectId));
+}
+
+void SessionManager::stopTracking(const std::optional<QString>& reason) {
+    if (!currentSession_)
+        return;
+    const Operation operation(*this);
+    const QString id = uuidText(currentSession_->id);
+    endCurrentSession(EndReport::enqueued);
+    if (reason)
+        lastStatusMessage_ = QStringLiteral("Tracking stopped: ") + *reason;
+    qCInfo(Log::session, "Tracking stopped, session %s%s", qPrintable(id),
+           reason ? qPrintable(QStringLiteral(", reason: ") + *reason) : "");
+}
+
+void SessionManager::pauseTracking() {
+    if (!isTracking_ || isPaused_)
+        return;
+    const Operation operation(*this);
+    const Date now = on_.clock.now();
+    on_.screenCapture.stop();
+    on_.activityTracker.stop();
+    closeCurrentInterval(now);
+    isPaused_ = true;
+    updateCaptureEligibility();
+    save();
+    TrackingHeartbeat::record(currentSession_->id, now, on_.preferences);
+    qCInfo(Log::session, "Tracking paused");
+}
+
+void SessionManager::resumeTracking() {
+    if (!isTracking_ || !isPaused_)
+        return;
+    const Operation operation(*this);
+    const Date now = on_.clock.now();
+    maybePerformMidnightRolloverIfNeeded(now);
+    if (!currentSession_)
+        return;
+    currentSession_->idleDiscardCutoffAt.reset();
+    currentSession_->intervals.push_back(newInterval(now));
+    TrackingHeartbeat::record(currentSession_->id, now, on_.preferences);
+    isPaused_ = isIdle_ = needsIdleDecision_ = false;
+    clearPeriods();
+    on_.screenCapture.stop();
+    startScreenCaptureTimer();
+    if (on_.activityTracker.start())
+        configureAndStartIdleDetector();
+    else
+        on_.idleDetector.stop();
+    startTicker();
+    updateCaptureEligibility();
+    save();
+    qCInfo(Log::session, "Tracking resumed");
+}
+
+// ---- Forced stops
+
+void SessionManager::handleSessionTakenOver() {
+    if (!currentSession_)
+        return;
+    const Operation operation(*this);
+    const QString id = uuidText(currentSession_->id);
+    endCurrentSession(EndReport::none);
+    lastStatusMessage_ = QStringLiteral("Session was resumed on another device.");
+    qCInfo(Log::session, "Session %s closed locally after backend takeover.", qPrintable(id));
+}
+
+void SessionManager::handleForceUpdateRequired() {
+    if (!isTracking_)
+        return;
+    qCCritical(Log::session, "Force update required — stopping tracking");
+    stopTracking(QStringLiteral("Update required"));
+}
+
+void SessionManager::handleScreenRecordingPermissionLost() {
+    const Operation operation(*this);
+    setScreenRecordingPermissionLost(true);
+    lastStatusMessage_ = QStringLiteral("Screen recording permission was revoked.");
+    stopTracking(QStringLiteral("screenRecordingRevoked"));
+}
+
+// ---- The screens' small commands
+
+void SessionManager::selectProject(const QString& projectId) {
+    const Operation operation(*this, selectedProjectId_ != projectId);
+    selectedProjectId_ = projectId;
+}
+
+void SessionManager::dismissPermissionLost() {
+    const Operation operation(*this);
+    setScreenRecordingPermissionLost(false);
+}
+
+void SessionManager::dismissCrossDayBanner() {
+    const Operation operation(*this);
+    crossDayAutoCompletedProject_.reset();
+}
+
+// ---- Configuration
+
+void SessionManager::applyConfig(const std::optional<RemoteConfig>& config) {
+    const Operation operation(*this);
+    config_ = config;
+    cachedZone_.reset();
+    on_.timeZones.store(on_.timeZones.timezoneIdentifierForAPI(config_ ? &*config_ : nullptr));
+    if (config_ && !config_->projects.empty() && !selectedProjectId_.isEmpty() &&
+        std::ranges::find(config_->projects, selectedProjectId_, &RemoteProject::id) ==
+            config_->projects.end())
+        selectedProjectId_ = config_->projects.front().id;
+    if (isTracking_)
+        lastKnownSessionDate_ = dateText(on_.clock.now());
+    refreshTodayCompletedSeconds();
+    if (config_ && config_->todayTotalSeconds && config_->todayDate)
+        applyServerTodayTotal(ServerTodayTotal{*config_->todayTotalSeconds, *config_->todayDate});
+}
+
+QTimeZone SessionManager::engineTimeZone() const {
+    const QString identifier = config_ ? config_->appTimezone.value_or(QString()).trimmed()
+                                       : on_.timeZones.storedTimezoneIdentifier();
+    if (!cachedZone_ || cachedZone_->identifier != identifier) {
+        const QTimeZone zone =
+            config_ ? on_.timeZones.resolvedTimeZone(identifier) : on_.timeZones.storedTimeZone();
+        cachedZone_ = CachedZone{identifier, zone, zone.id() == identifier.toUtf8()};
+    }
+    // The machine's own zone can change while the program runs.
+    return cachedZone_->isNamed ? cachedZone_->zone : on_.clock.systemTimeZone();
+}
+
+// ---- The second's work
+
+void SessionManager::startTicker() {
+    liveMetricsTick_ = 0;
+    ticker_ = on_.main.every(tickInterval, tickInterval, tickTolerance, [this] { updateLiveMetrics(); });
+}
+
+void SessionManager::updateLiveMetrics() {
+    const Operation operation(*this, false);
+    const auto figures = [this] {
+        return std::tuple(elapsedSeconds_, todayTotalSeconds_, mouseMoves_, keyboardEvents_, activityScore_);
+    };
+    const auto before = figures();
+    const Date now = on_.clock.now();
+    maybePerformMidnightRolloverIfNeeded(now);
+    if (!currentSession_)
+        return;
+    elapsedSeconds_ = SessionArithmetic::sessionTotal(*currentSession_, now);
+    recomputeTodayTotalSeconds();
+    if (!isPaused_ && ++liveMetricsTick_ >= ticksPerSnapshot) {
+        liveMetricsTick_ = 0;
+        const ActivitySnapshot snapshot = on_.activityTracker.snapshot(std::max(elapsedSeconds_, 1.0));
+        mouseMoves_ = snapshot.mouseMoves;
+        keyboardEvents_ = snapshot.keyboardEvents;
+        activityScore_ = snapshot.activityScore;
+        if (++heartbeatTick_ >= snapshotsPerAliveMark) {
+            heartbeatTick_ = 0;
+            TrackingHeartbeat::record(currentSession_->id, now, on_.preferences);
+        }
+    }
+    operation.note(before != figures());
+}
+
+SessionManager::SegmentTickInput SessionManager::segmentTickInput() {
+    SegmentTickInput input;
+    input.hadInput = on_.activityTracker.consumeHadInputThisSecond();
+    input.isTracked = isCaptureEligible();
+    if (input.hadInput && input.isTracked)
+        on_.activityTracker.recordActiveSecondForSession();
+    const auto delta = on_.activityTracker.getAndResetMouseKeyboardDeltaThisSecond();
+    input.mouseDelta = delta.mouse;
+    input.keyboardDelta = delta.keyboard;
+    return input;
+}
+
+// ---- Building blocks
+
+/// Makes a session the running one, in a state without a past: not idle, no question, no pause but the given
+/// one.
+void SessionManager::begin(const Session& session, Date now, bool isPaused) {
+    currentSession_ = session;
+    isPaused_ = isPaused;
+    isIdle_ = needsIdleDecision_ = idleAskPresentedForCurrentIdlePeriod_ = false;
+    clearPeriods();
+    lastKnownSessionDate_ = dateText(now);
+    setTracking(true);
+    updateCaptureEligibility();
+}
+
+/// Finishes the running session and returns to Stopped.
+void SessionManager::endCurrentSession(EndReport endReport) {
+    const Date now = on_.clock.now();
+    closeCurrentInterval(now);
+    archive(finished(*currentSession_, SessionArithmetic::lastStop(*currentSession_, now)), endReport);
+
+    on_.activityTracker.stop();
+    on_.idleDetector.stop();
+    on_.screenCapture.stop();
+    ticker_.reset();
+    heartbeatTick_ = 0;
+
+    currentSession_.reset();
+    isPaused_ = isIdle_ = needsIdleDecision_ = false;
+    elapsedSeconds_ = 0;
+    mouseMoves_ = keyboardEvents_ = 0;
+    activityScore_ = 0;
+    last5MinActivityRate_.reset();
+    setTracking(false);
+    refreshTodayCompletedSeconds();
+    last5MinInputBuffer_.clear();
+    clearPeriods();
+    updateCaptureEligibility();
+}
+
+/// The session as it is filed: idle time discarded as configured, the counters' figures in it, its total
+/// frozen.
+Session SessionManager::finished(Session session, Date asOf) const {
+    applyIdleDiscardPolicyIfNeeded(session);
+    copyCounts(session, asOf);
+    SessionArithmetic::finish(session, asOf);
+    return session;
+}
+
+/// Moves a finished session from the running ones to the history. Its end is in the queue before the running
+/// row goes, so that a crash at any point leaves at least one of the two; a session whose end was queued and
+/// which is then resumed sends its end again, with totals that replace the earlier ones.
+void SessionManager::archive(const Session& session, EndReport endReport) {
+    on_.store.appendSessionHistory(session);
+    if (endReport == EndReport::enqueued)
+        on_.uploads.enqueueSessionUpload(session);
+    on_.store.clearActiveSession(session.id);
+    TrackingHeartbeat::clear(session.id, on_.preferences);
+    if (endReport == EndReport::enqueued)
+        processQueue();
+}
+
+/// Called after the running row was saved: a start that a crash kept from the queue is queued by the resume.
+void SessionManager::enqueueStart(const Session& session) {
+    on_.uploads.enqueueSessionStart(session);
+    processQueue();
+}
+
+void SessionManager::processQueue() {
+    spawn(on_.uploads.processQueue(), "processQueue");
+}
+
+void SessionManager::closeCurrentInterval(Date at) {
+    if (!currentSession_ || currentSession_->intervals.empty() || currentSession_->intervals.back().stoppedAt)
+        return;
+    currentSession_->intervals.back().stoppedAt = at;
+    save();
+}
+
+void SessionManager::copyCounts(Session& session, Date asOf) const {
+    const Seconds total = SessionArithmetic::sessionTotal(session, asOf);
+    const ActivitySnapshot snapshot = on_.activityTracker.snapshot(std::max(total, 1.0));
+    session.mouseCount = snapshot.mouseMoves;
+    session.keyboardCount = snapshot.keyboardEvents;
+    session.activityScore = snapshot.activityScore;
+}
+
+void SessionManager::save() const {
+    on_.store.saveActiveSession(*currentSession_);
+}
+
+void SessionManager::clearPeriods() {
+    idleStartedAt_.reset();
+    lastIdleInputAt_.reset();
+    pausedDueToSystemSleep_ = false;
+}
+
+void SessionManager::setTracking(bool isTracking) {
+    if (isTracking_ == isTracking)
+        return;
+    isTracking_ = isTracking;
+    Q_EMIT isTrackingChanged(isTracking);
+}
+
+void SessionManager::setScreenRecordingPermissionLost(bool lost) {
+    if (screenRecordingPermissionLost_ == lost)
+        return;
+    screenRecordingPermissionLost_ = lost;
+    on_.preferences.set(PreferenceKey::screenRecordingPermissionLost, lost);
+}
+
+Session SessionManager::newSession(const ProjectReference& project) const {
+    Session session;
+    session.id = on_.random.uuid();
+    session.deviceId = DeviceIdProvider::current(on_.preferences, on_.random);
+    session.projectId = project.id;
+    session.projectName = project.name;
+    return session;
+}
+
+TrackingInterval SessionManager::newInterval(Date startedAt) const {
+    return TrackingInterval{on_.random.uuid(), startedAt, std::nullopt};
+}
+
+QString SessionManager::dateText(Date date) const {
+    return SegmentUtils::segmentDateAndNumber(date, engineTimeZone()).date;
+}
+
+Date SessionManager::startOfDay(Date date) const {
+    return SegmentUtils::calendarDate(date, engineTimeZone()).value_or(date);
+}
+
+std::function<void()> SessionManager::later(void (SessionManager::*handle)()) {
+    return [weak = QPointer(this), &main = on_.main, handle] {
+        main.post([weak, handle] {
+            if (weak)
+                (weak.data()->*handle)();
+        });
+    };
+}

@@ -25,18 +25,19 @@ class Random;
 class SQLiteStore;
 class UploadService;
 
-/// The tracking engine: owns the running session, starts and stops everything that a session needs, and publishes the
-/// state that the screens show. Main thread, but for `isCaptureEligible`.
+/// The tracking engine: owns the running session, starts and stops everything that a session needs, and
+/// publishes the state that the screens show. Main thread, but for `isCaptureEligible`.
 ///
-/// | State           | isTracking | isPaused | isIdle | open interval | ticker | tracker | idle detector | capture |
-/// | Stopped         | no         | no       | no     | no            | off    | off     | off           | off     |
-/// | Running         | yes        | no       | no     | yes           | on     | on      | on            | on      |
-/// | Paused by user  | yes        | yes      | no     | no            | on     | off     | on            | off     |
-/// | Paused by idle  | yes        | yes      | yes    | no            | on     | off     | on            | off     |
-/// | Paused by sleep | yes        | yes      | no     | no            | off    | off     | on            | off     |
+/// | State           | isTracking | isPaused | isIdle | open interval | ticker | tracker | idle detector |
+/// capture | | Stopped         | no         | no       | no     | no            | off    | off     | off |
+/// off     | | Running         | yes        | no       | no     | yes           | on     | on      | on | on
+/// | | Paused by user  | yes        | yes      | no     | no            | on     | off     | on            |
+/// off     | | Paused by idle  | yes        | yes      | yes    | no            | on     | off     | on | off
+/// | | Paused by sleep | yes        | yes      | no     | no            | off    | off     | on            |
+/// off     |
 ///
-/// The implementation lies in four files: SessionManager.cpp (operations and ticker), SessionIdle.cpp,
-/// SessionRecovery.cpp (midnight, crash, sleep, termination) and SessionToday.cpp.
+/// The implementation lies in five files: SessionManager.cpp (operations and ticker), SessionCapture.cpp,
+/// SessionIdle.cpp, SessionRecovery.cpp (midnight, crash, sleep, termination) and SessionToday.cpp.
 class SessionManager : public QObject {
     Q_OBJECT
 
@@ -80,7 +81,8 @@ public:
     qint64 mouseMoves() const { return mouseMoves_; }
     qint64 keyboardEvents() const { return keyboardEvents_; }
     double activityScore() const { return activityScore_; }
-    /// Percentage of the last tracked seconds with input, over five minutes at most; absent when no session runs.
+    /// Percentage of the last tracked seconds with input, over five minutes at most; absent when no session
+    /// runs.
     std::optional<double> last5MinActivityRate() const { return last5MinActivityRate_; }
     const std::optional<QString>& lastStatusMessage() const { return lastStatusMessage_; }
     bool screenRecordingPermissionLost() const { return screenRecordingPermissionLost_; }
@@ -111,7 +113,9 @@ public:
     /// Clears the idle mark before a resume; the answer "Continue" to the idle question.
     void continueAfterIdle();
     /// Called when the idle question is due.
-    void setNeedsIdleDecisionHandler(std::function<void()> handler) { onNeedsIdleDecision_ = std::move(handler); }
+    void setNeedsIdleDecisionHandler(std::function<void()> handler) {
+        onNeedsIdleDecision_ = std::move(handler);
+    }
 
     // The segment clock's.
     struct SegmentTickInput {
@@ -136,37 +140,60 @@ Q_SIGNALS:
     void isTrackingChanged(bool isTracking);
 
 private:
+    /// Emits `changed` when the outermost one ends: once for an operation, however many others it runs.
+    class Operation;
+    /// What a capture cycle may ask from its own threads, also when the engine is gone.
+    struct CaptureState {
+        std::mutex mutex; ///< "com.velmora.timetracker.capture.state": guards the next member.
+        bool isEligible = false;
+    };
+    struct CachedZone {
+        QString identifier;
+        QTimeZone zone;
+        bool isNamed = false; ///< The identifier names the zone; otherwise the machine's serves.
+    };
+
     // SessionManager.cpp
     void setTracking(bool isTracking);
     void setScreenRecordingPermissionLost(bool lost);
     void updateCaptureEligibility();
     void closeCurrentInterval(Date at);
-    Session finishCurrentSession(Date now);
-    void stopEverything();
-    void forgetSession();
+    enum class EndReport { enqueued, none };
+    void endCurrentSession(EndReport endReport);
+    Session finished(Session session, Date asOf) const;
+    void archive(const Session& session, EndReport endReport);
+    void begin(const Session& session, Date now, bool isPaused = false);
+    void enqueueStart(const Session& session);
+    void processQueue();
+    void clearPeriods();
     void startTicker();
     void updateLiveMetrics();
     void startScreenCaptureTimer();
-    void enqueueEnd(const Session& session);
-    void enqueueStart(const Session& session);
-    Session newSession(const QString& projectId, const QString& projectName) const;
+    void copyCounts(Session& session, Date asOf) const;
+    void save() const;
+    Session newSession(const ProjectReference& project) const;
     TrackingInterval newInterval(Date startedAt) const;
     QString dateText(Date date) const;
     Date startOfDay(Date date) const;
+    /// Runs `handle` on the main executor, unless the engine is gone by then. Any thread may call what it
+    /// returns.
+    std::function<void()> later(void (SessionManager::*handle)());
 
     // SessionIdle.cpp
     void configureAndStartIdleDetector();
     void handleIdleDetected();
     void handleIdleEnded();
+    void pauseAsIdle();
     void applyIdleDiscardCutoff(Date lastInput);
     void applyIdleDiscardPolicyIfNeeded(Session& session) const;
-    void clearIdleState();
 
     // SessionRecovery.cpp
     bool maybePerformMidnightRolloverIfNeeded(Date asOf);
-    void performMidnightRollover(Date newDate, const QString& currentDay);
-    bool finalizeInterruptedSessionIfCrossDay(Date now);
+    void performMidnightRollover(Date newDate);
+    void finalizeInterruptedSessionIfCrossDay(Date now);
+    void settleOpenInterval(Session& session, Date now) const;
     void completeStaleActiveSessions();
+    void complete(Session stale, Date now);
     void loadInterruptedSession();
 
     // SessionToday.cpp
@@ -175,6 +202,8 @@ private:
     void recomputeTodayTotalSeconds();
 
     const Dependencies on_;
+    int operations_ = 0;      ///< How many `Operation`s are under way.
+    bool hasChanged_ = false; ///< Something to tell when the outermost one ends.
 
     std::optional<Session> currentSession_;
     std::optional<Session> interruptedSession_;
@@ -201,13 +230,12 @@ private:
     std::unique_ptr<Executor::Timer> ticker_;
     std::optional<Date> idleStartedAt_;
     bool idleAskPresentedForCurrentIdlePeriod_ = false;
-    Seconds countedIdleSeconds_ = 0; ///< Always 0, kept so that a total reads the same in every formula.
     bool pausedDueToSystemSleep_ = false;
     std::optional<Date> lastIdleInputAt_;
-    mutable std::mutex captureState_; ///< "com.velmora.timetracker.capture.state": guards the next member.
-    bool captureEligibleState_ = false;
+    const std::shared_ptr<CaptureState> captureState_ = std::make_shared<CaptureState>();
     std::optional<QString> lastKnownSessionDate_;
     int liveMetricsTick_ = 0;
     int heartbeatTick_ = 0;
     std::function<void()> onNeedsIdleDecision_;
+    mutable std::optional<CachedZone> cachedZone_;
 };

@@ -1,1 +1,234 @@
-// placeholder
+#include "Clock.h"
+#include "DomainStorage.h"
+#include "ISO8601.h"
+#include "Log.h"
+#include "SQLiteStore.h"
+#include "ScreenCaptureService.h"
+#include "SegmentUtils.h"
+#include "SessionArithmetic.h"
+#include "SessionOperation.h"
+#include "TrackingHeartbeat.h"
+
+namespace {
+QString readable(Date date, const QTimeZone& zone) {
+    return ISO8601::text(date, zone);
+}
+} // namespace
+
+// ---- Midnight
+
+/// Cuts the session in two when its last moment lies on another day than `asOf`, also an earlier one.
+bool SessionManager::maybePerformMidnightRolloverIfNeeded(Date asOf) {
+    if (!isTracking_ || !currentSession_ || currentSession_->intervals.empty())
+        return false;
+    const TrackingInterval& last = currentSession_->intervals.back();
+    const QString currentDay = dateText(asOf);
+    const QString anchorDay = dateText(last.stoppedAt.value_or(last.startedAt));
+    if (!lastKnownSessionDate_)
+        lastKnownSessionDate_ = anchorDay;
+    if (anchorDay == currentDay)
+        return false;
+    performMidnightRollover(asOf);
+    return true;
+}
+
+void SessionManager::performMidnightRollover(Date newDate) {
+    const Operation operation(*this);
+    Session old = *currentSession_;
+    TrackingInterval& last = old.intervals.back();
+    if (!last.stoppedAt)
+        last.stoppedAt = startOfDay(newDate) - SessionArithmetic::midnightEpsilonSeconds;
+    archive(finished(old, *last.stoppedAt), EndReport::enqueued);
+    heartbeatTick_ = 0;
+    serverTodayTotal_.reset();
+    localTotalAtServerAnchor_ = 0;
+    refreshTodayCompletedSeconds();
+
+    // The seconds between the boundary and its detection belong to neither session.
+    const bool wasPaused = isPaused_;
+    Session next = newSession({old.projectId, old.projectName});
+    next.deviceId = old.deviceId;
+    if (!wasPaused)
+        next.intervals.push_back(newInterval(newDate));
+    selectedProjectId_ = next.projectId;
+    begin(next, newDate, wasPaused);
+    qCInfo(Log::session,
+           "Midnight rollover: session %s completed, new session %s started at %s, wasPaused: %s",
+           qPrintable(uuidText(old.id)), qPrintable(uuidText(next.id)),
+           qPrintable(readable(newDate, engineTimeZone())), wasPaused ? "true" : "false");
+    on_.activityTracker.reset();
+    last5MinActivityRate_.reset();
+    last5MinInputBuffer_.clear();
+    save();
+    enqueueStart(next);
+    on_.idleDetector.stop();
+    configureAndStartIdleDetector();
+    on_.screenCapture.stop();
+    if (!wasPaused)
+        startScreenCaptureTimer();
+    startTicker();
+}
+
+// ---- Sessions of an earlier run
+
+void SessionManager::loadInterruptedSession() {
+    if (!on_.domain.hasCompany())
+        return;
+    interruptedSession_ = on_.store.loadActiveSession();
+    if (interruptedSession_)
+        lastStatusMessage_ =
+            QStringLiteral("Recovered interrupted session %1.").arg(uuidText(interruptedSession_->id));
+}
+
+void SessionManager::recoverInterruptedSessionForCurrentDomain() {
+    const Operation operation(*this);
+    interruptedSession_.reset();
+    lastStatusMessage_.reset();
+    loadInterruptedSession();
+    refreshTodayCompletedSeconds();
+}
+
+void SessionManager::resumeInterruptedSession() {
+    if (!interruptedSession_)
+        return;
+    const Operation operation(*this);
+    const Seconds localBefore = currentLocalTotal();
+    const Date now = on_.clock.now();
+    Session session = *interruptedSession_;
+    if (SessionArithmetic::isSessionCrossDay(session, now, engineTimeZone())) {
+        finalizeInterruptedSessionIfCrossDay(now);
+        interruptedSession_.reset();
+        crossDayAutoCompletedProject_.reset();
+        startTracking(RemoteProject{session.projectId, session.projectName});
+        return;
+    }
+    qCInfo(Log::session, "Tracking resumed (interrupted session)");
+    settleOpenInterval(session, now);
+    applyIdleDiscardPolicyIfNeeded(session);
+    session.intervals.push_back(newInterval(now));
+    interruptedSession_.reset();
+    crossDayAutoCompletedProject_.reset();
+    begin(session, now);
+    // The server knows the recovered hours already: they must not be added on top of its figure.
+    localTotalAtServerAnchor_ += currentLocalTotal() - localBefore;
+    recomputeTodayTotalSeconds();
+    save();
+    TrackingHeartbeat::record(session.id, now, on_.preferences);
+    on_.activityTracker.start();
+    configureAndStartIdleDetector();
+    startTicker();
+    startScreenCaptureTimer();
+    enqueueStart(session);
+}
+
+/// An interval that a crash left open is billed up to the last moment that proves that the program ran. The
+/// mark itself stays until the session is saved and marked anew: a crash in between then settles it the same
+/// way again.
+void SessionManager::settleOpenInterval(Session& session, Date now) const {
+    if (session.intervals.empty() || session.intervals.back().stoppedAt)
+        return;
+    TrackingInterval& open = session.intervals.back();
+    const auto lastAlive = TrackingHeartbeat::load(session.id, on_.preferences);
+    if (lastAlive && *lastAlive < open.startedAt) {
+        const QTimeZone zone = engineTimeZone();
+        qCCritical(Log::session,
+                   "Stale heartbeat on recovery: %s < intervalStart %s; billing 0 for that interval",
+                   qPrintable(readable(*lastAlive, zone)), qPrintable(readable(open.startedAt, zone)));
+    }
+    open.stoppedAt = SessionArithmetic::settledEnd(open.startedAt, lastAlive, now);
+}
+
+void SessionManager::discardInterruptedSession() {
+    if (!interruptedSession_)
+        return;
+    const Operation operation(*this);
+    const Date now = on_.clock.now();
+    if (SessionArithmetic::isSessionCrossDay(*interruptedSession_, now, engineTimeZone())) {
+        finalizeInterruptedSessionIfCrossDay(now);
+        lastStatusMessage_ = QStringLiteral("Previous session was ended because it crossed midnight.");
+    } else {
+        completeStaleActiveSessions();
+    }
+    interruptedSession_.reset();
+}
+
+/// Finishes the pending session at the end of its first day. Given up when the calendar names no such moment.
+void SessionManager::finalizeInterruptedSessionIfCrossDay(Date now) {
+    const QTimeZone zone = engineTimeZone();
+    if (!interruptedSession_ || !SessionArithmetic::isSessionCrossDay(*interruptedSession_, now, zone))
+        return;
+    const std::optional<Date> stopAt = SessionArithmetic::endOfFirstDay(*interruptedSession_, zone);
+    if (!stopAt)
+        return;
+    Session session = *interruptedSession_;
+    SessionArithmetic::clampSessionIntervalsToStopAt(session, *stopAt);
+    applyIdleDiscardPolicyIfNeeded(session);
+    SessionArithmetic::finish(session, *stopAt); // the stored counts stay: the counters know nothing of it
+    archive(session, EndReport::enqueued);
+    interruptedSession_.reset();
+    crossDayAutoCompletedProject_ = ProjectReference{session.projectId, session.projectName};
+    selectedProjectId_ = session.projectId;
+    lastKnownSessionDate_ = dateText(now);
+    lastStatusMessage_ = QStringLiteral("Session auto-completed because it crossed midnight.");
+}
+
+/// Finishes every running row of the present company, so that none survives beside a new session.
+void SessionManager::completeStaleActiveSessions() {
+    if (!on_.domain.hasCompany())
+        return;
+    const Seconds localBefore = currentLocalTotal();
+    const Date now = on_.clock.now();
+    for (const Session& stale : on_.store.loadAllActiveSessions()) {
+        complete(stale, now);
+        if (interruptedSession_ && interruptedSession_->id == stale.id)
+            interruptedSession_.reset(); // finished: no longer to be resumed
+    }
+    refreshTodayCompletedSeconds();
+    localTotalAtServerAnchor_ += currentLocalTotal() - localBefore;
+}
+
+/// A stale session ends at the moment it is found, unless it was closed before.
+void SessionManager::complete(Session stale, Date now) {
+    if (!stale.intervals.empty() && !stale.intervals.back().stoppedAt)
+        stale.intervals.back().stoppedAt = now;
+    const Date stopDate = SessionArithmetic::lastStop(stale, now);
+    applyIdleDiscardPolicyIfNeeded(stale);
+    SessionArithmetic::finish(stale, stopDate);
+    archive(stale, EndReport::enqueued);
+    qCInfo(Log::session, "Completed stale active session %s", qPrintable(uuidText(stale.id)));
+}
+
+// ---- The machine's life
+
+void SessionManager::handleWillSleep() {
+    if (!isTracking_ || isPaused_)
+        return;
+    const Operation operation(*this);
+    pausedDueToSystemSleep_ = true;
+    on_.screenCapture.stop();
+    on_.activityTracker.stop();
+    ticker_.reset();
+    closeCurrentInterval(on_.clock.now());
+    isPaused_ = true;
+    updateCaptureEligibility();
+    save();
+    qCInfo(Log::session, "Tracking paused due to system sleep");
+}
+
+void SessionManager::handleDidWake() {
+    if (interruptedSession_)
+        return;
+    if (pausedDueToSystemSleep_ && isTracking_)
+        resumeTracking();
+    maybePerformMidnightRolloverIfNeeded(on_.clock.now());
+}
+
+/// The row stays a running one: the next launch offers the session again, with a clean end.
+void SessionManager::handleWillTerminate() {
+    if (!isTracking_ || isPaused_)
+        return;
+    const Operation operation(*this);
+    closeCurrentInterval(on_.clock.now());
+    save();
+    qCInfo(Log::session, "Tracking interval closed on app termination");
+}

@@ -1,1 +1,71 @@
-// placeholder
+#include "Clock.h"
+#include "Log.h"
+#include "SQLiteStore.h"
+#include "SessionArithmetic.h"
+#include "SessionOperation.h"
+#include "TodayTotal.h"
+
+#include <algorithm>
+
+namespace {
+constexpr Seconds secondsPerDay = 86400;
+constexpr std::size_t last5MinWindowSize = 300;
+} // namespace
+
+Seconds SessionManager::currentLocalTotal() const {
+    const bool isRunning = isTracking_ && currentSession_;
+    return todayCompletedSeconds_ +
+           (isRunning ? SessionArithmetic::sessionTotal(*currentSession_, on_.clock.now()) : 0);
+}
+
+void SessionManager::refreshTodayCompletedSeconds() {
+    const Date from = startOfDay(on_.clock.now());
+    todayCompletedSeconds_ = 0;
+    for (const auto& row : on_.store.sessionHistory(from, from + secondsPerDay))
+        todayCompletedSeconds_ += row.totalSeconds;
+    recomputeTodayTotalSeconds();
+}
+
+void SessionManager::recomputeTodayTotalSeconds() {
+    todayTotalSeconds_ = TodayTotal::shown(currentLocalTotal(), serverTodayTotal_, localTotalAtServerAnchor_,
+                                           dateText(on_.clock.now()));
+}
+
+void SessionManager::applyServerTodayTotal(const ServerTodayTotal& incoming) {
+    const QString today = dateText(on_.clock.now());
+    switch (TodayTotal::judge(incoming, serverTodayTotal_, today)) {
+    case TodayTotal::Verdict::outdated:
+        qCInfo(Log::session, "Ignoring outdated server today_total: dated %s, today is %s",
+               qPrintable(incoming.date), qPrintable(today));
+        return;
+    case TodayTotal::Verdict::stale:
+        qCInfo(Log::session, "Ignoring stale server today_total: incoming date %s < current %s",
+               qPrintable(incoming.date), qPrintable(serverTodayTotal_->date));
+        return;
+    case TodayTotal::Verdict::accept:
+        break;
+    }
+    const Operation operation(*this);
+    const auto previous = std::exchange(serverTodayTotal_, incoming);
+    if (previous && previous->date != incoming.date) {
+        todayCompletedSeconds_ = 0;
+        qCInfo(Log::session, "Server today_date changed %s(%llds) → %s(%llds); local reset to 0",
+               qPrintable(previous->date), previous->totalSeconds, qPrintable(incoming.date),
+               incoming.totalSeconds);
+    }
+    localTotalAtServerAnchor_ = currentLocalTotal();
+    recomputeTodayTotalSeconds();
+}
+
+void SessionManager::recordLast5MinInput(bool hadInput) {
+    if (!isTracking_ || isPaused_)
+        return;
+    last5MinInputBuffer_.push_back(hadInput);
+    if (last5MinInputBuffer_.size() > last5MinWindowSize)
+        last5MinInputBuffer_.pop_front();
+    const auto active = std::ranges::count(last5MinInputBuffer_, true);
+    const double rate =
+        static_cast<double>(active) / static_cast<double>(last5MinInputBuffer_.size()) * 100.0;
+    const Operation operation(*this, last5MinActivityRate_ != rate);
+    last5MinActivityRate_ = rate;
+}

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ServerTodayTotal.h"
 #include "Date.h"
+#include "ServerTodayTotal.h"
 
 #include <optional>
 
@@ -14,6 +14,7 @@ Seconds shown(Seconds local, const std::optional<ServerTodayTotal>& server, Seco
 
 enum class Verdict { accept, outdated, stale };
 /// Whether an incoming figure may replace the present one.
-Verdict judge(const ServerTodayTotal& incoming, const std::optional<ServerTodayTotal>& current, const QString& today);
+Verdict judge(const ServerTodayTotal& incoming, const std::optional<ServerTodayTotal>& current,
+              const QString& today);
 
 } // namespace TodayTotal

@@ -17,8 +17,8 @@ class RemoteConfigService;
 
 enum class MainTab { tracker, summary, screenshots, settings };
 
-/// What the user may see: signed in or not, the launch read of the stored sign-in, the permissions, a forced update.
-/// Main thread.
+/// What the user may see: signed in or not, the launch read of the stored sign-in, the permissions, a forced
+/// update. Main thread.
 class AppStateManager : public QObject {
     Q_OBJECT
 
@@ -29,7 +29,8 @@ public:
         const Clock& clock;
         Executor& main;
         Executor& userInitiated;
-        /// Runs on `userInitiated`; answers whether a stored sign-in exists. May take as long as a person needs.
+        /// Runs on `userInitiated`; answers whether a stored sign-in exists. May take as long as a person
+        /// needs.
         std::function<Task<bool>()> restoreAuth;
         std::function<bool()> probePermissions;
         quint64 slowRestoreAfterNanoseconds = 8'000'000'000;
@@ -70,7 +71,9 @@ public:
     /// Throws APIError. Does not touch the engine: each caller applies the configuration itself.
     Task<> refreshRemoteConfigFromServer();
 
-    void setForceUpdateEvaluated(ForceUpdateEvaluated handler) { onForceUpdateEvaluated_ = std::move(handler); }
+    void setForceUpdateEvaluated(ForceUpdateEvaluated handler) {
+        onForceUpdateEvaluated_ = std::move(handler);
+    }
     /// Installed by the shell. A forced update that was found before any window existed is surfaced now.
     void installWindowActions(std::function<void()> surfaceMainWindow, std::function<void()> openSettings);
     const std::function<void()>& surfaceMainWindowAction() const { return surfaceMainWindowAction_; }
@@ -82,7 +85,7 @@ Q_SIGNALS:
 
 private:
     void startAuthRestore();
-    void setRestoringSession(bool isRestoring);
+    void endAuthRestore();
     void applyForceUpdateEnforcement();
     void clearForceUpdate();
 

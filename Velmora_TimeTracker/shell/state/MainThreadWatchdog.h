@@ -9,16 +9,17 @@
 
 class Clock;
 
-/// Measures how long the main thread takes to answer a ping, and reports every late answer. Passive: it never adds a
-/// failure of its own.
+/// Measures how long the main thread takes to answer a ping, and reports every late answer. Passive: it never
+/// adds a failure of its own.
 class MainThreadWatchdog {
 public:
     static constexpr Seconds defaultPingInterval = 2.0;
     static constexpr Seconds defaultStallThreshold = 0.25;
 
     /// `onStall` runs on `queue` with the wait in seconds.
-    MainThreadWatchdog(const Clock& clock, Executor& queue, Executor& main, std::function<void(Seconds)> onStall,
-                       Seconds pingInterval = defaultPingInterval, Seconds stallThreshold = defaultStallThreshold);
+    MainThreadWatchdog(const Clock& clock, Executor& queue, Executor& main,
+                       std::function<void(Seconds)> onStall, Seconds pingInterval = defaultPingInterval,
+                       Seconds stallThreshold = defaultStallThreshold);
     ~MainThreadWatchdog();
 
     /// A second start changes nothing.
@@ -31,7 +32,8 @@ private:
     std::unique_ptr<Executor::Timer> timer_; ///< Touched on the queue only.
 };
 
-/// The stall log: one line a stall, "<UTC time stamp>,<milliseconds>", rotated to "…old.log" above 1,000,000 bytes.
+/// The stall log: one line a stall, "<UTC time stamp>,<milliseconds>", rotated to "…old.log" above 1,000,000
+/// bytes.
 namespace StallLog {
 inline constexpr qint64 rotateAbove = 1'000'000;
 /// "mainthread-stalls.log" in the program's own folder.

@@ -1,1 +1,251 @@
 #include "TimeTrackerCore.h"
+
+#include "ApplicationFolder.h"
+
+#include <QPointer>
+#include <utility>
+
+namespace {
+
+constexpr Seconds lockedKeyringRetryInterval = 2.0;
+
+QString createdFolder(const ApplicationInfo& information) {
+    const QString folder = ApplicationFolder::path(information);
+    ApplicationFolder::create(folder);
+    return folder;
+}
+
+/// Whether a sign-in is stored. A locked keyring is no answer: the person is asked once to unlock it, and it
+/// is then read again until it answers.
+Task<bool> hasStoredSignIn(SecretStore& secrets, Executor& userInitiated) {
+    KeychainService keychain(secrets);
+    auto answer = keychain.readAuthTokens(SecretStore::WhenLocked::askToUnlock);
+    while (!answer.isDefinite) {
+        co_await sleepFor(userInitiated, lockedKeyringRetryInterval);
+        answer = keychain.readAuthTokens(SecretStore::WhenLocked::giveUp);
+    }
+    co_return answer.tokens.has_value();
+}
+
+std::function<Task<bool>()> launchRead(const Platform& platform) {
+    return [&secrets = platform.secrets, &userInitiated = platform.userInitiated] {
+        return hasStoredSignIn(secrets, userInitiated);
+    };
+}
+
+std::function<void(Seconds)> stallWriter(const Platform& platform, const QString& folder) {
+    return [&clock = platform.clock, file = StallLog::defaultLogURL(folder)](Seconds stall) {
+        StallLog::append(file, clock.now(), stall);
+    };
+}
+
+} // namespace
+
+TimeTrackerCore::TimeTrackerCore(const Platform& thePlatform)
+    : platform(thePlatform)
+    , folder(createdFolder(platform.information))
+    , domain(platform.preferences)
+    , keychain(platform.secrets)
+    , store(folder, domain, platform.clock, platform.random)
+    , endpoints(domain, platform.information)
+    , timeZones(platform.preferences, platform.clock)
+    , api(platform.urlSession, endpoints, keychain, platform.worker, platform.main)
+    , auth({api, keychain, domain, platform.preferences, timeZones, platform.clock, platform.worker,
+            platform.main})
+    , remoteConfig(api, platform.preferences, platform.clock, platform.random, platform.worker, folder)
+    , permissions(platform.permissions)
+    , screenCapture({platform.displays, platform.permissions, platform.information, domain, timeZones, store,
+                     platform.clock, platform.screenCapture, platform.utility})
+    , retry(platform.clock, platform.random)
+    , network(platform.path)
+    , uploadTransport(platform.urlSession, endpoints, keychain, [this] { return refreshedAccessToken(); })
+    , uploads({uploadTransport, retry, network, store, domain, platform.preferences, timeZones,
+               platform.information, platform.clock, platform.random, platform.worker})
+    , activityTracker(platform.inputEvents, platform.clock)
+    , idleDetector(platform.idleTime, platform.utility)
+    , appState({remoteConfig, platform.information, platform.clock, platform.main, platform.userInitiated,
+                launchRead(platform), [this] { return permissions.hasRequiredPermissions(); }})
+    , sessionManager({store, uploads, platform.preferences, domain, timeZones, permissions, activityTracker,
+                      idleDetector, screenCapture, platform.clock, platform.random, platform.main})
+    , watchdog(platform.clock, platform.watchdog, platform.main, stallWriter(platform, folder))
+    , segmentClock(sessionManager, store, uploads, platform.clock, platform.main) {
+    wire();
+    boot();
+}
+
+TimeTrackerCore::~TimeTrackerCore() = default;
+
+// ---- Boot
+
+/// Everything that reports to somebody gets to know whom, before anything runs.
+void TimeTrackerCore::wire() {
+    api.setUnauthorizedHandler([this] { return refreshTokens(); });
+    auth.setSessionDidInvalidate([weak = QPointer(this)] {
+        if (weak)
+            weak->handleSessionInvalidated();
+    });
+    listenToPower();
+    listenToUploads();
+    sessionManager.setNeedsIdleDecisionHandler([this] { presentIdleQuestion(); });
+    appState.setForceUpdateEvaluated([this](bool forceRequired, bool surfaceWindow) {
+        return enforceForceUpdate(forceRequired, surfaceWindow);
+    });
+    connect(&sessionManager, &SessionManager::changed, this, [this] {
+        const bool stillPaused = sessionManager.isTracking() && sessionManager.isPaused();
+        if (idleQuestion_ == IdleQuestion::asked && !stillPaused)
+            idleQuestion_ = IdleQuestion::lapsed;
+    });
+}
+
+void TimeTrackerCore::boot() {
+    spawn(uploads.start(), "UploadService.start");
+    timeZones.bootstrapFromCachedConfigFileIfPresent(remoteConfig.fileURL());
+    watchdog.start();
+    segmentClock.bindToTrackingState();
+    platform.main.post([weak = QPointer(this)] {
+        if (weak)
+            spawn(weak->bootConfiguration(), "bootConfiguration");
+    });
+}
+
+Task<> TimeTrackerCore::bootConfiguration() {
+    const QPointer<TimeTrackerCore> self(this);
+    if (const auto cached = remoteConfig.cachedConfig())
+        apply(*cached);
+    co_await appState.awaitAuthRestore();
+    if (self && appState.isAuthenticated())
+        startPeriodicRefresh();
+}
+
+void TimeTrackerCore::apply(const RemoteConfig& config) {
+    appState.publish(config);
+    sessionManager.applyConfig(config);
+}
+
+void TimeTrackerCore::startPeriodicRefresh() {
+    remoteConfig.startPeriodicRefresh([weak = QPointer(this), &main = platform.main](RemoteConfig config) {
+        main.post([weak, config = std::move(config)] {
+            if (weak && weak->appState.isAuthenticated())
+                weak->apply(config);
+        });
+    });
+}
+
+// ---- What the lower folders call
+
+Task<std::optional<QString>> TimeTrackerCore::refreshedAccessToken() {
+    const std::optional<AuthTokens> tokens = co_await auth.handleUnauthorized();
+    co_return tokens ? std::optional(tokens->accessToken) : std::nullopt;
+}
+
+Task<bool> TimeTrackerCore::refreshTokens() {
+    const std::optional<AuthTokens> tokens = co_await auth.handleUnauthorized();
+    co_return tokens.has_value();
+}
+
+void TimeTrackerCore::listenToPower() {
+    const auto later = [this](void (SessionManager::*handle)()) {
+        return [weak = QPointer(&sessionManager), &main = platform.main, handle] {
+            main.post([weak, handle] {
+                if (weak)
+                    (weak.data()->*handle)();
+            });
+        };
+    };
+    PowerEvents::Handlers handlers;
+    handlers.willSleep = later(&SessionManager::handleWillSleep);
+    handlers.didWake = later(&SessionManager::handleDidWake);
+    // At once: the process ends when the handler returned.
+    handlers.willTerminate = [weak = QPointer(&sessionManager)] {
+        if (weak)
+            weak->handleWillTerminate();
+    };
+    platform.power.start(std::move(handlers));
+}
+
+/// The notifications come on the worker and are acted upon on the main thread.
+void TimeTrackerCore::listenToUploads() {
+    UploadService::Notifications notifications;
+    notifications.serverTodayTotalDidUpdate = [weak = QPointer(this),
+                                               &main = platform.main](ServerTodayTotal total) {
+        main.post([weak, total] {
+            if (weak)
+                weak->sessionManager.applyServerTodayTotal(total);
+        });
+    };
+    notifications.sessionTakenOverByOtherDevice = [weak = QPointer(this), &main = platform.main](QUuid, int) {
+        main.post([weak] {
+            if (weak)
+                weak->presentTakeover();
+        });
+    };
+    uploads.setNotifications(std::move(notifications));
+}
+
+/// Here and not in a window, so that it holds without any.
+void TimeTrackerCore::handleSessionInvalidated() {
+    appState.applySessionInvalidated();
+    sessionManager.applyConfig(std::nullopt);
+    if (sessionManager.isTracking())
+        sessionManager.stopTracking(QStringLiteral("Session ended"));
+    sessionManager.discardInterruptedSession();
+    Q_EMIT authSessionDidInvalidate();
+}
+
+// ---- What the person is told
+
+bool TimeTrackerCore::enforceForceUpdate(bool forceRequired, bool surfaceWindow) {
+    if (forceRequired)
+        sessionManager.handleForceUpdateRequired();
+    if (!forceRequired || !surfaceWindow)
+        return false;
+    platform.desktop.activate();
+    if (appState.surfaceMainWindowAction()) {
+        appState.surfaceMainWindowAction()();
+        return true;
+    }
+    return platform.desktop.bringWindowToFront();
+}
+
+void TimeTrackerCore::presentIdleQuestion() {
+    if (appState.forceClientUpdate())
+        return; // the update wall is up
+    const bool isOnScreen = idleQuestion_ != IdleQuestion::none;
+    idleQuestion_ = IdleQuestion::asked;
+    platform.desktop.activate();
+    if (isOnScreen)
+        return; // an earlier question that lapsed now asks about this pause
+    Alert alert;
+    alert.style = Alert::Style::warning;
+    alert.showsIcon = true;
+    alert.message = QStringLiteral("You are idle");
+    alert.informative = QStringLiteral("Continue the session or stop?");
+    alert.buttons = {QStringLiteral("Continue"), QStringLiteral("Stop")};
+    platform.desktop.present(alert, [weak = QPointer(this)](int button) {
+        if (weak)
+            weak->answerIdleQuestion(button);
+    });
+}
+
+void TimeTrackerCore::answerIdleQuestion(int button) {
+    if (std::exchange(idleQuestion_, IdleQuestion::none) != IdleQuestion::asked)
+        return; // the pause ended another way
+    if (button == 0)
+        sessionManager.continueAfterIdle();
+    else
+        sessionManager.stopTracking(QStringLiteral("idle"));
+}
+
+void TimeTrackerCore::presentTakeover() {
+    if (sessionManager.isTracking())
+        sessionManager.handleSessionTakenOver();
+    platform.desktop.activate();
+    Alert alert;
+    alert.showsIcon = true;
+    alert.message = QStringLiteral("Session resumed on another device");
+    alert.informative = QStringLiteral(
+        "Tracking on this device was stopped because your session was resumed on another device.");
+    alert.buttons = {QStringLiteral("OK")};
+    alert.identifier = QStringLiteral("SessionTakenOverDialog");
+    platform.desktop.present(alert, [](int) {});
+}

@@ -24,8 +24,8 @@
 
 #include <QObject>
 
-/// The whole program below the screens, built once from a platform, in boot order, and wired. The same object runs on the
-/// real platform and in the simulated world. Main thread; lives until the process ends.
+/// The whole program below the screens, built once from a platform, in boot order, and wired. The same object
+/// runs on the real platform and in the simulated world. Main thread; lives until the process ends.
 class TimeTrackerCore : public QObject {
     Q_OBJECT
 
@@ -68,11 +68,21 @@ Q_SIGNALS:
     void authSessionDidInvalidate();
 
 private:
+    /// The idle question that is on the screen. It lapses with the pause that it was asked about.
+    enum class IdleQuestion { none, asked, lapsed };
+
     void wire();
     void boot();
-    Task<bool> restoreAuth();
     Task<> bootConfiguration();
+    Task<std::optional<QString>> refreshedAccessToken();
+    Task<bool> refreshTokens();
+    bool enforceForceUpdate(bool forceRequired, bool surfaceWindow);
     void presentIdleQuestion();
+    void answerIdleQuestion(int button);
     void presentTakeover();
     void handleSessionInvalidated();
+    void listenToPower();
+    void listenToUploads();
+
+    IdleQuestion idleQuestion_ = IdleQuestion::none;
 };

@@ -1,0 +1,72 @@
+#include "Clock.h"
+#include "Log.h"
+#include "SessionArithmetic.h"
+#include "SessionOperation.h"
+#include "UploadService.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr qint64 defaultScreenshotIntervalMinutes = 5;
+
+const char* yesNo(bool value) {
+    return value ? "true" : "false";
+}
+
+Task<> reportCapture(UploadService& uploads, Session session) {
+    const QUuid id = session.id;
+    const bool accepted = co_await uploads.uploadHeartbeatNow(session);
+    if (!accepted) {
+        qCInfo(Log::session, "Heartbeat failed, skipping screenshot upload");
+        co_return;
+    }
+    uploads.enqueueScreenshotsForSession(id);
+    co_await uploads.processQueue();
+}
+
+} // namespace
+
+void SessionManager::startScreenCaptureTimer() {
+    if (!currentSession_)
+        return;
+    const qint64 interval = config_ ? config_->screenshotIntervalMinutes : defaultScreenshotIntervalMinutes;
+    ScreenCaptureService::Callbacks callbacks;
+    callbacks.shouldCapture = [state = captureState_] {
+        const std::lock_guard guard(state->mutex);
+        return state->isEligible;
+    };
+    callbacks.onPermissionLost = later(&SessionManager::handleScreenRecordingPermissionLost);
+    callbacks.onCaptureComplete = later(&SessionManager::handleCaptureComplete);
+    on_.screenCapture.start(currentSession_->id, std::max<qint64>(interval, 1), std::move(callbacks));
+    updateCaptureEligibility();
+}
+
+void SessionManager::handleCaptureComplete() {
+    const Operation operation(*this);
+    qCInfo(Log::session, "handleCaptureComplete received");
+    setScreenRecordingPermissionLost(false);
+    if (!currentSession_ || !isTracking_ || isPaused_) {
+        qCInfo(Log::session, "handleCaptureComplete skipped: session=%s, tracking=%s, paused=%s",
+               yesNo(currentSession_.has_value()), yesNo(isTracking_), yesNo(isPaused_));
+        return;
+    }
+    const Date now = on_.clock.now();
+    copyCounts(*currentSession_, now);
+    save();
+    qCInfo(Log::session, "Session updated: total=%llds, mouse=%lld, keyboard=%lld, score=%f",
+           static_cast<long long>(SessionArithmetic::sessionTotal(*currentSession_, now)),
+           currentSession_->mouseCount, currentSession_->keyboardCount, currentSession_->activityScore);
+    qCInfo(Log::session, "Uploading heartbeat, then screenshots if success");
+    spawn(reportCapture(on_.uploads, *currentSession_), "reportCapture");
+}
+
+bool SessionManager::isCaptureEligible() const {
+    const std::lock_guard guard(captureState_->mutex);
+    return captureState_->isEligible;
+}
+
+void SessionManager::updateCaptureEligibility() {
+    const std::lock_guard guard(captureState_->mutex);
+    captureState_->isEligible = isTracking_ && !isPaused_ && !isIdle_;
+}
