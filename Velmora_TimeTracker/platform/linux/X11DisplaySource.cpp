@@ -1,1 +1,67 @@
-// placeholder
+#include "X11DisplaySource.h"
+
+#include "Log.h"
+#include "StripEncoder.h"
+#include "X11ScreenReader.h"
+
+#include <algorithm>
+
+X11DisplaySource::X11DisplaySource() = default;
+X11DisplaySource::~X11DisplaySource() = default;
+
+bool X11DisplaySource::canTakePicture() const {
+    const auto opened = X11ScreenReader::open();
+    const auto* reader = std::get_if<std::unique_ptr<X11ScreenReader>>(&opened);
+    return reader && (*reader)->read(QRect(0, 0, 1, 1));
+}
+
+/// A server that was restarted since the last picture is found at the second attempt.
+std::variant<std::vector<X11Monitor>, DisplayError> X11DisplaySource::monitors() {
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        if (!reader_) {
+            auto opened = X11ScreenReader::open();
+            if (const auto* lack = std::get_if<QString>(&opened))
+                return DisplayError{*lack};
+            reader_ = std::get<0>(std::move(opened));
+        }
+        if (auto monitors = reader_->monitors())
+            return std::move(*monitors);
+        reader_.reset();
+    }
+    return DisplayError{QStringLiteral("The X server does not answer")};
+}
+
+std::variant<std::vector<Display>, DisplayError> X11DisplaySource::displays() {
+    const auto found = monitors();
+    if (const auto* error = std::get_if<DisplayError>(&found))
+        return *error;
+    std::vector<Display> displays;
+    for (const auto& monitor : std::get<0>(found))
+        displays.push_back({.id = monitor.id, .size = monitor.area.size()});
+    return displays;
+}
+
+PictureResult X11DisplaySource::picture(const Display& display, QSize pixelSize, double quality) {
+    const auto found = monitors();
+    if (const auto* error = std::get_if<DisplayError>(&found))
+        return *error;
+    const auto& list = std::get<0>(found);
+    const auto monitor = std::find_if(list.begin(), list.end(), [&](const X11Monitor& each) {
+        return each.id == display.id && each.area.size() == display.size;
+    });
+    if (monitor == list.end()) {
+        qCInfo(Log::capture, "Display %u has changed or gone before its picture was taken", display.id);
+        return EncodingFailed{};
+    }
+
+    const auto readRows = [&](int first, int count) {
+        const QRect& area = monitor->area;
+        return reader_->read(QRect(area.x(), area.y() + first, area.width(), count));
+    };
+    if (auto jpeg = encodeStrips(display.size, pixelSize, quality, readRows))
+        return Picture{std::move(*jpeg), pixelSize};
+    if (reader_->isAlive())
+        return EncodingFailed{};
+    reader_.reset();
+    return DisplayError{QStringLiteral("The X server was lost while it gave a picture")};
+}

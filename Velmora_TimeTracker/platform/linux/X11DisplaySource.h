@@ -2,9 +2,8 @@
 
 #include "DisplaySource.h"
 
-#include <QRect>
-
 class X11ScreenReader;
+struct X11Monitor;
 
 /// Pictures of the monitors of an X session, read in strips of a few rows.
 ///
@@ -29,11 +28,7 @@ public:
     bool canTakePicture() const;
 
 private:
-    struct Monitor {
-        quint32 id = 0;
-        QRect area;
-    };
-    std::variant<std::vector<Monitor>, DisplayError> monitors();
+    std::variant<std::vector<X11Monitor>, DisplayError> monitors();
 
     std::unique_ptr<X11ScreenReader>
         reader_; ///< Kept between pictures; null until first used and after a loss.

@@ -1,1 +1,206 @@
-// placeholder
+#include "X11InputListener.h"
+
+#include "X11RecordStream.h"
+
+#include <algorithm>
+#include <csignal>
+#include <poll.h>
+#include <pthread.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+using namespace std::chrono_literals;
+using std::chrono::steady_clock;
+
+namespace {
+/// "com.velmora.timetracker.activity.tap", of which the kernel keeps 15 characters.
+constexpr const char* threadName = "activity.tap";
+
+constexpr auto nudgeInterval = 1s; ///< Bounds how late an event is delivered.
+constexpr auto retryInterval = 1s; ///< Between attempts that nobody waits for.
+constexpr auto attemptTimeLimit =
+    2s; ///< How long a caller waits for a server that accepts but does not answer.
+
+auto sinceEpoch(steady_clock::time_point time) {
+    return time.time_since_epoch().count();
+}
+} // namespace
+
+class X11InputListener::Tap : public InputEventTap {
+public:
+    Tap(X11InputListener& listener, Handler handler)
+        : listener_(listener)
+        , handler_(std::move(handler)) {
+        const std::lock_guard guard(listener_.tapsLock_);
+        listener_.taps_.push_back(this);
+    }
+    ~Tap() override {
+        const std::lock_guard guard(listener_.tapsLock_);
+        std::erase(listener_.taps_, this);
+    }
+    void enable() override {
+        enabled_ = true;
+        listener_.wake();
+    }
+
+    bool isEnabled() const { return enabled_; }
+    void deliver(const std::vector<InputEventType>& events) const {
+        if (!enabled_)
+            return;
+        for (const auto event : events)
+            handler_(event);
+    }
+    void disable() {
+        if (enabled_.exchange(false))
+            handler_(InputEventType::disabledByUserInput);
+    }
+
+private:
+    X11InputListener& listener_;
+    const Handler handler_;
+    std::atomic<bool> enabled_ = true;
+};
+
+X11InputListener::X11InputListener()
+    : wakeDescriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+
+X11InputListener::~X11InputListener() {
+    stopping_ = true;
+    wake();
+    if (thread_.joinable())
+        thread_.join();
+    close(wakeDescriptor_);
+}
+
+std::unique_ptr<InputEventTap> X11InputListener::openTap(Handler handler) {
+    if (!isListening())
+        return nullptr;
+    auto tap = std::make_unique<Tap>(*this, std::move(handler));
+    wake(); // The server may have been lost since: then the tap is what keeps us trying.
+    return tap;
+}
+
+std::optional<Seconds> X11InputListener::secondsSinceLast(InputEventType type) {
+    if (!isListening())
+        return std::nullopt;
+    const auto last = type == InputEventType::keyDown ? lastKey_.load() : lastMotion_.load();
+    const steady_clock::duration age(sinceEpoch(steady_clock::now()) - last);
+    return std::max(0.0, std::chrono::duration<double>(age).count());
+}
+
+bool X11InputListener::isListening() {
+    std::unique_lock guard(attemptLock_);
+    if (listening_)
+        return true;
+    const auto before = attemptCount_;
+    attemptWanted_ = true;
+    if (thread_.joinable())
+        wake();
+    else
+        thread_ = std::thread([this] { run(); });
+    attempted_.wait_for(guard, attemptTimeLimit, [&] { return attemptCount_ > before; });
+    return listening_;
+}
+
+void X11InputListener::wake() {
+    const quint64 one = 1;
+    [[maybe_unused]] const auto written = write(wakeDescriptor_, &one, sizeof one);
+}
+
+void X11InputListener::run() {
+    pthread_setname_np(pthread_self(), threadName);
+    sigset_t allSignals;
+    sigfillset(&allSignals);
+    pthread_sigmask(SIG_BLOCK, &allSignals, nullptr); // Signals are the main thread's; SIGPIPE is nobody's.
+
+    while (!stopping_) {
+        if (!stream_)
+            connectIfWanted();
+        if (stream_)
+            readEvents(); // Also right after connecting: what came with the first reply does not wake poll
+                          // again.
+        if (stream_ && !stream_->isAlive())
+            loseStream();
+        waitForWork();
+    }
+    stream_.reset();
+}
+
+/// Sleeps until something arrives, somebody wakes us or the next turn is due. Without a stream there are
+/// turns only while an enabled tap waits for one.
+void X11InputListener::waitForWork() {
+    pollfd descriptors[3] = {{wakeDescriptor_, POLLIN, 0}};
+    nfds_t count = 1;
+    int milliseconds = -1;
+    if (stream_ || anyTapEnabled()) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(nextTurn_ - steady_clock::now());
+        milliseconds = std::max(0, int(left.count()));
+    }
+    if (stream_) {
+        descriptors[count++] = {stream_->dataDescriptor(), POLLIN, 0};
+        descriptors[count++] = {stream_->controlDescriptor(), POLLIN, 0};
+    }
+    poll(descriptors, count, milliseconds);
+    if (descriptors[0].revents) {
+        quint64 wakes = 0;
+        [[maybe_unused]] const auto bytes = read(wakeDescriptor_, &wakes, sizeof wakes);
+    }
+}
+
+void X11InputListener::connectIfWanted() {
+    {
+        const bool isDue = anyTapEnabled() && steady_clock::now() >= nextTurn_;
+        const std::lock_guard guard(attemptLock_);
+        if (!attemptWanted_ && !isDue)
+            return;
+    }
+    stream_ = X11RecordStream::open();
+    const auto now = steady_clock::now();
+    lastMotion_ = lastKey_ = sinceEpoch(now);
+    nextTurn_ = now + (stream_ ? nudgeInterval : retryInterval);
+    const std::lock_guard guard(attemptLock_);
+    listening_ = stream_ != nullptr;
+    attemptWanted_ = false;
+    ++attemptCount_;
+    attempted_.notify_all();
+}
+
+void X11InputListener::readEvents() {
+    for (const InputBatch* batch = stream_->next(); batch && !stopping_; batch = stream_->next())
+        deliver(*batch);
+    stream_->readControl();
+    if (const auto now = steady_clock::now(); now >= nextTurn_) {
+        stream_->nudge();
+        nextTurn_ = now + nudgeInterval;
+    }
+}
+
+void X11InputListener::deliver(const InputBatch& batch) {
+    const auto now = sinceEpoch(steady_clock::now());
+    if (batch.hasMotion)
+        lastMotion_ = now;
+    if (batch.hasKey)
+        lastKey_ = now;
+    if (batch.events.empty())
+        return;
+    const std::lock_guard guard(tapsLock_);
+    for (const Tap* tap : taps_)
+        tap->deliver(batch.events);
+}
+
+void X11InputListener::loseStream() {
+    stream_.reset();
+    nextTurn_ = steady_clock::now() + retryInterval;
+    {
+        const std::lock_guard guard(attemptLock_);
+        listening_ = false;
+    }
+    const std::lock_guard guard(tapsLock_);
+    for (Tap* tap : taps_)
+        tap->disable();
+}
+
+bool X11InputListener::anyTapEnabled() {
+    const std::lock_guard guard(tapsLock_);
+    return std::any_of(taps_.begin(), taps_.end(), [](const Tap* tap) { return tap->isEnabled(); });
+}

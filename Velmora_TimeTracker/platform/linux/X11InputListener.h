@@ -53,7 +53,7 @@ private:
     std::atomic<Nanoseconds> lastMotion_ = 0;
     std::atomic<Nanoseconds> lastKey_ = 0;
 
-    std::mutex attemptLock_; ///< Guards the five below.
+    std::mutex attemptLock_; ///< Guards the four below.
     std::condition_variable attempted_;
     quint64 attemptCount_ = 0;
     bool attemptWanted_ = false;

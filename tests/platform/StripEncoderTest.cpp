@@ -1,0 +1,115 @@
+#include "StripEncoder.h"
+
+#include <QBuffer>
+#include <QImage>
+#include <gtest/gtest.h>
+#include <libyuv.h>
+
+namespace {
+
+/// Slopes, and edges at every 40 pixels, so that a shifted or missing row shows.
+QImage makePicture(QSize size) {
+    QImage image(size, QImage::Format_RGB32);
+    for (int y = 0; y < size.height(); ++y)
+        for (int x = 0; x < size.width(); ++x) {
+            const int edge = (x / 40 + y / 40) % 2 ? 60 : 0;
+            image.setPixel(x, y,
+                           qRgb(x * 180 / size.width() + edge, y * 180 / size.height() + edge, 90 + edge));
+        }
+    return image;
+}
+
+/// The same road with the whole picture at once: libyuv scales, Qt encodes.
+QImage wholeFrame(const QImage& picture, QSize target, int quality) {
+    QImage scaled(target, QImage::Format_RGB32);
+    libyuv::ARGBScale(picture.constBits(), int(picture.bytesPerLine()), picture.width(), picture.height(),
+                      scaled.bits(), int(scaled.bytesPerLine()), target.width(), target.height(),
+                      libyuv::kFilterBox);
+    QBuffer buffer;
+    scaled.save(&buffer, "JPEG", quality);
+    return QImage::fromData(buffer.data());
+}
+
+struct Difference {
+    int largest = 0;
+    double mean = 0;
+};
+
+Difference difference(const QImage& a, const QImage& b) {
+    Difference result;
+    double sum = 0;
+    for (int y = 0; y < a.height(); ++y)
+        for (int x = 0; x < a.width(); ++x) {
+            const QRgb p = a.pixel(x, y);
+            const QRgb q = b.pixel(x, y);
+            for (const int d : {qRed(p) - qRed(q), qGreen(p) - qGreen(q), qBlue(p) - qBlue(q)}) {
+                result.largest = std::max(result.largest, std::abs(d));
+                sum += std::abs(d);
+            }
+        }
+    result.mean = sum / (3.0 * a.width() * a.height());
+    return result;
+}
+
+} // namespace
+
+TEST(StripEncoder, EqualsScalingAndEncodingTheWholeFrame) {
+    const std::pair<QSize, QSize> table[] = {
+        {{1, 1}, {1, 1}},
+        {{3, 1080}, {3, 1080}},
+        {{1000, 33}, {1000, 33}},
+        {{1921, 1080}, {1920, 1079}},
+        {{3840, 2160}, {1920, 1080}},
+        {{2560, 1600}, {1920, 1200}},
+        {{5120, 1440}, {1920, 540}},
+        {{7680, 4320}, {1920, 1080}},
+        {{997, 701}, {313, 217}},
+    };
+    for (const auto& [source, target] : table) {
+        SCOPED_TRACE(testing::Message() << source.width() << "x" << source.height() << " to "
+                                        << target.width() << "x" << target.height());
+        const QImage picture = makePicture(source);
+        // Each strip in memory of its own size, so that the sanitizer sees a step beyond it.
+        std::vector<uint8_t> strip;
+        int previousFirst = -1;
+        const auto jpeg = encodeStrips(source, target, 0.6, [&](int first, int count) {
+            EXPECT_GT(first, previousFirst);
+            EXPECT_GE(first, 0);
+            EXPECT_LE(first + count, picture.height());
+            EXPECT_LE(count, 32 * 4 + 7) << "a strip is a small part of a picture";
+            previousFirst = first;
+            const auto* rows = picture.constScanLine(first);
+            strip.assign(rows, rows + picture.bytesPerLine() * count);
+            strip.shrink_to_fit();
+            return strip.data();
+        });
+        ASSERT_TRUE(jpeg);
+        const QImage decoded = QImage::fromData(*jpeg).convertToFormat(QImage::Format_RGB32);
+        ASSERT_EQ(decoded.size(), target);
+        const auto found = difference(decoded, wholeFrame(picture, target, 60));
+        EXPECT_LE(found.largest, 24);
+        EXPECT_LE(found.mean, 1.0);
+    }
+}
+
+TEST(StripEncoder, FailsWhereRowsAreMissingOrTheFormatEnds) {
+    std::vector<uint8_t> rows(size_t(70000) * 4 * 64, 200);
+    const auto grey = [&](int, int) { return rows.data(); };
+    const auto endsEarly = [&](int first, int) { return first < 100 ? rows.data() : nullptr; };
+    EXPECT_TRUE(encodeStrips({200, 200}, {200, 200}, 0.6, grey));
+    EXPECT_FALSE(encodeStrips({200, 200}, {200, 200}, 0.6, endsEarly));
+    EXPECT_FALSE(encodeStrips({70000, 1}, {70000, 1}, 0.6, grey));
+    EXPECT_FALSE(encodeStrips({200, 200}, {0, 200}, 0.6, grey));
+    EXPECT_FALSE(encodeStrips({0, 0}, {200, 200}, 0.6, grey));
+}
+
+TEST(StripEncoder, HeedsTheQuality) {
+    const QImage picture = makePicture({640, 480});
+    const auto size = [&](double quality) {
+        return encodeStrips(picture.size(), picture.size(), quality,
+                            [&](int first, int) { return picture.constScanLine(first); })
+            ->size();
+    };
+    EXPECT_LT(size(0.1), size(0.6));
+    EXPECT_LT(size(0.6), size(1));
+}

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <QByteArray>
+#include <QRect>
+#include <cstdlib>
+#include <memory>
+#include <vector>
+#include <xcb/xcb.h>
+#include <xcb/xtest.h>
+
+/// A second X client that acts as the user, and paints the screen.
+class X11TestClient {
+public:
+    static constexpr uint8_t keyA = 38;
+    static constexpr uint8_t keyShift = 50;
+    static constexpr uint8_t keyControl = 37;
+
+    explicit X11TestClient(const QByteArray& display)
+        : connection_(xcb_connect(display.constData(), nullptr), &xcb_disconnect) {
+        // Load the extension now, so that later requests go out without a question in between.
+        xcb_get_extension_data(connection_.get(), &xcb_test_id);
+    }
+
+    void press(uint8_t key) { fake(XCB_KEY_PRESS, key); }
+    void release(uint8_t key) { fake(XCB_KEY_RELEASE, key); }
+    void stroke(uint8_t key) {
+        press(key);
+        release(key);
+    }
+    void buttonDown(uint8_t button) { fake(XCB_BUTTON_PRESS, button); }
+    void buttonUp(uint8_t button) { fake(XCB_BUTTON_RELEASE, button); }
+    /// To a place where the pointer was not before, so that each call is one motion.
+    void move() {
+        step_ = (step_ + 1) % 500;
+        fake(XCB_MOTION_NOTIFY, 0, int16_t(step_ + 1), int16_t(step_ + 2));
+    }
+    /// Returns when the server has done all of it.
+    void sync() {
+        std::free(
+            xcb_get_input_focus_reply(connection_.get(), xcb_get_input_focus(connection_.get()), nullptr));
+    }
+
+    /// Paints a part of the root window; `colour(x, y)` gives 0xRRGGBB at a place of the screen.
+    template <typename Colour>
+    void paint(const QRect& area, Colour colour) {
+        const xcb_screen_t& screen = *xcb_setup_roots_iterator(xcb_get_setup(connection_.get())).data;
+        const xcb_gcontext_t context = xcb_generate_id(connection_.get());
+        xcb_create_gc(connection_.get(), context, screen.root, 0, nullptr);
+        std::vector<uint32_t> row(size_t(area.width()));
+        for (int y = area.top(); y <= area.bottom(); ++y) {
+            for (int x = area.left(); x <= area.right(); ++x)
+                row[size_t(x - area.left())] = colour(x, y);
+            xcb_put_image(connection_.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, screen.root, context,
+                          uint16_t(row.size()), 1, int16_t(area.left()), int16_t(y), 0, screen.root_depth,
+                          uint32_t(row.size() * 4), reinterpret_cast<const uint8_t*>(row.data()));
+        }
+        xcb_free_gc(connection_.get(), context);
+        sync();
+    }
+
+private:
+    void fake(uint8_t type, uint8_t detail, int16_t x = 0, int16_t y = 0) {
+        xcb_test_fake_input(connection_.get(), type, detail, XCB_CURRENT_TIME, XCB_NONE, x, y, 0);
+    }
+
+    std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection_;
+    int step_ = 0;
+};
