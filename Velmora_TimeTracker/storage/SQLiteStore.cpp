@@ -26,6 +26,11 @@ bool isDamage(int code) {
     return primary == SQLITE_ERROR || primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB;
 }
 
+/// Enough of a statement to know it by in a log line.
+QByteArray excerpt(const char* sql) {
+    return QByteArray(sql).simplified().left(60);
+}
+
 /// The library gives the files beside the database the database's own mode, so that is set before it opens
 /// them.
 void makePrivateFile(const QString& path) {
@@ -181,13 +186,15 @@ void SQLiteStore::beginNewDatabase(int code) {
 void SQLiteStore::noteOutcome(const char* sql, int code) {
     if (code == SQLITE_OK) {
         if (const int failures = failures_.isEmpty() ? 0 : failures_.take(sql); failures > 0) {
-            qCInfo(Log::session, "SQLiteStore: works again after %d failures: %s", failures, sql);
+            qCInfo(Log::session, "SQLiteStore: works again after %d failures: %s", failures,
+                   excerpt(sql).constData());
         }
         return;
     }
     const int failures = ++failures_[sql];
     if (failures == 1) {
-        qCCritical(Log::session, "SQLiteStore: failed rc=%d (%s): %s", code, sqlite3_errmsg(db_), sql);
+        qCCritical(Log::session, "SQLiteStore: failed rc=%d (%s): %s", code, sqlite3_errmsg(db_),
+                   excerpt(sql).constData());
     }
     const int primary = code & 0xff;
     if (primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB) {
