@@ -3,7 +3,7 @@
 add_library(velmora-options INTERFACE)
 target_compile_options(velmora-options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Werror
-    -fcoroutines -pthread # The same for all: the precompiled header is shared.
+    -fcoroutines
     # g++ 12 warns wrongly about moved-from coroutine frames and inlined optionals at -O2.
     $<$<CONFIG:Release>:-Wno-maybe-uninitialized>)
 target_compile_definitions(velmora-options INTERFACE
