@@ -33,6 +33,7 @@ QJsonObject sessionJson(const Session& session) {
             {u"activity_rate"_qs, session.activityRate},
             {u"started"_qs, session.started},
             {u"heartbeats"_qs, session.heartbeats},
+            {u"reported_at"_qs, session.reportedAt},
             {u"intervals"_qs, intervals}};
 }
 

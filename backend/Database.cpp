@@ -22,7 +22,8 @@ CREATE TABLE IF NOT EXISTS sessions (
     started_at INTEGER NOT NULL, stopped_at INTEGER, status TEXT NOT NULL DEFAULT 'active',
     total_seconds INTEGER NOT NULL DEFAULT 0, mouse_movements INTEGER NOT NULL DEFAULT 0,
     key_press_count INTEGER NOT NULL DEFAULT 0, activity_rate REAL NOT NULL DEFAULT 0,
-    started INTEGER NOT NULL DEFAULT 0, heartbeats INTEGER NOT NULL DEFAULT 0);
+    started INTEGER NOT NULL DEFAULT 0, heartbeats INTEGER NOT NULL DEFAULT 0,
+    reported_at INTEGER NOT NULL DEFAULT 0);
 CREATE INDEX IF NOT EXISTS sessions_by_day ON sessions (user, company, started_at);
 CREATE TABLE IF NOT EXISTS intervals (
     session_uuid TEXT NOT NULL, position INTEGER NOT NULL, interval_uuid TEXT NOT NULL,

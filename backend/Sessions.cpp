@@ -12,7 +12,7 @@ namespace {
 
 #define SESSION_COLUMNS                                                                                      \
     "session_uuid, user, company, device_uuid, holder_uuid, task_id, started_at, stopped_at, status, "       \
-    "total_seconds, mouse_movements, key_press_count, activity_rate, started, heartbeats"
+    "total_seconds, mouse_movements, key_press_count, activity_rate, started, heartbeats, reported_at"
 
 std::optional<qint64> optionalSeconds(const QJsonValue& value) {
     return value.isNull() ? std::nullopt : std::optional(secondsFrom(value));
@@ -34,6 +34,7 @@ Session readRow(const Statement& row) {
             .activityRate = row.real(12),
             .started = row.integer(13) != 0,
             .heartbeats = row.integer(14),
+            .reportedAt = row.integer(15),
             .intervals = {}};
 }
 
@@ -52,7 +53,7 @@ std::vector<Interval> closedIntervals(const Session& session) {
     return closed;
 }
 
-void Sessions::start(const QString& user, const QString& company, const QJsonObject& body,
+void Sessions::start(const QString& user, const QString& company, const QJsonObject& body, qint64 now,
                      bool displaceOtherDevices) {
     Transaction transaction(database);
     const QString device = body.value(u"device_uuid").toString();
@@ -66,19 +67,22 @@ void Sessions::start(const QString& user, const QString& company, const QJsonObj
                 .run();
         }
     }
-    Statement(database, "UPDATE sessions SET started = 1 WHERE session_uuid = ?",
+    Statement(database, "UPDATE sessions SET started = 1, reported_at = ? WHERE session_uuid = ?", now,
               body.value(u"session_uuid").toString())
         .run();
     transaction.commit();
 }
 
-void Sessions::report(const QString& user, const QString& company, const QJsonObject& body) {
+void Sessions::report(const QString& user, const QString& company, const QJsonObject& body, qint64 now) {
     Transaction transaction(database);
     const QString uuid = body.value(u"session_uuid").toString();
     const QString status = body.value(u"status").toString();
     if (!demandHeld(user, body))
         insert(user, company, body);
-    Statement(database, "UPDATE sessions SET heartbeats = heartbeats + 1 WHERE session_uuid = ?", uuid).run();
+    Statement(database,
+              "UPDATE sessions SET heartbeats = heartbeats + 1, reported_at = ? WHERE session_uuid = ?", now,
+              uuid)
+        .run();
     Statement(
         database,
         "UPDATE sessions SET task_id = ?, started_at = ?, stopped_at = ?, status = ?, total_seconds = ?, "

@@ -31,6 +31,7 @@ struct Session {
     double activityRate;
     bool started;      ///< a session start has arrived for it
     qint64 heartbeats; ///< accepted reports
+    qint64 reportedAt; ///< when the last start or report came in
     std::vector<Interval> intervals;
 };
 
@@ -51,10 +52,10 @@ public:
         : database(keptIn) {}
 
     /// Idempotent by session. 404 for a session of somebody else, 409 for one that another device took over.
-    void start(const QString& user, const QString& company, const QJsonObject& body,
+    void start(const QString& user, const QString& company, const QJsonObject& body, qint64 now,
                bool displaceOtherDevices);
     /// The same refusals. A report "active" that comes after the final one changes nothing.
-    void report(const QString& user, const QString& company, const QJsonObject& body);
+    void report(const QString& user, const QString& company, const QJsonObject& body, qint64 now);
     /// Refusal 404 unless the session is known and the user's own.
     void demandOwned(const QString& user, const QString& sessionUuid) const;
     /// Hands the session to a device nobody knows; false when there is no such session.

@@ -77,7 +77,8 @@ Reply startSession(State& state, const Call& call) {
                   {u"session_uuid"_qs, uuid()},
                   {u"started_at"_qs, dateTime()},
                   {u"task_id"_qs, text()}});
-    state.sessions.start(caller.account.email, caller.company.key, body, state.accounts.oneDevicePerAccount);
+    state.sessions.start(caller.account.email, caller.company.key, body, state.second(),
+                         state.accounts.oneDevicePerAccount);
     return withTodayTotal(state, caller);
 }
 
@@ -111,7 +112,7 @@ Reply heartbeat(State& state, const Call& call) {
     const Caller caller = callerOf(state, call);
     const QJsonObject body = uploadBody(call);
     demandHeartbeat(body);
-    state.sessions.report(caller.account.email, caller.company.key, body);
+    state.sessions.report(caller.account.email, caller.company.key, body, state.second());
     return withTodayTotal(state, caller);
 }
 
