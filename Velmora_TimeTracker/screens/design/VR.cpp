@@ -64,6 +64,8 @@ QColor VR::colour(Ink ink, const VRPalette& palette) {
         return palette.text;
     case Ink::muted:
         return palette.textMuted;
+    case Ink::brand:
+        return palette.brand500;
     case Ink::accent:
         return palette.accentText();
     case Ink::danger:

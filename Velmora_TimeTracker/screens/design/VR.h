@@ -26,7 +26,7 @@ enum class Type { clock, title, heading, strong, body, caption };
 QFont font(Type type);
 
 /// What a text is coloured by; the colour itself comes from the palette at each painting.
-enum class Ink { strong, text, muted, accent, danger, good, onGradient, onGradientSoft };
+enum class Ink { strong, text, muted, brand, accent, danger, good, onGradient, onGradientSoft };
 QColor colour(Ink ink, const VRPalette& palette);
 
 /// A text from elsewhere as it may stand on the screen: control characters become blanks, marks that turn the

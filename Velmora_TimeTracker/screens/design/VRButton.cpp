@@ -16,6 +16,8 @@ int defaultHeight(VRButton::Look look) {
     switch (look) {
     case VRButton::Look::link:
         return 24;
+    case VRButton::Look::chip:
+        return 28;
     case VRButton::Look::soft:
     case VRButton::Look::plain:
         return 36;
@@ -63,6 +65,10 @@ void VRButton::setHeight(int height) {
     updateGeometry();
 }
 
+bool VRButton::isPill() const {
+    return look_ == Look::onGradient || look_ == Look::chip;
+}
+
 int VRButton::padding() const {
     switch (look_) {
     case Look::link:
@@ -70,6 +76,7 @@ int VRButton::padding() const {
     case Look::plain:
         return 8;
     case Look::soft:
+    case Look::chip:
         return 12;
     default:
         return 20;
@@ -92,7 +99,7 @@ QSize VRButton::minimumSizeHint() const {
 
 QColor VRButton::ink() const {
     const VRPalette& palette = environment_.palette();
-    if (look_ == Look::gradient)
+    if (look_ == Look::gradient || look_ == Look::chip)
         return Qt::white;
     if (look_ == Look::onGradient)
         return palette.isDark ? palette.gradientStops[0] : palette.brand600;
@@ -105,8 +112,8 @@ QColor VRButton::ink() const {
 
 void VRButton::paintGround(QPainter& painter, const QRectF& ground) const {
     const VRPalette& palette = environment_.palette();
-    const double radius = qMin<double>(look_ == Look::onGradient ? ground.height() / 2 : VR::controlRadius,
-                                       ground.height() / 2);
+    const double radius =
+        qMin<double>(isPill() ? ground.height() / 2 : VR::controlRadius, ground.height() / 2);
     const QColor edge = tint_ == Tint::danger ? palette.danger : palette.brand500;
     switch (look_) {
     case Look::gradient:
@@ -122,21 +129,25 @@ void VRButton::paintGround(QPainter& painter, const QRectF& ground) const {
     case Look::soft:
         VRPaint::roundedRect(painter, ground, radius, palette.surfaceSoft, palette.border);
         break;
+    case Look::chip:
+        VRPaint::roundedRect(painter, ground, radius, QColor(255, 255, 255, 44));
+        break;
     case Look::link:
     case Look::plain:
         break;
     }
     if (look_ != Look::link && look_ != Look::outline && (isHovered() || isDown())) {
-        const bool darkens = isDown() || look_ != Look::gradient;
+        const bool darkens = isDown() || (look_ != Look::gradient && look_ != Look::chip);
         VRPaint::roundedRect(painter, ground, radius,
                              darkens && !palette.isDark ? QColor(0, 0, 0, isDown() ? 28 : 12)
                                                         : QColor(255, 255, 255, isDown() ? 12 : 28));
     }
     if (showsFocus()) {
-        const QColor ring = look_ == Look::onGradient ? palette.textStrong
-                            : look_ == Look::gradient ? QColor(Qt::white)
+        const bool onColour = look_ == Look::gradient || look_ == Look::chip;
+        const QColor ring = look_ == Look::onGradient ? QColor(Qt::black)
+                            : onColour                ? QColor(Qt::white)
                                                       : palette.brand500;
-        const double inset = look_ == Look::gradient ? 3 : 0;
+        const double inset = look_ == Look::gradient || look_ == Look::onGradient ? 3 : 0;
         VRPaint::focusRing(painter, ground.adjusted(inset, inset, -inset, -inset), radius - inset, ring);
     }
 }

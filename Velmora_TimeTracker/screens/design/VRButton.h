@@ -13,6 +13,7 @@ public:
         soft,       ///< A quiet choice.
         link,       ///< A text.
         onGradient, ///< White, on a gradient card.
+        chip,       ///< Small, on a gradient card.
         plain,      ///< An icon alone.
     };
     enum class Tint { accent, danger };
@@ -46,6 +47,7 @@ private:
     QColor ink() const;
     void paintGround(QPainter& painter, const QRectF& ground) const;
     void paintLabel(QPainter& painter) const;
+    bool isPill() const;
     int padding() const;
     int iconSize() const;
 

@@ -31,15 +31,23 @@ VRCard::VRCard(const VREnvironment& environment, Look look, int padding)
 }
 
 void VRCard::paintEvent(QPaintEvent*) {
-    const VRPalette& palette = environment_.palette();
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
+    paintGround(painter);
+}
+
+void VRCard::paintGround(QPainter& painter) const {
+    const VRPalette& palette = environment_.palette();
     switch (look_) {
     case Look::surface:
         VRPaint::card(painter, QRectF(rect()).adjusted(0, 0, 0, -shadowRoom), VR::cardRadius, palette);
         break;
     case Look::soft:
         VRPaint::roundedRect(painter, rect(), VR::controlRadius, palette.surfaceSoft, palette.border);
+        break;
+    case Look::glass:
+        VRPaint::roundedRect(painter, rect(), qMin(VR::controlRadius, height() / 2),
+                             QColor(255, 255, 255, 38));
         break;
     case Look::notice:
         QColor tint = VR::warning;

@@ -7,16 +7,17 @@
 
 class QVBoxLayout;
 
-/// A white surface with rounded corners and a column of content.
+/// A surface with rounded corners and a column of content. `glass` lies on a gradient.
 class VRCard : public QWidget {
 public:
-    enum class Look { surface, soft, notice };
+    enum class Look { surface, soft, notice, glass };
 
     explicit VRCard(const VREnvironment& environment, Look look = Look::surface, int padding = 16);
     QVBoxLayout& column() { return *column_; }
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+    void paintGround(QPainter& painter) const;
 
 private:
     const VREnvironment& environment_;

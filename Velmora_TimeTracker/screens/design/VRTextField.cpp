@@ -81,6 +81,10 @@ void VRTextField::setFaulty(bool faulty) {
     update();
 }
 
+void VRTextField::setReadOnly(bool readOnly) {
+    input_->setReadOnly(readOnly);
+}
+
 void VRTextField::focusInput() {
     input_->setFocus(Qt::OtherFocusReason);
     input_->end(false);

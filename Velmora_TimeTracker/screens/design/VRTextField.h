@@ -25,7 +25,7 @@ public:
     /// Colours the frame; the words stand elsewhere.
     void setFaulty(bool faulty);
     void focusInput();
-    QLineEdit& input() { return *input_; }
+    void setReadOnly(bool readOnly);
 
 Q_SIGNALS:
     void edited(const QString& text);

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "Date.h"
+
+#include <QString>
+
+/// Times and shares as the screens word them.
+namespace Formatting {
+
+/// "HH:MM:SS", truncated; hours go on beyond 24.
+QString duration(Seconds seconds);
+/// "HH:MM", truncated.
+QString hoursMinutes(Seconds seconds);
+/// "5 minutes ago", "in 2 hours": the largest unit that fits, truncated.
+QString relative(Date then, Date now);
+/// Keeps the first two digits of a text, and limits their value.
+int digits(const QString& text, int maximum);
+
+} // namespace Formatting

@@ -1,0 +1,198 @@
+#include "GateViews.h"
+
+#include "PopoverModel.h"
+#include "VRButton.h"
+#include "VRCard.h"
+#include "VRDecor.h"
+#include "VRLabel.h"
+
+#include <QHBoxLayout>
+#include <QVBoxLayout>
+
+namespace {
+constexpr int iconDiameter = 64;
+}
+
+GateView::GateView(const VREnvironment& environment, const QString& title)
+    : VRScrollView(environment)
+    , environment_(environment) {
+    auto* content = new QWidget;
+    column_ = new QVBoxLayout(content);
+    const int side = environment.compact ? 20 : 40;
+    column_->setContentsMargins(side, environment.margin(), side, environment.margin());
+    column_->setSpacing(12);
+    column_->addStretch(1);
+    auto* heading = new VRLabel(environment, VR::Type::title, VR::Ink::strong);
+    heading->setMaximumLines(2);
+    heading->setText(title);
+    heading->setAlignment(Qt::AlignCenter);
+    column_->addWidget(heading);
+    column_->addStretch(1);
+    setWidget(content);
+    content->setAutoFillBackground(false);
+    viewport()->setAutoFillBackground(false);
+}
+
+VRLabel* GateView::addText(const QString& text, const QString& identifier) {
+    auto* label = new VRLabel(environment_, VR::Type::body, VR::Ink::text);
+    label->setMaximumLines(5);
+    label->setAlignment(Qt::AlignCenter);
+    label->setText(text);
+    label->setAccessibleDescription(identifier);
+    column_->insertWidget(column_->count() - 1, label);
+    return label;
+}
+
+void GateView::addCentred(QWidget* widget) {
+    column_->insertSpacing(column_->count() - 1, 4);
+    column_->insertWidget(column_->count() - 1, widget, 0, Qt::AlignHCenter);
+}
+
+void GateView::putOnTop(QWidget* widget) {
+    column_->insertWidget(1, widget, 0, Qt::AlignHCenter);
+}
+
+RestoreView::RestoreView(PopoverModel& model, const VREnvironment& environment)
+    : GateView(environment, QStringLiteral("Restoring your session…"))
+    , model_(model) {
+    putOnTop(new VRSpinner(environment, 40));
+    slowHint_ =
+        addText(QStringLiteral("Your desktop may be asking for permission to read your saved sign-in. Check "
+                               "for a system dialog behind this window."));
+    signIn_ = new VRButton(environment, VRButton::Look::outline, QStringLiteral("Sign in instead"),
+                           QStringLiteral("#signInInstead"));
+    addCentred(signIn_);
+    connect(signIn_, &VRButton::clicked, &model, &PopoverModel::abandonAuthRestore);
+    connect(&model, &PopoverModel::changed, this, &RestoreView::refresh);
+    refresh();
+}
+
+void RestoreView::refresh() {
+    slowHint_->setVisible(model_.authRestoreIsSlow());
+    signIn_->setVisible(model_.authRestoreIsSlow());
+}
+
+ForcedUpdateView::ForcedUpdateView(PopoverModel& model, const VREnvironment& environment)
+    : GateView(environment, QStringLiteral("Update Required"))
+    , model_(model) {
+    setAccessibleName(QStringLiteral("Update Required"));
+    setAccessibleDescription(QStringLiteral("#ForceUpdate_Window"));
+    putOnTop(new VRIconCircle(environment, QStringLiteral("VRIconUpdate"), iconDiameter));
+    addText(QStringLiteral("Your app version is no longer supported."));
+    version_ = addText({}, QStringLiteral("#forceUpdateVersion"));
+    addText(QStringLiteral("Tracking has been stopped. Any session in progress was saved and uploaded."));
+    download_ = new VRButton(environment, VRButton::Look::gradient, QStringLiteral("Update Now"),
+                             QStringLiteral("#ForceUpdate_DownloadButton"));
+    addCentred(download_);
+    connect(download_, &VRButton::clicked, &model, &PopoverModel::openDownload);
+    connect(&model, &PopoverModel::changed, this, &ForcedUpdateView::refresh);
+    refresh();
+}
+
+void ForcedUpdateView::refresh() {
+    const auto latest = model_.latestVersion();
+    version_->setVisible(latest.has_value());
+    version_->setText(QStringLiteral("Latest version: ") + VR::shortName(latest.value_or(QString()), 40));
+    download_->setVisible(model_.hasDownload());
+}
+
+PermissionView::PermissionView(PopoverModel& model, const VREnvironment& environment)
+    : GateView(environment, QStringLiteral("Permissions Required"))
+    , model_(model) {
+    if (!environment.compact)
+        putOnTop(new VRIconCircle(environment, QStringLiteral("VRIconPermissions"), iconDiameter));
+    addText(QStringLiteral(
+        "Velmora TimeTracker needs Screen Recording and Input Monitoring to track your activity."));
+    auto* card = new VRCard(environment);
+    card->column().setSpacing(12);
+    screen_ = addRow(*card, QStringLiteral("VRIconScreenshots"), QStringLiteral("Screen Recording"),
+                     QStringLiteral("#openScreenRecording"));
+    input_ = addRow(*card, QStringLiteral("VRIconKeyboard"), QStringLiteral("Input Monitoring"),
+                    QStringLiteral("#openInputMonitoring"));
+    column().insertWidget(column().count() - 1, card);
+    explanation_ = addText({}, QStringLiteral("#permissionExplanation"));
+    auto* again = new VRButton(environment, VRButton::Look::gradient, QStringLiteral("Check Again"),
+                               QStringLiteral("#checkPermissionsAgain"));
+    addCentred(again);
+    connect(screen_.open, &VRButton::clicked, &model, &PopoverModel::openScreenRecordingSettings);
+    connect(input_.open, &VRButton::clicked, &model, &PopoverModel::askForInputMonitoring);
+    connect(again, &VRButton::clicked, &model, &PopoverModel::checkPermissionsAgain);
+    connect(&model, &PopoverModel::changed, this, &PermissionView::refresh);
+}
+
+PermissionView::Row PermissionView::addRow(VRCard& card, const QString& icon, const QString& title,
+                                           const QString& identifier) {
+    Row row;
+    auto* line = new QHBoxLayout;
+    line->setSpacing(12);
+    line->addWidget(new VRIconCircle(environment(), icon, 36));
+    auto* words = new QVBoxLayout;
+    words->setSpacing(2);
+    words->addWidget(new VRLabel(environment(), VR::Type::strong, VR::Ink::strong, title));
+    auto* stateLine = new QHBoxLayout;
+    stateLine->setSpacing(4);
+    row.mark = new VRIconView(environment(), QStringLiteral("VRIconCheck"), 14, VR::Ink::good);
+    row.state = new VRLabel(environment(), VR::Type::caption, VR::Ink::text);
+    row.state->setAccessibleDescription(identifier + QStringLiteral("State"));
+    stateLine->addWidget(row.mark);
+    stateLine->addWidget(row.state, 1);
+    words->addLayout(stateLine);
+    line->addLayout(words, 1);
+    row.open = new VRButton(environment(), VRButton::Look::soft, QStringLiteral("Open Settings"), identifier);
+    row.open->setSpokenName(QStringLiteral("Open Settings: ") + title);
+    line->addWidget(row.open);
+    card.column().addLayout(line);
+    return row;
+}
+
+void PermissionView::show(const Row& row, bool granted) {
+    row.mark->setIcon(granted ? QStringLiteral("VRIconCheck") : QStringLiteral("VRIconCluse"),
+                      granted ? VR::Ink::good : VR::Ink::danger);
+    row.state->setText(granted ? QStringLiteral("Granted") : QStringLiteral("Not granted"));
+    row.open->setVisible(!granted);
+}
+
+void PermissionView::refresh() {
+    if (!isVisible())
+        return;
+    const auto states = model_.probePermissions();
+    show(screen_, states.screenRecording);
+    show(input_, states.inputMonitoring);
+    const auto words = Routing::permissionExplanation(states.screenRecording, states.inputMonitoring);
+    explanation_->setText(words.value_or(QString()));
+    explanation_->setVisible(words.has_value());
+}
+
+void PermissionView::showEvent(QShowEvent* event) {
+    GateView::showEvent(event);
+    refresh();
+}
+
+InterruptedSessionView::InterruptedSessionView(PopoverModel& model, const VREnvironment& environment)
+    : GateView(environment, QStringLiteral("Unfinished Session Found"))
+    , model_(model) {
+    putOnTop(new VRIconCircle(environment, QStringLiteral("VRIconHistory"), iconDiameter));
+    task_ = new VRLabel(environment, VR::Type::strong, VR::Ink::strong);
+    task_->setAlignment(Qt::AlignCenter);
+    task_->setAccessibleDescription(QStringLiteral("#interruptedTask"));
+    column().insertWidget(column().count() - 1, task_);
+    since_ = addText({}, QStringLiteral("#interruptedSince"));
+    auto* resume = new VRButton(environment, VRButton::Look::gradient, QStringLiteral("Resume"),
+                                QStringLiteral("#resumeInterrupted"));
+    resume->setIconName(QStringLiteral("VRIconPlay"));
+    addCentred(resume);
+    connect(resume, &VRButton::clicked, &model, &PopoverModel::resumeInterruptedSession);
+    connect(&model, &PopoverModel::changed, this, &InterruptedSessionView::refresh);
+    refresh();
+}
+
+void InterruptedSessionView::refresh() {
+    since_->setText(model_.interruptedSince());
+    task_->setText(model_.interruptedTask());
+    task_->setVisible(!model_.interruptedTask().isEmpty());
+}
+
+void InterruptedSessionView::showEvent(QShowEvent* event) {
+    GateView::showEvent(event);
+    refresh();
+}

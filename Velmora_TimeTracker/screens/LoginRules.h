@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QString>
+#include <optional>
+
+/// What the sign-in form asks of its fields. The e-mail is given trimmed, the password as typed.
+namespace LoginRules {
+
+bool isEmail(const QString& email);
+/// The hint while typing; leaves empty fields alone.
+std::optional<QString> clientValidationMessage(const QString& email, const QString& password);
+/// What stops the sign-in at the press of the button.
+std::optional<QString> validationError(const QString& email, const QString& password);
+
+} // namespace LoginRules

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "VR.h"
+
+#include <QWidget>
+#include <variant>
+
+class LoginModel;
+class QVBoxLayout;
+
+/// The sign-in screens: shows the one of the model's phase.
+class LoginView : public QWidget {
+public:
+    LoginView(LoginModel& model, const VREnvironment& environment);
+
+private:
+    void refresh();
+
+    LoginModel& model_;
+    const VREnvironment& environment_;
+    QVBoxLayout* const column_;
+    QWidget* page_ = nullptr;
+    std::size_t shownPhase_ = std::variant_npos;
+};

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "VR.h"
+
+#include <QLineEdit>
+
+/// One box of a one-time code.
+class OTPDigitField : public QLineEdit {
+public:
+    OTPDigitField(const VREnvironment& environment, int index);
+
+    QSize sizeHint() const override { return {44, 52}; }
+    QSize minimumSizeHint() const override { return {32, 52}; }
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+
+private:
+    const VREnvironment& environment_;
+};

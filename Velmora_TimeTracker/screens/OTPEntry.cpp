@@ -1,0 +1,29 @@
+#include "OTPEntry.h"
+
+#include <algorithm>
+
+void OTPEntry::change(int index, const QString& text) {
+    QString kept;
+    std::ranges::copy_if(text, std::back_inserter(kept), [](QChar c) { return c.isNumber(); });
+    if (kept.size() <= 1) {
+        digits.at(static_cast<std::size_t>(index)) = kept;
+        if (!kept.isEmpty())
+            commit(index);
+        return;
+    }
+    kept = kept.left(length);
+    for (qsizetype i = 0; i < kept.size(); ++i)
+        digits.at(static_cast<std::size_t>(i)) = kept.mid(i, 1);
+    focusedField = qMin(static_cast<int>(kept.size()), length - 1);
+}
+
+void OTPEntry::commit(int index) {
+    focusedField = qMin(index + 1, length - 1);
+}
+
+QString OTPEntry::code() const {
+    QString joined;
+    for (const QString& digit : digits)
+        joined += digit;
+    return joined;
+}

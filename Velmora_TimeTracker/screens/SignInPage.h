@@ -1,0 +1,37 @@
+#pragma once
+
+#include "VRScrollView.h"
+
+class QVBoxLayout;
+class VRHeroCard;
+class VRLabel;
+
+/// The frame of every sign-in screen: a gradient card with a drawing above, a white card with the fields
+/// below.
+class SignInPage : public VRScrollView {
+public:
+    struct Hero {
+        QString drawing;
+        QString title;
+        QString text;
+        bool showsLogo = false;
+    };
+
+    SignInPage(const VREnvironment& environment, const Hero& hero);
+
+protected:
+    const VREnvironment& environment() const { return environment_; }
+    VRLabel& heroText() { return *heroText_; }
+    /// The white card's column.
+    QVBoxLayout& fields() { return *fields_; }
+    /// What stands below the card.
+    QVBoxLayout& footer() { return *footer_; }
+
+private:
+    VRHeroCard* makeHero(const Hero& hero);
+
+    const VREnvironment& environment_;
+    VRLabel* heroText_ = nullptr;
+    QVBoxLayout* fields_ = nullptr;
+    QVBoxLayout* footer_ = nullptr;
+};

@@ -1,0 +1,110 @@
+#include "TrackerIdleView.h"
+
+#include "TaskField.h"
+#include "TrackerModel.h"
+#include "VRButton.h"
+#include "VRCard.h"
+#include "VRDecor.h"
+#include "VRLabel.h"
+
+#include <QHBoxLayout>
+#include <QShowEvent>
+#include <QVBoxLayout>
+
+namespace {
+/// An icon before a wrapping text.
+QHBoxLayout* makeLine(const VREnvironment& environment, const QString& icon, VRLabel* text) {
+    auto* line = new QHBoxLayout;
+    line->setContentsMargins(0, 0, 0, 0);
+    line->setSpacing(10);
+    line->addWidget(new VRIconView(environment, icon, 18, VR::Ink::accent), 0, Qt::AlignTop);
+    line->addWidget(text, 1);
+    return line;
+}
+} // namespace
+
+TrackerIdleView::TrackerIdleView(TrackerModel& model, const VREnvironment& environment)
+    : model_(model)
+    , environment_(environment) {
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(environment.compact ? 12 : 16);
+    column->addWidget(makeHero());
+    column->addWidget(makeTaskCard());
+    column->addWidget(makeTipsCard());
+    column->addStretch(1);
+    setFocusProxy(start_);
+    connect(&model, &TrackerModel::changed, this, &TrackerIdleView::refresh);
+    refresh();
+}
+
+VRHeroCard* TrackerIdleView::makeHero() {
+    auto* hero =
+        new VRHeroCard(environment_, QStringLiteral("TrackerHeroBanner"), environment_.compact ? 16 : 24);
+    hero->setDrawingShare(environment_.compact ? 0.40 : 0.46);
+    hero->setMinimumHeight(environment_.compact ? 176 : 204);
+    auto* words = new QVBoxLayout;
+    words->setSpacing(8);
+    phrase_ = new VRLabel(environment_, VR::Type::title, VR::Ink::onGradient);
+    phrase_->setMaximumLines(4);
+    phrase_->setAccessibleDescription(QStringLiteral("#idlePhrase"));
+    auto* invitation = new VRLabel(environment_, VR::Type::body, VR::Ink::onGradientSoft);
+    invitation->setMaximumLines(3);
+    invitation->setText(QStringLiteral("Start tracking your time\nand stay productive."));
+    words->addWidget(phrase_);
+    words->addWidget(invitation);
+    auto* row = new QHBoxLayout;
+    row->addLayout(words, environment_.compact ? 64 : 58);
+    row->addStretch(environment_.compact ? 36 : 42);
+    start_ = new VRButton(environment_, VRButton::Look::onGradient, QStringLiteral("Start Tracking"),
+                          QStringLiteral("#startTracking"));
+    start_->setIconName(QStringLiteral("VRIconPlay"));
+    hero->column().addStretch(1);
+    hero->column().addLayout(row);
+    hero->column().addSpacing(8);
+    hero->column().addWidget(start_, 0, Qt::AlignLeft);
+    hero->column().addStretch(1);
+    connect(start_, &VRButton::clicked, &model_, &TrackerModel::start);
+    return hero;
+}
+
+VRCard* TrackerIdleView::makeTaskCard() {
+    auto* card =
+        new VRSectionCard(environment_, QStringLiteral("VRIconClipboard"), QStringLiteral("Task (optional)"));
+    taskField_ = new TaskField(model_, environment_);
+    card->column().setSpacing(12);
+    card->column().addWidget(taskField_);
+    return card;
+}
+
+VRCard* TrackerIdleView::makeTipsCard() {
+    auto* card = new VRCard(environment_, VRCard::Look::soft, 14);
+    auto* tip = new VRLabel(environment_, VR::Type::caption, VR::Ink::text);
+    tip->setMaximumLines(3);
+    tip->setText(QStringLiteral("Pick a task to make time analysis and reports easier."));
+    card->column().addLayout(makeLine(environment_, QStringLiteral("VRIconTracker"), tip));
+    statusLine_ = new QWidget;
+    status_ = new VRLabel(environment_, VR::Type::caption, VR::Ink::strong);
+    status_->setMaximumLines(4);
+    status_->setAccessibleDescription(QStringLiteral("#statusMessage"));
+    statusLine_->setLayout(makeLine(environment_, QStringLiteral("VRIconInfo"), status_));
+    card->column().addWidget(statusLine_);
+    return card;
+}
+
+void TrackerIdleView::refresh() {
+    phrase_->setText(model_.idlePhrase());
+    start_->setEnabled(model_.canStart());
+    taskField_->refresh();
+    const auto message = model_.statusMessage();
+    status_->setText(message.value_or(QString()));
+    statusLine_->setVisible(message.has_value());
+}
+
+void TrackerIdleView::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    if (event->spontaneous())
+        return;
+    model_.idleViewAppeared();
+    refresh();
+}

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "VR.h"
+
+#include <QWidget>
+
+class TaskField;
+class TrackerModel;
+class VRButton;
+class VRCard;
+class VRHeroCard;
+class VRLabel;
+
+/// The tracker while nothing runs: a word of encouragement, the start, the task, a tip.
+class TrackerIdleView : public QWidget {
+public:
+    TrackerIdleView(TrackerModel& model, const VREnvironment& environment);
+
+protected:
+    void showEvent(QShowEvent* event) override;
+
+private:
+    VRHeroCard* makeHero();
+    VRCard* makeTaskCard();
+    VRCard* makeTipsCard();
+    void refresh();
+
+    TrackerModel& model_;
+    const VREnvironment& environment_;
+    VRLabel* phrase_ = nullptr;
+    VRButton* start_ = nullptr;
+    TaskField* taskField_ = nullptr;
+    QWidget* statusLine_ = nullptr;
+    VRLabel* status_ = nullptr;
+};

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "VRScrollView.h"
+
+#include <optional>
+
+class QVBoxLayout;
+class TrackerModel;
+class VRCard;
+class VRLabel;
+
+/// The tracker tab: its banners, and the idle or the active view.
+class TrackerView : public VRScrollView {
+public:
+    TrackerView(TrackerModel& model, const VREnvironment& environment);
+
+private:
+    VRCard* makePermissionBanner();
+    VRCard* makeMidnightBanner();
+    void refresh();
+    void showBody(bool tracking);
+
+    TrackerModel& model_;
+    const VREnvironment& environment_;
+    QVBoxLayout* const column_;
+    VRCard* permissionLost_ = nullptr;
+    VRCard* midnight_ = nullptr;
+    VRLabel* midnightTask_ = nullptr;
+    QWidget* body_ = nullptr;
+    std::optional<bool> showsActive_;
+};

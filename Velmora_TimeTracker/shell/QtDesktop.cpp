@@ -1,0 +1,50 @@
+#include "QtDesktop.h"
+
+#include "AlertDialog.h"
+
+#include <QApplication>
+#include <QDesktopServices>
+#include <QUrl>
+#include <QWidget>
+
+QtDesktop::QtDesktop() = default;
+QtDesktop::~QtDesktop() = default;
+
+void QtDesktop::setTheme(const ThemeManager& theme, VRImages& images) {
+    environment_ = std::make_unique<VREnvironment>(VREnvironment{theme, images, false});
+}
+
+void QtDesktop::present(const Alert& alert, std::function<void(int button)> done) {
+    if (!environment_)
+        return done(qMax<int>(0, static_cast<int>(alert.buttons.size()) - 1));
+    auto* dialog = new AlertDialog(alert, *environment_, std::move(done), window_);
+    dialog->show();
+    dialog->raise();
+    dialog->activateWindow();
+}
+
+void QtDesktop::activate() {
+    bringWindowToFront();
+}
+
+bool QtDesktop::bringWindowToFront() {
+    if (!window_)
+        return false;
+    window_->setWindowState(window_->windowState() & ~Qt::WindowMinimized);
+    window_->show();
+    window_->raise();
+    window_->activateWindow();
+    return true;
+}
+
+void QtDesktop::open(const QUrl& url) {
+    const QString scheme = url.scheme();
+    if (url.isValid() && !url.host().isEmpty() &&
+        (scheme == QStringLiteral("https") || scheme == QStringLiteral("http")))
+        QDesktopServices::openUrl(url);
+}
+
+void QtDesktop::terminate() {
+    // Not quit(), which asks the windows first; they would only minimise.
+    QApplication::exit();
+}

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "Desktop.h"
+#include "VRImages.h"
+
+#include <functional>
+#include <memory>
+
+class QWidget;
+class ThemeManager;
+struct VREnvironment;
+
+/// The application on a Qt desktop. Made before the window and the theme, which it is given later; until then
+/// alerts wait for nobody and are answered as if closed.
+class QtDesktop : public Desktop {
+public:
+    QtDesktop();
+    ~QtDesktop() override;
+
+    /// The window that alerts belong to, and what they are painted with; both outlive the event loop.
+    void setWindow(QWidget& window) { window_ = &window; }
+    void setTheme(const ThemeManager& theme, VRImages& images);
+
+    void present(const Alert& alert, std::function<void(int button)> done) override;
+    void activate() override;
+    bool bringWindowToFront() override;
+    void open(const QUrl& url) override;
+    void terminate() override;
+
+private:
+    QWidget* window_ = nullptr;
+    std::unique_ptr<VREnvironment> environment_;
+};
