@@ -96,6 +96,15 @@ void World::calmDown() {
     server_.isUnreachable = server_.isFailing = false;
     jobsUntilDeath_ = -1;
     platform_.permissions.screenRecording = true;
+    if (changesClock_ || changesZone_) {
+        // Due times and slots that lie in the future of a clock or zone set back wait for their moment: let it come.
+        isCommanding_ = true;
+        core_->sessionManager.stopTracking();
+        observe();
+        isCommanding_ = false;
+        platform_.timeline.sleepMachine(86400 + jumped_);
+        slept_ += 86400 + jumped_;
+    }
     for (int round = 0; round < 2 && complaints_.isEmpty(); ++round) {
         pass(700);
         touch();
@@ -125,7 +134,7 @@ void World::checkDelivery() {
     int rewritten = 0;
     for (const Session& session : storedSessions("session_history")) {
         const auto& record = server_.sessions[session.id];
-        missing += record.completedBodies.isEmpty() && !record.takenOver ? 1 : 0;
+        missing += record.completedBodies.isEmpty() && !record.takenOver && !closedByTakeover_.contains(session.id) ? 1 : 0;
         rewritten += record.completedBodies.size() > 1 ? 1 : 0;
     }
     // A row may be discarded after six failures, which is logged; nothing else may be missing.
@@ -150,6 +159,6 @@ void World::checkDelivery() {
         complain(QStringLiteral("D: %1 segments were never sent").arg(unsent));
     const auto tracked = static_cast<double>(count("SELECT sum(non_idle_seconds) FROM activity_segments"));
     const double slack = 3.0 * (happened_.starts + happened_.sleeps + happened_.idlePauses + happened_.midnights + 10);
-    if (!changesClock_ && !changesCompany_ && tracked > truth_.workedSeconds() + 1000 + slack)
-        complain(QStringLiteral("B: segments hold %1 s of %2 s").arg(tracked).arg(truth_.workedSeconds()));
+    if (!changesClock_ && !changesCompany_ && tracked > ranSeconds_ + slack)
+        complain(QStringLiteral("B: segments hold %1 s of %2 s").arg(tracked).arg(ranSeconds_));
 }

@@ -152,6 +152,8 @@ void World::observe() {
     if (before.isTracking && !now.isTracking) {
         resolveGap(false);
         const bool takenOver = server_.takeoverAnswers > std::exchange(seenTakeovers_, server_.takeoverAnswers);
+        if (takenOver && !isCommanding_)
+            closedByTakeover_.insert(before.session);
         const bool idleStop = engine.lastStatusMessage() == QStringLiteral("Tracking stopped: idle");
         if (!isCommanding_ && !takenOver && !idleStop && platform_.permissions.screenRecording)
             complain(QStringLiteral("stopped for no reason: ") + engine.lastStatusMessage().value_or(QString()));
@@ -180,6 +182,7 @@ void World::runningBegan(bool isRollover) {
 }
 
 void World::runningEnded() {
+    ranSeconds_ += real() - intervalBegan_;
     truth_.note(intervalBegan_, real(), Truth::Second::worked);
     truth_.blur(intervalBegan_);
     truth_.blur(real());
@@ -283,9 +286,14 @@ void World::useTheProgram() {
         const Session found = *engine.interruptedSession();
         const bool crossesDay = !found.intervals.empty() && companyDate(found.intervals.front().startedAt) !=
                                                                 companyDate(platform_.timeline.date());
-        // The rule for a session left open over midnight: it ends with its first day.
-        if (diedRunningAt_ && crossesDay)
-            truth_.note(*diedRunningAt_ - Truth::crashLoss, real(), Truth::Second::allowed);
+        // The rule for a session left open over midnight: it ends with its first day, which a change of zone may move to
+        // before the crash.
+        if (crossesDay && (diedRunningAt_ || changesZone_)) {
+            const auto dayEnd = SegmentUtils::startOfDayAfter(found.intervals.front().startedAt, 1, companyZone());
+            const double cut = dayEnd ? *dayEnd - truth_.start() : 0;
+            const double died = diedRunningAt_.value_or(real()) - Truth::crashLoss;
+            truth_.note(std::min(cut, died), real(), Truth::Second::allowed);
+        }
         resolveGap(false);
         diedRunningAt_.reset();
         engine.resumeInterruptedSession();

@@ -116,6 +116,10 @@ private:
     Seconds idleThreshold_ = 300;
     std::optional<Gap> gap_;
     std::optional<double> diedRunningAt_;
+    double ranSeconds_ = 0; ///< All seconds of running sessions, those included that a rule took out afterwards.
+    /// Sessions that a take-over closed: their end is reported by the other device. The rule closes whatever session runs,
+    /// also when the take-over was of an earlier one.
+    QSet<QUuid> closedByTakeover_;
     int seenTakeovers_ = 0;
     double nextHour_ = 3600;
 };
