@@ -185,6 +185,7 @@ void SessionManager::completeStaleActiveSessions() {
     }
     refreshTodayCompletedSeconds();
     localTotalAtServerAnchor_ += currentLocalTotal() - localBefore;
+    recomputeTodayTotalSeconds();
 }
 
 /// A stale session ends at the moment it is found, unless it was closed before.

@@ -4,6 +4,7 @@
 #include "Permissions.h"
 
 #include <QSet>
+#include <deque>
 
 /// Synthetic displays that can fail at each step.
 class SimulatedDisplays : public DisplaySource {
@@ -30,6 +31,7 @@ public:
 class SimulatedPermissions : public Permissions {
 public:
     bool screenRecording = true;
+    std::deque<bool> queuedScreenAnswers; ///< Given before `screenRecording` is looked at.
     int inputMonitoring = 0;
     bool grantsOnRequest = false;
     int screenProbes = 0;
@@ -39,7 +41,11 @@ public:
 
     bool canRecordScreen() override {
         ++screenProbes;
-        return screenRecording;
+        if (queuedScreenAnswers.empty())
+            return screenRecording;
+        const bool answer = queuedScreenAnswers.front();
+        queuedScreenAnswers.pop_front();
+        return answer;
     }
     int inputMonitoringStatus() override { return inputMonitoring; }
     bool requestInputMonitoring() override {
