@@ -23,7 +23,8 @@ constexpr int busyMilliseconds = 1000;
 /// The content of the file is at fault, as against the disk, the folder's rights or another process.
 bool isDamage(int code) {
     const int primary = code & 0xff;
-    return primary == SQLITE_ERROR || primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB;
+    return primary == SQLITE_ERROR || primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB ||
+           primary == SQLITE_CONSTRAINT;
 }
 
 /// Enough of a statement to know it by in a log line.
@@ -198,13 +199,19 @@ void SQLiteStore::noteOutcome(const char* sql, int code) {
     }
     const int primary = code & 0xff;
     if (primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB) {
-        // Damage that the opening did not see. In an index alone it is mended without a loss.
-        const bool isMended =
-            failures == 1 && execute("REINDEX;") == SQLITE_OK && checkContent(db_) == SQLITE_OK;
-        if (!isMended) {
+        // Damage that the opening did not see. In an index alone it is mended without a loss; a mending that
+        // did not help, or that met worse, ends the file's use. A disk that refuses it says nothing of the
+        // file.
+        const int mended = mend();
+        if (mended == SQLITE_OK ? failures > 1 : isDamage(mended)) {
             beginNewDatabase(code);
         }
     }
+}
+
+int SQLiteStore::mend() {
+    const int indexed = execute("REINDEX;");
+    return indexed == SQLITE_OK ? checkContent(db_) : indexed;
 }
 
 void SQLiteStore::runLocked(const char* sql, const std::function<void(Statement&)>& use) {

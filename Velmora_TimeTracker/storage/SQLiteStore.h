@@ -106,6 +106,8 @@ private:
     int open();
     int migrateIfNeeded();
     int execute(const char* sql);
+    /// Writes the indices anew.
+    int mend();
     /// Sets the present file aside and opens an empty one.
     void beginNewDatabase(int code);
     /// Logs the first of a statement's failures in a row, and the end of the row; mends or replaces a damaged

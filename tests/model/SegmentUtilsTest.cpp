@@ -97,11 +97,19 @@ TEST(SegmentUtils, daysTileInEveryZone) {
         const auto dateOf = [&zone](Date date) {
             return SegmentUtils::segmentDateAndNumber(date, zone).date;
         };
-        // Each step looks at both ends of a day, so two days a step see every boundary; later ones are
-        // sampled.
-        const double dense = since1970(2025, 1, 1);
-        for (double t = since1970(1970, 1, 3); t < since1970(2100, 12, 31);
-             t += (t < dense ? 2 : 9) * 86400) {
+        // Every day on which the zone changes with its neighbours, and a sample of the others.
+        std::vector<double> days;
+        for (double t = since1970(1970, 1, 3); t < since1970(2100, 12, 31); t += 29 * 86400) {
+            days.push_back(t);
+        }
+        const QDateTime first = QDateTime::fromSecsSinceEpoch(0, Qt::UTC);
+        for (const auto& change : zone.transitions(first, first.addYears(130))) {
+            for (const int offset : {-1, 0, 1}) {
+                days.push_back(
+                    std::floor(Date::fromDateTime(change.atUtc).secondsSince1970() / 86400 + offset) * 86400);
+            }
+        }
+        for (const double t : days) {
             const Date noon = Date::since1970(t + 43200);
             const auto start = SegmentUtils::calendarDate(noon, zone);
             const auto next = SegmentUtils::startOfDayAfter(noon, 1, zone);
