@@ -1,38 +1,53 @@
 #include "Velmora_TimeTrackerApp.h"
 
+#include "LinuxPlatform.h"
+#include "LoginModel.h"
+#include "MainWindow.h"
+#include "PopoverModel.h"
+#include "QtDesktop.h"
 #include "SingleInstance.h"
+#include "ThemeManager.h"
+#include "TimeTrackerCore.h"
+#include "TrackerModel.h"
+#include "VRImages.h"
 
-#include <QApplication>
+struct Velmora_TimeTrackerApp::Parts {
+    QtDesktop desktop;
+    LinuxPlatform system;
+    const Platform platform{system.platform(desktop)};
+    ThemeManager theme{platform.preferences};
+    VRImages images;
+    TimeTrackerCore core{platform};
+    LoginModel login{core};
+    PopoverModel root{core};
+    TrackerModel tracker{core};
+    MainWindow window{{root, login, tracker}, theme, images};
+
+    // Background work ends before what it works on.
+    ~Parts() { system.stop(); }
+
+    void wire() {
+        desktop.setTheme(theme, images);
+        desktop.setWindow(window);
+        QObject::connect(&theme, &ThemeManager::paletteChanged, &window, [this] { images.clear(); });
+        QObject::connect(&window, &MainWindow::quitRequested, &window, [this] { desktop.terminate(); });
+        core.appState.installWindowActions([this] { window.bringUp(); },
+                                           [this] {
+                                               window.bringUp();
+                                               core.appState.setPendingMainTab(MainTab::settings);
+                                           });
+    }
+};
 
 Velmora_TimeTrackerApp::Velmora_TimeTrackerApp(SingleInstance& instance)
-    : platform_(linux_.platform(desktop_))
-    , theme_(platform_.preferences)
-    , core_(platform_)
-    , login_(core_)
-    , root_(core_)
-    , tracker_(core_)
-    , window_({root_, login_, tracker_}, theme_, images_) {
-    wire(instance);
-    window_.bringUp();
+    : parts_(std::make_unique<Parts>()) {
+    parts_->wire();
+    instance.onActivationRequested([this] { parts_->window.bringUp(); });
+    parts_->window.bringUp();
 }
 
-Velmora_TimeTrackerApp::~Velmora_TimeTrackerApp() {
-    linux_.stop();
-}
+Velmora_TimeTrackerApp::~Velmora_TimeTrackerApp() = default;
 
-void Velmora_TimeTrackerApp::wire(SingleInstance& instance) {
-    desktop_.setTheme(theme_, images_);
-    desktop_.setWindow(window_);
-    QObject::connect(&theme_, &ThemeManager::paletteChanged, &window_, [this] { images_.clear(); });
-    QObject::connect(&window_, &MainWindow::quitRequested, &window_, [this] { desktop_.terminate(); });
-    // Must be done when the handler returns: the session manager waits for nothing else.
-    QObject::connect(
-        qApp, &QGuiApplication::commitDataRequest, &window_, [this] { linux_.sessionIsEnding(); },
-        Qt::DirectConnection);
-    core_.appState.installWindowActions([this] { window_.bringUp(); },
-                                        [this] {
-                                            window_.bringUp();
-                                            core_.appState.setPendingMainTab(MainTab::settings);
-                                        });
-    instance.onActivationRequested([this] { window_.bringUp(); });
+void Velmora_TimeTrackerApp::desktopSessionIsEnding() {
+    parts_->system.sessionIsEnding();
 }

@@ -1,14 +1,6 @@
 #pragma once
 
-#include "LinuxPlatform.h"
-#include "LoginModel.h"
-#include "MainWindow.h"
-#include "PopoverModel.h"
-#include "QtDesktop.h"
-#include "ThemeManager.h"
-#include "TimeTrackerCore.h"
-#include "TrackerModel.h"
-#include "VRImages.h"
+#include <memory>
 
 class SingleInstance;
 
@@ -22,17 +14,10 @@ public:
     Velmora_TimeTrackerApp(const Velmora_TimeTrackerApp&) = delete;
     Velmora_TimeTrackerApp& operator=(const Velmora_TimeTrackerApp&) = delete;
 
-private:
-    void wire(SingleInstance& instance);
+    /// The desktop session ends: everything is put in order before this returns, and the application ends.
+    void desktopSessionIsEnding();
 
-    QtDesktop desktop_;
-    LinuxPlatform linux_;
-    const Platform platform_;
-    ThemeManager theme_;
-    VRImages images_;
-    TimeTrackerCore core_;
-    LoginModel login_;
-    PopoverModel root_;
-    TrackerModel tracker_;
-    MainWindow window_;
+private:
+    struct Parts;
+    const std::unique_ptr<Parts> parts_;
 };
