@@ -1,16 +1,7 @@
 #include "StoreWorld.h"
 
 #include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QRegularExpression>
-#include <gtest/gtest.h>
-#include <sqlite3.h>
-
-QString StoreWorld::directoryTemplate() {
-    const QString inMemory = "/dev/shm";
-    return (QFileInfo(inMemory).isWritable() ? inMemory : QDir::tempPath()) + "/store-XXXXXX";
-}
 
 void StoreWorld::useCompany(const QString& host) {
     domain.setBaseURL(QUrl("https://" + host + "/api/v1/"));
@@ -27,23 +18,7 @@ SQLiteStore& StoreWorld::reopen() {
 
 QStringList StoreWorld::sql(const QByteArray& text) const {
     QDir().mkpath(folder());
-    QStringList rows;
-    sqlite3* db = nullptr;
-    EXPECT_EQ(sqlite3_open(QFile::encodeName(file()).constData(), &db), SQLITE_OK);
-    char* message = nullptr;
-    const auto addRow = [](void* found, int count, char** values, char**) {
-        QStringList columns;
-        for (int i = 0; i < count; ++i) {
-            columns << QString::fromUtf8(values[i] ? values[i] : "NULL");
-        }
-        static_cast<QStringList*>(found)->append(columns.join('|'));
-        return 0;
-    };
-    EXPECT_EQ(sqlite3_exec(db, text.constData(), addRow, &rows, &message), SQLITE_OK)
-        << message << text.constData();
-    sqlite3_free(message);
-    sqlite3_close(db);
-    return rows;
+    return querySQLite(file(), text);
 }
 
 QStringList StoreWorld::filesSetAside() const {

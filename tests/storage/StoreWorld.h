@@ -1,5 +1,6 @@
 #pragma once
 
+#include "DatabaseProbe.h"
 #include "DomainStorage.h"
 #include "SQLiteStore.h"
 #include "SimulatedStores.h"
@@ -10,7 +11,7 @@
 
 /// A store on a real file in a temporary folder, and a second connection to look at the file.
 struct StoreWorld {
-    QTemporaryDir directory{directoryTemplate()};
+    QTemporaryDir directory{fastTemporaryFolder()};
     MemoryPreferenceStore preferences;
     DomainStorage domain{preferences};
     Timeline timeline;
@@ -29,8 +30,6 @@ struct StoreWorld {
 
     /// Runs SQL on the file and gives its rows, columns joined with "|"; NULL is shown as "NULL".
     QStringList sql(const QByteArray& text) const;
-    /// In memory where there is such a folder: each write waits for the disk.
-    static QString directoryTemplate();
     /// Names of the databases that were set aside, without the logs that went with them.
     QStringList filesSetAside() const;
 };

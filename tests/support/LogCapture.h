@@ -13,6 +13,8 @@ public:
     LogCapture& operator=(const LogCapture&) = delete;
 
     QStringList lines() const;
+    /// What was said at one level only.
+    QStringList lines(QtMsgType level) const;
     bool contains(const QString& text) const;
     int count(const QString& text) const;
 };

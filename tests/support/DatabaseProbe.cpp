@@ -1,0 +1,31 @@
+#include "DatabaseProbe.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+QStringList querySQLite(const QString& file, const QByteArray& sql) {
+    QStringList rows;
+    sqlite3* db = nullptr;
+    EXPECT_EQ(sqlite3_open(QFile::encodeName(file).constData(), &db), SQLITE_OK);
+    char* message = nullptr;
+    const auto addRow = [](void* found, int count, char** values, char**) {
+        QStringList columns;
+        for (int i = 0; i < count; ++i)
+            columns << QString::fromUtf8(values[i] ? values[i] : "NULL");
+        static_cast<QStringList*>(found)->append(columns.join('|'));
+        return 0;
+    };
+    EXPECT_EQ(sqlite3_exec(db, sql.constData(), addRow, &rows, &message), SQLITE_OK)
+        << message << sql.constData();
+    sqlite3_free(message);
+    sqlite3_close(db);
+    return rows;
+}
+
+QString fastTemporaryFolder() {
+    const QString inMemory = "/dev/shm";
+    return (QFileInfo(inMemory).isWritable() ? inMemory : QDir::tempPath()) + "/velmora-XXXXXX";
+}
