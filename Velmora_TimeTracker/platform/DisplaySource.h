@@ -31,7 +31,8 @@ struct Picture {
     QSize size; ///< In pixels.
 };
 
-/// The picture was taken but could not be encoded.
+/// The picture was taken but could not be encoded, or its display changed meanwhile; proves nothing about the
+/// permission.
 struct EncodingFailed {};
 
 using PictureResult = std::variant<Picture, EncodingFailed, DisplayError>;

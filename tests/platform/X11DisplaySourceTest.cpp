@@ -45,9 +45,10 @@ int largestError(const PictureResult& result, const QRect& area, double scale) {
     return largest;
 }
 
-bool setMonitor(const XvfbServer& server, const char* name, const char* geometry, const char* output) {
-    return server.run(QStringLiteral("xrandr"), {QStringLiteral("--setmonitor"), QLatin1String(name),
-                                                 QLatin1String(geometry), QLatin1String(output)});
+bool setMonitor(const char* name, const char* geometry, const char* output) {
+    return ChildProcess({QStringLiteral("xrandr"), QStringLiteral("--setmonitor"), QLatin1String(name),
+                         QLatin1String(geometry), QLatin1String(output)})
+        .wait();
 }
 
 const QStringList withoutSharedMemory{QStringLiteral("-extension"), QStringLiteral("MIT-SHM")};
@@ -69,9 +70,9 @@ TEST(X11DisplaySource, TakesEachMonitorWithAndWithoutSharedMemory) {
         EXPECT_LE(largestError(source.picture(whole[0], {750, 300}, 0.9), QRect(0, 0, 1500, 600), 0.5), 16);
 
         // The right one is made first, and a third mirrors the left one.
-        ASSERT_TRUE(setMonitor(server, "right", "500/500x600/600+1000+0", "none"));
-        ASSERT_TRUE(setMonitor(server, "left", "1000/1000x600/600+0+0", "screen"));
-        ASSERT_TRUE(setMonitor(server, "mirror", "1000/1000x600/600+0+0", "none"));
+        ASSERT_TRUE(setMonitor("right", "500/500x600/600+1000+0", "none"));
+        ASSERT_TRUE(setMonitor("left", "1000/1000x600/600+0+0", "screen"));
+        ASSERT_TRUE(setMonitor("mirror", "1000/1000x600/600+0+0", "none"));
         const auto two = displaysOf(source);
         ASSERT_EQ(two.size(), 2U);
         EXPECT_EQ(two[0].size, QSize(1000, 600));
@@ -85,14 +86,15 @@ TEST(X11DisplaySource, TakesEachMonitorWithAndWithoutSharedMemory) {
 TEST(X11DisplaySource, SkipsAMonitorThatChangedOrWentAndGoesOn) {
     const XvfbServer server(QStringLiteral("800x600x24"));
     const SessionEnvironment environment(server.display());
-    ASSERT_TRUE(setMonitor(server, "left", "400/400x600/600+0+0", "screen"));
-    ASSERT_TRUE(setMonitor(server, "right", "400/400x600/600+400+0", "none"));
+    ASSERT_TRUE(setMonitor("left", "400/400x600/600+0+0", "screen"));
+    ASSERT_TRUE(setMonitor("right", "400/400x600/600+400+0", "none"));
     X11DisplaySource source;
     const auto before = displaysOf(source);
     ASSERT_EQ(before.size(), 2U);
 
     ASSERT_TRUE(
-        server.run(QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), QStringLiteral("right")}));
+        ChildProcess({QStringLiteral("xrandr"), QStringLiteral("--delmonitor"), QStringLiteral("right")})
+            .wait());
     EXPECT_TRUE(std::holds_alternative<EncodingFailed>(source.picture(before[1], {400, 600}, 0.6)));
     Display resized = before[0];
     resized.size = QSize(300, 300);

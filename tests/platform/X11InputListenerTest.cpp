@@ -5,7 +5,6 @@
 #include "X11TestClient.h"
 #include "XvfbFixture.h"
 
-#include <condition_variable>
 #include <ctime>
 #include <gmock/gmock.h>
 #include <mutex>
@@ -20,29 +19,6 @@ namespace {
 /// The server sends what it recorded once a second.
 constexpr auto patience = 1500ms;
 
-/// Keeps what a tap delivers.
-class Collector {
-public:
-    InputEventSource::Handler handler() {
-        return [this](InputEventType type) {
-            const std::lock_guard guard(lock_);
-            events_.push_back(type);
-            arrived_.notify_all();
-        };
-    }
-    /// What was delivered, once there are `count` or the patience is over.
-    std::vector<InputEventType> waitFor(size_t count, std::chrono::milliseconds time = patience) {
-        std::unique_lock guard(lock_);
-        arrived_.wait_for(guard, time, [&] { return events_.size() >= count; });
-        return events_;
-    }
-
-private:
-    std::mutex lock_;
-    std::condition_variable arrived_;
-    std::vector<InputEventType> events_;
-};
-
 template <typename Condition>
 bool eventually(Condition condition, std::chrono::milliseconds time = patience) {
     const auto deadline = std::chrono::steady_clock::now() + time;
@@ -53,6 +29,30 @@ bool eventually(Condition condition, std::chrono::milliseconds time = patience) 
     }
     return true;
 }
+
+/// Keeps what a tap delivers.
+class Collector {
+public:
+    InputEventSource::Handler handler() {
+        return [this](InputEventType type) {
+            const std::lock_guard guard(lock_);
+            events_.push_back(type);
+        };
+    }
+    std::vector<InputEventType> events() const {
+        const std::lock_guard guard(lock_);
+        return events_;
+    }
+    /// What was delivered, once there are `count` or the patience is over.
+    std::vector<InputEventType> waitFor(size_t count, std::chrono::milliseconds time = patience) const {
+        eventually([&] { return events().size() >= count; }, time);
+        return events();
+    }
+
+private:
+    mutable std::mutex lock_;
+    std::vector<InputEventType> events_;
+};
 
 class X11InputListenerTest : public testing::Test {
 protected:
@@ -152,15 +152,16 @@ TEST_F(X11InputListenerTest, FollowsAChangedMappingOfTheModifiers) {
 
     // The notice of the change may come a moment after the change: press until a press no longer counts.
     ASSERT_TRUE(
-        server.run(QStringLiteral("xmodmap"), {QStringLiteral("-e"), QStringLiteral("add mod3 = a")}));
+        ChildProcess({QStringLiteral("xmodmap"), QStringLiteral("-e"), QStringLiteral("add mod3 = a")})
+            .wait());
     EXPECT_TRUE(eventually(
         [&] {
-            const auto before = collector.waitFor(0).size();
+            const auto before = collector.events().size();
             user.stroke(X11TestClient::keyA);
             user.move();
             user.sync();
             return collector.waitFor(before + 1).back() == mouseMoved &&
-                   collector.waitFor(0).size() == before + 1;
+                   collector.events().size() == before + 1;
         },
         4s));
 }

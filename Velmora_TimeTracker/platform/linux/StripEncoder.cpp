@@ -19,8 +19,8 @@ constexpr int groupRows = 2 * DCTSIZE;
 /// server.
 constexpr int stripRows = 2 * groupRows;
 
-/// How many rows above and below a strip the scaling filter may touch.
-constexpr int marginRows = 3;
+/// Rows above and below a strip for the scaling filter, whose steps are rounded in fixed point.
+constexpr int marginRows = 2;
 
 /// A strip of one colour component. Rows are as long as libjpeg reads them, which is whole blocks.
 class Plane {
@@ -69,6 +69,33 @@ struct Planes {
     Plane v;
 };
 
+/// Where libjpeg writes: straight into a byte array, which moves no bytes when it grows large.
+struct Output {
+    Output() {
+        base.init_destination = [](j_compress_ptr compress) { of(compress).grow(0); };
+        base.empty_output_buffer = [](j_compress_ptr compress) -> boolean {
+            of(compress).grow(of(compress).bytes.size()); // It is called when all is full.
+            return TRUE;
+        };
+        base.term_destination = [](j_compress_ptr compress) {
+            Output& output = of(compress);
+            output.bytes.resize(output.bytes.size() - qsizetype(output.base.free_in_buffer));
+            output.bytes.squeeze();
+        };
+    }
+
+    static Output& of(j_compress_ptr compress) { return *reinterpret_cast<Output*>(compress->dest); }
+
+    void grow(qsizetype used) {
+        bytes.resize(std::max<qsizetype>(64 * 1024, used * 2));
+        base.next_output_byte = reinterpret_cast<JOCTET*>(bytes.data()) + used;
+        base.free_in_buffer = size_t(bytes.size() - used);
+    }
+
+    jpeg_destination_mgr base{}; ///< First, so that a pointer to it is a pointer to the whole.
+    QByteArray bytes;
+};
+
 /// libjpeg with raw planes. It reports errors by a jump, which must not pass over an object with a
 /// destructor: so no function here that calls setjmp holds one.
 class JpegWriter {
@@ -80,10 +107,7 @@ public:
         };
         error_.base.output_message = [](j_common_ptr) {};
     }
-    ~JpegWriter() {
-        jpeg_destroy_compress(&compress_);
-        std::free(bytes_);
-    }
+    ~JpegWriter() { jpeg_destroy_compress(&compress_); }
     JpegWriter(const JpegWriter&) = delete;
     JpegWriter& operator=(const JpegWriter&) = delete;
 
@@ -91,7 +115,7 @@ public:
         if (setjmp(error_.jump))
             return false;
         jpeg_create_compress(&compress_);
-        jpeg_mem_dest(&compress_, &bytes_, &byteCount_);
+        compress_.dest = &output_.base;
         compress_.image_width = JDIMENSION(size.width());
         compress_.image_height = JDIMENSION(size.height());
         compress_.input_components = 3;
@@ -131,19 +155,16 @@ public:
         return true;
     }
 
-    QByteArray bytes() const {
-        return QByteArray(reinterpret_cast<const char*>(bytes_), qsizetype(byteCount_));
-    }
+    QByteArray takeBytes() { return std::move(output_.bytes); }
 
 private:
     struct Error {
-        jpeg_error_mgr base; ///< First, so that a pointer to it is a pointer to the whole.
+        jpeg_error_mgr base; ///< First, as above.
         std::jmp_buf jump;
     };
     jpeg_compress_struct compress_{};
     Error error_{};
-    unsigned char* bytes_ = nullptr;
-    unsigned long byteCount_ = 0;
+    Output output_;
 };
 
 /// Gives the rows of a picture of size `target`, each strip scaled as if the whole source were there.
@@ -200,5 +221,5 @@ std::optional<QByteArray> encodeStrips(QSize source, QSize target, double qualit
         if (!writer.write(planes, count))
             return std::nullopt;
     }
-    return writer.finish() ? std::optional(writer.bytes()) : std::nullopt;
+    return writer.finish() ? std::optional(writer.takeBytes()) : std::nullopt;
 }

@@ -1,5 +1,7 @@
 #include "X11Connection.h"
 
+#include <mutex>
+
 bool isWaylandSession(const QByteArray& waylandDisplay, const QByteArray& sessionType) {
     return !waylandDisplay.isEmpty() || sessionType.compare("wayland", Qt::CaseInsensitive) == 0;
 }
@@ -11,8 +13,12 @@ std::optional<X11Connection> X11Connection::open() {
     if (display.isEmpty())
         return std::nullopt;
 
+    // The library that looks up the authority file keeps its name in memory that all threads share.
+    static std::mutex connecting;
+    std::unique_lock guard(connecting);
     int screenNumber = 0;
     std::unique_ptr<xcb_connection_t, Disconnect> connection(xcb_connect(display.constData(), &screenNumber));
+    guard.unlock();
     if (xcb_connection_has_error(connection.get()) != 0)
         return std::nullopt;
     auto screens = xcb_setup_roots_iterator(xcb_get_setup(connection.get()));

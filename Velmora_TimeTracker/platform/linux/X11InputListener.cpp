@@ -18,8 +18,6 @@ constexpr const char* threadName = "activity.tap";
 
 constexpr auto nudgeInterval = 1s; ///< Bounds how late an event is delivered.
 constexpr auto retryInterval = 1s; ///< Between attempts that nobody waits for.
-constexpr auto attemptTimeLimit =
-    2s; ///< How long a caller waits for a server that accepts but does not answer.
 
 auto sinceEpoch(steady_clock::time_point time) {
     return time.time_since_epoch().count();
@@ -98,7 +96,7 @@ bool X11InputListener::isListening() {
         wake();
     else
         thread_ = std::thread([this] { run(); });
-    attempted_.wait_for(guard, attemptTimeLimit, [&] { return attemptCount_ > before; });
+    attempted_.wait(guard, [&] { return attemptCount_ > before; });
     return listening_;
 }
 

@@ -32,7 +32,8 @@ public:
     std::unique_ptr<InputEventTap> openTap(Handler handler) override;
     std::optional<Seconds> secondsSinceLast(InputEventType type) override;
 
-    /// True when input is being recorded; if it was not yet, one attempt is made and waited for.
+    /// True when input is being recorded; if it was not yet, one attempt is made, which ends when the server
+    /// answers.
     bool isListening();
 
 private:
