@@ -237,26 +237,6 @@ TEST_F(ScreenCapture, aCycleInFlightOutlastsStopAndStartButNotTheService) {
     EXPECT_EQ(machine.displays.streamsStopped, 2);
 }
 
-TEST_F(ScreenCapture, aSlowCycleOverlapsTheNextTick) {
-    machine.displays.streams = true;
-    machine.displays.list.resize(13, {1, {10, 10}, 1});
-    std::vector<StreamSample> samples{{true, 0, RawImage{{4, 4}, QByteArray(64, 'p')}}};
-    start(1);
-    machine.displays.streamSamples = samples;
-    pass(60);
-    EXPECT_EQ(complete, 1);
-    machine.displays.streamSamples.clear();
-    const LogCapture log;
-    pass(60); // this cycle waits for its frame
-    machine.timeline.jumpWallClock(1);
-    machine.displays.streamSamples = samples;
-    start(1);
-    EXPECT_EQ(log.count("SCStream produced"), 0);
-    pass(60);
-    EXPECT_EQ(complete, 2);
-    EXPECT_EQ(log.count("SCStream produced no usable frame for display 0"), 1);
-}
-
 TEST_F(ScreenCapture, filesAreForTheUserAloneWhateverTheMask) {
     const mode_t before = ::umask(0);
     start();
