@@ -10,7 +10,7 @@ import subprocess
 import sys
 import time
 
-from harness import ACCOUNT, MONITORS, Desktop, Failure, until
+from harness import ACCOUNT, MONITORS, TASK, Desktop, Failure, until
 
 
 def tell(text):
@@ -41,12 +41,12 @@ def unattended(desktop):
     desktop.sign_in()
     desktop.wait_for("#startTracking", 20)
     stage("2-ready", "signed in")
-    task = desktop.backend.get("/control/config")["projects"][0]["project_name"]
-    desktop.pick_task(task)
+    if TASK not in desktop.pick_task(1):
+        raise Failure("another task was picked")
     desktop.press("#startTracking")
     desktop.wait_for("#stopTracking")
     desktop.type_for(12)
-    stage("3-tracking", f"tracking “{task}”, typing and moving")
+    stage("3-tracking", f"tracking “{TASK}”, typing and moving")
     desktop.press("#pauseTracking")
     time.sleep(3)
     stage("4-paused", "paused for three seconds")
@@ -110,7 +110,7 @@ def main():
         if not summary["segments"]:
             show_open_segment(desktop)
         for shot in summary["screenshot_files"]:
-            tell(f"  screenshot {shot['width']}x{shot['height']} {shot['name']}")
+            tell(f"  screenshot {shot['width']}x{shot['height']} {shot['file_name']}")
         tell("demo: session-starts=%d heartbeats=%d completed=%d screenshots=%d segments=%d" % tuple(
             summary[key] for key in ("session_starts", "heartbeats", "completed", "screenshots", "segments")))
         arrived = all(summary[key] for key in ("session_starts", "heartbeats", "completed", "screenshots"))

@@ -14,7 +14,7 @@ import tempfile
 import time
 import unittest
 
-from harness import ACCOUNT, MONITORS, Desktop, until
+from harness import ACCOUNT, MONITORS, TASK, Desktop, until
 
 BUILD = pathlib.Path(sys.argv.pop(1))
 KILLS = int(os.environ.get("VELMORA_KILLS", "20"))
@@ -80,8 +80,7 @@ class EndToEnd(unittest.TestCase):
         until("the refusal", lambda: desktop.shows("Login failed. Check your credentials and connection."))
         desktop.sign_in()
         desktop.wait_for("#startTracking", 20)
-        task = desktop.backend.get("/control/config")["projects"][0]["project_name"]
-        desktop.pick_task(task)
+        self.assertIn(TASK, desktop.pick_task(1))
         desktop.press("#startTracking")
         desktop.wait_for("#stopTracking")
         began = time.monotonic()
@@ -134,9 +133,9 @@ class EndToEnd(unittest.TestCase):
             closed = self.active_session()
             self.assertIn("stoppedAt", closed["intervals"][-1], signal_number)
             desktop.start_program()
-            desktop.wait_for("#resumeInterruptedSession", 20)
+            desktop.wait_for("#resumeInterrupted", 20)
             self.assertTrue(desktop.shows("Unfinished Session Found"))
-            desktop.press("#resumeInterruptedSession")
+            desktop.press("#resumeInterrupted")
             desktop.wait_for("#stopTracking")
             self.assertEqual(self.active_session()["id"], closed["id"])
         self.check_no_stall()
@@ -154,7 +153,7 @@ class EndToEnd(unittest.TestCase):
             desktop.stop_program(signal.SIGKILL)
             self.assertIsNotNone(self.active_session())
             desktop.start_program()
-            desktop.press("#resumeInterruptedSession", 20)
+            desktop.press("#resumeInterrupted", 20)
             desktop.wait_for("#stopTracking")
         session = self.active_session()
         self.assertEqual(len(session["intervals"]), KILLS + 1)
