@@ -219,6 +219,7 @@ void SessionManager::handleWillSleep() {
 void SessionManager::handleDidWake() {
     if (interruptedSession_)
         return;
+    const Operation operation(*this, false);
     if (pausedDueToSystemSleep_ && isTracking_)
         resumeTracking();
     maybePerformMidnightRolloverIfNeeded(on_.clock.now());

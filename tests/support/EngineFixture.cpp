@@ -1,0 +1,122 @@
+#include "EngineFixture.h"
+
+#include "DatabaseProbe.h"
+#include "Json.h"
+#include "TrackingHeartbeat.h"
+
+#include <QJsonArray>
+
+EngineFixture::EngineFixture(const char* start, const QByteArray& machineZone)
+    : directory(fastTemporaryFolder())
+    , machine(directory.path(), 1, at(start), machineZone) {
+    config.deviceId = "backend-device";
+    config.projects = {{"p1", "First"}, {"p2", "Second"}};
+    config.screenshotIntervalMinutes = 10;
+    config.idleMinutesThreshold = 5;
+    config.discardIdleTime = true;
+    machine.urlSession.setServer([this](const URLRequest& request) { return answer(request); });
+    signIn();
+    launch();
+}
+
+EngineFixture::~EngineFixture() {
+    die();
+}
+
+void EngineFixture::launch() {
+    core = std::make_unique<TimeTrackerCore>(machine.platform());
+    machine.timeline.settle();
+}
+
+void EngineFixture::die() {
+    core.reset();
+    machine.processDied();
+}
+
+void EngineFixture::restart() {
+    die();
+    launch();
+}
+
+void EngineFixture::signIn(const QString& url) {
+    DomainStorage(machine.preferences).setBaseURL(QUrl(url));
+    KeychainService(machine.secrets).saveAuthTokens({"access", "refresh", {}, {}, {}, {}});
+}
+
+void EngineFixture::applyConfig() {
+    core->apply(config);
+}
+
+void EngineFixture::start(const QString& projectId, const QString& projectName) {
+    machine.input.happen(InputEventType::mouseMoved); // on the way to the button
+    engine().startTracking(projectId.isEmpty() ? std::nullopt
+                                               : std::optional(RemoteProject{projectId, projectName}));
+    machine.timeline.settle();
+}
+
+void EngineFixture::typeFor(int seconds) {
+    for (int i = 0; i < seconds; ++i) {
+        tick(0.5);
+        machine.input.happen(InputEventType::keyDown);
+        tick(0.5);
+    }
+}
+
+void EngineFixture::jumpTo(const char* text) {
+    machine.timeline.jumpWallClock(at(text) - machine.timeline.date());
+}
+
+void EngineFixture::sleepMachine(Seconds span) {
+    machine.power.willSleep();
+    machine.timeline.settle();
+    machine.timeline.sleepMachine(span);
+    machine.power.didWake();
+    machine.timeline.settle();
+}
+
+SimulatedURLSession::Reply EngineFixture::answer(const URLRequest& request) const {
+    const QString path = request.url.path();
+    if (path.endsWith("authentication/refresh"))
+        return SimulatedURLSession::answer(
+            refreshStatus,
+            R"({"data":{"access_token":"access","refresh_token":"refresh","expires_at":"2099-01-01T00:00:00Z"}})");
+    if (path.endsWith("employees/config"))
+        return SimulatedURLSession::answer(status, "{\"data\":" + encodeRemoteConfig(config) + "}");
+    QJsonObject data{{"ok", true}};
+    if (todayTotal) {
+        data.insert("today_total_seconds", todayTotal->totalSeconds);
+        data.insert("today_date", todayTotal->date);
+    }
+    if (path.endsWith("segments/batch")) {
+        QJsonArray accepted;
+        const auto rows = Json::array(Json::object(request.body).value_or(QJsonObject()), "segments");
+        for (int i = 0; rows && i < rows->size(); ++i)
+            accepted.append(i);
+        data.insert("accepted", accepted);
+    }
+    return SimulatedURLSession::answer(status, Json::compact({{"success", true}, {"data", data}}));
+}
+
+QStringList EngineFixture::sql(const QByteArray& text) const {
+    return querySQLite(directory.filePath("Velmora TimeTracker/timetracker.sqlite"), text);
+}
+
+std::vector<Session> EngineFixture::storedSessions(const char* table) const {
+    std::vector<Session> sessions;
+    const QStringList rows = sql(QByteArray("SELECT payload FROM ") + table + " ORDER BY rowid");
+    for (const QString& payload : rows)
+        sessions.push_back(decodeSession(payload.toUtf8()).value());
+    return sessions;
+}
+
+std::vector<QJsonObject> EngineFixture::bodies(const QString& endpoint) const {
+    std::vector<QJsonObject> found;
+    for (const URLRequest& request : machine.urlSession.requests)
+        if (request.url.path().endsWith(endpoint))
+            found.push_back(Json::object(request.body).value_or(QJsonObject()));
+    return found;
+}
+
+std::optional<Date> EngineFixture::mark(const QUuid& session) const {
+    return TrackingHeartbeat::load(session, machine.preferences);
+}

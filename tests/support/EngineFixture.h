@@ -1,0 +1,64 @@
+#pragma once
+
+#include "ISO8601.h"
+#include "SimulatedPlatform.h"
+#include "TimeTrackerCore.h"
+
+#include <QJsonObject>
+#include <QTemporaryDir>
+#include <memory>
+#include <optional>
+#include <vector>
+
+/// The program below the screens on a simulated machine with real files: an employee of a company is signed
+/// in, and a backend answers every request with what `config` and `todayTotal` say. Requests are recorded in
+/// `machine.urlSession`.
+class EngineFixture {
+public:
+    explicit EngineFixture(const char* start = "2024-05-15T09:00:00Z", const QByteArray& machineZone = "UTC");
+    ~EngineFixture();
+
+    static Date at(const char* text) { return ISO8601::parse(QString::fromLatin1(text)).value(); }
+    static constexpr auto companyURL = "https://acme.test/api/v1/";
+
+    QTemporaryDir directory;
+    SimulatedPlatform machine;
+    RemoteConfig config;                        ///< What the backend serves.
+    std::optional<ServerTodayTotal> todayTotal; ///< What the tracking endpoints report back.
+    int status = 200;                           ///< What every endpoint but the refresh answers.
+    int refreshStatus = 200;
+
+    std::unique_ptr<TimeTrackerCore> core;
+    SessionManager& engine() { return core->sessionManager; }
+    const Session& session() { return engine().currentSession().value(); }
+    QString message() { return engine().lastStatusMessage().value_or(QString()); }
+
+    /// Starts the program and lets everything happen that happens at once. Done by the constructor, too.
+    void launch();
+    /// The process dies: nothing that it had under way goes on.
+    void die();
+    void restart();
+
+    void signIn(const QString& url = QString::fromLatin1(companyURL));
+    /// The engine gets `config` as from the server.
+    void applyConfig();
+
+    void start(const QString& projectId = {}, const QString& projectName = {});
+    void tick(Seconds span) { machine.timeline.advance(span); }
+    /// One key a second.
+    void typeFor(int seconds);
+    void jumpTo(const char* text);
+    /// With both notices; nothing runs in between.
+    void sleepMachine(Seconds span);
+
+    // What is on disk and what the backend saw.
+    std::vector<Session> finishedSessions() const { return storedSessions("session_history"); }
+    std::vector<Session> activeSessions() const { return storedSessions("sessions"); }
+    QStringList sql(const QByteArray& text) const;
+    std::vector<QJsonObject> bodies(const QString& endpoint) const;
+    std::optional<Date> mark(const QUuid& session) const;
+
+private:
+    SimulatedURLSession::Reply answer(const URLRequest& request) const;
+    std::vector<Session> storedSessions(const char* table) const;
+};
