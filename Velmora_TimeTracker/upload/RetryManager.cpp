@@ -7,10 +7,13 @@
 #include <algorithm>
 #include <cmath>
 
+namespace {
+constexpr Seconds longestCooldown = 600;
+}
+
 void RetryManager::registerFailure(std::optional<int> statusCode) {
     constexpr int failuresThatOpen = 5;
     constexpr Seconds firstCooldown = 60;
-    constexpr Seconds longestCooldown = 600;
 
     ++consecutiveFailures_;
     if (!statusCode || *statusCode < 500 || consecutiveFailures_ < failuresThatOpen)
@@ -31,7 +34,10 @@ void RetryManager::registerSuccess() {
 }
 
 bool RetryManager::canAttempt(Date now) const {
-    return !circuitOpenUntil_ || now >= *circuitOpenUntil_;
+    if (!circuitOpenUntil_ || now >= *circuitOpenUntil_)
+        return true;
+    // A wall clock that was set back must not stretch a cool-down to the size of the jump.
+    return *circuitOpenUntil_ - now > longestCooldown;
 }
 
 Date RetryManager::nextAttemptDate(int retryCount) {

@@ -59,6 +59,14 @@ TEST_F(Breaker, onlyAServerErrorOpensItButEveryFailureCounts) {
     EXPECT_FALSE(isOpen());
 }
 
+TEST_F(Breaker, aClockSetBackDoesNotStretchACooldown) {
+    fail(503, 5);
+    timeline.jumpWallClock(-500);
+    EXPECT_TRUE(isOpen());
+    timeline.jumpWallClock(-13 * 3600);
+    EXPECT_FALSE(isOpen());
+}
+
 TEST_F(Breaker, nextAttemptDoublesAndStaysWithinASecondOfItsStep) {
     const std::pair<int, int> steps[] = {{0, 2},  {1, 4},  {2, 8},  {3, 16},
                                          {4, 32}, {5, 64}, {6, 64}, {1000, 64}};
