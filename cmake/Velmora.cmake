@@ -4,8 +4,8 @@ add_library(velmora-options INTERFACE)
 target_compile_options(velmora-options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Werror
     -fcoroutines
-    # g++ 12 warns wrongly about moved-from coroutine frames and inlined optionals at -O2.
-    $<$<CONFIG:Release>:-Wno-maybe-uninitialized>)
+    # g++ 12 warns wrongly about moved-from coroutine frames, inlined optionals and string copies at -O2 and up.
+    $<$<CONFIG:Release>:-Wno-maybe-uninitialized;-Wno-array-bounds;-Wno-restrict;-Wno-stringop-overflow>)
 target_compile_definitions(velmora-options INTERFACE
     QT_NO_KEYWORDS QT_NO_CAST_TO_ASCII QT_NO_URL_CAST_FROM_STRING QT_NO_FOREACH
     QT_MESSAGELOGCONTEXT)

@@ -37,7 +37,7 @@ bool create(const QString& folder) {
     bool isOurs = false;
     for (const QString& name : names) {
         level += u'/' + name;
-        isOurs = isOurs || level.endsWith(ownLevel);
+        isOurs = isOurs || level.endsWith(ownLevel) || level == absolute;
         createLevel(level, isOurs);
     }
     return QFileInfo(absolute).isDir();

@@ -11,9 +11,9 @@ namespace ApplicationFolder {
 /// Absolute path without a trailing slash. Creates nothing.
 QString path(const ApplicationInfo& information);
 
-/// Makes `folder` with its parents, readable by the user alone whatever the mask of the process. From the own
-/// folder downwards, levels that others could enter are closed to them. False when it is not there
-/// afterwards.
+/// Makes `folder` with its parents, readable by the user alone whatever the mask of the process. `folder` itself,
+/// and every level from the own folder downwards, is closed to others when it was open. False when it is not
+/// there afterwards.
 bool create(const QString& folder);
 
 /// Renames a file that cannot be read to "<name>.unreadable-<yyyyMMdd-HHmmss>" (UTC, by the file's own time

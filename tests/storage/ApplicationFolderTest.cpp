@@ -45,6 +45,12 @@ TEST(ApplicationFolder, closesWhatWasOpenAndOnlyItsOwn) {
     EXPECT_EQ(mode(own), 0700U);
     EXPECT_EQ(mode(own + "/captures"), 0700U);
 
+    const QString preferences = directory.filePath("data/velmora-timetracker");
+    ASSERT_TRUE(QDir().mkdir(preferences));
+    ASSERT_EQ(::chmod(QFile::encodeName(preferences).constData(), 0755), 0);
+    EXPECT_TRUE(ApplicationFolder::create(preferences));
+    EXPECT_EQ(mode(preferences), 0700U);
+
     QFile inTheWay(own + "/file");
     ASSERT_TRUE(inTheWay.open(QIODevice::WriteOnly));
     EXPECT_FALSE(ApplicationFolder::create(own + "/file"));

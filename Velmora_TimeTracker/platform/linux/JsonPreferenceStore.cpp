@@ -9,6 +9,10 @@
 #include <QJsonDocument>
 #include <QSaveFile>
 
+namespace {
+constexpr auto ownerOnly = QFile::ReadOwner | QFile::WriteOwner;
+}
+
 JsonPreferenceStore::JsonPreferenceStore(QString file, Clock& clock)
     : file_(std::move(file)) {
     load(clock);
@@ -39,6 +43,7 @@ void JsonPreferenceStore::load(Clock& clock) {
     QFile stored(file_);
     if (!stored.exists())
         return;
+    stored.setPermissions(ownerOnly);
     const QByteArray text = stored.open(QIODevice::ReadOnly) ? stored.readAll() : QByteArray();
     const QJsonDocument document = QJsonDocument::fromJson(text);
     if (document.isObject()) {
@@ -54,7 +59,6 @@ void JsonPreferenceStore::load(Clock& clock) {
 
 void JsonPreferenceStore::save() {
     QSaveFile replacement(file_);
-    constexpr auto ownerOnly = QFile::ReadOwner | QFile::WriteOwner;
     saved_ = ApplicationFolder::create(QFileInfo(file_).absolutePath()) &&
              replacement.open(QIODevice::WriteOnly) && replacement.setPermissions(ownerOnly) &&
              replacement.write(QJsonDocument(values_).toJson()) >= 0 && replacement.commit();
