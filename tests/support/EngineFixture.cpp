@@ -20,6 +20,7 @@ EngineFixture::EngineFixture(const char* start, const QByteArray& machineZone)
 }
 
 EngineFixture::~EngineFixture() {
+    tick(5); // exchanges under way come to their end, so that nothing suspended is left behind
     die();
 }
 
