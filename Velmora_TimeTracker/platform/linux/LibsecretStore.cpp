@@ -34,6 +34,14 @@ struct Error {
     ~Error() { g_clear_error(&error); }
 };
 
+/// Null without a bus. Of its own accord a lost session bus would end the process.
+GObjectPtr<GDBusConnection> sessionBus(GCancellable* cancellable) {
+    GObjectPtr<GDBusConnection> bus(g_bus_get_sync(G_BUS_TYPE_SESSION, cancellable, nullptr));
+    if (bus)
+        g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
+    return bus;
+}
+
 /// The Secret Service on the session bus.
 class Keyring final : public SecretStore {
 public:
@@ -86,6 +94,7 @@ private:
     };
 
     Service connect(Error& error) const {
+        const auto bus = sessionBus(cancellable_); // which the service then shares
         return Service(secret_service_get_sync(SECRET_SERVICE_OPEN_SESSION, cancellable_, &error.error));
     }
 
@@ -199,22 +208,37 @@ private:
     QMap<QPair<QString, QString>, QByteArray> secrets_;
 };
 
+/// True for the bus's own words that nobody serves a name, and that nobody can be started to do it. A service
+/// that is slow, or was not waited for, is there all the same.
+bool meansAbsent(const GError* error) {
+    if (!error || error->domain != G_DBUS_ERROR)
+        return false;
+    switch (error->code) {
+    case G_DBUS_ERROR_SERVICE_UNKNOWN:
+    case G_DBUS_ERROR_NAME_HAS_NO_OWNER:
+    case G_DBUS_ERROR_SPAWN_EXEC_FAILED:
+    case G_DBUS_ERROR_SPAWN_FORK_FAILED:
+    case G_DBUS_ERROR_SPAWN_CHILD_EXITED:
+    case G_DBUS_ERROR_SPAWN_CHILD_SIGNALED:
+    case G_DBUS_ERROR_SPAWN_FAILED:
+        return true;
+    default:
+        return false;
+    }
+}
+
 /// True when the session bus has a Secret Service, which is started if need be.
 bool hasSecretService(GCancellable* cancellable) {
-    Error error;
-    const GObjectPtr<GDBusConnection> bus(g_bus_get_sync(G_BUS_TYPE_SESSION, cancellable, &error.error));
+    const auto bus = sessionBus(cancellable);
     if (!bus)
         return false;
-    g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
+    Error error;
     GVariant* reply = g_dbus_connection_call_sync(
-        bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-        "StartServiceByName", g_variant_new("(su)", "org.freedesktop.secrets", 0U), nullptr,
-        G_DBUS_CALL_FLAGS_NONE, -1, cancellable, &error.error);
+        bus.get(), "org.freedesktop.secrets", "/org/freedesktop/secrets", "org.freedesktop.DBus.Peer", "Ping",
+        nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, cancellable, &error.error);
     if (reply)
         g_variant_unref(reply);
-    // One that is slow to start, or was not waited for, exists all the same.
-    return reply || g_error_matches(error.error, G_IO_ERROR, G_IO_ERROR_TIMED_OUT) ||
-           g_error_matches(error.error, G_IO_ERROR, G_IO_ERROR_CANCELLED);
+    return !meansAbsent(error.error);
 }
 
 } // namespace

@@ -21,6 +21,11 @@ LinuxPathMonitor::LinuxPathMonitor(const QDBusConnection& systemBus)
 
 void LinuxPathMonitor::start(std::function<void(bool online)> onUpdate) {
     onUpdate_ = std::move(onUpdate);
+    if (!bus_.isConnected()) {
+        QMetaObject::invokeMethod(
+            this, [this] { report(true); }, Qt::QueuedConnection);
+        return;
+    }
     bus_.connect(service, path, service, "StateChanged", this, SLOT(stateChanged(uint)));
     auto* watcher = new QDBusServiceWatcher(service, bus_, QDBusServiceWatcher::WatchForOwnerChange, this);
     connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, this, &LinuxPathMonitor::ask);

@@ -58,7 +58,7 @@ private:
     /// Takes what has come, in pieces since compressed bytes unfold as they are read. False when that ended
     /// the exchange.
     bool read() {
-        for (QByteArray piece; !(piece = reply_->read(chunk)).isEmpty(); body_ += piece) {
+        for (QByteArray piece; reply_->isOpen() && !(piece = reply_->read(chunk)).isEmpty(); body_ += piece) {
             if (body_.size() + piece.size() > maximumBody) {
                 end(URLError(URLError::Code::other, "The response is too large"));
                 return false;
