@@ -87,7 +87,7 @@ Outgoing BackendTest::jsonGet(const std::string& path) const {
 }
 
 Outgoing BackendTest::upload(const std::string& path, const QJsonObject& body) const {
-    return {.path = std::string(api) + "hr/timetracker/employees/" + path,
+    return {.path = joined({api, "hr/timetracker/employees/", path}),
             .headers = {{"Accept", "application/json"},
                         {"app-client", "ios"},
                         {"Authorization", "Bearer " + accessToken.toStdString()}},
@@ -127,7 +127,7 @@ Outgoing BackendTest::batch(const QJsonArray& segments) const {
 
 Outgoing BackendTest::screenshot(const std::string& fileName, const std::string& content) const {
     const std::string boundary = "Boundary-DDDDDDDD-0000-4000-8000-000000000001";
-    Outgoing request = upload(std::string("sessions/") + session + "/screenshots", {});
+    Outgoing request = upload(joined({"sessions/", session, "/screenshots"}), {});
     request.contentType = "multipart/form-data; boundary=" + boundary;
     request.body = "--" + boundary +
                    "\r\nContent-Disposition: form-data; name=\"screenshots[]\"; filename=\"" + fileName +
@@ -137,6 +137,13 @@ Outgoing BackendTest::screenshot(const std::string& fileName, const std::string&
 
 Outgoing BackendTest::refresh(const QString& token) const {
     return jsonPost("authentication/refresh", {{u"refresh_token"_qs, token}});
+}
+
+std::string joined(std::initializer_list<std::string_view> parts) {
+    std::string whole;
+    for (const std::string_view part : parts)
+        whole.append(part);
+    return whole;
 }
 
 std::string jpegOf(int width, int height) {

@@ -67,6 +67,7 @@ protected:
     int readTimeoutMilliseconds = 10000;
 };
 
+std::string joined(std::initializer_list<std::string_view> parts);
 /// The smallest bytes that tell a JPEG picture's size.
 std::string jpegOf(int width, int height);
 /// A right row of a batch, to be changed.

@@ -17,14 +17,14 @@ protected:
 TEST_F(EmployerPageTest, ShowsTheDayOfThoseWhoWorkedAndNamesTheOthersOnce) {
     send(heartbeat());
     send(batch({segmentRow(66, {{u"activity_rate"_qs, 10}}), segmentRow(67, {{u"activity_rate"_qs, 90}})}));
-    const std::string name = std::string(session) + "_2025-03-14T11-01-00+01-00_0.jpg";
+    const std::string name = joined({session, "_2025-03-14T11-01-00+01-00_0.jpg"});
     send(screenshot(name, jpegOf(1600, 900)));
     const std::string today = page();
     EXPECT_EQ(count(today, "class=\"strip\""), 1);
     EXPECT_EQ(count(today, "<i class=\"low\" title=\"11:00–11:10 · 10m 00s tracked · 10 % activity"), 1);
     EXPECT_EQ(count(today, "<i class=\"high\" title=\"11:10–11:20"), 1);
     EXPECT_EQ(count(today, "Website relaunch"), 2); // its title and its text
-    EXPECT_EQ(count(today, "href=\"/media/" + std::string(session) + "/" + name + "\""), 1);
+    EXPECT_EQ(count(today, joined({"href=\"/media/", session, "/", name, "\""})), 1);
     EXPECT_EQ(count(today, "1600 × 900"), 1);
     EXPECT_EQ(count(today, "Mina Many"), 1);
     EXPECT_EQ(count(today, "development backend"), 2);

@@ -95,7 +95,7 @@ TEST_F(FaultsTest, TheLedgerTellsEachRequestWithTheDigestOfItsContent) {
     const qint64 seen = lastEntry().value(u"seq").toInteger();
     send(heartbeat());
     const std::string picture = jpegOf(4, 4);
-    send(screenshot(std::string(session) + "_2025-03-14T11-01-00Z_0.jpg", picture));
+    send(screenshot(joined({session, "_2025-03-14T11-01-00Z_0.jpg"}), picture));
     send(heartbeat({{u"status"_qs, u"paused"_qs}}));
     send(jsonGet("nowhere?x=1"));
     const QJsonArray entries =

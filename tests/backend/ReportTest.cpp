@@ -7,8 +7,7 @@ protected:
     ReportTest() { signIn(); }
 
     QJsonObject reportFor(const char* day) {
-        return send(jsonGet(std::string("hr/timetracker/reporting/screenshots/employees?date=") + day))
-            .data();
+        return send(jsonGet(joined({"hr/timetracker/reporting/screenshots/employees?date=", day}))).data();
     }
     void report(const QJsonArray& intervals, int seconds) {
         EXPECT_EQ(send(heartbeat({{u"intervals"_qs, intervals},
@@ -30,9 +29,8 @@ TEST_F(ReportTest, AnEmptyDayHasNoHours) {
     EXPECT_TRUE(report.value(u"hours").isArray());
     EXPECT_TRUE(report.value(u"hours").toArray().isEmpty());
     for (const char* bad : {"", "2025-3-14", "2025-02-30", "today"})
-        EXPECT_EQ(
-            send(jsonGet(std::string("hr/timetracker/reporting/screenshots/employees?date=") + bad)).status,
-            422);
+        EXPECT_EQ(send(jsonGet(joined({"hr/timetracker/reporting/screenshots/employees?date=", bad}))).status,
+                  422);
 }
 
 TEST_F(ReportTest, ADayIsBuiltFromSessionsSegmentsAndPictures) {
@@ -42,7 +40,7 @@ TEST_F(ReportTest, ADayIsBuiltFromSessionsSegmentsAndPictures) {
            600 + 480);
     send(batch({segmentRow(65, {{u"activity_rate"_qs, 80}}), segmentRow(66, {{u"activity_rate"_qs, 20}}),
                 segmentRow(67, {{u"activity_rate"_qs, 40}})}));
-    const std::string name = std::string(session) + "_2025-03-14T11-01-00+01-00_0.jpg";
+    const std::string name = joined({session, "_2025-03-14T11-01-00+01-00_0.jpg"});
     send(screenshot(name, jpegOf(4, 4)));
 
     const QJsonObject report = reportFor("2025-03-14");

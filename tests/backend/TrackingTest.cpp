@@ -61,7 +61,7 @@ TEST_F(TrackingTest, AReportReplacesTheOneBeforeAndTheFinalOneStays) {
 TEST_F(TrackingTest, OnlyTheOwnerReachesASession) {
     send(start(session, startedAt, device));
     signIn("many@velmora.example");
-    const std::string name = std::string(session) + "_2025-03-14T11-01-00+01-00_0.jpg";
+    const std::string name = joined({session, "_2025-03-14T11-01-00+01-00_0.jpg"});
     EXPECT_EQ(send(start(session, startedAt, device)).status, 404);
     EXPECT_EQ(send(heartbeat()).status, 404);
     EXPECT_EQ(send(screenshot(name, jpegOf(8, 8))).status, 404);
@@ -208,7 +208,7 @@ TEST_F(TrackingTest, ABatchIsTakenRowByRow) {
 
 TEST_F(TrackingTest, PicturesAreKeptPrivatelyWithTheirSize) {
     send(heartbeat());
-    const std::string name = std::string(session) + "_2025-03-14T11-01-00+01-00_0.jpg";
+    const std::string name = joined({session, "_2025-03-14T11-01-00+01-00_0.jpg"});
     for (int attempt = 0; attempt < 2; ++attempt)
         EXPECT_EQ(send(screenshot(name, jpegOf(1920, 1080))).status, 200);
     const QJsonArray files = summary().value(u"screenshot_files").toArray();
@@ -223,8 +223,8 @@ TEST_F(TrackingTest, PicturesAreKeptPrivatelyWithTheirSize) {
     EXPECT_FALSE(QFileInfo(kept).permissions() & (QFile::ReadGroup | QFile::ReadOther | QFile::ExeOther));
     EXPECT_FALSE(QFileInfo(folder.filePath(u"data/backend.sqlite"_qs)).permissions() &
                  (QFile::ReadGroup | QFile::ReadOther));
-    EXPECT_EQ(get("/media/" + std::string(session) + "/" + name).raw, jpegOf(1920, 1080));
-    EXPECT_EQ(get("/media/" + std::string(session) + "/..%2f..%2f..%2fbackend.sqlite").status, 404);
+    EXPECT_EQ(get(joined({"/media/", session, "/", name})).raw, jpegOf(1920, 1080));
+    EXPECT_EQ(get(joined({"/media/", session, "/..%2f..%2f..%2fbackend.sqlite"})).status, 404);
 }
 
 TEST_F(TrackingTest, PicturesOfAnotherFormAreRefused) {
@@ -276,7 +276,7 @@ TEST_F(TrackingTest, WhatWasStoredOutlivesARestart) {
     send(start(session, startedAt, device));
     send(heartbeat());
     send(batch({segmentRow(66)}));
-    send(screenshot(std::string(session) + "_2025-03-14T11-01-00+01-00_0.jpg", jpegOf(4, 4)));
+    send(screenshot(joined({session, "_2025-03-14T11-01-00+01-00_0.jpg"}), jpegOf(4, 4)));
     const QJsonObject before = summary();
     const qsizetype entries = ledger().size();
     restart();
