@@ -55,7 +55,6 @@ QWidget* DailyProgressView::makeFront() {
     times_->setAccessibleDescription(QStringLiteral("#progressTimes"));
     toBack_ = new VRButton(environment_, VRButton::Look::chip, QStringLiteral("Target"),
                            QStringLiteral("#showTarget"));
-    toBack_->setHeight(24);
     auto* figures = new QHBoxLayout;
     figures->addWidget(times_, 1);
     figures->addWidget(toBack_);

@@ -125,7 +125,8 @@ PermissionView::Row PermissionView::addRow(VRCard& card, const QString& icon, co
     Row row;
     auto* line = new QHBoxLayout;
     line->setSpacing(12);
-    line->addWidget(new VRIconCircle(environment(), icon, 36));
+    if (!environment().compact)
+        line->addWidget(new VRIconCircle(environment(), icon, 36));
     auto* words = new QVBoxLayout;
     words->setSpacing(2);
     words->addWidget(new VRLabel(environment(), VR::Type::strong, VR::Ink::strong, title));
@@ -138,7 +139,9 @@ PermissionView::Row PermissionView::addRow(VRCard& card, const QString& icon, co
     stateLine->addWidget(row.state, 1);
     words->addLayout(stateLine);
     line->addLayout(words, 1);
-    row.open = new VRButton(environment(), VRButton::Look::soft, QStringLiteral("Open Settings"), identifier);
+    row.open =
+        new VRButton(environment(), environment().compact ? VRButton::Look::link : VRButton::Look::soft,
+                     QStringLiteral("Open Settings"), identifier);
     row.open->setSpokenName(QStringLiteral("Open Settings: ") + title);
     line->addWidget(row.open);
     card.column().addLayout(line);

@@ -61,11 +61,11 @@ void LoginFormView::buildFooter() {
     auto* contact =
         new VRButton(environment(), VRButton::Look::link, QStringLiteral("Contact your administrator"),
                      QStringLiteral("#contactAdministrator"));
-    auto* row = new QHBoxLayout;
-    row->setSpacing(4);
+    auto* row = new QBoxLayout(environment().compact ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight);
+    row->setSpacing(environment().compact ? 0 : 4);
     row->addStretch(1);
-    row->addWidget(question);
-    row->addWidget(contact);
+    row->addWidget(question, 0, Qt::AlignCenter);
+    row->addWidget(contact, 0, Qt::AlignCenter);
     row->addStretch(1);
     footer().addLayout(row);
     noAccount_ = makeNoAccountCard();
@@ -112,10 +112,9 @@ void LoginFormView::refresh() {
     login_->setText(isBusy ? QStringLiteral("Signing in…") : QStringLiteral("Login"));
     if (noAccount_->isHidden() == model_.showsNoAccountInfo()) {
         noAccount_->setVisible(model_.showsNoAccountInfo());
-        if (model_.showsNoAccountInfo()) {
-            widget()->layout()->activate();
-            ensureWidgetVisible(noAccount_);
-        }
+        // Once the layout has made room for it.
+        QMetaObject::invokeMethod(
+            this, [this] { ensureWidgetVisible(noAccount_); }, Qt::QueuedConnection);
     }
 }
 

@@ -31,7 +31,7 @@ SignInPage::SignInPage(const VREnvironment& environment, const Hero& hero)
 
 VRHeroCard* SignInPage::makeHero(const Hero& hero) {
     auto* card = new VRHeroCard(environment_, hero.drawing, environment_.compact ? 16 : 20);
-    card->setDrawingShare(0.36);
+    card->setDrawing(0.36);
     card->setMinimumHeight(environment_.compact ? 116 : 128);
     QVBoxLayout& column = card->column();
     column.setSpacing(6);
@@ -46,7 +46,7 @@ VRHeroCard* SignInPage::makeHero(const Hero& hero) {
     column.addLayout(titleRow);
     auto* textRow = new QHBoxLayout;
     heroText_ = new VRLabel(environment_, VR::Type::body, VR::Ink::onGradientSoft);
-    heroText_->setMaximumLines(5);
+    heroText_->setMaximumLines(8);
     heroText_->setText(hero.text);
     textRow->addWidget(heroText_, 66);
     textRow->addStretch(34);

@@ -49,7 +49,7 @@ TrackerActiveView::TrackerActiveView(TrackerModel& model, const VREnvironment& e
 VRHeroCard* TrackerActiveView::makeHero() {
     auto* hero =
         new VRHeroCard(environment_, QStringLiteral("TrackerActiveHero"), environment_.compact ? 16 : 24);
-    hero->setDrawingShare(0.7);
+    hero->setDrawing(0.75, true);
     QVBoxLayout& column = hero->column();
     project_ = new VRLabel(environment_, VR::Type::heading, VR::Ink::onGradient);
     project_->setAccessibleDescription(QStringLiteral("#projectName"));

@@ -41,7 +41,7 @@ TrackerIdleView::TrackerIdleView(TrackerModel& model, const VREnvironment& envir
 VRHeroCard* TrackerIdleView::makeHero() {
     auto* hero =
         new VRHeroCard(environment_, QStringLiteral("TrackerHeroBanner"), environment_.compact ? 16 : 24);
-    hero->setDrawingShare(environment_.compact ? 0.40 : 0.46);
+    hero->setDrawing(environment_.compact ? 0.40 : 0.46);
     hero->setMinimumHeight(environment_.compact ? 176 : 204);
     auto* words = new QVBoxLayout;
     words->setSpacing(8);

@@ -15,11 +15,14 @@ namespace {
 /// A notice with a title; the caller adds its text and its buttons.
 VRCard* makeNotice(const VREnvironment& environment, const QString& icon, const QString& title,
                    QHBoxLayout** titleRow) {
-    auto* card = new VRCard(environment, VRCard::Look::notice, 12);
+    auto* card = new VRCard(environment, VRCard::Look::notice, 16);
     auto* row = new QHBoxLayout;
     row->setSpacing(8);
     row->addWidget(new VRIconView(environment, icon, 18, VR::Ink::danger));
-    row->addWidget(new VRLabel(environment, VR::Type::heading, VR::Ink::strong, title), 1);
+    auto* heading = new VRLabel(environment, VR::Type::heading, VR::Ink::strong);
+    heading->setMaximumLines(2);
+    heading->setText(title);
+    row->addWidget(heading, 1);
     card->column().addLayout(row);
     *titleRow = row;
     return card;

@@ -7,24 +7,11 @@
 #include <QKeyEvent>
 #include <QPainter>
 #include <QToolTip>
+#include <array>
 
 namespace {
 constexpr int iconGap = 8;
 constexpr double disabledOpacity = 0.5;
-
-int defaultHeight(VRButton::Look look) {
-    switch (look) {
-    case VRButton::Look::link:
-        return 24;
-    case VRButton::Look::chip:
-        return 28;
-    case VRButton::Look::soft:
-    case VRButton::Look::plain:
-        return 36;
-    default:
-        return VR::controlHeight;
-    }
-}
 
 QColor withAlpha(QColor colour, int alpha) {
     colour.setAlpha(alpha);
@@ -32,21 +19,40 @@ QColor withAlpha(QColor colour, int alpha) {
 }
 } // namespace
 
+struct VRButton::Shape {
+    int height;
+    int padding;
+    int icon;
+    VR::Type type;
+    bool stretches; ///< Takes the width that it is given.
+    bool isPill;
+
+    static const Shape& of(Look look) {
+        static constexpr std::array<Shape, 7> shapes = {{
+            {VR::controlHeight, 20, 18, VR::Type::heading, true, false}, // gradient
+            {VR::controlHeight, 20, 18, VR::Type::heading, true, false}, // outline
+            {36, 12, 16, VR::Type::strong, true, false},                 // soft
+            {24, 2, 16, VR::Type::strong, false, false},                 // link
+            {VR::controlHeight, 20, 18, VR::Type::heading, false, true}, // onGradient
+            {26, 12, 14, VR::Type::caption, false, true},                // chip
+            {36, 8, 20, VR::Type::strong, false, false},                 // plain
+        }};
+        return shapes.at(static_cast<std::size_t>(look));
+    }
+};
+
 VRButton::VRButton(const VREnvironment& environment, Look look, const QString& text,
                    const QString& identifier)
     : environment_(environment)
     , look_(look)
-    , height_(defaultHeight(look)) {
+    , shape_(Shape::of(look))
+    , height_(shape_.height) {
     setText(text);
     setAccessibleDescription(identifier);
-    setFont(
-        VR::font(look == Look::gradient || look == Look::onGradient ? VR::Type::heading : VR::Type::strong));
+    setFont(VR::font(shape_.type));
     setCursor(Qt::PointingHandCursor);
     setFocusPolicy(Qt::StrongFocus);
-    setSizePolicy(look == Look::link || look == Look::plain || look == Look::onGradient
-                      ? QSizePolicy::Maximum
-                      : QSizePolicy::Preferred,
-                  QSizePolicy::Fixed);
+    setSizePolicy(shape_.stretches ? QSizePolicy::Preferred : QSizePolicy::Maximum, QSizePolicy::Fixed);
 }
 
 void VRButton::setIconName(const QString& icon) {
@@ -65,32 +71,10 @@ void VRButton::setHeight(int height) {
     updateGeometry();
 }
 
-bool VRButton::isPill() const {
-    return look_ == Look::onGradient || look_ == Look::chip;
-}
-
-int VRButton::padding() const {
-    switch (look_) {
-    case Look::link:
-        return 2;
-    case Look::plain:
-        return 8;
-    case Look::soft:
-    case Look::chip:
-        return 12;
-    default:
-        return 20;
-    }
-}
-
-int VRButton::iconSize() const {
-    return look_ == Look::plain ? 20 : look_ == Look::onGradient || look_ == Look::gradient ? 18 : 16;
-}
-
 QSize VRButton::sizeHint() const {
     const int label = text().isEmpty() ? 0 : fontMetrics().horizontalAdvance(text()) + 2;
-    const int icon = iconName_.isEmpty() ? 0 : iconSize() + (text().isEmpty() ? 0 : iconGap);
-    return {label + icon + 2 * padding(), height_};
+    const int icon = iconName_.isEmpty() ? 0 : shape_.icon + (text().isEmpty() ? 0 : iconGap);
+    return {label + icon + 2 * shape_.padding, height_};
 }
 
 QSize VRButton::minimumSizeHint() const {
@@ -113,7 +97,7 @@ QColor VRButton::ink() const {
 void VRButton::paintGround(QPainter& painter, const QRectF& ground) const {
     const VRPalette& palette = environment_.palette();
     const double radius =
-        qMin<double>(isPill() ? ground.height() / 2 : VR::controlRadius, ground.height() / 2);
+        qMin<double>(shape_.isPill ? ground.height() / 2 : VR::controlRadius, ground.height() / 2);
     const QColor edge = tint_ == Tint::danger ? palette.danger : palette.brand500;
     switch (look_) {
     case Look::gradient:
@@ -154,9 +138,9 @@ void VRButton::paintGround(QPainter& painter, const QRectF& ground) const {
 
 void VRButton::paintLabel(QPainter& painter) const {
     const QColor colour = ink();
-    const int icon = iconName_.isEmpty() ? 0 : iconSize();
+    const int icon = iconName_.isEmpty() ? 0 : shape_.icon;
     const int gap = icon > 0 && !text().isEmpty() ? iconGap : 0;
-    const int room = qMax(0, width() - 2 * qMin(padding(), 12) - icon - gap);
+    const int room = qMax(0, width() - 2 * qMin(shape_.padding, 12) - icon - gap);
     const QString label =
         fontMetrics().elidedText(text(), Qt::ElideRight, qMax(room, look_ == Look::link ? width() : 0));
     const int labelWidth = label.isEmpty() ? 0 : fontMetrics().horizontalAdvance(label);

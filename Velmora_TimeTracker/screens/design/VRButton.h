@@ -7,6 +7,7 @@
 /// A button painted from the palette. Space and Enter press it; a ring shows where the keyboard is.
 class VRButton : public QAbstractButton {
 public:
+    /// How it looks; the order is that of the table of shapes.
     enum class Look {
         gradient,   ///< The one thing to do next.
         outline,    ///< An alternative to it.
@@ -44,15 +45,15 @@ protected:
     bool showsFocus() const { return hasFocus() && isKeyboardFocus_; }
 
 private:
+    struct Shape;
+
     QColor ink() const;
     void paintGround(QPainter& painter, const QRectF& ground) const;
     void paintLabel(QPainter& painter) const;
-    bool isPill() const;
-    int padding() const;
-    int iconSize() const;
 
     const VREnvironment& environment_;
     const Look look_;
+    const Shape& shape_;
     Tint tint_ = Tint::accent;
     QString iconName_;
     int height_;

@@ -12,6 +12,8 @@
 
 namespace {
 constexpr double heroRadius = 20;
+/// Of every hero drawing.
+constexpr QSizeF drawingSize(200, 180);
 constexpr int shadowRoom = 3;
 
 QVBoxLayout* makeColumn(QWidget* owner, int padding, int below) {
@@ -26,9 +28,7 @@ VRCard::VRCard(const VREnvironment& environment, Look look, int padding)
     : environment_(environment)
     , look_(look)
     , column_(makeColumn(this, environment.compact ? padding - 4 : padding,
-                         look == Look::surface ? shadowRoom : 0)) {
-    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Maximum);
-}
+                         look == Look::surface ? shadowRoom : 0)) {}
 
 void VRCard::paintEvent(QPaintEvent*) {
     QPainter painter(this);
@@ -70,9 +70,7 @@ VRSectionCard::VRSectionCard(const VREnvironment& environment, const QString& ic
 VRHeroCard::VRHeroCard(const VREnvironment& environment, const QString& drawing, int padding)
     : environment_(environment)
     , drawing_(drawing)
-    , column_(makeColumn(this, padding, 0)) {
-    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Maximum);
-}
+    , column_(makeColumn(this, padding, 0)) {}
 
 const QPixmap& VRHeroCard::ground() {
     const VRPalette& palette = environment_.palette();
@@ -94,9 +92,12 @@ const QPixmap& VRHeroCard::ground() {
     veil.setColorAt(0, QColor(0, 0, 0, palette.isDark ? 0 : 34));
     veil.setColorAt(1, Qt::transparent);
     painter.fillPath(outline, veil);
-    const QSize room(qRound(width() * drawingShare_), height());
+    // Flush with the right edge, and with the upper one unless it hangs in the middle.
+    const double scale =
+        qMin(width() * drawingShare_ / drawingSize.width(), double(height()) / drawingSize.height());
+    const QSize room = (drawingSize * scale).toSize();
     const QPixmap drawing = VRImages::render(drawing_, Qt::white, room, devicePixelRatioF());
-    painter.drawPixmap(width() - room.width() - 4, 0, drawing);
+    painter.drawPixmap(width() - room.width(), hangsFromTop_ ? 0 : (height() - room.height()) / 2, drawing);
     return ground_;
 }
 

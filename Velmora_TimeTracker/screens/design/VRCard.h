@@ -36,8 +36,12 @@ class VRHeroCard : public QWidget {
 public:
     VRHeroCard(const VREnvironment& environment, const QString& drawing, int padding);
     QVBoxLayout& column() { return *column_; }
-    /// The part of the width that the drawing takes, 0 to 1.
-    void setDrawingShare(double share) { drawingShare_ = share; }
+    /// The part of the width that the drawing takes at most, 0 to 1; it stands in the middle of the height,
+    /// or hangs from the top.
+    void setDrawing(double share, bool hangsFromTop = false) {
+        drawingShare_ = share;
+        hangsFromTop_ = hangsFromTop;
+    }
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -50,6 +54,7 @@ private:
     const QString drawing_;
     QVBoxLayout* const column_;
     double drawingShare_ = 0.46;
+    bool hangsFromTop_ = false;
     QPixmap ground_; ///< Gradient and drawing as last painted; empty while hidden.
     QString groundPalette_;
 };

@@ -18,12 +18,14 @@ VRHeaderBar::VRHeaderBar(const VREnvironment& environment, bool showOpenAppButto
     : environment_(environment)
     , status_(new VRLabel(environment, VR::Type::caption, VR::Ink::text)) {
     setFixedHeight(environment.compact ? 48 : 56);
+    status_->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     status_->setAccessibleDescription(QStringLiteral("#headerStatus"));
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(environment.margin() + logoSize + 8, 0, environment.margin() + pillPadding, 0);
     row->setSpacing(8);
-    row->addWidget(
-        new VRLabel(environment, VR::Type::heading, VR::Ink::strong, QStringLiteral("Velmora TimeTracker")));
+    row->addWidget(new VRLabel(environment, VR::Type::heading, VR::Ink::strong,
+                               environment.compact ? QStringLiteral("TimeTracker")
+                                                   : QStringLiteral("Velmora TimeTracker")));
     row->addStretch(1);
     row->addSpacing(pillPadding + dotSize);
     row->addWidget(status_);

@@ -37,7 +37,8 @@ void VRLabel::setInk(VR::Ink ink) {
 
 void VRLabel::setMaximumLines(int lines) {
     maximumLines_ = lines;
-    QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+    // A fixed height would be that of the size hint, whose width is a guess.
+    QSizePolicy policy(QSizePolicy::Preferred, lines > 1 ? QSizePolicy::Preferred : QSizePolicy::Fixed);
     policy.setHeightForWidth(lines > 1);
     setSizePolicy(policy);
     updateGeometry();
