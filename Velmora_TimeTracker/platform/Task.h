@@ -14,7 +14,8 @@
 ///
 /// Rules for coroutines of this program: parameters by value; no member is moved from across a `co_await`; after
 /// each `co_await` re-check what may have changed. Arguments of a coroutine call are named locals or plain values:
-/// g++ 12 miscompiles braced temporaries in a `co_await` expression.
+/// g++ 12 miscompiles braced temporaries in a `co_await` expression. `co_return` of a variable moves from it, a member
+/// included: return a copy of what must stay.
 template <typename T = void>
 using Task = QCoro::Task<T>;
 

@@ -37,7 +37,8 @@ class RetryManager;
 ///
 /// A row that a crash left inProgress is pending again at the next launch, so each row is delivered at least
 /// once, with the same id and body. A serial worker: state lives on the worker executor; the operations may
-/// be called from any executor and return or resume there. Nothing fails outwards.
+/// be called from any executor and return or resume there. Nothing fails outwards. Destroy it when the worker
+/// runs no more jobs, or on the worker itself with no operation under way.
 class UploadService {
 public:
     struct Dependencies {

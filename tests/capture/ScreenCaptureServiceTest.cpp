@@ -33,10 +33,13 @@ struct ScreenCapture : testing::Test {
 
     void SetUp() override {
         domain.setBaseURL(QUrl("https://acme.test/api/v1/"));
-        service = std::make_unique<ScreenCaptureService>(ScreenCaptureService::Dependencies{
-            machine.displays, machine.permissions, machine.information, domain, zones, store, machine.clock,
-            machine.screenCapture, machine.utility});
+        use(machine.displays);
         machine.displays.list = {{1, {1920, 1080}, 2}, {2, {1440, 900}, 1}};
+    }
+    void use(DisplaySource& displays) {
+        service = std::make_unique<ScreenCaptureService>(ScreenCaptureService::Dependencies{
+            displays, machine.permissions, machine.information, domain, zones, store, machine.clock,
+            machine.screenCapture, machine.utility});
     }
     void start(qint64 minutes = 5) {
         service->start(session, minutes,
@@ -54,6 +57,37 @@ struct ScreenCapture : testing::Test {
         struct stat status = {};
         return ::stat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_mode & 0777 : 0;
     }
+};
+
+/// Displays whose frames take almost as long as they may.
+class SlowDisplays : public SimulatedDisplays {
+public:
+    explicit SlowDisplays(Executor& frames)
+        : frames_(frames) {
+        streams = true;
+    }
+    std::unique_ptr<DisplayStream> makeStream(const Display&, QSize) override {
+        class Stream : public DisplayStream {
+        public:
+            explicit Stream(Executor& frames)
+                : frames_(frames) {}
+            std::optional<DisplayError> start(Handler handler) override {
+                frame_ = frames_.after(4.9, [handler] {
+                    handler({true, 0, RawImage{{4, 4}, QByteArray(64, 'p')}});
+                });
+                return std::nullopt;
+            }
+            void stop() override { frame_.reset(); }
+
+        private:
+            Executor& frames_;
+            std::unique_ptr<Executor::Timer> frame_;
+        };
+        return std::make_unique<Stream>(frames_);
+    }
+
+private:
+    Executor& frames_;
 };
 
 const QString skipped =
@@ -235,6 +269,23 @@ TEST_F(ScreenCapture, aCycleInFlightOutlastsStopAndStartButNotTheService) {
     EXPECT_EQ(asked, 2);
     EXPECT_EQ(log.count(skipped), 1);
     EXPECT_EQ(machine.displays.streamsStopped, 2);
+}
+
+TEST_F(ScreenCapture, aSlowCycleOverlapsTheNextOne) {
+    SlowDisplays displays(machine.main);
+    displays.list.assign(13, {1, {10, 10}, 1}); // 13 frames take longer than a minute
+    use(displays);
+    start(1);
+    pass(60 + 62);
+    EXPECT_EQ(asked, 2);
+    EXPECT_EQ(complete, 0);
+    EXPECT_EQ(files().filter("2023-11-14T22-14-20Z").size(), 12);
+    pass(63);
+    EXPECT_EQ(complete, 2);
+    EXPECT_EQ(files().filter("2023-11-14T22-15-20Z").size(), 13);
+    service.reset(); // with a third cycle under way
+    pass(60);
+    EXPECT_EQ(complete, 2);
 }
 
 TEST_F(ScreenCapture, filesAreForTheUserAloneWhateverTheMask) {

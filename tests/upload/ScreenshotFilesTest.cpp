@@ -24,6 +24,7 @@ TEST(ScreenshotNames, areWrittenInTheZoneOfTheCompanyWhereTheyTellATime) {
         {"2025-03-14T09-30-00+07-00_0.jpg", nullptr}, // the sign found is the one inside the offset
         {"2025-03-14T02-30-00Z.jpg", nullptr},
         {"2025-13-14T02-30-00Z_0.jpg", nullptr},
+        {"2025-03-14T02-30-00Z_0_1.jpg", nullptr}, // all before the last "_" is the time
         {"yesterday_0.jpg", nullptr},
         {"_.jpg", nullptr},
     };

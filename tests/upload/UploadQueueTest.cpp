@@ -78,6 +78,7 @@ TEST(UploadQueue, anOpenCircuitRefusesTheRunButSegmentsAreStillQueued) {
     world.timeline().advance(60);
     world.run(); // offline as it may seem
     EXPECT_EQ(world.requests().size(), 2u);
+    world.retry.registerFailure(503); // the first one since the run's successes
     EXPECT_FALSE(world.circuitIsOpen());
 }
 
