@@ -12,7 +12,9 @@ namespace {
 /// A second, read-only look at the program's database, past its own code.
 class Look {
 public:
-    explicit Look(const QString& file) { sqlite3_open_v2(file.toUtf8(), &db_, SQLITE_OPEN_READONLY, nullptr); }
+    explicit Look(const QString& file) {
+        sqlite3_open_v2(file.toUtf8(), &db_, SQLITE_OPEN_READONLY, nullptr);
+    }
     ~Look() { sqlite3_close(db_); }
     Look(const Look&) = delete;
     Look& operator=(const Look&) = delete;
@@ -63,12 +65,16 @@ void World::checkHour() {
     }
     std::vector<Session> all = storedSessions("session_history");
     for (const Session& session : all) {
-        if (session.status != SessionStatus::completed || !session.reportedTotalSeconds || session.idleDiscardCutoffAt)
+        if (session.status != SessionStatus::completed || !session.reportedTotalSeconds ||
+            session.idleDiscardCutoffAt)
             complain(QStringLiteral("a finished session is not frozen"));
-        else if (std::abs(static_cast<double>(*session.reportedTotalSeconds) - session.totalSeconds(Date{})) > 1)
+        else if (std::abs(static_cast<double>(*session.reportedTotalSeconds) - session.totalSeconds(Date{})) >
+                 1)
             complain(QStringLiteral("a frozen total is not the sum of its intervals"));
-        const bool isTidy = !changesClock_ && !changesZone_ && happened_.deaths == 0 && session.intervals.size() > 0;
-        if (isTidy && companyDate(session.intervals.front().startedAt) != companyDate(*session.intervals.back().stoppedAt))
+        const bool isTidy =
+            !changesClock_ && !changesZone_ && happened_.deaths == 0 && session.intervals.size() > 0;
+        if (isTidy && companyDate(session.intervals.front().startedAt) !=
+                          companyDate(*session.intervals.back().stoppedAt))
             complain(QStringLiteral("a session spans two days of the company"));
     }
     if (changesClock_) {
@@ -76,7 +82,8 @@ void World::checkHour() {
         double billed = 0;
         for (const Session& session : all)
             billed += session.totalSeconds(Date{});
-        const double limit = truth_.workedSeconds() + jumped_ + 4 * Truth::tickSlack * (happened_.starts + 50);
+        // A crash may bill to the end of its day.
+        const double limit = ranSeconds_ + jumped_ + Truth::tickSlack + 86400.0 * happened_.deaths;
         if (billed > limit)
             complain(QStringLiteral("B: billed %1 s of %2 s").arg(billed).arg(limit));
         return;
@@ -86,7 +93,8 @@ void World::checkHour() {
     const auto openUntil = seen_.isRunning() ? std::optional(real()) : diedRunningAt_;
     for (const QString& fault : truth_.compare(all, real(), openUntil))
         complain(fault);
-    if (core_ && core_->sessionManager.todayTotalSeconds() + 1 < core_->sessionManager.elapsedSeconds() && !changesZone_)
+    if (core_ && core_->sessionManager.todayTotalSeconds() + 1 < core_->sessionManager.elapsedSeconds() &&
+        !changesZone_)
         complain(QStringLiteral("today's total is below the running session"));
 }
 
@@ -97,7 +105,8 @@ void World::calmDown() {
     jobsUntilDeath_ = -1;
     platform_.permissions.screenRecording = true;
     if (changesClock_ || changesZone_) {
-        // Due times and slots that lie in the future of a clock or zone set back wait for their moment: let it come.
+        // Due times and slots that lie in the future of a clock or zone set back wait for their moment: let
+        // it come.
         isCommanding_ = true;
         core_->sessionManager.stopTracking();
         observe();
@@ -134,7 +143,10 @@ void World::checkDelivery() {
     int rewritten = 0;
     for (const Session& session : storedSessions("session_history")) {
         const auto& record = server_.sessions[session.id];
-        missing += record.completedBodies.isEmpty() && !record.takenOver && !closedByTakeover_.contains(session.id) ? 1 : 0;
+        missing +=
+            record.completedBodies.isEmpty() && !record.takenOver && !closedByTakeover_.contains(session.id)
+                ? 1
+                : 0;
         rewritten += record.completedBodies.size() > 1 ? 1 : 0;
     }
     // A row may be discarded after six failures, which is logged; nothing else may be missing.
@@ -146,19 +158,24 @@ void World::checkDelivery() {
         complain(QStringLiteral("D: %1 sessions were delivered with different bodies").arg(rewritten));
 
     qint64 files = 0;
-    for (QDirIterator it(folder_.path(), {QStringLiteral("*.jpg")}, QDir::Files, QDirIterator::Subdirectories);
+    for (QDirIterator it(folder_.path(), {QStringLiteral("*.jpg")}, QDir::Files,
+                         QDirIterator::Subdirectories);
          it.hasNext(); it.next())
         ++files;
     const qint64 known = files + server_.screenshots.size();
     if (known + happened_.deaths < platform_.displays.picturesTaken)
-        complain(QStringLiteral("S: %1 pictures taken, %2 known").arg(platform_.displays.picturesTaken).arg(known));
+        complain(QStringLiteral("S: %1 pictures taken, %2 known")
+                     .arg(platform_.displays.picturesTaken)
+                     .arg(known));
 
-    const qint64 unsent = count("SELECT count(*) FROM activity_segments WHERE uploaded_at IS NULL "
-                                "AND active_seconds + non_idle_seconds + mouse_movements + keyboard_movements > 0");
+    const qint64 unsent =
+        count("SELECT count(*) FROM activity_segments WHERE uploaded_at IS NULL "
+              "AND active_seconds + non_idle_seconds + mouse_movements + keyboard_movements > 0");
     if (unsent > 1)
         complain(QStringLiteral("D: %1 segments were never sent").arg(unsent));
     const auto tracked = static_cast<double>(count("SELECT sum(non_idle_seconds) FROM activity_segments"));
-    const double slack = 3.0 * (happened_.starts + happened_.sleeps + happened_.idlePauses + happened_.midnights + 10);
+    const double slack =
+        3.0 * (happened_.starts + happened_.sleeps + happened_.idlePauses + happened_.midnights + 10);
     if (!changesClock_ && !changesCompany_ && tracked > ranSeconds_ + slack)
         complain(QStringLiteral("B: segments hold %1 s of %2 s").arg(tracked).arg(ranSeconds_));
 }

@@ -11,9 +11,13 @@
 namespace {
 using Reply = SimulatedURLSession::Reply;
 
-QByteArray json(const QJsonObject& object) { return QJsonDocument(object).toJson(QJsonDocument::Compact); }
+QByteArray json(const QJsonObject& object) {
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
 
-QString key(const QString& date, int number) { return QStringLiteral("%1#%2").arg(date).arg(number); }
+QString key(const QString& date, int number) {
+    return QStringLiteral("%1#%2").arg(date).arg(number);
+}
 } // namespace
 
 ModelServer::ModelServer(Timeline& timeline, quint32 seed)
@@ -51,9 +55,13 @@ Reply ModelServer::handle(const URLRequest& request) {
         late.delay = 1 + chance() * 100;
         return late;
     }
-    case 6:
-        commit(request);
-        return SimulatedURLSession::answer(200, chance() < 0.5 ? "<html>busy</html>" : R"({"data":[17)");
+    case 6: { // done, but the answer is rubbish
+        const Reply done = commit(request);
+        const auto* response = std::get_if<URLResponse>(&done.result);
+        return response && response->statusCode == 200
+                   ? SimulatedURLSession::answer(200, chance() < 0.5 ? "<html>busy</html>" : R"({"data":[17)")
+                   : done;
+    }
     default:
         expireTokens();
         return commit(request);
@@ -124,7 +132,8 @@ Reply ModelServer::batch(const QJsonObject& body) {
         accepted.append(index);
     }
     return SimulatedURLSession::answer(
-        200, json({{"success", true}, {"data", QJsonObject{{"accepted", accepted}, {"rejected", QJsonArray()}}}}));
+        200,
+        json({{"success", true}, {"data", QJsonObject{{"accepted", accepted}, {"rejected", QJsonArray()}}}}));
 }
 
 QByteArray ModelServer::todayTotal() const {

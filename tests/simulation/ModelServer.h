@@ -10,8 +10,8 @@
 #include <QUuid>
 #include <random>
 
-/// The backend of the simulated world, with a ledger of everything that it accepted. What it accepts is committed at the
-/// moment the request is sent; its answer may then be late, lost, or wrong.
+/// The backend of the simulated world, with a ledger of everything that it accepted. What it accepts is
+/// committed at the moment the request is sent; its answer may then be late, lost, or wrong.
 class ModelServer {
 public:
     struct SessionRecord {
@@ -29,12 +29,12 @@ public:
     ModelServer(Timeline& timeline, quint32 seed);
 
     RemoteConfig config;
-    double faultRate = 0;   ///< Share of requests that meet a fault.
+    double faultRate = 0; ///< Share of requests that meet a fault.
     bool isUnreachable = false;
     bool isFailing = false; ///< Answers 503 to everything.
 
     QHash<QUuid, SessionRecord> sessions;
-    QSet<QString> screenshots; ///< Names of the pictures received.
+    QSet<QString> screenshots;              ///< Names of the pictures received.
     QHash<QString, SegmentRecord> segments; ///< By "date#number".
     int takeoverAnswers = 0;
     int faultsMet = 0;

@@ -8,7 +8,8 @@ void Truth::note(double from, double to, Second what) {
     const auto last = static_cast<size_t>(std::max(0.0, std::ceil(to)));
     if (last > seconds_.size())
         seconds_.resize(last, Second::idle);
-    std::fill(seconds_.begin() + static_cast<ptrdiff_t>(first), seconds_.begin() + static_cast<ptrdiff_t>(last), what);
+    std::fill(seconds_.begin() + static_cast<ptrdiff_t>(first),
+              seconds_.begin() + static_cast<ptrdiff_t>(last), what);
 }
 
 double Truth::workedSeconds() const {
@@ -24,7 +25,8 @@ QStringList Truth::compare(const std::vector<Session>& sessions, double until,
         for (const TrackingInterval& interval : session.intervals) {
             const double from = std::clamp(interval.startedAt - start_, 0.0, until);
             const double open = openUntil.value_or(from);
-            const double to = std::clamp(interval.stoppedAt ? *interval.stoppedAt - start_ : open, from, until);
+            const double to =
+                std::clamp(interval.stoppedAt ? *interval.stoppedAt - start_ : open, from, until);
             for (double second = std::floor(from); second < to; ++second)
                 billed[static_cast<size_t>(second)] +=
                     static_cast<float>(std::min(to, second + 1) - std::max(from, second));
@@ -33,7 +35,10 @@ QStringList Truth::compare(const std::vector<Session>& sessions, double until,
     QStringList faults;
     const auto fault = [&](const char* what, size_t second) {
         if (faults.size() < 5)
-            faults.append(QStringLiteral("%1 second %2 (billed %3)").arg(QLatin1String(what)).arg(second).arg(billed[second]));
+            faults.append(QStringLiteral("%1 second %2 (billed %3)")
+                              .arg(QLatin1String(what))
+                              .arg(second)
+                              .arg(billed[second]));
     };
     for (size_t second = 0; second < length; ++second) {
         const Second truth = second < seconds_.size() ? seconds_[second] : Second::idle;

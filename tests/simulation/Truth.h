@@ -7,14 +7,15 @@
 #include <optional>
 #include <vector>
 
-/// What really happened, second by second, written down by the world and not by the program. Real time counts the
-/// seconds since the world began, awake or asleep, and never jumps.
+/// What really happened, second by second, written down by the world and not by the program. Real time counts
+/// the seconds since the world began, awake or asleep, and never jumps.
 ///
-/// Where the program's own rules demand an outcome that a plain reading would call wrong, the seconds concerned are noted
-/// as `allowed` with the name of the rule:
+/// Where the program's own rules demand an outcome that a plain reading would call wrong, the seconds
+/// concerned are noted as `allowed` with the name of the rule:
 ///   - the seconds between a midnight and its detection belong to nobody (at most `tickSlack`);
 ///   - a crash loses at most `crashLoss` running seconds;
-///   - a session found after a crash and finished without being resumed ends when it is found, or at the end of its
+///   - a session found after a crash and finished without being resumed ends when it is found, or at the end
+///   of its
 ///     first day, not at its last sign of life.
 class Truth {
 public:
@@ -23,7 +24,8 @@ public:
         allowed, ///< May be billed or not.
         worked,  ///< Must be billed, once.
     };
-    static constexpr double tickSlack = 2.5;   ///< The ticker's period, its tolerance, and rounding at both ends.
+    static constexpr double tickSlack =
+        2.5; ///< The ticker's period, its tolerance, and rounding at both ends.
     static constexpr double crashLoss = 60 + tickSlack;
 
     explicit Truth(Date start)
@@ -37,7 +39,8 @@ public:
     double workedSeconds() const;
 
     /// Compares what is billed with what happened. Empty when all is well.
-    QStringList compare(const std::vector<Session>& sessions, double until, const std::optional<double>& openUntil) const;
+    QStringList compare(const std::vector<Session>& sessions, double until,
+                        const std::optional<double>& openUntil) const;
 
     Date start() const { return start_; }
 

@@ -11,15 +11,17 @@
 
 namespace {
 
-const char* const zones[] = {"UTC",           "Europe/Berlin",    "America/New_York",  "America/St_Johns",
-                             "Asia/Kolkata",  "Asia/Jakarta",     "Asia/Kathmandu",    "Australia/Lord_Howe",
-                             "Africa/Cairo",  "America/Sao_Paulo", "Pacific/Auckland", "Pacific/Honolulu"};
-/// Noon UTC of days before something special: clock changes of several zones, a leap day, a year's end, and plain ones.
+const char* const zones[] = {"UTC",          "Europe/Berlin",     "America/New_York", "America/St_Johns",
+                             "Asia/Kolkata", "Asia/Jakarta",      "Asia/Kathmandu",   "Australia/Lord_Howe",
+                             "Africa/Cairo", "America/Sao_Paulo", "Pacific/Auckland", "Pacific/Honolulu"};
+/// Noon UTC of days before something special: clock changes of several zones, a leap day, a year's end, and
+/// plain ones.
 const double starts[] = {1774612800, 1792929600, 1835352000, 1798718400, 1772798400, 1775131200, 1779969600};
 
 QString fastFolder() {
     const QString memory = QStringLiteral("/dev/shm");
-    return (QFileInfo(memory).isWritable() ? memory : QDir::tempPath()) + QStringLiteral("/velmora-world-XXXXXX");
+    return (QFileInfo(memory).isWritable() ? memory : QDir::tempPath()) +
+           QStringLiteral("/velmora-world-XXXXXX");
 }
 
 /// The world whose program is logging at this moment.
@@ -37,7 +39,8 @@ World::World(const Options& options)
     , truth_(platform_.timeline.date()) {
     listening = this;
     QLoggingCategory::setFilterRules(QStringLiteral("com.velmora.*.info=false\ncom.velmora.*.debug=false"));
-    qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& line) { listening->hear(line); });
+    qInstallMessageHandler(
+        [](QtMsgType, const QMessageLogContext&, const QString& line) { listening->hear(line); });
     changesClock_ = options.seed % 6 == 5;
     changesZone_ = options.seed % 7 == 3;
     changesCompany_ = options.seed % 4 == 2;
@@ -63,10 +66,12 @@ World::World(const Options& options)
         };
     }
     DomainStorage(platform_.preferences).setBaseURL(QUrl(QStringLiteral("https://a.example/api/v1/")));
-    platform_.preferences.set(QLatin1String(PreferenceKey::apiTimezoneIdentifier), *server_.config.appTimezone);
+    platform_.preferences.set(QLatin1String(PreferenceKey::apiTimezoneIdentifier),
+                              *server_.config.appTimezone);
     KeychainService(platform_.secrets)
-        .saveAuthTokens({QString::fromLatin1(server_.accessToken()), QStringLiteral("refresh"), Date{}, Date{},
-                         QStringLiteral("2099-01-01T00:00:00Z"), QStringLiteral("2099-01-01T00:00:00Z")});
+        .saveAuthTokens({QString::fromLatin1(server_.accessToken()), QStringLiteral("refresh"), Date{},
+                         Date{}, QStringLiteral("2099-01-01T00:00:00Z"),
+                         QStringLiteral("2099-01-01T00:00:00Z")});
 }
 
 World::~World() {
@@ -102,7 +107,8 @@ void World::complain(const QString& what) {
         complaints_.append(QStringLiteral("[%1 s] %2").arg(real(), 0, 'f', 1).arg(what));
 }
 
-// ---- time ----------------------------------------------------------------------------------------------------------
+// ---- time
+// ----------------------------------------------------------------------------------------------------------
 
 void World::pass(Seconds span) {
     const Seconds until = platform_.timeline.uptime() + span;
@@ -151,16 +157,19 @@ void World::observe() {
     }
     if (before.isTracking && !now.isTracking) {
         resolveGap(false);
-        const bool takenOver = server_.takeoverAnswers > std::exchange(seenTakeovers_, server_.takeoverAnswers);
+        const bool takenOver =
+            server_.takeoverAnswers > std::exchange(seenTakeovers_, server_.takeoverAnswers);
         if (takenOver && !isCommanding_)
             closedByTakeover_.insert(before.session);
         const bool idleStop = engine.lastStatusMessage() == QStringLiteral("Tracking stopped: idle");
         if (!isCommanding_ && !takenOver && !idleStop && platform_.permissions.screenRecording)
-            complain(QStringLiteral("stopped for no reason: ") + engine.lastStatusMessage().value_or(QString()));
+            complain(QStringLiteral("stopped for no reason: ") +
+                     engine.lastStatusMessage().value_or(QString()));
     }
 }
 
-// ---- what it means -------------------------------------------------------------------------------------------------
+// ---- what it means
+// -------------------------------------------------------------------------------------------------
 
 void World::runningBegan(bool isRollover) {
     if (!isCommanding_ && !isSleepy_ && !isRollover)
@@ -168,7 +177,8 @@ void World::runningBegan(bool isRollover) {
     intervalBegan_ = real();
     truth_.blur(intervalBegan_);
     const auto& config = core_->sessionManager.config();
-    idleThreshold_ = 60.0 * static_cast<double>(std::max<qint64>(config ? config->idleMinutesThreshold : 5, 1));
+    idleThreshold_ =
+        60.0 * static_cast<double>(std::max<qint64>(config ? config->idleMinutesThreshold : 5, 1));
     if (isRollover)
         lastCountedInput_.reset();
     if (isRollover && options_.fault == PlantedFault::doubleCountAtMidnight) {
@@ -203,17 +213,23 @@ bool World::discards() const {
     return !config || config->discardIdleTime;
 }
 
-QTimeZone World::companyZone() const { return core_->sessionManager.engineTimeZone(); }
+QTimeZone World::companyZone() const {
+    return core_->sessionManager.engineTimeZone();
+}
 
-QString World::companyDate(Date date) const { return SegmentUtils::segmentDateAndNumber(date, companyZone()).date; }
+QString World::companyDate(Date date) const {
+    return SegmentUtils::segmentDateAndNumber(date, companyZone()).date;
+}
 
-// ---- the employee --------------------------------------------------------------------------------------------------
+// ---- the employee
+// --------------------------------------------------------------------------------------------------
 
 void World::touch() {
     lastInputUptime_ = platform_.timeline.uptime();
     if (seen_.isRunning())
         lastCountedInput_ = real();
-    platform_.input.happen(oneIn(2) ? InputEventType::keyDown : InputEventType::mouseMoved, 1 + (oneIn(3) ? 4 : 0));
+    platform_.input.happen(oneIn(2) ? InputEventType::keyDown : InputEventType::mouseMoved,
+                           1 + (oneIn(3) ? 4 : 0));
 }
 
 void World::workFor(Seconds span, Seconds pause) {
@@ -225,10 +241,11 @@ void World::workFor(Seconds span, Seconds pause) {
 }
 
 void World::act() {
-    const double hour = std::fmod(real() / 3600 + 9, 24); // the world begins at nine in the morning of the employee
+    const double hour =
+        std::fmod(real() / 3600 + 9, 24); // the world begins at nine in the morning of the employee
     const bool isNight = hour < 7 && !oneIn(4);
     if (isNight) {
-        if (oneIn(2))
+        if (!oneIn(4))
             sleepMachine(between(600, 4 * 3600));
         else
             pass(between(300, 3600));
@@ -286,10 +303,11 @@ void World::useTheProgram() {
         const Session found = *engine.interruptedSession();
         const bool crossesDay = !found.intervals.empty() && companyDate(found.intervals.front().startedAt) !=
                                                                 companyDate(platform_.timeline.date());
-        // The rule for a session left open over midnight: it ends with its first day, which a change of zone may move to
-        // before the crash.
+        // The rule for a session left open over midnight: it ends with its first day, which a change of zone
+        // may move to before the crash.
         if (crossesDay && (diedRunningAt_ || changesZone_)) {
-            const auto dayEnd = SegmentUtils::startOfDayAfter(found.intervals.front().startedAt, 1, companyZone());
+            const auto dayEnd =
+                SegmentUtils::startOfDayAfter(found.intervals.front().startedAt, 1, companyZone());
             const double cut = dayEnd ? *dayEnd - truth_.start() : 0;
             const double died = diedRunningAt_.value_or(real()) - Truth::crashLoss;
             truth_.note(std::min(cut, died), real(), Truth::Second::allowed);
@@ -302,7 +320,8 @@ void World::useTheProgram() {
             platform_.permissions.screenRecording = true;
             ++happened_.starts;
             lastCountedInput_.reset();
-            engine.startTracking(pressed < 0.4 ? std::optional(server_.config.projects.front()) : std::nullopt);
+            engine.startTracking(pressed < 0.4 ? std::optional(server_.config.projects.front())
+                                               : std::nullopt);
         }
     } else if (engine.isPaused()) {
         if (pressed < 0.75) {
@@ -333,7 +352,7 @@ void World::sleepMachine(Seconds span) {
     observe();
     platform_.timeline.sleepMachine(span);
     slept_ += span;
-    touch(); // somebody woke it
+    touch();       // somebody woke it
     if (!oneIn(5)) // the signal may get lost
         platform_.power.didWake();
     platform_.timeline.settle();
@@ -375,7 +394,8 @@ void World::changeCompany() {
 void World::jumpClock() {
     ++happened_.clockJumps;
     const double sizes[] = {1, 60, 3600, 90000};
-    const double by = (oneIn(2) ? 1 : -1) * sizes[std::uniform_int_distribution<>(0, 3)(random_)] * between(0.5, 1);
+    const double by =
+        (oneIn(2) ? 1 : -1) * sizes[std::uniform_int_distribution<>(0, 3)(random_)] * between(0.5, 1);
     jumped_ += std::abs(by);
     platform_.timeline.jumpWallClock(by);
 }
@@ -392,8 +412,8 @@ void World::die() {
     ++happened_.deaths;
     if (seen_.isRunning()) {
         runningEnded();
-        truth_.note(std::max(intervalBegan_ - Truth::tickSlack, real() - Truth::crashLoss), real() + Truth::tickSlack,
-                    Truth::Second::allowed);
+        truth_.note(std::max(intervalBegan_ - Truth::tickSlack, real() - Truth::crashLoss),
+                    real() + Truth::tickSlack, Truth::Second::allowed);
         diedRunningAt_ = real();
         if (options_.fault == PlantedFault::lostMark)
             TrackingHeartbeat::clear(seen_.session, platform_.preferences);

@@ -14,9 +14,9 @@
 /// A fault that the harness plants on purpose, to show that it would be noticed.
 enum class PlantedFault { none, lostMark, doubleCountAtMidnight, rowDeletedBeforeAnswer };
 
-/// One employee, one machine, one server, and chance from a seed: works, types, goes idle, sleeps the machine, loses the
-/// network, changes company, clock and zone; the process dies between any two steps and starts again on the same files.
-/// Writes down what really happened, and compares.
+/// One employee, one machine, one server, and chance from a seed: works, types, goes idle, sleeps the
+/// machine, loses the network, changes company, clock and zone; the process dies between any two steps and
+/// starts again on the same files. Writes down what really happened, and compares.
 class World {
 public:
     struct Options {
@@ -116,9 +116,10 @@ private:
     Seconds idleThreshold_ = 300;
     std::optional<Gap> gap_;
     std::optional<double> diedRunningAt_;
-    double ranSeconds_ = 0; ///< All seconds of running sessions, those included that a rule took out afterwards.
-    /// Sessions that a take-over closed: their end is reported by the other device. The rule closes whatever session runs,
-    /// also when the take-over was of an earlier one.
+    double ranSeconds_ =
+        0; ///< All seconds of running sessions, those included that a rule took out afterwards.
+    /// Sessions that a take-over closed: their end is reported by the other device. The rule closes whatever
+    /// session runs, also when the take-over was of an earlier one.
     QSet<QUuid> closedByTakeover_;
     int seenTakeovers_ = 0;
     double nextHour_ = 3600;
