@@ -34,11 +34,10 @@ DailyTargetForm::DailyTargetForm(TrackerModel& model, const VREnvironment& envir
     fields->addWidget(hours_);
     fields->addWidget(minutes_);
     column->addLayout(fields);
-    auto* cancel = new VRButton(environment, VRButton::Look::soft, QStringLiteral("Cancel"),
+    auto* cancel = new VRButton(environment, VRButton::Look::outline, QStringLiteral("Cancel"),
                                 QStringLiteral("#cancelTarget"));
     auto* accept = new VRButton(environment, VRButton::Look::gradient, QStringLiteral("Save"),
                                 QStringLiteral("#saveTarget"));
-    cancel->setHeight(VR::controlHeight);
     auto* buttons = new QHBoxLayout;
     buttons->setSpacing(12);
     buttons->addWidget(cancel, 1);

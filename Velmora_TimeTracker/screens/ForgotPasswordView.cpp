@@ -5,6 +5,7 @@
 #include "VRLabel.h"
 #include "VRTextField.h"
 
+#include <QShortcut>
 #include <QVBoxLayout>
 
 ForgotPasswordView::ForgotPasswordView(LoginModel& model, const VREnvironment& environment)
@@ -39,6 +40,8 @@ ForgotPasswordView::ForgotPasswordView(LoginModel& model, const VREnvironment& e
     connect(email_, &VRTextField::edited, &model.forgotPassword(), &ForgotPasswordModel::setEmail);
     connect(email_, &VRTextField::submitted, this, send);
     connect(send_, &VRButton::clicked, this, send);
+    auto* escape = new QShortcut(QKeySequence(Qt::Key_Escape), this);
+    connect(escape, &QShortcut::activated, &model, &LoginModel::backToForm);
     connect(back, &VRButton::clicked, &model, &LoginModel::backToForm);
     connect(&model.forgotPassword(), &ForgotPasswordModel::changed, this, &ForgotPasswordView::refresh);
     refresh();

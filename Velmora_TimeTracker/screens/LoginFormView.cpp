@@ -7,6 +7,7 @@
 #include "VRTextField.h"
 
 #include <QHBoxLayout>
+#include <QShortcut>
 #include <QVBoxLayout>
 
 LoginFormView::LoginFormView(LoginModel& model, const VREnvironment& environment)
@@ -70,6 +71,8 @@ void LoginFormView::buildFooter() {
     footer().addLayout(row);
     noAccount_ = makeNoAccountCard();
     footer().addWidget(noAccount_);
+    auto* escape = new QShortcut(QKeySequence(Qt::Key_Escape), this);
+    connect(escape, &QShortcut::activated, this, [this] { model_.setNoAccountInfoShown(false); });
     connect(contact, &VRButton::clicked, this, [this] { model_.setNoAccountInfoShown(true); });
 }
 

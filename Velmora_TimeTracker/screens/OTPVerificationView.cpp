@@ -6,6 +6,7 @@
 #include "VRLabel.h"
 
 #include <QHBoxLayout>
+#include <QShortcut>
 #include <QVBoxLayout>
 
 namespace {
@@ -78,6 +79,8 @@ void OTPVerificationView::buildResend() {
     back->setIconName(QStringLiteral("VRIconChevronLeft"));
     footer().addWidget(back, 0, Qt::AlignHCenter);
     connect(resend_, &VRButton::clicked, this, [this] { spawn(model_.performResendOtp(), "code request"); });
+    auto* escape = new QShortcut(QKeySequence(Qt::Key_Escape), this);
+    connect(escape, &QShortcut::activated, &model_, &LoginModel::backToForm);
     connect(back, &VRButton::clicked, &model_, &LoginModel::backToForm);
 }
 

@@ -91,7 +91,7 @@ void TrackerActiveView::refresh() {
     const QString project = model_.projectName();
     project_->setText(project);
     project_->setVisible(!project_->text().isEmpty());
-    clock_->setText(model_.dayClock());
+    clock_->setTime(model_.dayClock());
     clock_->setDimmed(model_.isPaused());
     phrase_->setText(model_.activePhrase());
     activity_->setText(model_.recentActivity());

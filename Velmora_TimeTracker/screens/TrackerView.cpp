@@ -109,6 +109,8 @@ void TrackerView::refresh() {
 
 void TrackerView::showBody(bool tracking) {
     const bool hadFocus = body_ && body_->isAncestorOf(focusWidget());
+    const auto* pressed = hadFocus ? dynamic_cast<VRButton*>(focusWidget()) : nullptr;
+    const bool byKeyboard = pressed && pressed->showsFocus();
     showsActive_ = tracking;
     if (body_) {
         // Its own button may be what brought us here; it goes when that has returned.
@@ -120,5 +122,5 @@ void TrackerView::showBody(bool tracking) {
     column_->addWidget(body_, 1);
     body_->show();
     if (hadFocus)
-        body_->setFocus(Qt::TabFocusReason);
+        body_->setFocus(byKeyboard ? Qt::TabFocusReason : Qt::OtherFocusReason);
 }

@@ -49,9 +49,8 @@ AlertDialog::AlertDialog(const Alert& alert, const VREnvironment& environment, s
     auto* buttons = new QHBoxLayout;
     buttons->setSpacing(12);
     for (int i = 0; i < alert.buttons.size(); ++i) {
-        auto* button = new VRButton(environment, i == 0 ? VRButton::Look::gradient : VRButton::Look::soft,
+        auto* button = new VRButton(environment, i == 0 ? VRButton::Look::gradient : VRButton::Look::outline,
                                     alert.buttons.at(i), QStringLiteral("#alert") + alert.buttons.at(i));
-        button->setHeight(VR::controlHeight);
         buttons->addWidget(button, 1);
         connect(button, &VRButton::clicked, this, [this, i] { QDialog::done(i + 1); });
         if (i == 0)

@@ -83,6 +83,8 @@ QSize VRButton::minimumSizeHint() const {
 
 QColor VRButton::ink() const {
     const VRPalette& palette = environment_.palette();
+    if (look_ == Look::gradient && !isEnabled())
+        return palette.textMuted;
     if (look_ == Look::gradient || look_ == Look::chip)
         return Qt::white;
     if (look_ == Look::onGradient)
@@ -101,7 +103,8 @@ void VRButton::paintGround(QPainter& painter, const QRectF& ground) const {
     const QColor edge = tint_ == Tint::danger ? palette.danger : palette.brand500;
     switch (look_) {
     case Look::gradient:
-        VRPaint::roundedRect(painter, ground, radius, VRPaint::gradient(palette, ground));
+        VRPaint::roundedRect(painter, ground, radius,
+                             isEnabled() ? VRPaint::gradient(palette, ground) : QBrush(palette.border));
         break;
     case Look::onGradient:
         VRPaint::roundedRect(painter, ground, radius, Qt::white);
@@ -161,7 +164,7 @@ void VRButton::paintLabel(QPainter& painter) const {
 void VRButton::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    if (!isEnabled())
+    if (!isEnabled() && look_ != Look::gradient)
         painter.setOpacity(disabledOpacity);
     paintGround(painter, rect());
     paintLabel(painter);

@@ -29,6 +29,9 @@ public:
     /// What assistive technology calls it, when that is not its text.
     void setSpokenName(const QString& name) { setAccessibleName(name); }
 
+    /// The keyboard is here, and got here by the keyboard.
+    bool showsFocus() const { return hasFocus() && isKeyboardFocus_; }
+
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
 
@@ -42,7 +45,6 @@ protected:
 
     const VREnvironment& environment() const { return environment_; }
     bool isHovered() const { return isHovered_ && isEnabled(); }
-    bool showsFocus() const { return hasFocus() && isKeyboardFocus_; }
 
 private:
     struct Shape;

@@ -3,9 +3,9 @@
 #include "VRImages.h"
 #include "VRPaint.h"
 
-#include <QAccessible>
 #include <QPainter>
 #include <QtMath>
+#include <utility>
 
 VRIconView::VRIconView(const VREnvironment& environment, const QString& icon, int size, VR::Ink ink)
     : environment_(environment)
@@ -70,7 +70,6 @@ void VRProgressBar::paintEvent(QPaintEvent*) {
 }
 
 VRClockLabel::VRClockLabel(int pixelSize) {
-    setTextFormat(Qt::PlainText);
     QFont figures = VR::font(VR::Type::clock);
     figures.setPixelSize(pixelSize);
     setFont(figures);
@@ -84,26 +83,22 @@ int VRClockLabel::advance(QChar c) const {
 QRect VRClockLabel::cell(qsizetype index) const {
     int x = 0;
     for (qsizetype i = 0; i < index; ++i)
-        x += advance(text().at(i));
-    return {x, 0, advance(text().at(index)), height()};
+        x += advance(time_.at(i));
+    return {x, 0, advance(time_.at(index)), height()};
 }
 
-void VRClockLabel::setText(const QString& text) {
-    const QString before = this->text();
-    if (before == text)
+void VRClockLabel::setTime(const QString& time) {
+    const QString before = std::exchange(time_, time);
+    if (before == time)
         return;
-    const bool sameCells = before.size() == text.size();
-    // QLabel would repaint itself whole.
-    setUpdatesEnabled(!sameCells);
-    QLabel::setText(text);
-    setUpdatesEnabled(true);
-    for (qsizetype i = 0; sameCells && i < text.size(); ++i)
-        if (text.at(i) != before.at(i))
-            update(cell(i));
-    if (QAccessible::isActive()) {
-        QAccessibleEvent changed(this, QAccessible::NameChanged);
-        QAccessible::updateAccessibility(&changed);
+    setAccessibleName(time);
+    if (before.size() != time.size()) {
+        updateGeometry();
+        return update();
     }
+    for (qsizetype i = 0; i < time.size(); ++i)
+        if (time.at(i) != before.at(i))
+            update(cell(i));
 }
 
 void VRClockLabel::setDimmed(bool dimmed) {
@@ -115,7 +110,7 @@ void VRClockLabel::setDimmed(bool dimmed) {
 
 QSize VRClockLabel::sizeHint() const {
     int width = 0;
-    for (const QChar c : text())
+    for (const QChar c : time_)
         width += advance(c);
     return {width, qCeil(fontMetrics().ascent() * 1.12)};
 }
@@ -125,8 +120,8 @@ void VRClockLabel::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setOpacity(isDimmed_ ? dimmedOpacity : 1.0);
     painter.setPen(Qt::white);
-    for (qsizetype i = 0; i < text().size(); ++i)
-        painter.drawText(cell(i), Qt::AlignCenter, QString(text().at(i)));
+    for (qsizetype i = 0; i < time_.size(); ++i)
+        painter.drawText(cell(i), Qt::AlignCenter, QString(time_.at(i)));
 }
 
 VRSpinner::VRSpinner(const VREnvironment& environment, int diameter)

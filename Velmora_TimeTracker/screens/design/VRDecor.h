@@ -52,7 +52,7 @@ private:
 class VRClockLabel : public QLabel {
 public:
     explicit VRClockLabel(int pixelSize);
-    void setText(const QString& text);
+    void setTime(const QString& time);
     void setDimmed(bool dimmed);
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override { return sizeHint(); }
@@ -64,6 +64,7 @@ private:
     int advance(QChar c) const;
     QRect cell(qsizetype index) const;
 
+    QString time_; ///< Not the label's own text, whose every change paints all of it.
     bool isDimmed_ = false;
 };
 
