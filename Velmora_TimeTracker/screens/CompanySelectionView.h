@@ -4,6 +4,7 @@
 
 #include <vector>
 
+class VRLabel;
 class LoginModel;
 class CompanyRowButton;
 

@@ -2,8 +2,6 @@
 
 #include "VRScrollView.h"
 
-#include <array>
-
 class PopoverModel;
 class QVBoxLayout;
 class VRButton;

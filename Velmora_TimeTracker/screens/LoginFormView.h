@@ -2,6 +2,7 @@
 
 #include "SignInPage.h"
 
+class VRLabel;
 class LoginModel;
 class VRButton;
 class VRCard;

@@ -4,6 +4,7 @@
 
 #include <array>
 
+class VRLabel;
 class LoginModel;
 class OTPDigitField;
 class VRButton;

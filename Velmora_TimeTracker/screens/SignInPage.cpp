@@ -45,10 +45,10 @@ VRHeroCard* SignInPage::makeHero(const Hero& hero) {
     titleRow->addWidget(title, 1);
     column.addLayout(titleRow);
     auto* textRow = new QHBoxLayout;
-    heroText_ = new VRLabel(environment_, VR::Type::body, VR::Ink::onGradientSoft);
-    heroText_->setMaximumLines(8);
-    heroText_->setText(hero.text);
-    textRow->addWidget(heroText_, 66);
+    auto* text = new VRLabel(environment_, VR::Type::body, VR::Ink::onGradientSoft);
+    text->setMaximumLines(8);
+    text->setText(hero.text);
+    textRow->addWidget(text, 66);
     textRow->addStretch(34);
     column.addLayout(textRow);
     column.addStretch(1);

@@ -4,7 +4,6 @@
 
 class QVBoxLayout;
 class VRHeroCard;
-class VRLabel;
 
 /// The frame of every sign-in screen: a gradient card with a drawing above, a white card with the fields
 /// below.
@@ -21,7 +20,6 @@ public:
 
 protected:
     const VREnvironment& environment() const { return environment_; }
-    VRLabel& heroText() { return *heroText_; }
     /// The white card's column.
     QVBoxLayout& fields() { return *fields_; }
     /// What stands below the card.
@@ -31,7 +29,6 @@ private:
     VRHeroCard* makeHero(const Hero& hero);
 
     const VREnvironment& environment_;
-    VRLabel* heroText_ = nullptr;
     QVBoxLayout* fields_ = nullptr;
     QVBoxLayout* footer_ = nullptr;
 };

@@ -9,6 +9,7 @@
 #include <QKeyEvent>
 #include <QMenu>
 #include <QPainter>
+#include <QProxyStyle>
 #include <QToolTip>
 
 namespace {
@@ -16,6 +17,25 @@ constexpr int sidePadding = 14;
 constexpr int chevronSize = 18;
 /// A menu as wide as the screen would help nobody.
 constexpr int widestEntry = 420;
+
+/// Entries with room to breathe.
+class RoomyMenuStyle : public QProxyStyle {
+public:
+    QSize sizeFromContents(ContentsType type, const QStyleOption* option, const QSize& size,
+                           const QWidget* widget) const override {
+        constexpr int entryHeight = 34;
+        const QSize plain = QProxyStyle::sizeFromContents(type, option, size, widget);
+        return type == CT_MenuItem ? plain.expandedTo({0, entryHeight}) : plain;
+    }
+};
+
+/// A chosen entry is tinted, not shouted.
+QPalette menuColours(const VRPalette& palette, QPalette colours) {
+    colours.setColor(QPalette::Window, palette.surface);
+    colours.setColor(QPalette::Highlight, palette.isDark ? palette.border : palette.appBackground);
+    colours.setColor(QPalette::HighlightedText, palette.textStrong);
+    return colours;
+}
 } // namespace
 
 TaskField::TaskField(TrackerModel& model, const VREnvironment& environment)
@@ -43,6 +63,10 @@ void TaskField::presentTaskMenu() {
     model_.scheduleTaskMenuConfigRefreshFromServer();
     auto* menu = new QMenu(this);
     menu->setAttribute(Qt::WA_DeleteOnClose);
+    auto* style = new RoomyMenuStyle;
+    style->setParent(menu);
+    menu->setStyle(style);
+    menu->setPalette(menuColours(environment().palette(), menu->palette()));
     menu->setFont(VR::font(VR::Type::body));
     menu->setAccessibleName(QStringLiteral("Task"));
     auto* group = new QActionGroup(menu);

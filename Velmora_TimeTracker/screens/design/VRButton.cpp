@@ -131,9 +131,9 @@ void VRButton::paintGround(QPainter& painter, const QRectF& ground) const {
     }
     if (showsFocus()) {
         const bool onColour = look_ == Look::gradient || look_ == Look::chip;
-        const QColor ring = look_ == Look::onGradient ? QColor(Qt::black)
-                            : onColour                ? QColor(Qt::white)
-                                                      : palette.brand500;
+        const QColor ring = onColour                    ? QColor(Qt::white)
+                            : look_ == Look::onGradient ? ink()
+                                                        : palette.brand500;
         const double inset = look_ == Look::gradient || look_ == Look::onGradient ? 3 : 0;
         VRPaint::focusRing(painter, ground.adjusted(inset, inset, -inset, -inset), radius - inset, ring);
     }

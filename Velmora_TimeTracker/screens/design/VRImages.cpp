@@ -38,7 +38,3 @@ QPixmap VRImages::icon(const QString& name, const QColor& colour, int size, doub
         found = icons_.insert(key, render(name, colour, QSize(size, size), pixelRatio));
     return *found;
 }
-
-QPixmap MenuBarIconDrawing::tintedTemplate(const QColor& colour, int size, double pixelRatio) {
-    return VRImages::render(QStringLiteral("MenuBarIcon"), colour, QSize(size, size), pixelRatio);
-}

@@ -22,8 +22,3 @@ public:
 private:
     QHash<QString, QPixmap> icons_;
 };
-
-/// The program's mark in one colour, as alerts and the status item show it.
-namespace MenuBarIconDrawing {
-QPixmap tintedTemplate(const QColor& colour, int size, double pixelRatio);
-}

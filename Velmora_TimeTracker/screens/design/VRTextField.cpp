@@ -74,13 +74,6 @@ void VRTextField::setRevealed(bool revealed) {
     eye_->setSpokenName(revealed ? QStringLiteral("Hide password") : QStringLiteral("Show password"));
 }
 
-void VRTextField::setFaulty(bool faulty) {
-    if (isFaulty_ == faulty)
-        return;
-    isFaulty_ = faulty;
-    update();
-}
-
 void VRTextField::setReadOnly(bool readOnly) {
     input_->setReadOnly(readOnly);
 }
@@ -97,7 +90,7 @@ QRect VRTextField::frame() const {
 void VRTextField::paintEvent(QPaintEvent*) {
     const VRPalette& palette = environment_.palette();
     const bool isActive = input_->hasFocus();
-    const QColor edge = isFaulty_ ? palette.danger : isActive ? palette.brand500 : palette.border;
+    const QColor edge = isActive ? palette.brand500 : palette.border;
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     VRPaint::roundedRect(painter, frame(), VR::controlRadius, palette.surfaceSoft, edge, isActive ? 2 : 1);

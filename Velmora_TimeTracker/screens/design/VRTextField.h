@@ -22,8 +22,6 @@ public:
     /// Moves the cursor only when the text is another one.
     void setText(const QString& text);
     void setRevealed(bool revealed);
-    /// Colours the frame; the words stand elsewhere.
-    void setFaulty(bool faulty);
     void focusInput();
     void setReadOnly(bool readOnly);
 
@@ -46,5 +44,4 @@ private:
     VRLabel* const label_;
     QLineEdit* const input_;
     VRButton* eye_ = nullptr; ///< Secret fields only.
-    bool isFaulty_ = false;
 };
