@@ -6,10 +6,12 @@
 #include "VRLabel.h"
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QEvent>
 #include <QJsonArray>
 #include <QKeyEvent>
 #include <QLineEdit>
+#include <QMenu>
 #include <QPaintEvent>
 #include <gmock/gmock.h>
 
@@ -282,4 +284,108 @@ TEST_F(Views, TheDailyTargetIsSetInAForm) {
     EXPECT_EQ(field(form, "#target_minutes")->text(), "59");
     qobject_cast<QAbstractButton*>(control(form, "#saveTarget"))->click();
     EXPECT_EQ(tracker->targetSentence(), "Target: 7h 59m of work");
+}
+
+TEST_F(Views, TheTaskMenuOffersEveryTaskAsText) {
+    world.config.projects = {{"p1", "<b>R&D</b>"}, {"p2", hostile}, {"p3", "Third"}};
+    world.applyConfig();
+    tracker->chooseTask("p3");
+    show(PopoverView::Place::window);
+    const auto fetches = world.bodies("employees/config").size();
+    pressControl("#taskField");
+    auto* menu = shown->findChild<QMenu*>();
+    ASSERT_TRUE(menu && menu->isVisible());
+    world.tick(1);
+    EXPECT_GT(world.bodies("employees/config").size(), fetches); // asked for with the menu
+    ASSERT_EQ(menu->actions().size(), 4);
+    EXPECT_EQ(menu->actions()[1]->text(), "<b>R&&D</b>");
+    EXPECT_TRUE(menu->actions()[3]->isChecked());
+    EXPECT_LT(menu->sizeHint().width(), 600);
+    menu->actions()[1]->trigger();
+    settle();
+    EXPECT_EQ(control(*shown, "#taskField")->accessibleName(), "Task (optional): <b>R&D</b>");
+    menu->actions()[0]->trigger();
+    EXPECT_EQ(tracker->selectedTaskMenuTitle(), "No task");
+    menu->close();
+}
+
+TEST_F(Views, BannersComeAndGo) {
+    world.config.appTimezone = "UTC";
+    world.applyConfig();
+    show(PopoverView::Place::window);
+    EXPECT_FALSE(control(*shown, "#permissionBannerOpenSettings"));
+    world.engine().handleScreenRecordingPermissionLost();
+    settle();
+    pressControl("#permissionBannerOpenSettings");
+    EXPECT_EQ(world.machine.permissions.settingsOpened, 1);
+    pressControl("#permissionBannerDismiss");
+    EXPECT_FALSE(control(*shown, "#permissionBannerDismiss"));
+
+    // A crash on one day; what it left is ended on another.
+    world.start("p1", "First");
+    world.typeFor(120);
+    relaunch();
+    world.jumpTo("2024-05-16T08:00:00Z");
+    world.engine().discardInterruptedSession();
+    world.applyConfig();
+    show(PopoverView::Place::window);
+    inEveryLook("midnight banner", [this] {
+        auto* task = dynamic_cast<QLabel*>(control(*shown, "#midnightTask"));
+        ASSERT_TRUE(task);
+        EXPECT_EQ(task->text(), "Task: First");
+    });
+    pressControl("#midnightStartNew");
+    EXPECT_FALSE(control(*shown, "#midnightTask"));
+    EXPECT_EQ(tracker->projectName(), "First");
+}
+
+TEST_F(Views, TheCodeIsTypedBoxByBox) {
+    signOut();
+    world.machine.urlSession.setServer([](const URLRequest&) {
+        return SimulatedURLSession::answer(200, R"({"data":{"otp_required":1,"user":{"email":"a@b.cd"}}})");
+    });
+    login->setEmail("ann@acme.com");
+    login->setPassword("abcd");
+    show(PopoverView::Place::window);
+    pressControl("#loginButton");
+    world.tick(1);
+    settle();
+    const auto box = [this](int number) {
+        return qobject_cast<QLineEdit*>(control(*shown, QString("#otpDigit%1").arg(number)));
+    };
+    ASSERT_TRUE(box(1));
+    const auto type = [](QLineEdit* field, const QString& text) {
+        QKeyEvent key(QEvent::KeyPress, Qt::Key_1, Qt::NoModifier, text);
+        QCoreApplication::sendEvent(field, &key);
+    };
+    type(box(1), "7");
+    EXPECT_EQ(login->otp().focusedField, 1);
+    type(box(2), "x");
+    EXPECT_EQ(box(2)->text(), ""); // no letter stays
+    type(box(3), "123456");
+    EXPECT_EQ(login->otp().code(), "123456");
+    EXPECT_EQ(box(1)->text(), "1");
+    EXPECT_TRUE(control(*shown, "#verifyCode")->isEnabled());
+    pressControl("#backToLogin");
+    EXPECT_TRUE(control(*shown, "#loginButton"));
+}
+
+TEST_F(Views, TheProgressBlockTurns) {
+    world.applyConfig();
+    tracker->start();
+    show(PopoverView::Place::window);
+    EXPECT_FALSE(control(*shown, "#setTarget"));
+    const int height = control(*shown, "#progressTimes")->parentWidget()->height();
+    pressControl("#showTarget");
+    for (QElapsedTimer turning; !control(*shown, "#setTarget");) {
+        if (!turning.isValid())
+            turning.start();
+        ASSERT_LT(turning.elapsed(), 5000);
+        QCoreApplication::processEvents();
+    }
+    EXPECT_FALSE(control(*shown, "#progressTimes"));
+    EXPECT_EQ(control(*shown, "#setTarget")->parentWidget()->height(), height);
+    shown->hide(); // a block that is hidden while it turns stands still
+    shown->show();
+    EXPECT_TRUE(control(*shown, "#setTarget"));
 }
