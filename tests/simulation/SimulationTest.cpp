@@ -22,7 +22,7 @@ TEST_P(Seeds, aDayAndAHalfHoldsEveryInvariant) {
 }
 
 #ifndef VELMORA_LIVES
-#define VELMORA_LIVES 200U
+#define VELMORA_LIVES 120U
 #endif
 INSTANTIATE_TEST_SUITE_P(Life, Seeds, testing::Range(1U, VELMORA_LIVES + 1));
 
