@@ -59,10 +59,15 @@ public:
     }
 
 private:
+    /// Waits for the server now and then: flooded by thousands of events at once, Xvfb itself loses some on
+    /// their way to a client that records.
     void fake(uint8_t type, uint8_t detail, int16_t x = 0, int16_t y = 0) {
         xcb_test_fake_input(connection_.get(), type, detail, XCB_CURRENT_TIME, XCB_NONE, x, y, 0);
+        if (++fakeCount_ % 20 == 0)
+            sync();
     }
 
     std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection_;
     int step_ = 0;
+    int fakeCount_ = 0;
 };
