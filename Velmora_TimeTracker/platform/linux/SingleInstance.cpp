@@ -8,7 +8,6 @@
 #include <QFile>
 #include <QLocalSocket>
 #include <QThread>
-#include <cerrno>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/socket.h>
@@ -18,7 +17,7 @@ namespace {
 
 struct Lock {
     int descriptor = -1;
-    bool isHeldElsewhere = false;
+    bool isHeldElsewhere = false; ///< False without a descriptor: the file cannot even be opened.
 };
 
 Lock takeLock(const QString& path) {
@@ -28,9 +27,8 @@ Lock takeLock(const QString& path) {
         return {};
     if (flock(file, LOCK_EX | LOCK_NB) == 0)
         return {file};
-    const bool isHeldElsewhere = errno == EWOULDBLOCK;
     close(file);
-    return {-1, isHeldElsewhere};
+    return {-1, true};
 }
 
 bool isThisUser(const QLocalSocket& socket) {
