@@ -28,6 +28,7 @@ public:
         int deaths = 0, sleeps = 0, idlePauses = 0, midnights = 0, starts = 0, takeovers = 0, clockJumps = 0,
             zoneChanges = 0, companyChanges = 0, serverFaults = 0;
         double workedSeconds = 0;
+        Happened& operator+=(const Happened& other);
     };
 
     explicit World(const Options& options);
