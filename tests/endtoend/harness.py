@@ -3,6 +3,7 @@
 Everything that is started is stopped by its process id; nothing of the person's own session is touched.
 """
 
+import glob
 import json
 import os
 import pathlib
@@ -36,13 +37,13 @@ def until(what, probe, seconds=10.0, pause=0.1):
 class Backend:
     """The development backend on a free loopback port."""
 
-    def __init__(self, build, folder, log):
+    def __init__(self, build, folder, log, environment):
         folder.mkdir(parents=True, exist_ok=True)
         port_file = folder / "port"
         port_file.unlink(missing_ok=True)
         self.process = subprocess.Popen(
             [build / "backend/velmora-backend", "--port", "0", "--data", folder / "data", "--port-file", port_file],
-            stdout=log, stderr=log)
+            env=environment, stdout=log, stderr=log)
         until("the backend to listen", lambda: port_file.exists() and port_file.read_text().strip())
         self.url = f"http://127.0.0.1:{port_file.read_text().strip()}"
 
@@ -60,16 +61,24 @@ class Backend:
         return self.get("/control/summary")
 
 
-class Desktop:
-    """Display (a private one unless `display` names one), session bus, keyring, home, backend and program."""
+def shifted_clock(seconds):
+    """The environment in which a program's wall clock, and nothing else of its time, is `seconds` ahead."""
+    return {"LD_PRELOAD": glob.glob("/usr/lib/*/faketime/libfaketime.so.1")[0], "FAKETIME": f"+{seconds}s",
+            "DONT_FAKE_MONOTONIC": "1"}
 
-    def __init__(self, build, folder, display=None, keyring=True, environment=None):
+
+class Desktop:
+    """Display (a private one unless `display` names one), session bus, keyring, home, backend and program.
+
+    `clock` is environment for the program and the backend alone.
+    """
+
+    def __init__(self, build, folder, display=None, clock=None):
         self.build = pathlib.Path(build).resolve()
         self.folder = pathlib.Path(folder).resolve()
         self.home = self.folder / "home"
         self.processes = []
         self.program = None
-        self.program_starts = 0
         for path in (self.home, self.folder / "runtime"):
             path.mkdir(parents=True, exist_ok=True)
             path.chmod(0o700)
@@ -83,12 +92,11 @@ class Desktop:
         }
         try:
             self._start_display(display)
-            self._start_bus()
-            if keyring:
-                self._start_keyring()
-            self.backend = Backend(self.build, self.folder / "backend", self.log)
+            self._start_session_bus()
+            self._start_keyring()
+            self.clocked_environment = {**self.environment, **(clock or {})}
+            self.backend = Backend(self.build, self.folder / "backend", self.log, self.clocked_environment)
             self.processes.append(self.backend.process)
-            self.environment.update(environment or {})
         except BaseException:
             self.close()
             raise
@@ -137,8 +145,23 @@ class Desktop:
 
     def _start_bus(self):
         bus = self._start(["dbus-daemon", "--session", "--nofork", "--print-address=1"], stdout=subprocess.PIPE)
-        self.environment["DBUS_SESSION_BUS_ADDRESS"] = bus.stdout.readline().decode().strip()
-        os.environ["DBUS_SESSION_BUS_ADDRESS"] = self.environment["DBUS_SESSION_BUS_ADDRESS"]
+        return bus.stdout.readline().decode().strip()
+
+    def _start_session_bus(self):
+        address = self._start_bus()
+        self.environment["DBUS_SESSION_BUS_ADDRESS"] = address
+        os.environ["DBUS_SESSION_BUS_ADDRESS"] = address
+
+    def start_logind(self):
+        """A system bus with a mocked login manager for programs started from now on; returns the manager."""
+        import dbus.bus
+        address = self._start_bus()
+        for environment in (self.environment, self.clocked_environment):
+            environment["DBUS_SYSTEM_BUS_ADDRESS"] = address
+        self._start(["/usr/bin/python3", "-m", "dbusmock", "--system", "--template", "logind"], stdout=self.log)
+        bus = dbus.bus.BusConnection(address)
+        until("the login manager", lambda: bus.name_has_owner("org.freedesktop.login1"))
+        return bus.get_object("org.freedesktop.login1", "/org/freedesktop/login1")
 
     def _start_keyring(self):
         keyring = self._start(["gnome-keyring-daemon", "--foreground", "--unlock", "--components=secrets"],
@@ -181,12 +204,10 @@ class Desktop:
         self.preferences_file.write_text(json.dumps(
             {"com.velmora.timetracker.apiBaseURL": self.backend.url + "/api/v1/"}))
 
-    def start_program(self, **extra):
-        self.program_starts += 1
+    def start_program(self):
         with open(self.folder / "program.log", "ab") as log:
             self.program = subprocess.Popen([self.build / "Velmora_TimeTracker/velmora-timetracker"],
-                                            env={**self.environment, **extra}, stdout=log, stderr=log)
-        return self.program
+                                            env=self.clocked_environment, stdout=log, stderr=log)
 
     def stop_program(self, with_signal=signal.SIGTERM):
         program, self.program = self.program, None

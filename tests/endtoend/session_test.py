@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """The real program, from the sign-in to what arrives at the backend, used by its accessible names."""
 
+import datetime
 import json
 import os
 import pathlib
@@ -14,18 +15,21 @@ import tempfile
 import time
 import unittest
 
-from harness import ACCOUNT, MONITORS, TASK, Desktop, until
+from harness import ACCOUNT, MONITORS, TASK, Desktop, shifted_clock, until
 
 BUILD = pathlib.Path(sys.argv.pop(1))
 KILLS = int(os.environ.get("VELMORA_KILLS", "20"))
 STALL_LIMIT_MS = 250
+MANAGER = "org.freedesktop.login1.Manager"
 
 
 class EndToEnd(unittest.TestCase):
+    clock = None
+
     def setUp(self):
         self.folder = tempfile.TemporaryDirectory(prefix="velmora-e2e-")
         self.addCleanup(self.folder.cleanup)
-        self.desktop = Desktop(BUILD, self.folder.name)
+        self.desktop = Desktop(BUILD, self.folder.name, clock=self.clock)
         self.addCleanup(self.desktop.close)
         self.desktop.point_at_backend()
 
@@ -38,6 +42,18 @@ class EndToEnd(unittest.TestCase):
         self.desktop.wait_for("#loginEmail", 20)
         self.desktop.sign_in()
         self.desktop.wait_for("#startTracking", 20)
+
+    def tracking(self):
+        self.signed_in()
+        self.desktop.press("#startTracking")
+        self.desktop.wait_for("#stopTracking")
+
+    def wait_for_completed(self, sessions=1, seconds=60):
+        def summary():
+            found = self.desktop.backend.summary()
+            return found if found["completed"] >= sessions else None
+
+        return until("the session's end at the backend", summary, seconds)
 
     def rows(self, sql):
         with sqlite3.connect(f"file:{self.desktop.data / 'timetracker.sqlite'}?mode=ro", uri=True) as database:
@@ -98,8 +114,7 @@ class EndToEnd(unittest.TestCase):
               lambda: desktop.type_for(2) and desktop.backend.summary()["screenshots"] >= wanted, 100)
         desktop.press("#stopTracking")
         desktop.wait_for("#startTracking")
-        summary = until("the session's end at the backend",
-                        lambda: (lambda s: s if s["completed"] else None)(desktop.backend.summary()), 20)
+        summary = self.wait_for_completed()
         tracked = time.monotonic() - began - 2
 
         session = summary["sessions"][0]
@@ -124,9 +139,7 @@ class EndToEnd(unittest.TestCase):
 
     def test_signals_close_the_interval_and_the_session_is_offered_again(self):
         desktop = self.desktop
-        self.signed_in()
-        desktop.press("#startTracking")
-        desktop.wait_for("#stopTracking")
+        self.tracking()
         for signal_number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
             time.sleep(1.5)
             self.assertEqual(desktop.stop_program(signal_number), 0)
@@ -140,13 +153,38 @@ class EndToEnd(unittest.TestCase):
             self.assertEqual(self.active_session()["id"], closed["id"])
         self.check_no_stall()
 
+    def test_the_machine_sleeps_when_the_interval_is_saved(self):
+        logind = self.desktop.start_logind()
+
+        def held():
+            return any(what == "sleep:shutdown" for what, *_ in logind.ListInhibitors(dbus_interface=MANAGER))
+
+        def prepare_for_sleep(begins):
+            logind.EmitSignal(MANAGER, "PrepareForSleep", "b", [begins],
+                              dbus_interface="org.freedesktop.DBus.Mock")
+
+        self.tracking()
+        until("the program to hold the sleep back", held)
+        time.sleep(1.5)
+        prepare_for_sleep(True)
+        until("the sleep to be allowed", lambda: not held(), pause=0.001)
+        before = self.active_session()["intervals"]
+        self.assertEqual(len(before), 1)
+        self.assertIn("stoppedAt", before[0])
+        time.sleep(2)
+        prepare_for_sleep(False)
+        until("tracking after the sleep", lambda: len(self.active_session()["intervals"]) == 2)
+        after = self.active_session()["intervals"]
+        self.assertEqual(after[0], before[0])
+        self.assertGreaterEqual(after[1]["startedAt"] - before[0]["stoppedAt"], 2)
+        until("the next sleep to be held back", held)
+        self.check_no_stall()
+
     def test_kill_at_random_moments(self):
         """Each restart offers the session and bills it up to a mark at most 60 running seconds old; all rows arrive."""
         desktop = self.desktop
         chance = random.Random(7)
-        self.signed_in()
-        desktop.press("#startTracking")
-        desktop.wait_for("#stopTracking")
+        self.tracking()
         began = time.time()
         for _ in range(KILLS):
             time.sleep(chance.uniform(0.05, 2.0))
@@ -164,10 +202,36 @@ class EndToEnd(unittest.TestCase):
             self.assertGreaterEqual(interval["stoppedAt"], interval["startedAt"])
             previous_end = interval["stoppedAt"]
         desktop.press("#stopTracking")
-        summary = until("the session's end at the backend",
-                        lambda: (lambda s: s if s["completed"] else None)(desktop.backend.summary()), 60)
+        summary = self.wait_for_completed()
         until("every row at the backend", lambda: self.rows("SELECT count(*) FROM upload_queue") == [(0,)], 60)
         self.assertLessEqual(summary["sessions"][0]["total_seconds"], time.time() - began)
+
+
+class AcrossMidnight(EndToEnd):
+    """The company's midnight, in a zone that is not the machine's, half a minute after the start."""
+
+    LEAD = 30  # seconds: long enough to sign in and start
+    zone = datetime.timezone(datetime.timedelta(hours=5, minutes=45))  # Asia/Kathmandu, which keeps it all year
+    now = datetime.datetime.now(zone)
+    midnight = (now + datetime.timedelta(days=1, seconds=LEAD)).replace(hour=0, minute=0, second=0, microsecond=0)
+    clock = shifted_clock(int((midnight - now).total_seconds()) - LEAD)
+
+    def test_a_session_is_cut_at_midnight(self):
+        desktop = self.desktop
+        desktop.backend.post("/control/config", {"app_timezone": "Asia/Kathmandu"})
+        self.tracking()
+        self.wait_for_completed()
+        time.sleep(2)
+        desktop.press("#stopTracking")
+        summary = self.wait_for_completed(2)
+        first, second = sorted((session["intervals"] for session in summary["sessions"]),
+                               key=lambda intervals: intervals[0]["started_at"])
+        midnight = self.midnight.timestamp()
+        self.assertLess(first[0]["started_at"], midnight)
+        self.assertLessEqual(first[-1]["stopped_at"], midnight)
+        self.assertGreaterEqual(second[0]["started_at"], midnight)
+        self.assertLessEqual(second[0]["started_at"] - first[-1]["stopped_at"], 2)
+        self.check_no_stall()
 
 
 if __name__ == "__main__":
