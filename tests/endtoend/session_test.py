@@ -205,6 +205,7 @@ class EndToEnd(unittest.TestCase):
         summary = self.wait_for_completed()
         until("every row at the backend", lambda: self.rows("SELECT count(*) FROM upload_queue") == [(0,)], 60)
         self.assertLessEqual(summary["sessions"][0]["total_seconds"], time.time() - began)
+        self.check_no_stall()
 
 
 class AcrossMidnight(EndToEnd):

@@ -17,6 +17,9 @@ namespace {
 constexpr const char* threadName = "activity.tap";
 
 constexpr auto nudgeInterval = 1s; ///< Bounds how late an event is delivered.
+/// Between two readings while input keeps coming: a hand that moves costs one wake-up each time, not one an
+/// event.
+constexpr auto restInterval = 100ms;
 constexpr auto retryInterval = 1s; ///< Between attempts that nobody waits for.
 
 auto sinceEpoch(steady_clock::time_point time) {
@@ -114,19 +117,18 @@ void X11InputListener::run() {
     while (!stopping_) {
         if (!stream_)
             connectIfWanted();
-        if (stream_)
-            readEvents(); // Also right after connecting: what came with the first reply does not wake poll
-                          // again.
+        // Also right after connecting: what came with the first reply does not wake poll again.
+        const bool inputKeepsComing = stream_ && readEvents();
         if (stream_ && !stream_->isAlive())
             loseStream();
-        waitForWork();
+        waitForWork(inputKeepsComing);
     }
     stream_.reset();
 }
 
-/// Sleeps until something arrives, somebody wakes us or the next turn is due. Without a stream there are
-/// turns only while an enabled tap waits for one.
-void X11InputListener::waitForWork() {
+/// Sleeps until something arrives, somebody wakes us or the next turn is due, and a while in any case when
+/// something has just arrived. Without a stream there are turns only while an enabled tap waits for one.
+void X11InputListener::waitForWork(bool inputKeepsComing) {
     pollfd descriptors[3] = {{wakeDescriptor_, POLLIN, 0}};
     nfds_t count = 1;
     int milliseconds = -1;
@@ -134,7 +136,9 @@ void X11InputListener::waitForWork() {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(nextTurn_ - steady_clock::now());
         milliseconds = std::max(0, int(left.count()));
     }
-    if (stream_) {
+    if (stream_ && inputKeepsComing) {
+        milliseconds = int(std::chrono::milliseconds(restInterval).count());
+    } else if (stream_) {
         descriptors[count++] = {stream_->dataDescriptor(), POLLIN, 0};
         descriptors[count++] = {stream_->controlDescriptor(), POLLIN, 0};
     }
@@ -163,14 +167,18 @@ void X11InputListener::connectIfWanted() {
     attempted_.notify_all();
 }
 
-void X11InputListener::readEvents() {
-    for (const InputBatch* batch = stream_->next(); batch && !stopping_; batch = stream_->next())
+bool X11InputListener::readEvents() {
+    bool hasInput = false;
+    for (const InputBatch* batch = stream_->next(); batch && !stopping_; batch = stream_->next()) {
         deliver(*batch);
+        hasInput = hasInput || batch->hasMotion || batch->hasKey;
+    }
     stream_->readControl();
     if (const auto now = steady_clock::now(); now >= nextTurn_) {
         stream_->nudge();
         nextTurn_ = now + nudgeInterval;
     }
+    return hasInput;
 }
 
 void X11InputListener::deliver(const InputBatch& batch) {

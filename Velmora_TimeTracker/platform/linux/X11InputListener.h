@@ -41,9 +41,9 @@ private:
     using Nanoseconds = std::chrono::steady_clock::rep;
 
     void run();
-    void waitForWork();
+    void waitForWork(bool inputKeepsComing);
     void connectIfWanted();
-    void readEvents();
+    bool readEvents(); ///< True when there was input.
     void deliver(const InputBatch& batch);
     void loseStream();
     bool anyTapEnabled();
