@@ -21,7 +21,7 @@ protected:
     static inline int lives = 0;
 
     static void TearDownTestSuite() {
-        if (lives < 50)
+        if (lives < 40)
             return; // a replay of a few
         for (const int count : {met.deaths, met.sleeps, met.idlePauses, met.midnights, met.takeovers,
                                 met.clockJumps, met.zoneChanges, met.companyChanges, met.serverFaults})
