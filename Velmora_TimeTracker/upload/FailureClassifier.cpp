@@ -60,13 +60,3 @@ QString failureDescription(const std::exception_ptr& failure) {
         return "unknown error";
     }
 }
-
-bool isFileNotFound(const std::exception_ptr& failure) {
-    try {
-        std::rethrow_exception(failure);
-    } catch (const FileNotFound&) {
-        return true;
-    } catch (...) {
-        return false;
-    }
-}

@@ -15,9 +15,12 @@ public:
         : clock_(clock)
         , random_(random) {}
 
+    /// From the fifth failure since the last success on, a status of 500 or above opens the circuit: for 60
+    /// s, then 120, 240, 480 and 600 each further time.
     void registerFailure(std::optional<int> statusCode);
+    /// Closes the circuit and forgets every failure.
     void registerSuccess();
-    /// False while the circuit is open.
+    /// False while the circuit is open; it ends at the very instant that is stored.
     bool canAttempt(Date now) const;
     /// After `retryCount` failed attempts: 2 × 2^min(retryCount, 5) plus up to 1 seconds from now, at most
     /// 300.

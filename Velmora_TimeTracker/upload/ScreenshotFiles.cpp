@@ -106,14 +106,13 @@ std::optional<QString> ScreenshotFiles::restoredISO8601FromFilenameToken(const Q
 
 UploadTask ScreenshotFiles::newTask(const QUuid& id, const QUuid& sessionId, const QString& path,
                                     Date createdAt) {
-    UploadTask task;
-    task.id = id;
-    task.sessionId = sessionId;
-    task.type = UploadTaskType::screenshot;
-    task.filePath = path;
-    task.createdAt = createdAt;
-    task.priority = priority;
-    return task;
+    return {.id = id,
+            .sessionId = sessionId,
+            .type = UploadTaskType::screenshot,
+            .filePath = path,
+            .jsonPayload = {},
+            .createdAt = createdAt,
+            .priority = priority};
 }
 
 std::vector<UploadTask> ScreenshotFiles::orphanedScreenshotTasks(

@@ -14,7 +14,8 @@
 
 class Random;
 
-/// Names, listing and ageing of the picture files that wait for their upload.
+/// Names, listing and ageing of the picture files that wait for their upload. Any thread. What cannot be
+/// listed, read or deleted is passed over.
 namespace ScreenshotFiles {
 
 /// Below all other kinds of task: a backlog of pictures waits behind everything else.
@@ -30,14 +31,18 @@ QStringList forSession(const QUuid& sessionId, const QString& directory);
 QString normalizedScreenshotUploadFileName(const QString& path, const QUuid& sessionId,
                                            const QTimeZone& apiTimeZone);
 
+/// The time that a file name's token tells; absent when it tells none.
 std::optional<Date> parseScreenshotTimestamp(const QString& token);
+/// "2025-03-14T09:30:00Z" from "2025-03-14T09-30-00Z"; absent for a token without a time or an offset.
 std::optional<QString> restoredISO8601FromFilenameToken(const QString& token);
 
-/// Deletes files older than seven days, and makes a task for every other named picture without one.
+/// Deletes pictures of `directory` older than seven days, and makes a task for every other one whose name
+/// begins with a session and that has none. A file without a date never ages.
 std::vector<UploadTask> orphanedScreenshotTasks(
     const QString& directory, Date now, Random& random,
     const std::function<bool(const QUuid& sessionId, const QString& path)>& hasQueuedTask);
 
+/// One part and the closing boundary.
 QByteArray buildMultipartBody(const QByteArray& fieldName, const QString& fileName,
                               const QByteArray& mimeType, const QByteArray& fileData,
                               const QByteArray& boundary);

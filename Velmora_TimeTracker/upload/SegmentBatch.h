@@ -8,7 +8,7 @@
 #include <optional>
 #include <vector>
 
-/// The wire forms of the segment batch. Pure.
+/// The wire forms of the segment batch. Pure; any thread.
 namespace SegmentBatch {
 
 QByteArray build(const std::vector<SQLiteStore::ActivitySegmentRow>& rows, const QString& deviceId,
@@ -17,7 +17,7 @@ QByteArray build(const std::vector<SQLiteStore::ActivitySegmentRow>& rows, const
 /// Positions in the sent array that the server accepted; absent when the reply does not tell.
 std::optional<std::vector<qint64>> acceptedPositions(const QByteArray& responseData);
 
-/// A task's own parameters: the segment that was open when it was made.
+/// A task's own parameters: the segment that was open when it was made. Absent when they do not read.
 QByteArray openSegmentPayload(const SegmentUtils::DateAndNumber& openSegment);
 std::optional<SegmentUtils::DateAndNumber> openSegment(const std::optional<QByteArray>& payload);
 

@@ -8,6 +8,6 @@
 
 namespace StartSessionPayload {
 /// The body of the session-start call, made at enqueue time so that a retry sends the same bytes. Absent for
-/// a session without intervals.
+/// a session without intervals, or whose start lies outside the calendar. Pure; any thread.
 std::optional<QByteArray> build(const Session& session, const QTimeZone& apiTimeZone);
 } // namespace StartSessionPayload

@@ -5,7 +5,7 @@
 #include <QByteArray>
 #include <optional>
 
-/// The reply of the tracking endpoints; every member may be missing.
+/// The reply of the tracking endpoints; every member may be missing. Pure; any thread.
 namespace TrackingEndpointResponse {
 /// Absent when the reply does not decode, or carries no total with its date.
 std::optional<ServerTodayTotal> serverTodayTotal(const QByteArray& responseData);

@@ -27,7 +27,7 @@ constexpr auto segmentBatchPath = "hr/timetracker/employees/segments/batch";
 QByteArray readWhole(const QString& path) {
     QFile file(path);
     if (!QFileInfo::exists(path))
-        throw FileNotFound();
+        throw UploadServiceError::fileNotFound();
     if (!file.open(QIODevice::ReadOnly))
         throw std::runtime_error(file.errorString().toStdString());
     const QByteArray bytes = file.readAll();
@@ -43,7 +43,7 @@ Task<> UploadService::send(UploadTask task) {
     case UploadTaskType::metadata:
         break;
     case UploadTaskType::heartbeat:
-        co_await sendHeartbeat(task);
+        co_await sendPayload(task, heartbeatPath, "heartbeat-queued");
         break;
     case UploadTaskType::screenshot:
         co_await uploadScreenshot(task);
@@ -57,26 +57,22 @@ Task<> UploadService::send(UploadTask task) {
     }
 }
 
-Task<QByteArray> UploadService::postJSON(QString path, QByteArray body) {
+Task<QByteArray> UploadService::postJSON(const char* path, QByteArray body, const char* source) {
     URLRequest request = on_.transport.makeRequest(path, "POST", "application/json");
     request.body = body;
-    co_return co_await on_.transport.executeRequest(request, true);
+    const QByteArray reply = co_await on_.transport.executeRequest(request, true);
+    postServerTodayTotalIfPresent(reply, source);
+    co_return reply;
 }
 
-Task<> UploadService::sendHeartbeat(UploadTask task) {
+Task<> UploadService::sendPayload(UploadTask task, const char* path, const char* source) {
     if (!task.jsonPayload)
         throw APIError::decodingFailed();
-    const QString path(heartbeatPath);
-    const QByteArray reply = co_await postJSON(path, *task.jsonPayload);
-    postServerTodayTotalIfPresent(reply, "heartbeat-queued");
+    co_await postJSON(path, *task.jsonPayload, source);
 }
 
 Task<> UploadService::uploadStartSession(UploadTask task) {
-    if (!task.jsonPayload)
-        throw APIError::decodingFailed();
-    const QString path(startSessionPath);
-    const QByteArray reply = co_await postJSON(path, *task.jsonPayload);
-    postServerTodayTotalIfPresent(reply, "start-session");
+    return sendPayload(std::move(task), startSessionPath, "start-session");
 }
 
 Task<> UploadService::uploadActivitySegments(UploadTask task) {
@@ -86,11 +82,9 @@ Task<> UploadService::uploadActivitySegments(UploadTask task) {
     if (rows.empty())
         co_return;
     qCInfo(Log::upload, "POST segments/batch: %zu closed segment(s)", rows.size());
-    const QString path(segmentBatchPath);
     const QByteArray body = SegmentBatch::build(rows, DeviceIdProvider::current(on_.preferences, on_.random),
                                                 on_.timeZones.storedTimezoneIdentifier());
-    const QByteArray reply = co_await postJSON(path, body);
-    postServerTodayTotalIfPresent(reply, "segments-batch");
+    const QByteArray reply = co_await postJSON(segmentBatchPath, body, "segments-batch");
     markAccepted(rows, reply);
 }
 
@@ -150,9 +144,7 @@ Task<bool> UploadService::uploadHeartbeatNowOnWorker(Session session) {
     }
     std::exception_ptr failure;
     try {
-        const QString path(heartbeatPath);
-        const QByteArray reply = co_await postJSON(path, *body);
-        postServerTodayTotalIfPresent(reply, "heartbeat-direct");
+        co_await postJSON(heartbeatPath, *body, "heartbeat-direct");
         co_return true;
     } catch (...) {
         failure = std::current_exception();

@@ -52,7 +52,7 @@ Task<> UploadService::startOnWorker() {
 
 Task<> UploadService::runThenWait() {
     co_await processQueueOnWorker();
-    queueTimer_ = on_.worker.after(queuePeriod, [this] { spawn(runThenWait(), "UploadService queue"); });
+    queueTask_ = on_.worker.after(queuePeriod, [this] { spawn(runThenWait(), "UploadService queue"); });
 }
 
 void UploadService::removeUnattributableData() {
@@ -127,6 +127,10 @@ Task<> UploadService::runTask(UploadTask task) {
     std::exception_ptr failure;
     try {
         co_await send(task);
+    } catch (const UploadServiceError&) {
+        qCInfo(Log::upload, "Task %s file not found; dropping.", qUtf8Printable(uuidText(task.id)));
+        on_.store.markUploadTaskCompleted(task.id);
+        co_return;
     } catch (...) {
         failure = std::current_exception();
     }
@@ -139,11 +143,6 @@ Task<> UploadService::runTask(UploadTask task) {
 }
 
 void UploadService::handleFailure(const UploadTask& task, const std::exception_ptr& failure) {
-    if (isFileNotFound(failure)) {
-        qCInfo(Log::upload, "Task %s file not found; dropping.", qUtf8Printable(uuidText(task.id)));
-        on_.store.markUploadTaskCompleted(task.id);
-        return;
-    }
     const Action action = failureAction(failure, task.type);
     if (const auto* takenOver = std::get_if<TakenOver>(&action)) {
         handleHeartbeatTakenOver(task.sessionId, takenOver->statusCode);
@@ -238,14 +237,13 @@ void UploadService::maybeEnqueuePendingActivitySegmentsUpload() {
 
 void UploadService::enqueue(UploadTaskType type, int priority, const QUuid& sessionId,
                             const std::optional<QByteArray>& jsonPayload) {
-    UploadTask task;
-    task.id = on_.random.uuid();
-    task.sessionId = sessionId;
-    task.type = type;
-    task.jsonPayload = jsonPayload;
-    task.createdAt = on_.clock.now();
-    task.priority = priority;
-    on_.store.enqueueUploadTask(task);
+    on_.store.enqueueUploadTask({.id = on_.random.uuid(),
+                                 .sessionId = sessionId,
+                                 .type = type,
+                                 .filePath = {},
+                                 .jsonPayload = jsonPayload,
+                                 .createdAt = on_.clock.now(),
+                                 .priority = priority});
 }
 
 void UploadService::enqueueScreenshot(const QUuid& sessionId, const QString& filePath) {

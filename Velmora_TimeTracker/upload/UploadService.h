@@ -98,14 +98,14 @@ private:
     bool handleHeartbeatTakenOver(const QUuid& sessionId, int statusCode);
     void postServerTodayTotalIfPresent(const QByteArray& responseData, const char* source);
 
-    // Senders; each throws APIError, URLError or FileNotFound.
-    Task<> sendHeartbeat(UploadTask task);
+    // Senders; each throws APIError, URLError or UploadServiceError.
+    Task<> sendPayload(UploadTask task, const char* path, const char* source);
     Task<> uploadStartSession(UploadTask task);
     Task<> uploadActivitySegments(UploadTask task);
     Task<> uploadScreenshot(UploadTask task);
     Task<bool> uploadHeartbeatNowOnWorker(Session session);
-    /// POSTs a JSON body to `path`; the reply's bytes.
-    Task<QByteArray> postJSON(QString path, QByteArray body);
+    /// POSTs a JSON body and passes on the today total of the reply, as told by `source`. The reply's bytes.
+    Task<QByteArray> postJSON(const char* path, QByteArray body, const char* source);
     void markAccepted(const std::vector<SQLiteStore::ActivitySegmentRow>& rows, const QByteArray& reply);
 
     void enqueue(UploadTaskType type, int priority, const QUuid& sessionId,
@@ -116,7 +116,7 @@ private:
 
     const Dependencies on_;
     Notifications notifications_;
-    std::unique_ptr<Executor::Timer> queueTimer_;
+    std::unique_ptr<Executor::Timer> queueTask_; ///< The background loop between two runs.
     bool isProcessing_ = false;
     QSet<QUuid> takenOverSessions_;
     std::mutex enqueueing_; ///< Keeps "no live row yet, so add one" in one step.

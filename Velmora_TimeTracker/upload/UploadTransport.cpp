@@ -38,12 +38,12 @@ QString errorText(const QByteArray& body) {
     if (const auto message = reply ? Json::string(*reply, "message") : std::nullopt)
         return LogRedactor::redact(*message);
     const QJsonValue errors = reply ? reply->value("errors") : QJsonValue();
-    if (errors.isString())
-        return LogRedactor::redact(errors.toString());
     if (errors.isArray() || errors.isObject())
         return LogRedactor::stringifyJSONorText(
             QJsonDocument::fromVariant(errors.toVariant()).toJson(QJsonDocument::Compact),
             maxLoggedCharacters);
+    if (!errors.isNull() && !errors.isUndefined())
+        return LogRedactor::redact(errors.toVariant().toString());
     QStringDecoder decode(QStringDecoder::Utf8);
     const QString text = decode(body);
     if (!decode.hasError() && text.size() <= maxErrorTextCharacters)

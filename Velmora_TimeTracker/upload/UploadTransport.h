@@ -14,7 +14,7 @@ class KeychainService;
 /// Worker executor only.
 class UploadTransport {
 public:
-    static constexpr Seconds timeout = 120;
+    static constexpr Seconds timeout = 120; ///< Without any progress.
 
     /// `refresh` runs the shared refresh and answers the new access token, or absent.
     using Refresh = std::function<Task<std::optional<QString>>()>;
@@ -22,10 +22,12 @@ public:
     UploadTransport(URLSession& session, const APIEndpoints& endpoints, KeychainService& keychain,
                     Refresh refresh);
 
-    /// Throws APIError `invalidURL`.
+    /// `path` is relative to the API root. Without a sign-in the request has no "Authorization". Throws
+    /// APIError `invalidURL`.
     URLRequest makeRequest(const QString& path, const QByteArray& method, const QByteArray& contentType);
 
-    /// The bytes of a 2xx response. Throws APIError, or URLError for a transport failure.
+    /// The bytes of a 2xx response. A 401 leads to a refresh and one repeat, when `allowRetryAfterRefresh`.
+    /// Throws APIError, or URLError for a transport failure.
     Task<QByteArray> executeRequest(URLRequest request, bool allowRetryAfterRefresh);
 
 private:

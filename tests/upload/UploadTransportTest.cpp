@@ -196,6 +196,7 @@ TEST(UploadTransport, logsTheExchangeWithoutSecrets) {
     const std::pair<QByteArray, QString> answers[] = {
         {R"({"message":"no \"Bearer abc\" here","errors":[1]})", R"(no "Bearer <redacted>" here)"},
         {R"({"message":7,"errors":"e"})", "e"},
+        {R"({"errors":5,"n":1})", ": 5"},
         {R"({"errors":{"password":"s3cret"}})", "\"password\":\"<redacted>\""},
         {"plain", "plain"},
         {QByteArray(500, 'x'), QString(500, 'x')},
