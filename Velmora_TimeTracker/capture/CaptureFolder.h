@@ -9,6 +9,7 @@ class ApplicationInfo;
 class DomainStorage;
 
 /// Where pictures lie and how they are named: captures/<domain key>/<SESSION-UUID>_<token>_<index>.jpg
+/// Any thread.
 namespace CaptureFolder {
 
 inline constexpr int maxFileCount = 500;
@@ -20,7 +21,8 @@ QString capturesDirectory(const ApplicationInfo& information, const DomainStorag
 
 QString fileName(const QUuid& sessionId, const QString& timestampToken, int displayIndex);
 
-/// Removes the oldest files above `maxFileCount`, but none of those in `queued`.
+/// Removes the oldest files above `maxFileCount`, but none whose absolute path still waits for its upload;
+/// the paths are asked for only when there are too many files. Failures are ignored.
 void cleanupOldCaptures(const QString& directory, int maxFileCount,
                         const std::function<QSet<QString>()>& pendingUploadFilePaths);
 

@@ -4,9 +4,9 @@
 #include <cmath>
 
 QSize CaptureGeometry::cappedPixelSize(int width, int height, int maxDimension) {
-    const int longer = std::max(width, height);
     if (width <= 0 || height <= 0)
         return {std::max(width, 1), std::max(height, 1)};
+    const int longer = std::max(width, height);
     if (longer <= maxDimension)
         return {width, height};
     const double scale = static_cast<double>(maxDimension) / longer;
@@ -14,16 +14,12 @@ QSize CaptureGeometry::cappedPixelSize(int width, int height, int maxDimension) 
     return {scaled(width), scaled(height)};
 }
 
-QSize CaptureGeometry::nativePixelSize(const Display& display) {
-    const auto native = [&display](int points) {
-        return static_cast<int>(std::ceil(points * display.pixelsPerPoint));
-    };
+QSize CaptureGeometry::nativePixelSize(const Display& display, double pixelScale) {
+    const auto native = [pixelScale](int points) { return static_cast<int>(std::ceil(points * pixelScale)); };
     return {native(display.size.width()), native(display.size.height())};
 }
 
-double CaptureGeometry::pixelScale(int modeWidth, int modePixelWidth) {
-    if (modeWidth <= 0 || modePixelWidth <= 0)
-        return 1;
-    const double ratio = static_cast<double>(modePixelWidth) / modeWidth;
+double CaptureGeometry::pixelScale(const Display& display) {
+    const double ratio = display.pixelsPerPoint;
     return ratio >= 1 && ratio <= 3 ? ratio : 1;
 }

@@ -3,9 +3,8 @@
 #include "DisplaySource.h"
 
 #include <QSize>
-#include <QSizeF>
 
-/// The arithmetic of picture sizes. Pure.
+/// The arithmetic of picture sizes, in pixels. Pure; any thread.
 namespace CaptureGeometry {
 
 /// The longer side of a saved picture is at most this many pixels.
@@ -15,10 +14,10 @@ inline constexpr int maxDimension = 1920;
 /// never scaled up.
 QSize cappedPixelSize(int width, int height, int maxDimension);
 
-/// Native pixels of a display: each side times `pixelsPerPoint`, rounded up.
-QSize nativePixelSize(const Display& display);
+/// Native pixels of a display: each side times `pixelScale`, rounded up.
+QSize nativePixelSize(const Display& display, double pixelScale);
 
-/// Pixel width over width of a display mode, when it lies in 1 to 3; otherwise 1.
-double pixelScale(int modeWidth, int modePixelWidth);
+/// Pixels of one point as the mode of a display tells them, believed from 1 to 3; otherwise 1.
+double pixelScale(const Display& display);
 
 } // namespace CaptureGeometry

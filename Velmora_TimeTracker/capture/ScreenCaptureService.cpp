@@ -94,6 +94,7 @@ struct ScreenCaptureService::Cycle {
     static Task<> run(Cycle cycle);
 
     Task<CaptureOutcome> captureAllDisplays(QString timestampToken) const;
+    Task<Taken> take(Display display, int index) const;
     std::optional<CaptureOutcome> save(const Picture& picture, int index,
                                        const QString& timestampToken) const;
     QString timestampToken() const;
@@ -124,14 +125,9 @@ Task<CaptureOutcome> ScreenCaptureService::Cycle::captureAllDisplays(QString tim
     }
     int index = 0;
     for (const Display& display : displays) {
-        const QSize native = CaptureGeometry::nativePixelSize(display);
-        const QSize size =
-            CaptureGeometry::cappedPixelSize(native.width(), native.height(), CaptureGeometry::maxDimension);
-        Taken taken = CaptureOutcome::localFailure;
-        if (on.displays.deliversStreams())
-            taken = co_await streamedPicture(on.displays, display, index, size);
-        else
-            taken = singlePicture(on.displays, display, index, size);
+        const Taken taken = co_await take(display, index);
+        if (service.expired())
+            co_return CaptureOutcome::localFailure;
         if (const auto* failure = std::get_if<CaptureOutcome>(&taken))
             co_return *failure;
         if (const auto failure = save(std::get<Picture>(taken), index, timestampToken))
@@ -141,6 +137,18 @@ Task<CaptureOutcome> ScreenCaptureService::Cycle::captureAllDisplays(QString tim
     qCInfo(Log::capture, "Screenshots captured: %d display(s), session %s", index,
            qUtf8Printable(uuidText(sessionId)));
     co_return CaptureOutcome::captured;
+}
+
+Task<Taken> ScreenCaptureService::Cycle::take(Display display, int index) const {
+    // A streaming display tells how dense it is by its mode, and not every mode is to be believed.
+    const bool streams = on.displays.deliversStreams();
+    const double scale = streams ? CaptureGeometry::pixelScale(display) : display.pixelsPerPoint;
+    const QSize native = CaptureGeometry::nativePixelSize(display, scale);
+    const QSize size =
+        CaptureGeometry::cappedPixelSize(native.width(), native.height(), CaptureGeometry::maxDimension);
+    if (streams)
+        co_return co_await streamedPicture(on.displays, display, index, size);
+    co_return singlePicture(on.displays, display, index, size);
 }
 
 std::optional<CaptureOutcome> ScreenCaptureService::Cycle::save(const Picture& picture, int index,

@@ -16,9 +16,11 @@ class Permissions;
 class SQLiteStore;
 
 /// Takes a JPEG of every display at a fixed interval while a session runs, and tells its owner what became of
-/// each cycle. A failure that proves nothing about the permission only skips its cycle.
+/// each cycle. A failure that proves nothing about the permission only skips its cycle. Used on the main
+/// thread; nothing fails outwards but through the callbacks.
 class ScreenCaptureService {
 public:
+    /// `displays` and `clock` must outlive the last job of `utility`, all else only the service.
     struct Dependencies {
         DisplaySource& displays;
         Permissions& permissions;
