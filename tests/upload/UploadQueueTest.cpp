@@ -1,251 +1,242 @@
-#include "LogCapture.h"
 #include "UploadWorld.h"
 
-#include <QDir>
-#include <QFile>
-#include <QJsonArray>
+using Type = UploadTaskType;
 
-namespace {
-
-QStringList lastComponents(const std::vector<URLRequest>& requests) {
-    QStringList names;
-    for (const URLRequest& request : requests)
-        names.append(request.url.fileName());
-    return names;
-}
-
-} // namespace
-
-TEST(UploadQueue, sendsByPriorityThenAgeAndTwentyARun) {
-    UploadWorld world;
+TEST_F(Upload, sendsByPriorityThenAgeAndTwentyARun) {
     for (int i = 0; i < 19; ++i)
-        world.add(UploadTaskType::heartbeat, 100, QByteArray::number(i));
-    world.timeline().advance(1);
-    const QString picture = world.picture(0);
-    world.addScreenshot(picture);
-    world.add(UploadTaskType::startSession, 110, "first");
-    world.add(UploadTaskType::heartbeat, 100, "last");
-    world.add(UploadTaskType::metadata, 200);
-    world.run();
-    ASSERT_EQ(world.requests().size(), 19u); // the twentieth was the metadata row, which sends nothing
-    EXPECT_EQ(world.requests().front().body, "first");
+        add(Type::heartbeat, 100, QByteArray::number(i));
+    pass(1);
+    addScreenshot(picture());
+    add(Type::startSession, 110, "first");
+    add(Type::heartbeat, 100, "last");
+    add(Type::metadata, 200);
+    run();
+    ASSERT_EQ(requests.size(), 19u); // the twentieth was the metadata row, which sends nothing
+    EXPECT_EQ(requests[0].body, "first");
     for (int i = 1; i < 19; ++i)
-        EXPECT_EQ(world.requests()[i].body, QByteArray::number(i - 1));
-    EXPECT_EQ(world.rows(),
-              QStringList({"heartbeat pending 0", "heartbeat pending 0", "screenshot pending 0"}));
+        EXPECT_EQ(requests[i].body, QByteArray::number(i - 1));
+    EXPECT_EQ(rows(), "heartbeat pending 0, heartbeat pending 0, screenshot pending 0");
     const LogCapture log;
-    world.run();
-    EXPECT_TRUE(world.rows().isEmpty());
-    EXPECT_EQ(world.requests()[20].body, "last");
-    EXPECT_FALSE(QFile::exists(picture));
+    run();
+    EXPECT_EQ(rows(), "");
+    EXPECT_EQ(requests[20].body, "last");
     EXPECT_EQ(log.count("no tasks"), 0);
-    world.run();
-    EXPECT_EQ(log.lines(QtInfoMsg).last(), "processQueue: no tasks in queue");
+    run();
+    EXPECT_EQ(log.lines().last(), "processQueue: no tasks in queue");
 }
 
-TEST(UploadQueue, aSecondRunAtTheSameTimeIsRefusedAndTheNextOneIsNot) {
-    UploadWorld world;
-    world.add(UploadTaskType::heartbeat);
+TEST_F(Upload, refusesASecondRunAtTheSameTimeButNotTheNextOne) {
+    add(Type::heartbeat);
     const LogCapture log;
-    const auto first = world.service.processQueue();
-    world.timeline().settle();
-    EXPECT_EQ(world.rows(), QStringList("heartbeat inProgress 0"));
-    world.closedSegment(3);
-    world.run();
+    const auto first = service.processQueue();
+    pass(0);
+    closedSegment(3);
+    run();
     EXPECT_EQ(log.count("processQueue skipped: already processing"), 1);
-    EXPECT_EQ(world.rows(), QStringList({"activitySegment pending 0", "heartbeat inProgress 0"}));
-    world.timeline().advance(1); // the first run also finds the task that the refused one added
-    EXPECT_EQ(lastComponents(world.requests()), QStringList({"heartbeat", "batch"}));
-    world.add(UploadTaskType::heartbeat);
-    world.run();
-    EXPECT_TRUE(world.rows().isEmpty() || world.rows() == QStringList("activitySegment pending 0"));
+    EXPECT_EQ(rows(), "activitySegment pending 0, heartbeat inProgress 0");
+    pass(1); // the first run also finds the task that the refused one added
+    EXPECT_EQ(sent(), "heartbeat batch");
+    run();
     EXPECT_EQ(log.count("already processing"), 1);
 }
 
-TEST(UploadQueue, anOpenCircuitRefusesTheRunButSegmentsAreStillQueued) {
-    UploadWorld world;
-    world.add(UploadTaskType::heartbeat);
-    for (int i = 0; i < 5; ++i)
-        world.retry.registerFailure(503);
-    world.closedSegment(3);
-    world.machine.path.set(false);
+TEST_F(Upload, isRefusedByAnOpenCircuitButStillQueuesSegments) {
+    for (int i = 0; i < 7; ++i)
+        add(Type::startSession);
+    answer(503);
+    run(); // ends with the failure that opens the circuit
+    EXPECT_EQ(sent(), "start start start start start");
+    closedSegment(3);
+    machine.path.set(false);
     const LogCapture log;
-    world.run();
-    EXPECT_EQ(log.lines(QtInfoMsg),
+    run();
+    EXPECT_EQ(log.lines(),
               QStringList({"processQueue: NetworkMonitor reports offline (advisory) — proceeding anyway",
                            "processQueue skipped: circuit breaker open"}));
-    EXPECT_EQ(world.rows(), QStringList({"activitySegment pending 0", "heartbeat pending 0"}));
-    world.timeline().advance(60);
-    world.run(); // offline as it may seem
-    EXPECT_EQ(world.requests().size(), 2u);
-    world.retry.registerFailure(503); // the first one since the run's successes
-    EXPECT_FALSE(world.circuitIsOpen());
+    EXPECT_TRUE(rows().startsWith("activitySegment pending 0, "));
+    answer(200);
+    pass(60);
+    run(); // offline as it may seem
+    EXPECT_EQ(rows(), "");
+    registerFailures(4, 503);
+    EXPECT_FALSE(circuitIsOpen()); // the first ones since the run's successes
 }
 
-TEST(UploadQueue, aCircuitThatOpensEndsTheRun) {
-    UploadWorld world;
-    for (int i = 0; i < 7; ++i)
-        world.add(UploadTaskType::startSession);
-    world.serverAnswers(500);
-    world.run();
-    EXPECT_EQ(world.requests().size(), 5u);
-    EXPECT_EQ(world.rows().filter("pending").size(), 2);
-}
-
-TEST(UploadQueue, aStoppedSessionQueuesItsLastHeartbeatAndAllItsPictures) {
-    UploadWorld world;
-    world.zones.store("Asia/Ho_Chi_Minh");
-    const QString picture = world.picture(0);
-    world.fileNamed("1A1B2C3D-0000-4000-8000-000000000007_t_0.jpg");
-    world.addScreenshot(picture);
-    const Session session = world.sampleSession();
+TEST_F(Upload, queuesTheEndOfASessionWithAllItsPictures) {
+    const QString mine = picture();
+    file("1A1B2C3D-0000-4000-8000-000000000007_t_0.jpg");
+    addScreenshot(mine);
     const LogCapture log;
-    world.service.enqueueSessionStart(session);
-    world.service.enqueueSessionUpload(session);
-    world.service.enqueueScreenshotsForSession(session.id); // finds a live task for each file
-    EXPECT_EQ(log.lines(), QStringList("Enqueueing 1 screenshot(s) for session " + world.sessionText));
-    EXPECT_EQ(
-        world.sql(
-            "SELECT type, priority, session_id, status, retry_count, next_attempt_at, IFNULL(file_path, '-')"
-            " FROM upload_queue ORDER BY priority DESC"),
-        QStringList({"startSession 110 " + world.sessionText + " pending 0 0.0 -",
-                     "heartbeat 100 " + world.sessionText + " pending 0 0.0 -",
-                     "screenshot 10 " + world.sessionText + " pending 0 0.0 " + picture,
-                     "screenshot 10 " + world.sessionText + " pending 0 0.0 " + picture}));
-    world.run();
-    EXPECT_EQ(lastComponents(world.requests()), QStringList({"start", "heartbeat", "screenshots"}));
-    EXPECT_EQ(jsonObject(world.requests()[0].body)["started_at"], "2024-05-01T16:30:00+07:00");
-    EXPECT_EQ(jsonObject(world.requests()[1].body)["status"], "completed");
-    EXPECT_TRUE(world.rows().isEmpty()); // the second row of the file ended as "file not found"
+    service.enqueueSessionStart(sampleSession());
+    service.enqueueSessionUpload(sampleSession());
+    service.enqueueScreenshotsForSession(QUuid(sessionText)); // finds a live task for each file
+    EXPECT_EQ(log.lines(), QStringList("Enqueueing 1 screenshot(s) for session " + sessionText));
+    EXPECT_EQ(sql("SELECT type, priority, session_id, status, retry_count, next_attempt_at, file_path"
+                  " FROM upload_queue ORDER BY priority DESC"),
+              QStringList({"startSession 110 " + sessionText + " pending 0 0.0 NULL",
+                           "heartbeat 100 " + sessionText + " pending 0 0.0 NULL",
+                           "screenshot 10 " + sessionText + " pending 0 0.0 " + mine,
+                           "screenshot 10 " + sessionText + " pending 0 0.0 " + mine}));
+    run();
+    EXPECT_EQ(sent(), "start heartbeat screenshots");
+    EXPECT_EQ(rows(), ""); // the second row of the file ended as "file not found"
 }
 
-TEST(UploadQueue, whatCannotBeWrittenIsNotQueued) {
-    UploadWorld world;
-    world.picture(0);
-    Session session = world.sampleSession();
+TEST_F(Upload, queuesNothingThatCannotBeWritten) {
+    picture();
+    Session session = sampleSession();
     session.activityScore = NAN;
     const LogCapture log;
-    world.service.enqueueSessionUpload(session);
-    EXPECT_FALSE(world.await(world.service.uploadHeartbeatNow(session)));
+    service.enqueueSessionUpload(session);
+    EXPECT_FALSE(await(service.uploadHeartbeatNow(session)));
     session.intervals.clear();
-    world.service.enqueueSessionStart(session);
-    EXPECT_TRUE(world.rows().isEmpty());
+    service.enqueueSessionStart(session);
+    EXPECT_EQ(rows(), "");
     EXPECT_EQ(log.lines(), QStringList({"uploadHeartbeatNow: buildHeartbeatPayload failed",
                                         "enqueueSessionStart: StartSessionPayload.build failed"}));
 }
 
-TEST(UploadSegments, oneTaskSendsAllThatIsClosedAndMarksWhatWasAccepted) {
-    UploadWorld world;
-    world.zones.store("Asia/Ho_Chi_Minh"); // now is slot 31 of 15 November there
+TEST_F(Upload, sendsAllSegmentsThatAreClosedAndMarksWhatWasAccepted) {
+    zones.store("Asia/Ho_Chi_Minh"); // now is slot 31 of 15 November there
     for (const int number : {9, 10, 11})
-        world.closedSegment(number);
-    world.store.upsertActivitySegment({"2023-11-15", 31, 60, 60, 1, 1});
-    world.service.enqueueActivitySegmentsForUpload(SegmentUtils::DateAndNumber{"2023-11-13", 11});
-    world.service.enqueueActivitySegmentsForUpload(std::nullopt);
-    EXPECT_EQ(
-        world.sql("SELECT session_id, priority, json_payload FROM upload_queue"),
-        QStringList(
-            R"(00000000-0000-0000-0000-000000000000 40 {"open_segment_date":"2023-11-13","open_segment_number":11})"));
+        closedSegment(number);
+    store.upsertActivitySegment({"2023-11-15", 31, 60, 60, 1, 1});
+    service.enqueueActivitySegmentsForUpload(SegmentUtils::DateAndNumber{"2023-11-13", 11});
+    service.enqueueActivitySegmentsForUpload(std::nullopt); // one live task is enough
+    EXPECT_EQ(sql("SELECT session_id, priority, json_payload FROM upload_queue").join('\n'),
+              "00000000-0000-0000-0000-000000000000 40 "
+              R"({"open_segment_date":"2023-11-13","open_segment_number":11})");
+    const auto unsentAfter = [&](const QByteArray& reply) {
+        answer(200, reply);
+        run();
+        EXPECT_EQ(rows(), "");
+        return sql("SELECT segment_number FROM activity_segments WHERE uploaded_at IS NULL ORDER BY 1")
+            .join(' ');
+    };
     const LogCapture log;
-    world.serverAnswers(
-        200,
-        R"({"data":{"accepted":[1,-1,2,7],"rejected":[{"index":0}],"today_total_seconds":9,"today_date":"d"}})");
-    world.run();
-    EXPECT_TRUE(log.lines(QtInfoMsg).contains("POST segments/batch: 2 closed segment(s)"));
-    EXPECT_TRUE(log.lines(QtInfoMsg).contains("server today_total via segments-batch: 9s @ d"));
-    EXPECT_EQ(world.totals, std::vector<ServerTodayTotal>({{9, "d"}}));
-    EXPECT_EQ(log.lines(QtCriticalMsg).filter("was not sent; skipped").size(), 3);
-    const QByteArray unsent =
-        "SELECT segment_number FROM activity_segments WHERE uploaded_at IS NULL ORDER BY 1";
-    EXPECT_EQ(world.sql(unsent), QStringList({"9", "11", "31"}));
-    const QJsonObject body = jsonObject(world.requests().front().body);
-    EXPECT_EQ(body["segments"].toArray().size(), 2);
-    EXPECT_EQ(body["segments"][0]["timezone"], "Asia/Ho_Chi_Minh");
+    EXPECT_EQ(unsentAfter(R"({"data":{"accepted":[1,-1,2,7],"today_total_seconds":9,"today_date":"d"}})"),
+              "9 11 31");
+    EXPECT_TRUE(log.contains("POST segments/batch: 2 closed segment(s)"));
+    EXPECT_TRUE(log.contains("server today_total via segments-batch: 9s @ d"));
+    EXPECT_EQ(heard, QStringList("9 s on d"));
+    const QJsonObject body = jsonObject(requests[0].body);
+    EXPECT_EQ(body["segments"][1]["segment_number"], 10);
+    EXPECT_EQ(body["segments"][1]["timezone"], "Asia/Ho_Chi_Minh");
     EXPECT_EQ(body["device_uuid"].toString().size(), 36);
 
-    // What was not accepted is offered again by each run, until the server takes it; an unreadable answer
-    // takes nothing.
-    for (const char* reply : {"<html>", R"({"data":{"accepted":[0,"1"]}})", R"({"data":{"accepted":[]}})"}) {
-        world.serverAnswers(200, reply);
-        world.run();
-        EXPECT_TRUE(world.rows().isEmpty());
-        EXPECT_EQ(world.sql(unsent), QStringList({"9", "11", "31"}));
-    }
-    world.serverAnswers(200, R"({"data":{"accepted":[0,1]}})");
-    world.run();
-    EXPECT_EQ(world.sql(unsent), QStringList("31"));
-    const std::size_t requests = world.requests().size();
-    world.service.enqueueActivitySegmentsForUpload(std::nullopt);
-    world.run(); // nothing is closed: no request
-    EXPECT_EQ(world.requests().size(), requests);
-    EXPECT_TRUE(world.rows().isEmpty());
-    world.closedSegment(10); // grew after its upload
-    world.add(UploadTaskType::activitySegment, 40, "unreadable: the slot of now is the limit");
-    world.serverAnswers(200, R"({"data":{"accepted":[0]}})");
-    world.run();
-    EXPECT_EQ(world.sql(unsent), QStringList("31"));
+    // What was not accepted is offered again by each run; an unreadable answer takes nothing.
+    for (const char* reply : {"<html>", R"({"data":{"accepted":[0,"1"]}})", R"({"data":{"accepted":[]}})"})
+        EXPECT_EQ(unsentAfter(reply), "9 11 31");
+    EXPECT_EQ(unsentAfter(R"({"data":{"accepted":[0,1]}})"), "31");
+    service.enqueueActivitySegmentsForUpload(std::nullopt);
+    EXPECT_EQ(unsentAfter(R"({"data":{"accepted":[0]}})"), "31"); // nothing is closed: no request
+    EXPECT_EQ(sent(), "batch batch batch batch batch");
+    closedSegment(10); // grew after its upload
+    add(Type::activitySegment, 40, "unreadable: the slot of now is the limit");
+    EXPECT_EQ(unsentAfter(R"({"data":{"accepted":[0]}})"), "31");
 }
 
-TEST(DirectHeartbeat, tellsWhetherTheServerTookItAndPassesTheTotalOn) {
-    UploadWorld world;
-    const Session session = world.sampleSession();
+TEST_F(Upload, directHeartbeatTellsWhetherTheServerTookIt) {
+    add(Type::heartbeat);
     const LogCapture log;
-    world.serverAnswers(
-        200, R"({"success":true,"data":{"ok":true,"today_total_seconds":3600,"today_date":"2024-05-01"}})");
-    EXPECT_TRUE(world.await(world.service.uploadHeartbeatNow(session)));
-    EXPECT_EQ(world.totals, std::vector<ServerTodayTotal>({{3600, "2024-05-01"}}));
-    EXPECT_TRUE(log.lines(QtInfoMsg).contains("server today_total via heartbeat-direct: 3600s @ 2024-05-01"));
-    const QJsonObject body = jsonObject(world.requests().front().body);
-    EXPECT_EQ(body["status"], "active");
-    EXPECT_TRUE(body["stopped_at"].isNull());
-    for (const char* reply : {"", "nonsense", R"({"success":true})"}) {
-        world.serverAnswers(204, reply);
-        EXPECT_TRUE(world.await(world.service.uploadHeartbeatNow(session)));
-    }
-    world.add(UploadTaskType::heartbeat);
+    const auto isTaken = [&] { return await(service.uploadHeartbeatNow(sampleSession())); };
+    answer(200,
+           R"({"success":true,"data":{"ok":true,"today_total_seconds":3600,"today_date":"2024-05-01"}})");
+    EXPECT_TRUE(isTaken());
+    EXPECT_EQ(heard, QStringList("3600 s on 2024-05-01"));
+    EXPECT_TRUE(log.contains("server today_total via heartbeat-direct: 3600s @ 2024-05-01"));
+    EXPECT_EQ(jsonObject(requests[0].body)["status"], "active");
+    answer(204, "nonsense");
+    EXPECT_TRUE(isTaken());
     for (const int status : {400, 401, 422, 500}) {
-        world.serverAnswers(status);
-        EXPECT_FALSE(world.await(world.service.uploadHeartbeatNow(session))) << status;
+        answer(status);
+        EXPECT_FALSE(isTaken()) << status;
     }
-    world.serverFails(URLError::Code::cannotFindHost);
-    EXPECT_FALSE(world.await(world.service.uploadHeartbeatNow(session)));
-    EXPECT_EQ(log.lines(QtInfoMsg).filter("uploadHeartbeatNow failed: ").size(), 5);
-    EXPECT_EQ(world.totals.size(), 1u);
-    EXPECT_TRUE(world.takeovers.empty());
-    EXPECT_EQ(world.rows(), QStringList("heartbeat pending 0"));
-    EXPECT_FALSE(world.circuitIsOpen());
+    fail(URLError::Code::cannotFindHost);
+    EXPECT_FALSE(isTaken());
+    EXPECT_EQ(log.count("uploadHeartbeatNow failed: "), 5);
+    EXPECT_EQ(heard.size(), 1);
+    EXPECT_EQ(rows(), "heartbeat pending 0");
 }
 
-TEST(Takeover, isTakenUpOnceWhicheverPathSeesItAndLeavesPictures) {
-    UploadWorld world;
+TEST_F(Upload, takesATakeoverUpOnceWhicheverPathSeesItAndLeavesPictures) {
     const LogCapture log;
     const auto fillQueue = [&] {
-        world.add(UploadTaskType::heartbeat, 100);
-        world.add(UploadTaskType::heartbeat, 90);
-        world.add(UploadTaskType::startSession, 50);
-        world.addScreenshot(world.picture(0));
-        UploadTask foreign = world.add(UploadTaskType::startSession, 5);
-        foreign.sessionId = QUuid::fromString("{1a1b2c3d-0000-4000-8000-000000000007}");
-        world.store.enqueueUploadTask(foreign);
+        add(Type::heartbeat, 100);
+        add(Type::heartbeat, 90);
+        add(Type::startSession, 50);
+        addScreenshot(picture());
+        UploadTask foreign = add(Type::startSession, 5);
+        foreign.sessionId = QUuid::createUuid();
+        store.enqueueUploadTask(foreign);
     };
-    const QStringList left{"screenshot pending 0", "startSession pending 0"};
     fillQueue();
-    world.serverAnswers(409);
-    EXPECT_FALSE(world.await(world.service.uploadHeartbeatNow(world.sampleSession())));
-    EXPECT_EQ(world.rows(), left);
-    EXPECT_EQ(world.takeovers, (std::vector<std::pair<QUuid, int>>{{world.session, 409}}));
+    answer(409);
+    EXPECT_FALSE(await(service.uploadHeartbeatNow(sampleSession())));
+    EXPECT_EQ(rows(), "screenshot pending 0, startSession pending 0");
 
-    world.sql("DELETE FROM upload_queue");
+    sql("DELETE FROM upload_queue");
     fillQueue();
-    world.machine.urlSession.setServer([](const URLRequest& request) {
-        return SimulatedURLSession::answer(request.url.fileName() == "heartbeat" ? 404 : 200);
+    machine.urlSession.setServer([](const URLRequest& request) {
+        return Network::answer(request.url.fileName() == "heartbeat" ? 404 : 200);
     });
-    world.run();
-    EXPECT_TRUE(world.rows().isEmpty());
-    EXPECT_EQ(lastComponents(world.requests()),
-              QStringList({"heartbeat", "heartbeat", "screenshots", "start"}));
-    EXPECT_EQ(world.takeovers.size(), 1u);
+    run();
+    EXPECT_EQ(rows(), "");
+    EXPECT_EQ(sent(), "heartbeat heartbeat screenshots start");
+    EXPECT_EQ(heard, QStringList(sessionText + " gone 409"));
     EXPECT_EQ(log.lines(QtCriticalMsg).filter("taken over"),
-              QStringList("Session " + world.sessionText +
+              QStringList("Session " + sessionText +
                           " taken over by another device (status 409); stopping local tracking."));
+}
+
+TEST_F(Upload, launchMendsTheQueueAndAdoptsStrandedPictures) {
+    zones.store("Pacific/Kiritimati"); // UTC+14: there, thirty days ago is 16 October 2023
+    UploadTask task = add(Type::heartbeat);
+    task.id = machine.random.uuid();
+    store.enqueueUploadTask(task, "other.test");
+    sql("UPDATE upload_queue SET status = 'inProgress', retry_count = 3, next_attempt_at = 1e10");
+    store.enqueueUploadTask(add(Type::heartbeat), "global");
+    store.upsertActivitySegment({"2023-10-15", 3, 1, 1, 1, 1}, "other.test");
+    store.upsertActivitySegment({"2023-10-16", 3, 1, 1, 1, 1}, "other.test");
+    store.upsertActivitySegment({"2023-10-01", 3, 1, 1, 1, 1});
+    const QString mine = file(sessionText + "_t_0.jpg", 100);
+    addScreenshot(file(sessionText + "_t_1.jpg", 100));
+    const QString foreign = file(sessionText + "_t_2.jpg", 604800, "other.test");
+    const QString foreignOld = file(sessionText + "_t_3.jpg", 604801, "other.test");
+    const LogCapture log;
+    await(service.start());
+    EXPECT_EQ(
+        log.lines().mid(0, 2),
+        QStringList({"Launch cleanup: removed 2 unattributable row(s) (global-domain queue/segments, zero "
+                     "segments, stale foreign-domain segments)",
+                     "Orphan sweeper: enqueued 1 stranded screenshot(s)"}));
+    EXPECT_EQ(sql("SELECT domain_key, status, retry_count, next_attempt_at FROM upload_queue"
+                  " WHERE type = 'heartbeat' ORDER BY 1"),
+              QStringList({"acme.test pending 3 10000000000.0", "other.test pending 3 10000000000.0"}));
+    EXPECT_EQ(sql("SELECT domain_key, segment_date FROM activity_segments ORDER BY 1"),
+              QStringList({"acme.test 2023-10-01", "other.test 2023-10-16"}));
+    EXPECT_EQ(sql("SELECT count(*), count(DISTINCT file_path) FROM upload_queue"
+                  " WHERE type = 'screenshot' AND session_id = '" +
+                  sessionText.toUtf8() + "'"),
+              QStringList("2 2"));
+    EXPECT_TRUE(store.hasScreenshotTask(QUuid(sessionText), mine));
+    EXPECT_TRUE(QFile::exists(foreign));
+    EXPECT_FALSE(QFile::exists(foreignOld));
+    pass(1);
+    EXPECT_FALSE(QFile::exists(mine)); // the first run comes at once
+}
+
+TEST_F(Upload, runsThirtySecondsAfterEachRunHasEnded) {
+    await(service.start());
+    pass(1);
+    const LogCapture log;
+    answer(200, {}, 7);
+    add(Type::heartbeat);
+    pass(29.1 + 7); // the run that sends it
+    EXPECT_EQ(sent(), "heartbeat");
+    EXPECT_EQ(log.count("no tasks in queue"), 0);
+    pass(29.8);
+    EXPECT_EQ(log.count("no tasks in queue"), 0);
+    pass(0.3);
+    EXPECT_EQ(log.count("no tasks in queue"), 1);
 }

@@ -1,28 +1,51 @@
 #pragma once
 
 #include "APIEndpoints.h"
-#include "APIError.h"
 #include "APITimeZoneResolver.h"
 #include "DatabaseProbe.h"
 #include "DomainStorage.h"
+#include "ISO8601.h"
 #include "KeychainService.h"
+#include "LogCapture.h"
 #include "NetworkMonitor.h"
 #include "RetryManager.h"
 #include "SQLiteStore.h"
 #include "SimulatedPlatform.h"
 #include "UploadService.h"
-#include "UploadTransport.h"
 
+#include <QDir>
+#include <QJsonDocument>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
+
+inline Date utc(const char* text) {
+    return ISO8601::parse(text).value();
+}
+inline QJsonObject jsonObject(const QByteArray& bytes) {
+    return QJsonDocument::fromJson(bytes).object();
+}
+
+inline const QString sessionText = "0A1B2C3D-0000-4000-8000-000000000007";
+
+/// Ran from 09:30:00 for 90 s, then from 09:32:00 on; both in UTC on 1 May 2024.
+inline Session sampleSession() {
+    Session sample;
+    sample.id = QUuid(sessionText);
+    sample.deviceId = "DEVICE";
+    sample.projectId = "41";
+    sample.mouseCount = 12;
+    sample.keyboardCount = 34;
+    sample.activityScore = 56.5;
+    sample.intervals = {{QUuid("{11111111-0000-4000-8000-00000000000a}"), utc("2024-05-01T09:30:00Z"),
+                         utc("2024-05-01T09:31:30Z")},
+                        {QUuid("{22222222-0000-4000-8000-00000000000b}"), utc("2024-05-01T09:32:00Z"), {}}};
+    return sample;
+}
 
 /// The pipeline on a simulated machine: a real database and real files, virtual time, and a server that
 /// answers as told.
 struct UploadWorld {
-    using Reply = SimulatedURLSession::Reply;
-
-    UploadWorld();
-
+    using Network = SimulatedURLSession;
     QTemporaryDir directory{fastTemporaryFolder()};
     SimulatedPlatform machine{directory.path()};
     DomainStorage domain{machine.preferences};
@@ -34,52 +57,101 @@ struct UploadWorld {
     NetworkMonitor network{machine.path};
     int refreshes = 0;
     std::optional<QString> refreshedToken; ///< What a refresh gives.
-    UploadTransport transport;
-    UploadService service;
-    std::vector<ServerTodayTotal> totals;
-    std::vector<std::pair<QUuid, int>> takeovers;
+    UploadTransport transport{machine.urlSession, endpoints, keychain,
+                              [this]() -> Task<std::optional<QString>> {
+                                  ++refreshes;
+                                  co_return std::optional(refreshedToken); // a copy: co_return moves
+                              }};
+    UploadService service{{transport, retry, network, store, domain, machine.preferences, zones,
+                           machine.information, machine.clock, machine.random, machine.worker}};
+    std::vector<URLRequest>& requests = machine.urlSession.requests;
+    QStringList heard; ///< What the service announced.
 
-    Timeline& timeline() { return machine.timeline; }
-    std::vector<URLRequest>& requests() { return machine.urlSession.requests; }
+    UploadWorld() {
+        domain.setBaseURL(QUrl("https://acme.test/api/v1/"));
+        keychain.saveAuthTokens({"first-token", "refresh", {}, {}, {}, {}});
+        service.setNotifications(
+            {[this](const ServerTodayTotal& total) {
+                 heard.append(QString("%1 s on %2").arg(total.totalSeconds).arg(total.date));
+             },
+             [this](QUuid id, int status) { heard.append(uuidText(id) + QString(" gone %1").arg(status)); }});
+        answer(200);
+    }
+    void answer(int status, const QByteArray& body = {}, Seconds delay = 0.05) {
+        machine.urlSession.setServer([=](const URLRequest&) { return Network::answer(status, body, delay); });
+    }
+    void fail(URLError::Code code) {
+        machine.urlSession.setServer([=](const URLRequest&) { return Network::failure(code); });
+    }
 
-    void serverAnswers(int status, const QByteArray& body = {});
-    void serverFails(URLError::Code code);
-
-    /// Runs a coroutine to its end, letting as much virtual time pass as it takes.
+    void pass(Seconds span) { machine.timeline.advance(span); }
+    /// Runs a coroutine to its end, letting as much virtual time pass as it takes; gives or throws what it
+    /// does.
     template <typename T>
     T await(Task<T> task) {
-        std::optional<T> result;
-        spawn([](Task<T> awaited,
-                 std::optional<T>& into) -> Task<> { into = co_await awaited; }(std::move(task), result),
-              "test");
-        while (!result && timeline().step(3600)) {
+        while (!task.isReady() && machine.timeline.step(3600)) {
         }
-        return result.value();
+        return task.operator co_await().await_resume();
     }
-    void await(Task<> task);
     void run() { await(service.processQueue()); }
 
-    UploadTask add(UploadTaskType type, int priority = 10, const QByteArray& payload = "{}");
-    UploadTask addScreenshot(const QString& path);
-    /// A picture file of `session` in the current company's folder.
-    QString picture(int number, const QByteArray& bytes = "picture", Seconds age = 0);
-    QString fileNamed(const QString& name, Seconds age = 0, const QString& company = "acme.test");
+    UploadTask add(UploadTaskType type, int priority = 10, const std::optional<QByteArray>& payload = "{}",
+                   const std::optional<QString>& path = {}) {
+        const bool hasSession = type != UploadTaskType::activitySegment;
+        const UploadTask task{machine.random.uuid(),
+                              hasSession ? QUuid(sessionText) : QUuid(),
+                              type,
+                              path,
+                              payload,
+                              0,
+                              machine.clock.now(),
+                              UploadTaskStatus::pending,
+                              priority};
+        store.enqueueUploadTask(task);
+        return task;
+    }
+    UploadTask addScreenshot(const QString& path) { return add(UploadTaskType::screenshot, 10, {}, path); }
+    /// A file in a company's folder; its path.
+    QString file(const QString& name, Seconds age = 0, const QString& company = "acme.test",
+                 const QByteArray& bytes = "picture") {
+        const QString folder = directory.filePath("Velmora TimeTracker/captures/" + company);
+        QFile file(folder + u'/' + name);
+        const QDateTime modified = (machine.clock.now() - age).toDateTime(QTimeZone::utc());
+        EXPECT_TRUE(QDir().mkpath(folder) && file.open(QFile::WriteOnly) && file.write(bytes) >= 0 &&
+                    file.flush() && file.setFileTime(modified, QFile::FileModificationTime));
+        return file.fileName();
+    }
+    QString picture() { return file(sessionText + "_2023-11-14T22-13-20Z_0.jpg"); }
     /// A closed segment that waits for its upload.
-    void closedSegment(int number, int activeSeconds = 60);
+    void closedSegment(int number) { store.upsertActivitySegment({"2023-11-13", number, 60, 90, 5, 7}); }
 
-    /// Queue rows, most urgent first, as "type status retries"; `sql` gives any other view.
-    QStringList rows() const;
-    QStringList sql(const QByteArray& text) const;
+    QStringList sql(const QByteArray& text) const {
+        return querySQLite(directory.filePath("Velmora TimeTracker/timetracker.sqlite"), text)
+            .replaceInStrings("|", " ");
+    }
+    /// Queue rows, most urgent first, as "type status retries".
+    QString rows() const {
+        return sql("SELECT type, status, retry_count FROM upload_queue ORDER BY priority DESC, created_at, "
+                   "rowid")
+            .join(", ");
+    }
+    /// The last part of each request's path.
+    QString sent() const {
+        QStringList names;
+        for (const URLRequest& request : requests)
+            names.append(request.url.fileName());
+        return names.join(' ');
+    }
     /// Seconds until the one row is due.
-    double dueIn() const;
+    double dueIn() const {
+        return sql("SELECT next_attempt_at FROM upload_queue").value(0).toDouble() -
+               machine.clock.now().secondsSince1970();
+    }
     bool circuitIsOpen() const { return !retry.canAttempt(machine.clock.now()); }
-
-    const QUuid session = QUuid::fromString("{0a1b2c3d-0000-4000-8000-000000000007}");
-    const QString sessionText = "0A1B2C3D-0000-4000-8000-000000000007";
-    QString captures() const { return directory.filePath("Velmora TimeTracker/captures/acme.test"); }
-    /// Ran from 09:30:00 for 90 s, then from 09:32:00 on; both in UTC on 1 May 2024.
-    Session sampleSession() const;
+    void registerFailures(int count, std::optional<int> status) {
+        for (int i = 0; i < count; ++i)
+            retry.registerFailure(status);
+    }
 };
 
-QJsonObject jsonObject(const QByteArray& bytes);
-Date utc(const char* text);
+struct Upload : testing::Test, UploadWorld {};
