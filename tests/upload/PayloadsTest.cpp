@@ -1,6 +1,6 @@
 #include "HeartbeatPayload.h"
+#include "ScreenshotFiles.h"
 #include "SegmentBatch.h"
-#include "StartSessionPayload.h"
 #include "TrackingEndpointResponse.h"
 #include "UploadWorld.h"
 
@@ -48,76 +48,70 @@ TEST(Payloads, completedHeartbeatClosesOnlyTheLastInterval) {
     EXPECT_EQ(times(), "09:40:00 09:40:00 77 completed");
 }
 
-TEST(Payloads, areAbsentWhenANumberCannotBeWritten) {
-    const std::function<void(Session&)> changes[] = {
-        [](Session& s) { s.activityScore = NAN; },
-        [](Session& s) { s.intervals[0].startedAt = Date::since2001(NAN); },
-        [](Session& s) { s.intervals[1].stoppedAt = Date::since2001(INFINITY); },
-        [](Session& s) { s.intervals[0].startedAt = Date::since2001(-1e18); },
+TEST(Payloads, pictureNamesTellTheTimeInTheZoneOfTheCompany) {
+    const std::pair<const char*, const char*> cases[] = {
+        // Behind the session's id, and what is sent; null for the same.
+        {"2025-03-14T02-30-00Z_0.jpg", "2025-03-14T09-30-00+07-00_0.jpg"},
+        {"2025-03-14T02-30-00.250Z_11.jpg", "2025-03-14T09-30-00+07-00_11.jpg"},
+        {"20250314T093000+0700_1.jpg", "2025-03-14T09-30-00+07-00_1.jpg"},
+        {"2025-03-14T04-30-00+0200_0.jpg", "2025-03-14T09-30-00+07-00_0.jpg"},
+        {"2025-03-14T04-30-00+02:00_0.jpg", "2025-03-14T09-30-00+07-00_0.jpg"},
+        {"2025-03-14T04-30-00+020000_0.jpg", "2025-03-14T09-30-00+07-00_0.jpg"},
+        {"2025-03-14T02-30-00Z_0.jpg.jpg", "2025-03-14T09-30-00+07-00_0.jpg"},
+        {"2025-03-14T09-30-00+07-00_0.jpg", nullptr}, // the sign found is the one inside the offset
+        {"2025-03-14T02-30-00Z.jpg", nullptr},
+        {"2025-13-14T02-30-00Z_0.jpg", nullptr},
+        {"2025-03-14T02-30-00Z_0_1.jpg", nullptr}, // all before the last "_" is the time
+        {"2025-03-14T093000_0.jpg", nullptr},
+        {"yesterday_0.jpg", nullptr},
     };
-    for (const auto& change : changes) {
-        Session session = sampleSession();
-        change(session);
-        EXPECT_FALSE(buildHeartbeatPayload(session, HeartbeatStatus::completed, now, hanoi));
-    }
+    const auto sentName = [](const QString& name) {
+        return ScreenshotFiles::normalizedScreenshotUploadFileName("/f/" + name, QUuid(sessionText), hanoi);
+    };
+    for (const auto& [name, sent] : cases)
+        EXPECT_EQ(sentName(sessionText + u'_' + name), sessionText + u'_' + (sent ? sent : name));
+    EXPECT_EQ(sentName("other_2025-03-14T02-30-00Z_0.jpg"), "other_2025-03-14T02-30-00Z_0.jpg");
 }
 
-TEST(Payloads, sessionStartTellsTheFirstStart) {
-    EXPECT_EQ(jsonObject(StartSessionPayload::build(sampleSession(), hanoi).value()),
-              jsonObject(R"({"device_uuid": "DEVICE", "session_uuid": "0A1B2C3D-0000-4000-8000-000000000007",
-                             "started_at": "2024-05-01T16:30:00+07:00", "task_id": "41"})"));
-}
-
-TEST(Payloads, todayTotalIsReadOnlyFromAWholeReply) {
-    const auto read = [](const char* reply) { return TrackingEndpointResponse::serverTodayTotal(reply); };
-    EXPECT_EQ(read(R"({"data":{"ok":null,"today_total_seconds":0,"today_date":""}})"),
+TEST(Payloads, repliesAreReadWholeOrNotAtAll) {
+    const auto total = [](const QByteArray& reply) {
+        return TrackingEndpointResponse::serverTodayTotal(reply);
+    };
+    EXPECT_EQ(total(R"({"data":{"ok":null,"today_total_seconds":0,"today_date":""}})"),
               (ServerTodayTotal{0, ""}));
-    for (const char* reply :
-         {"", "<html>", "[]", "{}", R"({"data":[]})", R"({"data":{"today_total_seconds":1}})",
-          R"({"data":{"today_date":"2024-05-01"}})",
-          R"({"data":{"today_total_seconds":"1","today_date":"x"}})",
-          R"({"data":{"today_total_seconds":1.5,"today_date":"x"}})",
-          R"({"data":{"today_total_seconds":1,"today_date":2}})",
-          R"({"success":"yes","data":{"today_total_seconds":1,"today_date":"x"}})",
-          R"({"data":{"ok":1,"today_total_seconds":1,"today_date":"x"}})"})
-        EXPECT_FALSE(read(reply)) << reply;
-}
+    for (const char* data :
+         {R"({"today_total_seconds":1})", R"({"today_date":"x"})", "[]", "1",
+          R"({"today_total_seconds":"1","today_date":"x"})", R"({"today_total_seconds":1,"today_date":2})",
+          R"({"ok":1,"today_total_seconds":1,"today_date":"x"})",
+          R"({"today_total_seconds":1,"today_date":"x"},"success":"yes")"})
+        EXPECT_FALSE(total("{\"data\":" + QByteArray(data) + "}")) << data;
 
-TEST(Payloads, segmentBatchHoldsRowsInOrderWithTheirShareOfAWholeSlot) {
+    const auto accepted = [](const QByteArray& reply) { return SegmentBatch::acceptedPositions(reply); };
     EXPECT_EQ(
-        jsonObject(SegmentBatch::build(
-            {{"2024-05-01", 57, 601, 1200, 3, 4}, {"2024-05-02", 0, 100, -5, 0, 9}}, "DEVICE", "Asia/Tokyo")),
-        jsonObject(R"({"device_uuid": "DEVICE", "segments": [
-        {"segment_date": "2024-05-01", "segment_number": 57, "timezone": "Asia/Tokyo", "activity_rate": 100,
-         "mouse_movements": 3, "key_press_count": 4, "non_idle_percent": 100},
-        {"segment_date": "2024-05-02", "segment_number": 0, "timezone": "Asia/Tokyo",
-         "activity_rate": 16.666666666666668, "mouse_movements": 0, "key_press_count": 9, "non_idle_percent": 0}]})"));
-}
+        accepted(R"({"success":false,"data":{"accepted":[0,-1],"rejected":[{"index":2,"reason":"x"}]}})"),
+        (std::vector<qint64>{0, -1}));
+    for (const char* data : {"{}", "1", R"({"accepted":[0,null]})", R"({"accepted":{"0":1}})",
+                             R"({"accepted":[0],"rejected":[{"index":"1"}]})",
+                             R"({"accepted":[0],"rejected":"x"})", R"({"accepted":[0]},"success":1)"})
+        EXPECT_FALSE(accepted("{\"data\":" + QByteArray(data) + "}")) << data;
 
-TEST(Payloads, acceptedPositionsAreReadOnlyFromAWholeReply) {
-    using Positions = std::vector<qint64>;
-    EXPECT_EQ(
-        SegmentBatch::acceptedPositions(
-            R"({"success":false,"data":{"accepted":[0,-1,9000000000],"rejected":[{"index":2,"reason":"x"}]}})"),
-        (Positions{0, -1, 9000000000}));
-    for (const char* reply : {"", "[]", "{}", R"({"data":{}})", R"({"data":{"accepted":[0,null]}})",
-                              R"({"data":{"accepted":[0.5]}})", R"({"data":{"accepted":{"0":1}}})",
-                              R"({"success":1,"data":{"accepted":[0]}})",
-                              R"({"data":{"accepted":[0],"rejected":[{"index":"1"}]}})",
-                              R"({"data":{"accepted":[0],"rejected":"x"}})"})
-        EXPECT_FALSE(SegmentBatch::acceptedPositions(reply)) << reply;
-}
-
-TEST(Payloads, taskParametersThatDoNotReadAreAbsent) {
     const SegmentUtils::DateAndNumber segment{"2024-05-01", 57};
     EXPECT_EQ(SegmentBatch::openSegment(SegmentBatch::openSegmentPayload(segment)), segment);
     EXPECT_EQ(SegmentBatch::openSegment(R"({"open_segment_date":"2024-05-01","open_segment_number":57.9})"),
               segment);
-    EXPECT_FALSE(SegmentBatch::openSegment(std::nullopt));
-    for (const char* payload :
-         {"x", "[]", R"({"open_segment_number":1})", R"({"open_segment_date":"2024-05-01"})",
-          R"({"open_segment_date":1,"open_segment_number":1})",
-          R"({"open_segment_date":"2024-05-01","open_segment_number":"57"})",
-          R"({"open_segment_date":"2024-05-01","open_segment_number":1e300})"})
+    for (const char* payload : {"x", R"({"open_segment_number":1})", R"({"open_segment_date":"d"})",
+                                R"({"open_segment_date":1,"open_segment_number":1})",
+                                R"({"open_segment_date":"d","open_segment_number":"57"})",
+                                R"({"open_segment_date":"d","open_segment_number":1e300})"})
         EXPECT_FALSE(SegmentBatch::openSegment(QByteArray(payload))) << payload;
+}
+
+TEST(Payloads, segmentBatchHoldsRowsInOrderWithTheirShareOfAWholeSlot) {
+    EXPECT_EQ(
+        SegmentBatch::build({{"2024-05-01", 57, 601, 1200, 3, 4}, {"2024-05-02", 0, 150, -5, 0, 9}}, "DEVICE",
+                            "Asia/Tokyo"),
+        R"({"device_uuid":"DEVICE","segments":[{"activity_rate":100,"key_press_count":4,"mouse_movements":3,)"
+        R"("non_idle_percent":100,"segment_date":"2024-05-01","segment_number":57,"timezone":"Asia/Tokyo"},)"
+        R"({"activity_rate":25,"key_press_count":9,"mouse_movements":0,"non_idle_percent":0,)"
+        R"("segment_date":"2024-05-02","segment_number":0,"timezone":"Asia/Tokyo"}]})");
 }

@@ -58,8 +58,7 @@ TEST_F(Upload, isRefusedByAnOpenCircuitButStillQueuesSegments) {
     pass(60);
     run(); // offline as it may seem
     EXPECT_EQ(rows(), "");
-    registerFailures(4, 503);
-    EXPECT_FALSE(circuitIsOpen()); // the first ones since the run's successes
+    EXPECT_FALSE(circuitOpensAfter(4, 503)); // the first ones since the run's successes
 }
 
 TEST_F(Upload, queuesTheEndOfASessionWithAllItsPictures) {
@@ -84,10 +83,18 @@ TEST_F(Upload, queuesTheEndOfASessionWithAllItsPictures) {
 
 TEST_F(Upload, queuesNothingThatCannotBeWritten) {
     picture();
-    Session session = sampleSession();
-    session.activityScore = NAN;
+    const std::function<void(Session&)> changes[] = {
+        [](Session& s) { s.activityScore = NAN; },
+        [](Session& s) { s.intervals[0].startedAt = Date::since2001(NAN); },
+        [](Session& s) { s.intervals[0].startedAt = Date::since2001(-1e18); },
+        [](Session& s) { s.intervals[1].stoppedAt = Date::since2001(INFINITY); },
+    };
+    Session session;
+    for (const auto& change : changes) {
+        change(session = sampleSession());
+        service.enqueueSessionUpload(session);
+    }
     const LogCapture log;
-    service.enqueueSessionUpload(session);
     EXPECT_FALSE(await(service.uploadHeartbeatNow(session)));
     session.intervals.clear();
     service.enqueueSessionStart(session);
@@ -152,7 +159,7 @@ TEST_F(Upload, directHeartbeatTellsWhetherTheServerTookIt) {
         answer(status);
         EXPECT_FALSE(isTaken()) << status;
     }
-    fail(URLError::Code::cannotFindHost);
+    reply(Network::failure(URLError::Code::cannotFindHost));
     EXPECT_FALSE(isTaken());
     EXPECT_EQ(log.count("uploadHeartbeatNow failed: "), 5);
     EXPECT_EQ(heard.size(), 1);
@@ -189,48 +196,71 @@ TEST_F(Upload, takesATakeoverUpOnceWhicheverPathSeesItAndLeavesPictures) {
                           " taken over by another device (status 409); stopping local tracking."));
 }
 
-TEST_F(Upload, launchMendsTheQueueAndAdoptsStrandedPictures) {
+TEST_F(Upload, launchMendsTheQueue) {
     zones.store("Pacific/Kiritimati"); // UTC+14: there, thirty days ago is 16 October 2023
-    UploadTask task = add(Type::heartbeat);
-    task.id = machine.random.uuid();
-    store.enqueueUploadTask(task, "other.test");
+    store.enqueueUploadTask(add(Type::heartbeat), "other.test");
+    add(Type::heartbeat);
     sql("UPDATE upload_queue SET status = 'inProgress', retry_count = 3, next_attempt_at = 1e10");
     store.enqueueUploadTask(add(Type::heartbeat), "global");
     store.upsertActivitySegment({"2023-10-15", 3, 1, 1, 1, 1}, "other.test");
     store.upsertActivitySegment({"2023-10-16", 3, 1, 1, 1, 1}, "other.test");
     store.upsertActivitySegment({"2023-10-01", 3, 1, 1, 1, 1});
-    const QString mine = file(sessionText + "_t_0.jpg", 100);
-    addScreenshot(file(sessionText + "_t_1.jpg", 100));
-    const QString foreign = file(sessionText + "_t_2.jpg", 604800, "other.test");
-    const QString foreignOld = file(sessionText + "_t_3.jpg", 604801, "other.test");
     const LogCapture log;
+    answer(500);
     await(service.start());
-    EXPECT_EQ(
-        log.lines().mid(0, 2),
-        QStringList({"Launch cleanup: removed 2 unattributable row(s) (global-domain queue/segments, zero "
-                     "segments, stale foreign-domain segments)",
-                     "Orphan sweeper: enqueued 1 stranded screenshot(s)"}));
+    EXPECT_EQ(log.lines().first(), "Launch cleanup: removed 2 unattributable row(s) (global-domain "
+                                   "queue/segments, zero segments, stale foreign-domain segments)");
     EXPECT_EQ(sql("SELECT domain_key, status, retry_count, next_attempt_at FROM upload_queue"
                   " WHERE type = 'heartbeat' ORDER BY 1"),
               QStringList({"acme.test pending 3 10000000000.0", "other.test pending 3 10000000000.0"}));
     EXPECT_EQ(sql("SELECT domain_key, segment_date FROM activity_segments ORDER BY 1"),
               QStringList({"acme.test 2023-10-01", "other.test 2023-10-16"}));
-    EXPECT_EQ(sql("SELECT count(*), count(DISTINCT file_path) FROM upload_queue"
-                  " WHERE type = 'screenshot' AND session_id = '" +
-                  sessionText.toUtf8() + "'"),
-              QStringList("2 2"));
-    EXPECT_TRUE(store.hasScreenshotTask(QUuid(sessionText), mine));
-    EXPECT_TRUE(QFile::exists(foreign));
-    EXPECT_FALSE(QFile::exists(foreignOld));
-    pass(1);
-    EXPECT_FALSE(QFile::exists(mine)); // the first run comes at once
+}
+
+TEST_F(Upload, launchAdoptsStrandedPicturesAndAgesAllOut) {
+    const Seconds week = 604800;
+    struct {
+        QString name;
+        Seconds age;
+        const char* company;
+        char fate; ///< 'a'dopted, 'k'ept as it is, 'd'eleted.
+    } const files[] = {
+        {sessionText + "_t_0.jpg", week, "acme.test", 'a'},
+        {sessionText.toLower() + "_t_1.JPG", 5, "acme.test", 'a'},
+        {sessionText + "_later_0.jpg", -99, "acme.test", 'a'},
+        {sessionText + "_t_3.png", week * 9, "acme.test", 'k'},
+        {sessionText + ".jpg", 5, "acme.test", 'k'},
+        {"notes_0.jpg", week, "acme.test", 'k'},
+        {"notes_1.JPG", week + 1, "acme.test", 'd'},
+        {sessionText + "_t_4.jpg", week + 1, "acme.test", 'd'},
+        {sessionText + "_t_5.jpg", week, "other.test", 'k'},
+        {sessionText + "_t_6.jpg", week + 1, "other.test", 'd'},
+    };
+    for (const auto& each : files)
+        file(each.name, each.age, each.company);
+    addScreenshot(file(sessionText + "_queued_0.jpg", 5));
+    reply(Network::failure(URLError::Code::networkConnectionLost));
+    const LogCapture log;
+    await(service.start());
+    EXPECT_EQ(log.lines().first(), "Orphan sweeper: enqueued 3 stranded screenshot(s)");
+    for (const auto& each : files) {
+        const QString path =
+            directory.filePath("Velmora TimeTracker/captures/") + each.company + u'/' + each.name;
+        EXPECT_EQ(QFile::exists(path), each.fate != 'd') << qPrintable(path);
+        EXPECT_EQ(store.hasScreenshotTask(QUuid(sessionText), path), each.fate == 'a') << qPrintable(path);
+    }
+    EXPECT_EQ(sql("SELECT DISTINCT type, priority, retry_count, created_at FROM upload_queue"),
+              QStringList("screenshot 10 0 1700000000.0"));
+    EXPECT_EQ(sql("SELECT count(*) FROM upload_queue"), QStringList("4"));
+    pass(1); // the first run comes at once
+    EXPECT_EQ(sent(), "screenshots screenshots screenshots screenshots");
 }
 
 TEST_F(Upload, runsThirtySecondsAfterEachRunHasEnded) {
     await(service.start());
     pass(1);
     const LogCapture log;
-    answer(200, {}, 7);
+    reply(Network::answer(200, {}, 7));
     add(Type::heartbeat);
     pass(29.1 + 7); // the run that sends it
     EXPECT_EQ(sent(), "heartbeat");

@@ -77,12 +77,10 @@ struct UploadWorld {
              [this](QUuid id, int status) { heard.append(uuidText(id) + QString(" gone %1").arg(status)); }});
         answer(200);
     }
-    void answer(int status, const QByteArray& body = {}, Seconds delay = 0.05) {
-        machine.urlSession.setServer([=](const URLRequest&) { return Network::answer(status, body, delay); });
+    void reply(const Network::Reply& reply) {
+        machine.urlSession.setServer([=](const URLRequest&) { return reply; });
     }
-    void fail(URLError::Code code) {
-        machine.urlSession.setServer([=](const URLRequest&) { return Network::failure(code); });
-    }
+    void answer(int status, const QByteArray& body = {}) { reply(Network::answer(status, body)); }
 
     void pass(Seconds span) { machine.timeline.advance(span); }
     /// Runs a coroutine to its end, letting as much virtual time pass as it takes; gives or throws what it
@@ -148,9 +146,10 @@ struct UploadWorld {
                machine.clock.now().secondsSince1970();
     }
     bool circuitIsOpen() const { return !retry.canAttempt(machine.clock.now()); }
-    void registerFailures(int count, std::optional<int> status) {
-        for (int i = 0; i < count; ++i)
+    bool circuitOpensAfter(int failures, std::optional<int> status) {
+        for (int i = 0; i < failures; ++i)
             retry.registerFailure(status);
+        return circuitIsOpen();
     }
 };
 
