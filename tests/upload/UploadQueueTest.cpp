@@ -61,26 +61,6 @@ TEST_F(Upload, isRefusedByAnOpenCircuitButStillQueuesSegments) {
     EXPECT_FALSE(circuitOpensAfter(4, 503)); // the first ones since the run's successes
 }
 
-TEST_F(Upload, queuesTheEndOfASessionWithAllItsPictures) {
-    const QString mine = picture();
-    file("1A1B2C3D-0000-4000-8000-000000000007_t_0.jpg");
-    addScreenshot(mine);
-    const LogCapture log;
-    service.enqueueSessionStart(sampleSession());
-    service.enqueueSessionUpload(sampleSession());
-    service.enqueueScreenshotsForSession(QUuid(sessionText)); // finds a live task for each file
-    EXPECT_EQ(log.lines(), QStringList("Enqueueing 1 screenshot(s) for session " + sessionText));
-    EXPECT_EQ(sql("SELECT type, priority, session_id, status, retry_count, next_attempt_at, file_path"
-                  " FROM upload_queue ORDER BY priority DESC"),
-              QStringList({"startSession 110 " + sessionText + " pending 0 0.0 NULL",
-                           "heartbeat 100 " + sessionText + " pending 0 0.0 NULL",
-                           "screenshot 10 " + sessionText + " pending 0 0.0 " + mine,
-                           "screenshot 10 " + sessionText + " pending 0 0.0 " + mine}));
-    run();
-    EXPECT_EQ(sent(), "start heartbeat screenshots");
-    EXPECT_EQ(rows(), ""); // the second row of the file ended as "file not found"
-}
-
 TEST_F(Upload, queuesNothingThatCannotBeWritten) {
     picture();
     const std::function<void(Session&)> changes[] = {
@@ -196,64 +176,51 @@ TEST_F(Upload, takesATakeoverUpOnceWhicheverPathSeesItAndLeavesPictures) {
                           " taken over by another device (status 409); stopping local tracking."));
 }
 
-TEST_F(Upload, launchMendsTheQueue) {
+TEST_F(Upload, launchMendsTheQueueAndAdoptsStrandedPictures) {
     zones.store("Pacific/Kiritimati"); // UTC+14: there, thirty days ago is 16 October 2023
     store.enqueueUploadTask(add(Type::heartbeat), "other.test");
-    add(Type::heartbeat);
     sql("UPDATE upload_queue SET status = 'inProgress', retry_count = 3, next_attempt_at = 1e10");
     store.enqueueUploadTask(add(Type::heartbeat), "global");
-    store.upsertActivitySegment({"2023-10-15", 3, 1, 1, 1, 1}, "other.test");
-    store.upsertActivitySegment({"2023-10-16", 3, 1, 1, 1, 1}, "other.test");
-    store.upsertActivitySegment({"2023-10-01", 3, 1, 1, 1, 1});
-    const LogCapture log;
-    answer(500);
-    await(service.start());
-    EXPECT_EQ(log.lines().first(), "Launch cleanup: removed 2 unattributable row(s) (global-domain "
-                                   "queue/segments, zero segments, stale foreign-domain segments)");
-    EXPECT_EQ(sql("SELECT domain_key, status, retry_count, next_attempt_at FROM upload_queue"
-                  " WHERE type = 'heartbeat' ORDER BY 1"),
-              QStringList({"acme.test pending 3 10000000000.0", "other.test pending 3 10000000000.0"}));
-    EXPECT_EQ(sql("SELECT domain_key, segment_date FROM activity_segments ORDER BY 1"),
-              QStringList({"acme.test 2023-10-01", "other.test 2023-10-16"}));
-}
-
-TEST_F(Upload, launchAdoptsStrandedPicturesAndAgesAllOut) {
+    for (const char* day : {"2023-10-15", "2023-10-16"})
+        store.upsertActivitySegment({day, 3, 1, 1, 1, 1}, "other.test");
     const Seconds week = 604800;
-    struct {
-        QString name;
-        Seconds age;
-        const char* company;
-        char fate; ///< 'a'dopted, 'k'ept as it is, 'd'eleted.
-    } const files[] = {
-        {sessionText + "_t_0.jpg", week, "acme.test", 'a'},
-        {sessionText.toLower() + "_t_1.JPG", 5, "acme.test", 'a'},
-        {sessionText + "_later_0.jpg", -99, "acme.test", 'a'},
-        {sessionText + "_t_3.png", week * 9, "acme.test", 'k'},
-        {sessionText + ".jpg", 5, "acme.test", 'k'},
-        {"notes_0.jpg", week, "acme.test", 'k'},
-        {"notes_1.JPG", week + 1, "acme.test", 'd'},
-        {sessionText + "_t_4.jpg", week + 1, "acme.test", 'd'},
-        {sessionText + "_t_5.jpg", week, "other.test", 'k'},
-        {sessionText + "_t_6.jpg", week + 1, "other.test", 'd'},
+    const std::tuple<const char*, QString, Seconds, char> files[] = {
+        // 'a'dopted, 'k'ept as it is, 'd'eleted
+        {"acme.test", sessionText + "_t_0.jpg", week, 'a'},
+        {"acme.test", sessionText.toLower() + "_t_1.JPG", 5, 'a'},
+        {"acme.test", sessionText + "_later_0.jpg", -99, 'a'},
+        {"acme.test", sessionText + "_t_3.png", week * 9, 'k'},
+        {"acme.test", sessionText + ".jpg", 5, 'k'},
+        {"acme.test", "notes_0.jpg", week, 'k'},
+        {"acme.test", "notes_1.JPG", week + 1, 'd'},
+        {"acme.test", sessionText + "_t_4.jpg", week + 1, 'd'},
+        {"other.test", sessionText + "_t_5.jpg", week, 'k'},
+        {"other.test", sessionText + "_t_6.jpg", week + 1, 'd'},
     };
-    for (const auto& each : files)
-        file(each.name, each.age, each.company);
+    for (const auto& [company, name, age, fate] : files)
+        file(name, age, company);
     addScreenshot(file(sessionText + "_queued_0.jpg", 5));
     reply(Network::failure(URLError::Code::networkConnectionLost));
     const LogCapture log;
     await(service.start());
-    EXPECT_EQ(log.lines().first(), "Orphan sweeper: enqueued 3 stranded screenshot(s)");
-    for (const auto& each : files) {
-        const QString path =
-            directory.filePath("Velmora TimeTracker/captures/") + each.company + u'/' + each.name;
-        EXPECT_EQ(QFile::exists(path), each.fate != 'd') << qPrintable(path);
-        EXPECT_EQ(store.hasScreenshotTask(QUuid(sessionText), path), each.fate == 'a') << qPrintable(path);
+    EXPECT_EQ(
+        log.lines().mid(0, 2),
+        QStringList({"Launch cleanup: removed 2 unattributable row(s) (global-domain queue/segments, zero "
+                     "segments, stale foreign-domain segments)",
+                     "Orphan sweeper: enqueued 3 stranded screenshot(s)"}));
+    EXPECT_EQ(sql("SELECT segment_date FROM activity_segments"), QStringList("2023-10-16"));
+    EXPECT_EQ(sql("SELECT DISTINCT type, priority, retry_count, created_at, domain_key, next_attempt_at"
+                  " FROM upload_queue ORDER BY 1"),
+              QStringList({"heartbeat 10 3 1700000000.0 other.test 10000000000.0",
+                           "screenshot 10 0 1700000000.0 acme.test 0.0"}));
+    for (const auto& [company, name, age, fate] : files) {
+        const QString path = directory.filePath("Velmora TimeTracker/captures/") + company + u'/' + name;
+        EXPECT_EQ(QFile::exists(path), fate != 'd') << qPrintable(path);
+        EXPECT_EQ(store.hasScreenshotTask(QUuid(sessionText), path), fate == 'a') << qPrintable(path);
     }
-    EXPECT_EQ(sql("SELECT DISTINCT type, priority, retry_count, created_at FROM upload_queue"),
-              QStringList("screenshot 10 0 1700000000.0"));
-    EXPECT_EQ(sql("SELECT count(*) FROM upload_queue"), QStringList("4"));
     pass(1); // the first run comes at once
     EXPECT_EQ(sent(), "screenshots screenshots screenshots screenshots");
+    EXPECT_EQ(sql("SELECT status FROM upload_queue WHERE type = 'heartbeat'"), QStringList("pending"));
 }
 
 TEST_F(Upload, runsThirtySecondsAfterEachRunHasEnded) {
