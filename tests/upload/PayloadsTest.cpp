@@ -9,23 +9,21 @@
 namespace {
 
 const QTimeZone hanoi("Asia/Ho_Chi_Minh");
-const Date now = utc("2024-05-01T09:40:00Z");
+const Date now = halfPastNine + 600;
 
 } // namespace
 
 TEST(Payloads, activeHeartbeatLeavesTheEndOpen) {
-    const auto bytes =
-        buildHeartbeatPayload(sampleSession(), HeartbeatStatus::active, now + 0.9, hanoi).value();
-    EXPECT_EQ(jsonObject(bytes), jsonObject(R"({
-        "device_uuid": "DEVICE", "session_uuid": "0A1B2C3D-0000-4000-8000-000000000007", "task_id": "41",
-        "started_at": "2024-05-01T16:30:00+07:00", "stopped_at": null, "total_seconds": 570,
-        "mouse_movements": 12, "key_press_count": 34, "activity_rate": 56.5, "status": "active",
-        "intervals": [
-            {"interval_uuid": "11111111-0000-4000-8000-00000000000A",
-             "started_at": "2024-05-01T16:30:00+07:00", "stopped_at": "2024-05-01T16:31:30+07:00"},
-            {"interval_uuid": "22222222-0000-4000-8000-00000000000B",
-             "started_at": "2024-05-01T16:32:00+07:00", "stopped_at": null}]})"));
-    EXPECT_FALSE(bytes.contains('\n'));
+    EXPECT_EQ(
+        buildHeartbeatPayload(sampleSession(), HeartbeatStatus::active, now + 0.9, hanoi),
+        R"({"activity_rate":56.5,"device_uuid":"DEVICE","intervals":[)"
+        R"({"interval_uuid":"11111111-0000-4000-8000-00000000000A",)"
+        R"("started_at":"2024-05-01T16:30:00+07:00","stopped_at":"2024-05-01T16:31:30+07:00"},)"
+        R"({"interval_uuid":"22222222-0000-4000-8000-00000000000B",)"
+        R"("started_at":"2024-05-01T16:32:00+07:00","stopped_at":null}],"key_press_count":34,)"
+        R"("mouse_movements":12,"session_uuid":"0A1B2C3D-0000-4000-8000-000000000007",)"
+        R"("started_at":"2024-05-01T16:30:00+07:00","status":"active","stopped_at":null,"task_id":"41",)"
+        R"("total_seconds":570})");
 }
 
 TEST(Payloads, completedHeartbeatClosesOnlyTheLastInterval) {
@@ -41,7 +39,7 @@ TEST(Payloads, completedHeartbeatClosesOnlyTheLastInterval) {
     };
     EXPECT_EQ(times(), "09:30:00 09:40:00 570 completed 09:31:30 09:40:00");
     session.intervals[0].stoppedAt.reset(); // a middle one stays open
-    session.intervals[1].stoppedAt = utc("2024-05-01T09:35:00Z");
+    session.intervals[1].stoppedAt = halfPastNine + 300;
     EXPECT_EQ(times(), "09:30:00 09:35:00 480 completed null 09:35:00");
     session.intervals.clear();
     session.reportedTotalSeconds = 77;
@@ -74,34 +72,29 @@ TEST(Payloads, pictureNamesTellTheTimeInTheZoneOfTheCompany) {
 }
 
 TEST(Payloads, repliesAreReadWholeOrNotAtAll) {
-    const auto total = [](const QByteArray& reply) {
-        return TrackingEndpointResponse::serverTodayTotal(reply);
-    };
-    EXPECT_EQ(total(R"({"data":{"ok":null,"today_total_seconds":0,"today_date":""}})"),
+    const auto reply = [](const char* data) { return "{\"data\":" + QByteArray(data) + "}"; };
+    const auto total = TrackingEndpointResponse::serverTodayTotal;
+    EXPECT_EQ(total(reply(R"({"ok":null,"today_total_seconds":0,"today_date":""})")),
               (ServerTodayTotal{0, ""}));
-    for (const char* data :
-         {R"({"today_total_seconds":1})", R"({"today_date":"x"})", "[]", "1",
-          R"({"today_total_seconds":"1","today_date":"x"})", R"({"today_total_seconds":1,"today_date":2})",
-          R"({"ok":1,"today_total_seconds":1,"today_date":"x"})",
-          R"({"today_total_seconds":1,"today_date":"x"},"success":"yes")"})
-        EXPECT_FALSE(total("{\"data\":" + QByteArray(data) + "}")) << data;
+    for (const char* data : {R"({"today_total_seconds":1})", R"({"today_date":"x"})", "[]",
+                             R"({"today_total_seconds":1.5,"today_date":"x"})",
+                             R"({"ok":1,"today_total_seconds":1,"today_date":"x"})",
+                             R"({"today_total_seconds":1,"today_date":"x"},"success":"yes")"})
+        EXPECT_FALSE(total(reply(data))) << data;
 
-    const auto accepted = [](const QByteArray& reply) { return SegmentBatch::acceptedPositions(reply); };
-    EXPECT_EQ(
-        accepted(R"({"success":false,"data":{"accepted":[0,-1],"rejected":[{"index":2,"reason":"x"}]}})"),
-        (std::vector<qint64>{0, -1}));
-    for (const char* data : {"{}", "1", R"({"accepted":[0,null]})", R"({"accepted":{"0":1}})",
-                             R"({"accepted":[0],"rejected":[{"index":"1"}]})",
-                             R"({"accepted":[0],"rejected":"x"})", R"({"accepted":[0]},"success":1)"})
-        EXPECT_FALSE(accepted("{\"data\":" + QByteArray(data) + "}")) << data;
+    const auto accepted = SegmentBatch::acceptedPositions;
+    EXPECT_EQ(accepted(reply(R"({"accepted":[0,-1],"rejected":[{"index":2,"reason":"x"}]},"success":false)")),
+              (std::vector<qint64>{0, -1}));
+    for (const char* data :
+         {"{}", R"({"accepted":[0,null]})", R"({"accepted":{"0":1}})", R"({"accepted":[0],"rejected":"x"})",
+          R"({"accepted":[0],"rejected":[{"index":"1"}]})", R"({"accepted":[0]},"success":1)"})
+        EXPECT_FALSE(accepted(reply(data))) << data;
 
     const SegmentUtils::DateAndNumber segment{"2024-05-01", 57};
     EXPECT_EQ(SegmentBatch::openSegment(SegmentBatch::openSegmentPayload(segment)), segment);
     EXPECT_EQ(SegmentBatch::openSegment(R"({"open_segment_date":"2024-05-01","open_segment_number":57.9})"),
               segment);
     for (const char* payload : {"x", R"({"open_segment_number":1})", R"({"open_segment_date":"d"})",
-                                R"({"open_segment_date":1,"open_segment_number":1})",
-                                R"({"open_segment_date":"d","open_segment_number":"57"})",
                                 R"({"open_segment_date":"d","open_segment_number":1e300})"})
         EXPECT_FALSE(SegmentBatch::openSegment(QByteArray(payload))) << payload;
 }

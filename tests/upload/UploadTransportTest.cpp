@@ -9,7 +9,8 @@
 TEST_F(Upload, overHTTPEachKindOfTaskArrivesAndARefreshedTokenRepeatsOnce) {
     const ScriptedServer server([](const URLRequest& request) {
         const bool isExpired = request.header("Authorization") == "Bearer first-token";
-        return isExpired ? URLResponse{401, {}, {}} : URLResponse{200, {}, R"({"data":{"accepted":[0]}})"};
+        return isExpired ? URLResponse{401, {}, {}}
+                         : URLResponse{200, {}, R"({"data":{"today_total_seconds":9,"today_date":"d"}})"};
     });
     LinuxURLSession http;
     machine.urlSession.setServer([&](const URLRequest& request) {
@@ -38,6 +39,10 @@ TEST_F(Upload, overHTTPEachKindOfTaskArrivesAndARefreshedTokenRepeatsOnce) {
     run();
     EXPECT_EQ(rows(), ""); // the second row of the file ended as "file not found"
     EXPECT_FALSE(QFile::exists(mine));
+    const QString total = "server today_total via %1: 9s @ d";
+    EXPECT_EQ(log.lines().filter("today_total via"),
+              QStringList(
+                  {total.arg("start-session"), total.arg("heartbeat-queued"), total.arg("segments-batch")}));
 
     const auto arrived = server.requests();
     ASSERT_EQ(arrived.size(), 8u);

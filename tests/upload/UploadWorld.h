@@ -9,7 +9,6 @@
 #include "LogCapture.h"
 #include "NetworkMonitor.h"
 #include "RetryManager.h"
-#include "SQLiteStore.h"
 #include "SimulatedPlatform.h"
 #include "UploadService.h"
 
@@ -18,27 +17,19 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
-inline Date utc(const char* text) {
-    return ISO8601::parse(text).value();
-}
 inline QJsonObject jsonObject(const QByteArray& bytes) {
     return QJsonDocument::fromJson(bytes).object();
 }
 
 inline const QString sessionText = "0A1B2C3D-0000-4000-8000-000000000007";
+inline const Date halfPastNine = ISO8601::parse("2024-05-01T09:30:00Z").value();
 
-/// Ran from 09:30:00 for 90 s, then from 09:32:00 on; both in UTC on 1 May 2024.
+/// Ran from half past nine for 90 s, and again from 09:32 on.
 inline Session sampleSession() {
-    Session sample;
-    sample.id = QUuid(sessionText);
-    sample.deviceId = "DEVICE";
-    sample.projectId = "41";
-    sample.mouseCount = 12;
-    sample.keyboardCount = 34;
-    sample.activityScore = 56.5;
-    sample.intervals = {{QUuid("{11111111-0000-4000-8000-00000000000a}"), utc("2024-05-01T09:30:00Z"),
-                         utc("2024-05-01T09:31:30Z")},
-                        {QUuid("{22222222-0000-4000-8000-00000000000b}"), utc("2024-05-01T09:32:00Z"), {}}};
+    Session sample{QUuid(sessionText), "DEVICE", "41", {}, {}, 12, 34, 56.5, SessionStatus::active, {}, {}};
+    const QUuid ids[] = {QUuid("{11111111-0000-4000-8000-00000000000a}"),
+                         QUuid("{22222222-0000-4000-8000-00000000000b}")};
+    sample.intervals = {{ids[0], halfPastNine, halfPastNine + 90}, {ids[1], halfPastNine + 120, {}}};
     return sample;
 }
 
@@ -71,10 +62,10 @@ struct UploadWorld {
         domain.setBaseURL(QUrl("https://acme.test/api/v1/"));
         keychain.saveAuthTokens({"first-token", "refresh", {}, {}, {}, {}});
         service.setNotifications(
-            {[this](const ServerTodayTotal& total) {
-                 heard.append(QString("%1 s on %2").arg(total.totalSeconds).arg(total.date));
+            {[this](const ServerTodayTotal& it) {
+                 heard += QString("%1 s on %2").arg(it.totalSeconds).arg(it.date);
              },
-             [this](QUuid id, int status) { heard.append(uuidText(id) + QString(" gone %1").arg(status)); }});
+             [this](QUuid id, int status) { heard += uuidText(id) + QString(" gone %1").arg(status); }});
         answer(200);
     }
     void reply(const Network::Reply& reply) {
@@ -83,8 +74,7 @@ struct UploadWorld {
     void answer(int status, const QByteArray& body = {}) { reply(Network::answer(status, body)); }
 
     void pass(Seconds span) { machine.timeline.advance(span); }
-    /// Runs a coroutine to its end, letting as much virtual time pass as it takes; gives or throws what it
-    /// does.
+    /// Lets as much virtual time pass as the coroutine takes; gives or throws what it does.
     template <typename T>
     T await(Task<T> task) {
         while (!task.isReady() && machine.timeline.step(3600)) {
@@ -95,16 +85,9 @@ struct UploadWorld {
 
     UploadTask add(UploadTaskType type, int priority = 10, const std::optional<QByteArray>& payload = "{}",
                    const std::optional<QString>& path = {}) {
-        const bool hasSession = type != UploadTaskType::activitySegment;
-        const UploadTask task{machine.random.uuid(),
-                              hasSession ? QUuid(sessionText) : QUuid(),
-                              type,
-                              path,
-                              payload,
-                              0,
-                              machine.clock.now(),
-                              UploadTaskStatus::pending,
-                              priority};
+        const QUuid id = machine.random.uuid();
+        const Date now = machine.clock.now();
+        const UploadTask task{id, QUuid(sessionText), type, path, payload, 0, now, {}, priority};
         store.enqueueUploadTask(task);
         return task;
     }
