@@ -202,7 +202,6 @@ void ScreenCaptureService::start(QUuid sessionId, qint64 intervalMinutes, Callba
     const auto shared = std::make_shared<const Callbacks>(std::move(callbacks));
     const qint64 interval = std::clamp<qint64>(intervalMinutes, 1, maxIntervalMinutes) * 60;
     on_.queue.sync([&] {
-        timer_.reset();
         capturesDirectory_ = CaptureFolder::capturesDirectory(on_.information, on_.domain);
         ApplicationFolder::create(capturesDirectory_);
         qCInfo(Log::capture, "Screenshot timer started: first capture in 1 min, then every %llds", interval);
