@@ -27,18 +27,22 @@ class Random;
 class RetryManager;
 
 /// Drains the persistent upload queue. Everything that the server must receive, but for the direct heartbeat,
-/// is a row of the queue, and the row is the only record:
+/// is a row of the queue, and the row is the only record. The life of a task is that of its row:
 ///
-///   pending ──run──▶ inProgress ──success──▶ (row deleted)
-///      ▲                 │ failure
-///      │ launch          ├─ takeover, permanent, file gone, sixth failure ──▶ (row deleted, reason logged)
-///      └─────────────────┤
-///   failed, due later ◀──┴─ retry (counts), offline (does not count)
+///   enqueue ──▶ pending ──run──▶ inProgress ──▶ sent: row deleted
+///                  ▲              ▲   │
+///                  └── launch ────┼───┤ the process died
+///                                 │   ├──▶ takeover, permanent error, file gone, sixth failure: row deleted,
+///      failed ──run, when due ────┘   │    the reason logged
+///        ▲                            │
+///        └────────────────────────────┘ retry after 4 to 64 s; offline after 60 to 90 s, uncounted
 ///
-/// A row that a crash left inProgress is pending again at the next launch, so each row is delivered at least
-/// once, with the same id and body. A serial worker: state lives on the worker executor; the operations may
-/// be called from any executor and return or resume there. Nothing fails outwards. Destroy it when the worker
-/// runs no more jobs, or on the worker itself with no operation under way.
+/// So each row is delivered at least once, with the same id and body, or dropped for a logged reason. Rows
+/// wait under their company's domain key until that company is the current one.
+///
+/// A serial worker: state lives on the worker executor; the operations may be called from any executor and
+/// return or resume there. Nothing fails outwards. Destroy it when the worker runs no more jobs, or on the
+/// worker itself with no operation under way.
 class UploadService {
 public:
     struct Dependencies {

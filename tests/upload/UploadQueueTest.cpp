@@ -119,9 +119,7 @@ TEST_F(Upload, directHeartbeatTellsWhetherTheServerTookIt) {
 
 TEST_F(Upload, takesATakeoverUpOnceWhicheverPathSeesItAndLeavesPictures) {
     const auto fillQueue = [&] {
-        add(Type::heartbeat, 100);
-        add(Type::heartbeat, 90);
-        add(Type::startSession, 50);
+        add(Type::heartbeat, 100), add(Type::heartbeat, 90), add(Type::startSession, 50);
     };
     add(Type::startSession, 5); // of somebody else
     sql("UPDATE upload_queue SET session_id = 'another'");
