@@ -15,9 +15,13 @@ void check(Type type, const Network::Reply& failure, char outcome) {
     if (type == Type::activitySegment)
         world.closedSegment(9);
     world.reply(failure);
+    world.refreshedToken = "no better";
     world.circuitOpensAfter(3, std::nullopt);
     const LogCapture log;
     world.run();
+    EXPECT_EQ(world.requests.size(), 1u + world.refreshes); // a new token is tried once
+    const auto* response = std::get_if<URLResponse>(&failure.result);
+    EXPECT_EQ(world.refreshes, response && response->statusCode == 401);
     const QString who = "Task " + uuidText(task.id);
     const QString typed = who + " type=" + rawName(type);
     EXPECT_EQ(QFile::exists(picture), outcome != 'D');

@@ -74,14 +74,7 @@ TEST_F(Upload, overHTTPEachKindOfTaskArrivesAndARefreshedTokenRepeatsOnce) {
                                     "--\r\n");
 }
 
-TEST_F(Upload, asksForATokenOnceAndThenGivesUp) {
-    answer(401);
-    const URLRequest request = transport.makeRequest("a/b", "POST", "x/y");
-    EXPECT_THROW(await(transport.executeRequest(request, true)), APIError);
-    refreshedToken = "second-token";
-    EXPECT_THROW(await(transport.executeRequest(request, true)), APIError);
-    EXPECT_EQ(requests.size(), 3u);
-    EXPECT_EQ(refreshes, 2);
+TEST_F(Upload, requestWithoutASignInHasNoToken) {
     keychain.deleteAuthTokens();
     EXPECT_EQ(transport.makeRequest("a/b", "POST", "x/y").headers,
               (HTTPHeaders{{"app-client", "ios"}, {"Content-Type", "x/y"}, {"Accept", "application/json"}}));
