@@ -52,11 +52,10 @@ CompanySelectionView::CompanySelectionView(LoginModel& model, const VREnvironmen
                                .text = greeting(choice(model).userName)})
     , model_(model) {
     buildRows();
-    auto* notListed = new VRLabel(environment, VR::Type::caption, VR::Ink::text);
-    notListed->setMaximumLines(3);
+    auto* notListed = new VRLabel(
+        environment, VR::Type::caption, VR::Ink::text,
+        QStringLiteral("Your company isn't listed? Contact the administrator of your company."), 3);
     notListed->setAlignment(Qt::AlignCenter);
-    notListed->setText(
-        QStringLiteral("Your company isn't listed? Contact the administrator of your company."));
     footer().addWidget(notListed);
     connect(&model, &LoginModel::changed, this, &CompanySelectionView::refresh);
     refresh();
@@ -74,8 +73,7 @@ void CompanySelectionView::buildRows() {
         connect(row, &VRButton::clicked, this,
                 [this, company] { spawn(model_.performCompanySelect(company), "company choice"); });
     }
-    message_ = new VRLabel(environment(), VR::Type::caption, VR::Ink::danger);
-    message_->setMaximumLines(2);
+    message_ = new VRLabel(environment(), VR::Type::caption, VR::Ink::danger, {}, 2);
     message_->setAccessibleDescription(QStringLiteral("#companyMessage"));
     fields().addWidget(message_);
 }

@@ -40,9 +40,7 @@ DailyProgressView::DailyProgressView(TrackerModel& model, const VREnvironment& e
 
 QWidget* DailyProgressView::makeFront() {
     auto* side = new QWidget;
-    auto* column = new QVBoxLayout(side);
-    column->setContentsMargins(0, 0, 0, 0);
-    column->setSpacing(8);
+    auto* column = VR::makeColumn(side, 8);
     percent_ = new VRLabel(environment_, VR::Type::heading, VR::Ink::onGradient);
     percent_->setAccessibleDescription(QStringLiteral("#progressPercent"));
     auto* heading = new QHBoxLayout;
@@ -67,9 +65,7 @@ QWidget* DailyProgressView::makeFront() {
 
 QWidget* DailyProgressView::makeBack() {
     auto* side = new QWidget;
-    auto* column = new QVBoxLayout(side);
-    column->setContentsMargins(0, 0, 0, 0);
-    column->setSpacing(8);
+    auto* column = VR::makeColumn(side, 8);
     target_ = new VRLabel(environment_, VR::Type::strong, VR::Ink::onGradient);
     target_->setAccessibleDescription(QStringLiteral("#targetSentence"));
     auto* set = new VRButton(environment_, VRButton::Look::chip, QStringLiteral("Set Target"),

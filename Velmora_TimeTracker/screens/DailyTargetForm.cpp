@@ -24,9 +24,7 @@ DailyTargetForm::DailyTargetForm(TrackerModel& model, const VREnvironment& envir
     , minutes_(makeField(QStringLiteral("minutes"), model.targetMinutes(), mostMinutes)) {
     setWindowTitle(QStringLiteral("Daily Work Target"));
     setAccessibleDescription(QStringLiteral("#dailyTargetForm"));
-    auto* column = new QVBoxLayout(this);
-    column->setContentsMargins(20, 20, 20, 20);
-    column->setSpacing(16);
+    auto* column = VR::makeColumn(this, 16, 20);
     column->addWidget(
         new VRLabel(environment, VR::Type::title, VR::Ink::strong, QStringLiteral("Daily Work Target")));
     auto* fields = new QHBoxLayout;

@@ -17,17 +17,15 @@ ForgotPasswordView::ForgotPasswordView(LoginModel& model, const VREnvironment& e
     , model_(model)
     , email_(new VRTextField(environment, QStringLiteral("Email"), QStringLiteral("VRIconMail"),
                              QStringLiteral("#forgotEmail")))
-    , status_(new VRLabel(environment, VR::Type::caption, VR::Ink::good))
+    , status_(new VRLabel(environment, VR::Type::caption, VR::Ink::good, {}, 5))
     , send_(new VRButton(environment, VRButton::Look::gradient, {}, QStringLiteral("#sendResetLink")))
-    , note_(new VRLabel(environment, VR::Type::caption, VR::Ink::text)) {
-    status_->setMaximumLines(3);
+    , note_(new VRLabel(environment, VR::Type::caption, VR::Ink::text,
+                        QStringLiteral("Didn't receive the email?\nCheck your spam folder or contact your "
+                                       "company's HR/admin."),
+                        4)) {
     status_->setMinimumHeight(20);
     status_->setAccessibleDescription(QStringLiteral("#forgotStatus"));
-    note_->setMaximumLines(4);
     note_->setAlignment(Qt::AlignCenter);
-    note_->setText(
-        QStringLiteral("Didn't receive the email?\nCheck your spam folder or contact your company's "
-                       "HR/admin."));
     auto* back = new VRButton(environment, VRButton::Look::link, QStringLiteral("Back to Login"),
                               QStringLiteral("#backToLogin"));
     back->setIconName(QStringLiteral("VRIconChevronLeft"));

@@ -14,42 +14,32 @@ constexpr int iconDiameter = 64;
 }
 
 GateView::GateView(const VREnvironment& environment, const QString& title)
-    : VRScrollView(environment)
-    , environment_(environment) {
-    auto* content = new QWidget;
-    column_ = new QVBoxLayout(content);
-    const int side = environment.compact ? 20 : 40;
-    column_->setContentsMargins(side, environment.margin(), side, environment.margin());
-    column_->setSpacing(12);
-    column_->addStretch(1);
-    auto* heading = new VRLabel(environment, VR::Type::title, VR::Ink::strong);
-    heading->setMaximumLines(2);
-    heading->setText(title);
+    : VRScrollView(environment) {
+    const int side = environment.compact ? 16 : 40;
+    column().setContentsMargins(side, environment.margin(), side, environment.margin());
+    column().setSpacing(environment.compact ? 8 : 12);
+    column().addStretch(1);
+    auto* heading = new VRLabel(environment, VR::Type::title, VR::Ink::strong, title, 2);
     heading->setAlignment(Qt::AlignCenter);
-    column_->addWidget(heading);
-    column_->addStretch(1);
-    setWidget(content);
-    content->setAutoFillBackground(false);
-    viewport()->setAutoFillBackground(false);
+    column().addWidget(heading);
+    column().addStretch(1);
 }
 
 VRLabel* GateView::addText(const QString& text, const QString& identifier) {
-    auto* label = new VRLabel(environment_, VR::Type::body, VR::Ink::text);
-    label->setMaximumLines(5);
+    auto* label = new VRLabel(environment(), VR::Type::body, VR::Ink::text, text, 5);
     label->setAlignment(Qt::AlignCenter);
-    label->setText(text);
     label->setAccessibleDescription(identifier);
-    column_->insertWidget(column_->count() - 1, label);
+    column().insertWidget(column().count() - 1, label);
     return label;
 }
 
 void GateView::addCentred(QWidget* widget) {
-    column_->insertSpacing(column_->count() - 1, 4);
-    column_->insertWidget(column_->count() - 1, widget, 0, Qt::AlignHCenter);
+    column().insertSpacing(column().count() - 1, 4);
+    column().insertWidget(column().count() - 1, widget, 0, Qt::AlignHCenter);
 }
 
 void GateView::putOnTop(QWidget* widget) {
-    column_->insertWidget(1, widget, 0, Qt::AlignHCenter);
+    column().insertWidget(1, widget, 0, Qt::AlignHCenter);
 }
 
 RestoreView::RestoreView(PopoverModel& model, const VREnvironment& environment)

@@ -3,7 +3,6 @@
 #include "VRScrollView.h"
 
 class PopoverModel;
-class QVBoxLayout;
 class VRButton;
 class VRCard;
 class VRIconView;
@@ -17,16 +16,10 @@ class GateView : public VRScrollView {
 protected:
     GateView(const VREnvironment& environment, const QString& title);
 
-    const VREnvironment& environment() const { return environment_; }
-    QVBoxLayout& column() { return *column_; }
     VRLabel* addText(const QString& text, const QString& identifier = {});
     void addCentred(QWidget* widget);
     /// Above the title; made by the caller.
     void putOnTop(QWidget* widget);
-
-private:
-    const VREnvironment& environment_;
-    QVBoxLayout* column_ = nullptr;
 };
 
 /// While the stored sign-in is read.

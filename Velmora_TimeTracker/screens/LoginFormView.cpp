@@ -29,18 +29,18 @@ void LoginFormView::buildFields() {
                              QStringLiteral("#loginEmail"));
     password_ = new VRTextField(environment(), QStringLiteral("Password"), QStringLiteral("VRIconLock"),
                                 QStringLiteral("#loginPassword"), VRTextField::Kind::secret);
-    message_ = new VRLabel(environment(), VR::Type::caption, VR::Ink::danger);
-    message_->setMaximumLines(2);
-    message_->setMinimumHeight(32);
+    message_ = new VRLabel(environment(), VR::Type::caption, VR::Ink::danger, {}, 2);
     message_->setAccessibleDescription(QStringLiteral("#loginMessage"));
     auto* forgot = new VRButton(environment(), VRButton::Look::link, QStringLiteral("Forgot password?"),
                                 QStringLiteral("#forgotPassword"));
     login_ = new VRButton(environment(), VRButton::Look::gradient, QStringLiteral("Login"),
                           QStringLiteral("#loginButton"));
-    auto* row = new QHBoxLayout;
-    row->setSpacing(12);
+    // Side by side where there is room for both, and then without moving the button.
+    auto* row = new QBoxLayout(environment().compact ? QBoxLayout::BottomToTop : QBoxLayout::LeftToRight);
+    row->setSpacing(environment().compact ? 4 : 12);
     row->addWidget(message_, 1);
-    row->addWidget(forgot);
+    row->addWidget(forgot, 0, environment().compact ? Qt::AlignRight : Qt::Alignment());
+    message_->setMinimumHeight(environment().compact ? 0 : 32);
     fields().addWidget(email_);
     fields().addWidget(password_);
     fields().addLayout(row);
@@ -79,10 +79,7 @@ void LoginFormView::buildFooter() {
 VRCard* LoginFormView::makeNoAccountCard() {
     auto* card = new VRCard(environment(), VRCard::Look::soft);
     const auto add = [this, card](const QString& text) {
-        auto* label = new VRLabel(environment(), VR::Type::caption, VR::Ink::text);
-        label->setMaximumLines(8);
-        label->setText(text);
-        card->column().addWidget(label);
+        card->column().addWidget(new VRLabel(environment(), VR::Type::caption, VR::Ink::text, text, 8));
     };
     add(QStringLiteral(
         "Velmora TimeTracker accounts are created by your company's owner or HR on Velmora. If you "
@@ -108,6 +105,7 @@ void LoginFormView::refresh() {
     password_->setRevealed(model_.showsPassword());
     const auto hint = model_.clientValidationMessage();
     message_->setText(hint ? *hint : model_.errorMessage().value_or(QString()));
+    message_->setVisible(!environment().compact || !message_->text().isEmpty());
     const bool isBusy = model_.isBusy();
     email_->setReadOnly(isBusy);
     password_->setReadOnly(isBusy);

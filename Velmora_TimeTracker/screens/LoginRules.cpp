@@ -17,7 +17,7 @@ bool LoginRules::isEmail(const QString& email) {
 std::optional<QString> LoginRules::clientValidationMessage(const QString& email, const QString& password) {
     if (!email.isEmpty() && !isEmail(email))
         return badEmail;
-    if (!password.isEmpty() && password.size() < shortestPassword)
+    if (!password.isEmpty() && password.toUcs4().size() < shortestPassword)
         return shortPassword;
     return std::nullopt;
 }

@@ -48,8 +48,7 @@ void OTPVerificationView::buildBoxes() {
             followFocus();
         });
     }
-    message_ = new VRLabel(environment(), VR::Type::caption, VR::Ink::danger);
-    message_->setMaximumLines(2);
+    message_ = new VRLabel(environment(), VR::Type::caption, VR::Ink::danger, {}, 2);
     message_->setMinimumHeight(20);
     message_->setAccessibleDescription(QStringLiteral("#otpMessage"));
     verify_ = new VRButton(environment(), VRButton::Look::gradient, QStringLiteral("Verify Code"),
@@ -62,8 +61,7 @@ void OTPVerificationView::buildBoxes() {
 
 void OTPVerificationView::buildResend() {
     const auto line = [this](const QString& text) {
-        auto* label = new VRLabel(environment(), VR::Type::caption, VR::Ink::text, text);
-        label->setMaximumLines(2);
+        auto* label = new VRLabel(environment(), VR::Type::caption, VR::Ink::text, text, 2);
         label->setAlignment(Qt::AlignHCenter | Qt::AlignVCenter);
         footer().addWidget(label);
         return label;

@@ -19,7 +19,6 @@ public:
     SignInPage(const VREnvironment& environment, const Hero& hero);
 
 protected:
-    const VREnvironment& environment() const { return environment_; }
     /// The white card's column.
     QVBoxLayout& fields() { return *fields_; }
     /// What stands below the card.
@@ -28,7 +27,6 @@ protected:
 private:
     VRHeroCard* makeHero(const Hero& hero);
 
-    const VREnvironment& environment_;
     QVBoxLayout* fields_ = nullptr;
     QVBoxLayout* footer_ = nullptr;
 };

@@ -35,9 +35,7 @@ VRCard* makeActivityChip(const VREnvironment& environment, VRLabel** figure) {
 TrackerActiveView::TrackerActiveView(TrackerModel& model, const VREnvironment& environment)
     : model_(model)
     , environment_(environment) {
-    auto* column = new QVBoxLayout(this);
-    column->setContentsMargins(0, 0, 0, 0);
-    column->setSpacing(environment.compact ? 12 : 16);
+    auto* column = VR::makeColumn(this, environment.gap());
     column->addWidget(makeHero());
     column->addLayout(makeControls());
     column->addStretch(1);
@@ -55,8 +53,7 @@ VRHeroCard* TrackerActiveView::makeHero() {
     project_->setAccessibleDescription(QStringLiteral("#projectName"));
     clock_ = new VRClockLabel(environment_.compact ? 44 : 56);
     clock_->setAccessibleDescription(QStringLiteral("#dayClock"));
-    phrase_ = new VRLabel(environment_, VR::Type::body, VR::Ink::onGradient);
-    phrase_->setMaximumLines(3);
+    phrase_ = new VRLabel(environment_, VR::Type::body, VR::Ink::onGradient, {}, 3);
     phrase_->setAccessibleDescription(QStringLiteral("#activePhrase"));
     progress_ = new DailyProgressView(model_, environment_);
     column.setSpacing(6);

@@ -26,9 +26,7 @@ QHBoxLayout* makeLine(const VREnvironment& environment, const QString& icon, VRL
 TrackerIdleView::TrackerIdleView(TrackerModel& model, const VREnvironment& environment)
     : model_(model)
     , environment_(environment) {
-    auto* column = new QVBoxLayout(this);
-    column->setContentsMargins(0, 0, 0, 0);
-    column->setSpacing(environment.compact ? 12 : 16);
+    auto* column = VR::makeColumn(this, environment.gap());
     column->addWidget(makeHero());
     column->addWidget(makeTaskCard());
     column->addWidget(makeTipsCard());
@@ -40,19 +38,16 @@ TrackerIdleView::TrackerIdleView(TrackerModel& model, const VREnvironment& envir
 
 VRHeroCard* TrackerIdleView::makeHero() {
     auto* hero =
-        new VRHeroCard(environment_, QStringLiteral("TrackerHeroBanner"), environment_.compact ? 16 : 24);
+        new VRHeroCard(environment_, QStringLiteral("TrackerHeroBanner"), environment_.compact ? 12 : 24);
     hero->setDrawing(environment_.compact ? 0.40 : 0.46);
     hero->setMinimumHeight(environment_.compact ? 176 : 204);
     auto* words = new QVBoxLayout;
     words->setSpacing(8);
-    phrase_ = new VRLabel(environment_, VR::Type::title, VR::Ink::onGradient);
-    phrase_->setMaximumLines(4);
+    phrase_ = new VRLabel(environment_, VR::Type::title, VR::Ink::onGradient, {}, 4);
     phrase_->setAccessibleDescription(QStringLiteral("#idlePhrase"));
-    auto* invitation = new VRLabel(environment_, VR::Type::body, VR::Ink::onGradientSoft);
-    invitation->setMaximumLines(3);
-    invitation->setText(QStringLiteral("Start tracking your time\nand stay productive."));
     words->addWidget(phrase_);
-    words->addWidget(invitation);
+    words->addWidget(new VRLabel(environment_, VR::Type::body, VR::Ink::onGradientSoft,
+                                 QStringLiteral("Start tracking your time\nand stay productive."), 3));
     auto* row = new QHBoxLayout;
     row->addLayout(words, environment_.compact ? 64 : 58);
     row->addStretch(environment_.compact ? 36 : 42);
@@ -79,13 +74,11 @@ VRCard* TrackerIdleView::makeTaskCard() {
 
 VRCard* TrackerIdleView::makeTipsCard() {
     auto* card = new VRCard(environment_, VRCard::Look::soft, 14);
-    auto* tip = new VRLabel(environment_, VR::Type::caption, VR::Ink::text);
-    tip->setMaximumLines(3);
-    tip->setText(QStringLiteral("Pick a task to make time analysis and reports easier."));
+    auto* tip = new VRLabel(environment_, VR::Type::caption, VR::Ink::text,
+                            QStringLiteral("Pick a task to make time analysis and reports easier."), 3);
     card->column().addLayout(makeLine(environment_, QStringLiteral("VRIconTracker"), tip));
     statusLine_ = new QWidget;
-    status_ = new VRLabel(environment_, VR::Type::caption, VR::Ink::strong);
-    status_->setMaximumLines(4);
+    status_ = new VRLabel(environment_, VR::Type::caption, VR::Ink::strong, {}, 4);
     status_->setAccessibleDescription(QStringLiteral("#statusMessage"));
     statusLine_->setLayout(makeLine(environment_, QStringLiteral("VRIconInfo"), status_));
     card->column().addWidget(statusLine_);

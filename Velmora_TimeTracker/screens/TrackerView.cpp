@@ -19,10 +19,7 @@ VRCard* makeNotice(const VREnvironment& environment, const QString& icon, const 
     auto* row = new QHBoxLayout;
     row->setSpacing(8);
     row->addWidget(new VRIconView(environment, icon, 18, VR::Ink::danger));
-    auto* heading = new VRLabel(environment, VR::Type::heading, VR::Ink::strong);
-    heading->setMaximumLines(2);
-    heading->setText(title);
-    row->addWidget(heading, 1);
+    row->addWidget(new VRLabel(environment, VR::Type::heading, VR::Ink::strong, title, 2), 1);
     card->column().addLayout(row);
     *titleRow = row;
     return card;
@@ -31,41 +28,33 @@ VRCard* makeNotice(const VREnvironment& environment, const QString& icon, const 
 
 TrackerView::TrackerView(TrackerModel& model, const VREnvironment& environment)
     : VRScrollView(environment)
-    , model_(model)
-    , environment_(environment)
-    , column_(new QVBoxLayout) {
-    auto* content = new QWidget;
-    content->setLayout(column_);
-    column_->setContentsMargins(environment.margin(), environment.margin() - 4, environment.margin(),
+    , model_(model) {
+    column().setContentsMargins(environment.margin(), environment.margin() - 4, environment.margin(),
                                 environment.margin() - 4);
-    column_->setSpacing(environment.compact ? 12 : 16);
     permissionLost_ = makePermissionBanner();
     midnight_ = makeMidnightBanner();
-    column_->addWidget(permissionLost_);
-    column_->addWidget(midnight_);
-    setWidget(content);
-    content->setAutoFillBackground(false);
-    viewport()->setAutoFillBackground(false);
+    column().addWidget(permissionLost_);
+    column().addWidget(midnight_);
     connect(&model, &TrackerModel::changed, this, &TrackerView::refresh);
     refresh();
 }
 
 VRCard* TrackerView::makePermissionBanner() {
     QHBoxLayout* titleRow = nullptr;
-    VRCard* card = makeNotice(environment_, QStringLiteral("VRIconWarning"),
+    VRCard* card = makeNotice(environment(), QStringLiteral("VRIconWarning"),
                               QStringLiteral("Screenshot could not be captured"), &titleRow);
     auto* dismiss =
-        new VRButton(environment_, VRButton::Look::plain, {}, QStringLiteral("#permissionBannerDismiss"));
+        new VRButton(environment(), VRButton::Look::plain, {}, QStringLiteral("#permissionBannerDismiss"));
     dismiss->setIconName(QStringLiteral("VRIconCluse"));
     dismiss->setSpokenName(QStringLiteral("Dismiss"));
     dismiss->setHeight(28);
     titleRow->addWidget(dismiss);
-    auto* text = new VRLabel(environment_, VR::Type::caption, VR::Ink::text);
-    text->setMaximumLines(6);
-    text->setText(
+    auto* text = new VRLabel(
+        environment(), VR::Type::caption, VR::Ink::text,
         QStringLiteral("The desktop denied the Screen Recording permission, so tracking was stopped. Enable "
-                       "it in System Settings, then quit and reopen the app."));
-    auto* open = new VRButton(environment_, VRButton::Look::outline, QStringLiteral("Open System Settings"),
+                       "it in System Settings, then quit and reopen the app."),
+        6);
+    auto* open = new VRButton(environment(), VRButton::Look::outline, QStringLiteral("Open System Settings"),
                               QStringLiteral("#permissionBannerOpenSettings"));
     open->setHeight(36);
     card->column().addWidget(text);
@@ -77,13 +66,13 @@ VRCard* TrackerView::makePermissionBanner() {
 
 VRCard* TrackerView::makeMidnightBanner() {
     QHBoxLayout* titleRow = nullptr;
-    VRCard* card = makeNotice(environment_, QStringLiteral("VRIconClock"),
+    VRCard* card = makeNotice(environment(), QStringLiteral("VRIconClock"),
                               QStringLiteral("Session crossed midnight"), &titleRow);
-    midnightTask_ = new VRLabel(environment_, VR::Type::caption, VR::Ink::text);
+    midnightTask_ = new VRLabel(environment(), VR::Type::caption, VR::Ink::text);
     midnightTask_->setAccessibleDescription(QStringLiteral("#midnightTask"));
-    auto* start = new VRButton(environment_, VRButton::Look::outline, QStringLiteral("Start new session"),
+    auto* start = new VRButton(environment(), VRButton::Look::outline, QStringLiteral("Start new session"),
                                QStringLiteral("#midnightStartNew"));
-    auto* later = new VRButton(environment_, VRButton::Look::soft, QStringLiteral("Later"),
+    auto* later = new VRButton(environment(), VRButton::Look::soft, QStringLiteral("Later"),
                                QStringLiteral("#midnightLater"));
     start->setHeight(36);
     auto* row = new QHBoxLayout;
@@ -117,9 +106,9 @@ void TrackerView::showBody(bool tracking) {
         body_->hide();
         body_->deleteLater();
     }
-    body_ = tracking ? static_cast<QWidget*>(new TrackerActiveView(model_, environment_))
-                     : new TrackerIdleView(model_, environment_);
-    column_->addWidget(body_, 1);
+    body_ = tracking ? static_cast<QWidget*>(new TrackerActiveView(model_, environment()))
+                     : new TrackerIdleView(model_, environment());
+    column().addWidget(body_, 1);
     body_->show();
     if (hadFocus)
         body_->setFocus(byKeyboard ? Qt::TabFocusReason : Qt::OtherFocusReason);

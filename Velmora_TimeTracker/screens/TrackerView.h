@@ -4,7 +4,6 @@
 
 #include <optional>
 
-class QVBoxLayout;
 class TrackerModel;
 class VRCard;
 class VRLabel;
@@ -21,8 +20,6 @@ private:
     void showBody(bool tracking);
 
     TrackerModel& model_;
-    const VREnvironment& environment_;
-    QVBoxLayout* const column_;
     VRCard* permissionLost_ = nullptr;
     VRCard* midnight_ = nullptr;
     VRLabel* midnightTask_ = nullptr;

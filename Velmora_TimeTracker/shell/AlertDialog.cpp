@@ -15,10 +15,8 @@ constexpr int markSize = 64;
 
 VRLabel* makeText(const VREnvironment& environment, VR::Type type, VR::Ink ink, int lines,
                   const QString& text) {
-    auto* label = new VRLabel(environment, type, ink);
-    label->setMaximumLines(lines);
+    auto* label = new VRLabel(environment, type, ink, text, lines);
     label->setAlignment(Qt::AlignCenter);
-    label->setText(text);
     return label;
 }
 } // namespace

@@ -84,8 +84,7 @@ TEST_F(Components, LabelsHoldAnyText) {
     EXPECT_EQ(line.textFormat(), Qt::PlainText);
     EXPECT_FALSE(line.hasHeightForWidth());
 
-    VRLabel block(environment, VR::Type::body, VR::Ink::strong);
-    block.setMaximumLines(3);
+    VRLabel block(environment, VR::Type::body, VR::Ink::strong, {}, 3);
     block.setText("one\ntwo");
     const int two = block.heightForWidth(200);
     block.setText("one");

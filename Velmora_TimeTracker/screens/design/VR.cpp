@@ -1,6 +1,7 @@
 #include "VR.h"
 
 #include <QGuiApplication>
+#include <QVBoxLayout>
 #include <optional>
 
 namespace {
@@ -101,4 +102,11 @@ QString VR::shortName(const QString& name, int length) {
 
 QString VR::tooltip(const QString& text) {
     return QStringLiteral("<span>%1</span>").arg(shortName(text, 300).toHtmlEscaped());
+}
+
+QVBoxLayout* VR::makeColumn(QWidget* owner, int spacing, int margin) {
+    auto* column = new QVBoxLayout(owner);
+    column->setContentsMargins(margin, margin, margin, margin);
+    column->setSpacing(spacing);
+    return column;
 }

@@ -6,6 +6,8 @@
 #include <QFont>
 #include <QString>
 
+class QVBoxLayout;
+class QWidget;
 class VRImages;
 
 /// The vocabulary of the design: fixed colours, the type scale, and what every component paints with.
@@ -38,6 +40,9 @@ QString shortName(const QString& name, int length = 48);
 /// A tooltip that shows `text` as it is: a plain one would have its markup interpreted.
 QString tooltip(const QString& text);
 
+/// A column of `owner`, with `margin` all around.
+QVBoxLayout* makeColumn(QWidget* owner, int spacing, int margin = 0);
+
 } // namespace VR
 
 /// What the components of one root view share; outlives them.
@@ -49,4 +54,6 @@ struct VREnvironment {
 
     const VRPalette& palette() const { return theme.palette(); }
     int margin() const { return compact ? 12 : 20; }
+    /// Between the cards of a screen.
+    int gap() const { return compact ? 12 : 16; }
 };

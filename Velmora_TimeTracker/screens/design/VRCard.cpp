@@ -17,9 +17,8 @@ constexpr QSizeF drawingSize(200, 180);
 constexpr int shadowRoom = 3;
 
 QVBoxLayout* makeColumn(QWidget* owner, int padding, int below) {
-    auto* column = new QVBoxLayout(owner);
+    auto* column = VR::makeColumn(owner, 8, padding);
     column->setContentsMargins(padding, padding, padding, padding + below);
-    column->setSpacing(8);
     return column;
 }
 } // namespace
@@ -96,7 +95,8 @@ const QPixmap& VRHeroCard::ground() {
     const double scale =
         qMin(width() * drawingShare_ / drawingSize.width(), double(height()) / drawingSize.height());
     const QSize room = (drawingSize * scale).toSize();
-    const QPixmap drawing = VRImages::render(drawing_, Qt::white, room, devicePixelRatioF());
+    const QPixmap drawing =
+        VRImages::render(drawing_, Qt::white, room, devicePixelRatioF(), palette.gradientStops[0]);
     painter.drawPixmap(width() - room.width(), hangsFromTop_ ? 0 : (height() - room.height()) / 2, drawing);
     return ground_;
 }

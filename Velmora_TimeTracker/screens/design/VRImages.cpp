@@ -6,16 +6,19 @@
 #include <QtMath>
 
 namespace {
-QByteArray drawing(const QString& name, const QColor& colour) {
+QByteArray drawing(const QString& name, const QColor& colour, const QColor& ground) {
     QFile file(QStringLiteral(":/assets/%1.svg").arg(name));
     if (!file.open(QIODevice::ReadOnly))
         return {};
-    return file.readAll().replace("currentColor", colour.name(QColor::HexRgb).toLatin1());
+    return file.readAll()
+        .replace("currentColor", colour.name(QColor::HexRgb).toLatin1())
+        .replace("groundColor", ground.name(QColor::HexRgb).toLatin1());
 }
 } // namespace
 
-QPixmap VRImages::render(const QString& name, const QColor& colour, QSize size, double pixelRatio) {
-    QSvgRenderer renderer(drawing(name, colour));
+QPixmap VRImages::render(const QString& name, const QColor& colour, QSize size, double pixelRatio,
+                         const QColor& ground) {
+    QSvgRenderer renderer(drawing(name, colour, ground));
     if (!renderer.isValid() || size.isEmpty())
         return {};
     renderer.setAspectRatioMode(Qt::KeepAspectRatio);

@@ -7,14 +7,16 @@
 #include <QString>
 
 /// Our drawings, rendered once for a colour and size and kept: painting one costs no more than a copy.
-/// A drawing is an SVG file in which `currentColor` stands for the wanted colour.
+/// A drawing is an SVG file in which `currentColor` stands for the wanted colour, and `groundColor` for what
+/// shows through holes in it.
 class VRImages {
 public:
     /// A square icon of `size` logical pixels. Empty for an unknown name.
     QPixmap icon(const QString& name, const QColor& colour, int size, double pixelRatio);
 
     /// A drawing of any shape fitted into `size` logical pixels; not kept here.
-    static QPixmap render(const QString& name, const QColor& colour, QSize size, double pixelRatio);
+    static QPixmap render(const QString& name, const QColor& colour, QSize size, double pixelRatio,
+                          const QColor& ground = Qt::white);
 
     /// Forgets every picture, for instance when the colours have changed.
     void clear() { icons_.clear(); }

@@ -7,18 +7,22 @@
 #include <QToolTip>
 #include <QtMath>
 
-VRLabel::VRLabel(const VREnvironment& environment, VR::Type type, VR::Ink ink, const QString& text)
+VRLabel::VRLabel(const VREnvironment& environment, VR::Type type, VR::Ink ink, const QString& text,
+                 int maximumLines)
     : environment_(environment)
-    , type_(type)
-    , ink_(ink) {
+    , ink_(ink)
+    , maximumLines_(maximumLines) {
     setTextFormat(Qt::PlainText);
     setFont(VR::font(type));
-    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+    // A fixed height would be that of the size hint, whose width is a guess.
+    QSizePolicy policy(QSizePolicy::Preferred, wraps() ? QSizePolicy::Preferred : QSizePolicy::Fixed);
+    policy.setHeightForWidth(wraps());
+    setSizePolicy(policy);
     setText(text);
 }
 
 void VRLabel::setText(const QString& text) {
-    const QString shown = VR::displayText(text, maximumLines_ > 1);
+    const QString shown = VR::displayText(text, wraps());
     if (shown == QLabel::text())
         return;
     QLabel::setText(shown);
@@ -35,21 +39,12 @@ void VRLabel::setInk(VR::Ink ink) {
     update();
 }
 
-void VRLabel::setMaximumLines(int lines) {
-    maximumLines_ = lines;
-    // A fixed height would be that of the size hint, whose width is a guess.
-    QSizePolicy policy(QSizePolicy::Preferred, lines > 1 ? QSizePolicy::Preferred : QSizePolicy::Fixed);
-    policy.setHeightForWidth(lines > 1);
-    setSizePolicy(policy);
-    updateGeometry();
-}
-
 int VRLabel::lineHeight() const {
-    return qCeil(fontMetrics().height() * (maximumLines_ > 1 ? 1.12 : 1.0));
+    return qCeil(fontMetrics().height() * (wraps() ? 1.12 : 1.0));
 }
 
 std::vector<QString> VRLabel::lines(int width) const {
-    if (maximumLines_ == 1)
+    if (!wraps())
         return {fontMetrics().elidedText(text(), Qt::ElideRight, width)};
     std::vector<QString> made;
     QTextOption wrapping;
@@ -72,7 +67,7 @@ std::vector<QString> VRLabel::lines(int width) const {
 }
 
 QSize VRLabel::sizeHint() const {
-    if (maximumLines_ == 1)
+    if (!wraps())
         return {fontMetrics().horizontalAdvance(text()) + 1, lineHeight()};
     int widest = 0;
     for (const QString& paragraph : text().split(u'\n'))

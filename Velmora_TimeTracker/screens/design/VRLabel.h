@@ -9,16 +9,16 @@
 /// it never widens the layout.
 class VRLabel : public QLabel {
 public:
-    VRLabel(const VREnvironment& environment, VR::Type type, VR::Ink ink, const QString& text = {});
+    /// `maximumLines` is 1 for a single line; more lines wrap.
+    VRLabel(const VREnvironment& environment, VR::Type type, VR::Ink ink, const QString& text = {},
+            int maximumLines = 1);
 
     void setText(const QString& text);
     void setInk(VR::Ink ink);
-    /// 1 (the default) for a single line; more lines wrap.
-    void setMaximumLines(int lines);
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
-    bool hasHeightForWidth() const override { return maximumLines_ > 1; }
+    bool hasHeightForWidth() const override { return wraps(); }
     int heightForWidth(int width) const override;
 
 protected:
@@ -26,11 +26,11 @@ protected:
     bool event(QEvent* event) override;
 
 private:
+    bool wraps() const { return maximumLines_ > 1; }
     std::vector<QString> lines(int width) const;
     int lineHeight() const;
 
     const VREnvironment& environment_;
-    const VR::Type type_;
     VR::Ink ink_;
-    int maximumLines_ = 1;
+    const int maximumLines_;
 };

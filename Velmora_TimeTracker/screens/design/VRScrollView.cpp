@@ -5,6 +5,7 @@
 #include <QPainter>
 #include <QScrollBar>
 #include <QStyleOptionSlider>
+#include <QVBoxLayout>
 
 namespace {
 class ThinBar : public QScrollBar {
@@ -33,10 +34,16 @@ private:
 };
 } // namespace
 
-VRScrollView::VRScrollView(const VREnvironment& environment) {
+VRScrollView::VRScrollView(const VREnvironment& environment)
+    : environment_(environment) {
     setFrameShape(QFrame::NoFrame);
     setWidgetResizable(true);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setVerticalScrollBar(new ThinBar(environment));
     setFocusPolicy(Qt::NoFocus);
+    auto* content = new QWidget;
+    column_ = VR::makeColumn(content, environment.gap(), environment.margin());
+    setWidget(content);
+    content->setAutoFillBackground(false);
+    viewport()->setAutoFillBackground(false);
 }
