@@ -16,8 +16,9 @@ constexpr int iconDiameter = 64;
 GateView::GateView(const VREnvironment& environment, const QString& title)
     : VRScrollView(environment) {
     const int side = environment.compact ? 16 : 40;
-    column().setContentsMargins(side, environment.margin(), side, environment.margin());
-    column().setSpacing(environment.compact ? 8 : 12);
+    const int above = environment.compact ? 8 : 20;
+    column().setContentsMargins(side, above, side, above);
+    column().setSpacing(environment.compact ? 6 : 12);
     column().addStretch(1);
     auto* heading = new VRLabel(environment, VR::Type::title, VR::Ink::strong, title, 2);
     heading->setAlignment(Qt::AlignCenter);
@@ -26,7 +27,8 @@ GateView::GateView(const VREnvironment& environment, const QString& title)
 }
 
 VRLabel* GateView::addText(const QString& text, const QString& identifier) {
-    auto* label = new VRLabel(environment(), VR::Type::body, VR::Ink::text, text, 5);
+    const VR::Type type = environment().compact ? VR::Type::caption : VR::Type::body;
+    auto* label = new VRLabel(environment(), type, VR::Ink::text, text, 5);
     label->setAlignment(Qt::AlignCenter);
     label->setAccessibleDescription(identifier);
     column().insertWidget(column().count() - 1, label);
@@ -94,7 +96,7 @@ PermissionView::PermissionView(PopoverModel& model, const VREnvironment& environ
     addText(QStringLiteral(
         "Velmora TimeTracker needs Screen Recording and Input Monitoring to track your activity."));
     auto* card = new VRCard(environment);
-    card->column().setSpacing(12);
+    card->column().setSpacing(environment.compact ? 8 : 12);
     screen_ = addRow(*card, QStringLiteral("VRIconScreenshots"), QStringLiteral("Screen Recording"),
                      QStringLiteral("#openScreenRecording"));
     input_ = addRow(*card, QStringLiteral("VRIconKeyboard"), QStringLiteral("Input Monitoring"),
@@ -103,6 +105,8 @@ PermissionView::PermissionView(PopoverModel& model, const VREnvironment& environ
     explanation_ = addText({}, QStringLiteral("#permissionExplanation"));
     auto* again = new VRButton(environment, VRButton::Look::gradient, QStringLiteral("Check Again"),
                                QStringLiteral("#checkPermissionsAgain"));
+    if (environment.compact)
+        again->setHeight(36);
     addCentred(again);
     connect(screen_.open, &VRButton::clicked, &model, &PopoverModel::openScreenRecordingSettings);
     connect(input_.open, &VRButton::clicked, &model, &PopoverModel::askForInputMonitoring);

@@ -9,10 +9,12 @@
 
 SignInPage::SignInPage(const VREnvironment& environment, const Hero& hero)
     : VRScrollView(environment) {
+    const int margin = environment.margin();
+    column().setContentsMargins(margin, margin, margin, margin - 8);
     column().addWidget(makeHero(hero));
     auto* card = new VRCard(environment);
     fields_ = &card->column();
-    fields_->setSpacing(environment.compact ? 8 : 12);
+    fields_->setSpacing(environment.compact ? 6 : 12);
     column().addWidget(card);
     footer_ = new QVBoxLayout;
     footer_->setSpacing(8);
@@ -21,9 +23,9 @@ SignInPage::SignInPage(const VREnvironment& environment, const Hero& hero)
 }
 
 VRHeroCard* SignInPage::makeHero(const Hero& hero) {
-    auto* card = new VRHeroCard(environment(), hero.drawing, environment().compact ? 16 : 20);
+    auto* card = new VRHeroCard(environment(), hero.drawing, environment().compact ? 12 : 20);
     card->setDrawing(0.36);
-    card->setMinimumHeight(environment().compact ? 116 : 128);
+    card->setMinimumHeight(environment().compact ? 108 : 128);
     QVBoxLayout& words = card->column();
     words.setSpacing(6);
     words.addStretch(1);

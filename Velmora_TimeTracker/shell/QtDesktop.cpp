@@ -37,10 +37,14 @@ bool QtDesktop::bringWindowToFront() {
     return true;
 }
 
-void QtDesktop::open(const QUrl& url) {
+bool QtDesktop::mayOpen(const QUrl& url) {
     const QString scheme = url.scheme();
-    if (url.isValid() && !url.host().isEmpty() &&
-        (scheme == QStringLiteral("https") || scheme == QStringLiteral("http")))
+    return url.isValid() && !url.host().isEmpty() &&
+           (scheme == QStringLiteral("https") || scheme == QStringLiteral("http"));
+}
+
+void QtDesktop::open(const QUrl& url) {
+    if (mayOpen(url))
         QDesktopServices::openUrl(url);
 }
 

@@ -24,6 +24,8 @@ public:
     void present(const Alert& alert, std::function<void(int button)> done) override;
     void activate() override;
     bool bringWindowToFront() override;
+    /// Whether a URL, which may come from the server, leads to the browser and nowhere else.
+    static bool mayOpen(const QUrl& url);
     void open(const QUrl& url) override;
     void terminate() override;
 

@@ -4,32 +4,46 @@
 #include "LoginModel.h"
 #include "PopoverModel.h"
 #include "PopoverView.h"
+#include "PreferenceStores.h"
 #include "ThemeManager.h"
 #include "TrackerModel.h"
 #include "VRImages.h"
 
-/// The screens over the simulated program. The pieces above the core are made anew with it.
-struct ScreensFixture {
+#include <QAbstractButton>
+#include <QCoreApplication>
+#include <QEvent>
+#include <gmock/gmock.h>
+
+/// The control of that identifier that can be seen in `root`; null when there is none.
+template <typename Control = QWidget>
+Control* control(QWidget& root, const QString& identifier) {
+    for (QWidget* widget : root.findChildren<QWidget*>())
+        if (widget->accessibleDescription() == identifier && widget->isVisibleTo(&root))
+            return dynamic_cast<Control*>(widget);
+    return nullptr;
+}
+
+/// The screens over the simulated program. What stands above the core is made anew with it.
+struct ScreensFixture : testing::Test {
     EngineFixture world;
-    std::unique_ptr<ThemeManager> theme = std::make_unique<ThemeManager>(world.machine.preferences);
+    ThemeManager theme{world.machine.preferences};
     VRImages images;
-    std::unique_ptr<LoginModel> login;
-    std::unique_ptr<PopoverModel> root;
-    std::unique_ptr<TrackerModel> tracker;
+    std::optional<LoginModel> login;
+    std::optional<PopoverModel> root;
+    std::optional<TrackerModel> tracker;
+    std::unique_ptr<PopoverView> shown;
 
-    ScreensFixture() { makeModels(); }
+    ScreensFixture() { relaunch(); }
 
-    void makeModels() {
-        login = std::make_unique<LoginModel>(*world.core);
-        root = std::make_unique<PopoverModel>(*world.core);
-        tracker = std::make_unique<TrackerModel>(*world.core);
-    }
     void relaunch() {
+        shown.reset();
         login.reset();
         root.reset();
         tracker.reset();
         world.restart();
-        makeModels();
+        login.emplace(*world.core);
+        root.emplace(*world.core);
+        tracker.emplace(*world.core);
     }
     /// Nobody is signed in, as at the very first start.
     void signOut() {
@@ -37,18 +51,28 @@ struct ScreensFixture {
         DomainStorage(world.machine.preferences).setBaseURL(std::nullopt);
         relaunch();
     }
-
-    AppStateManager& app() { return world.core->appState; }
-    std::unique_ptr<PopoverView> view(PopoverView::Place place) {
-        return std::make_unique<PopoverView>(PopoverView::Models{*root, *login, *tracker}, *theme, images,
-                                             place);
+    void show(PopoverView::Place place = PopoverView::Place::window) {
+        shown =
+            std::make_unique<PopoverView>(PopoverView::Models{*root, *login, *tracker}, theme, images, place);
+        shown->resize(shown->sizeHint());
+        shown->show();
+        settle();
+    }
+    void settle() {
+        world.machine.timeline.settle();
+        QCoreApplication::sendPostedEvents();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        shown->grab();
+    }
+    /// What the control of that identifier says; "-" when it is not on the screen.
+    QString text(const QString& identifier) {
+        const auto* found = control(*shown, identifier);
+        return found ? found->accessibleName() + found->property("text").toString() : QStringLiteral("-");
+    }
+    void press(const QString& identifier) {
+        auto* button = control<QAbstractButton>(*shown, identifier);
+        ASSERT_TRUE(button) << qPrintable(identifier);
+        button->click();
+        settle();
     }
 };
-
-/// The control of that identifier that can be seen in `root`; null when there is none.
-inline QWidget* control(QWidget& root, const QString& identifier) {
-    for (QWidget* widget : root.findChildren<QWidget*>())
-        if (widget->accessibleDescription() == identifier && widget->isVisibleTo(&root))
-            return widget;
-    return nullptr;
-}
