@@ -98,11 +98,15 @@ void VRLabel::paintEvent(QPaintEvent*) {
     }
 }
 
+bool VRLabel::isElided() const {
+    const auto shown = lines(width());
+    return !shown.empty() && shown.back().endsWith(u'…') && !text().endsWith(u'…');
+}
+
 bool VRLabel::event(QEvent* event) {
     if (event->type() != QEvent::ToolTip)
         return QLabel::event(event);
-    const auto shown = lines(width());
-    if (!shown.empty() && shown.back().endsWith(QChar(u'…')))
+    if (isElided())
         QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), VR::tooltip(text()), this);
     return true;
 }

@@ -15,6 +15,8 @@ public:
 
     void setText(const QString& text);
     void setInk(VR::Ink ink);
+    /// The text does not fit its room.
+    bool isElided() const;
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
