@@ -1,11 +1,11 @@
 #include "QtDesktop.h"
 
 #include "AlertDialog.h"
+#include "MainWindow.h"
 
 #include <QApplication>
 #include <QDesktopServices>
 #include <QUrl>
-#include <QWidget>
 
 QtDesktop::QtDesktop() = default;
 QtDesktop::~QtDesktop() = default;
@@ -30,10 +30,7 @@ void QtDesktop::activate() {
 bool QtDesktop::bringWindowToFront() {
     if (!window_)
         return false;
-    window_->setWindowState(window_->windowState() & ~Qt::WindowMinimized);
-    window_->show();
-    window_->raise();
-    window_->activateWindow();
+    window_->bringUp();
     return true;
 }
 

@@ -6,7 +6,7 @@
 #include <functional>
 #include <memory>
 
-class QWidget;
+class MainWindow;
 class ThemeManager;
 struct VREnvironment;
 
@@ -18,7 +18,7 @@ public:
     ~QtDesktop() override;
 
     /// The window that alerts belong to, and what they are painted with; both outlive the event loop.
-    void setWindow(QWidget& window) { window_ = &window; }
+    void setWindow(MainWindow& window) { window_ = &window; }
     void setTheme(const ThemeManager& theme, VRImages& images);
 
     void present(const Alert& alert, std::function<void(int button)> done) override;
@@ -30,6 +30,6 @@ public:
     void terminate() override;
 
 private:
-    QWidget* window_ = nullptr;
+    MainWindow* window_ = nullptr;
     std::unique_ptr<VREnvironment> environment_;
 };

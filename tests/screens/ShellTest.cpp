@@ -18,7 +18,10 @@ TEST_F(Shell, ClosingMinimisesWhileTracking) {
     EXPECT_FALSE(window.close());
     EXPECT_TRUE(window.isMinimized());
     EXPECT_EQ(quits, 0);
-    window.bringUp();
+    QtDesktop desktop;
+    EXPECT_FALSE(desktop.bringWindowToFront());
+    desktop.setWindow(window);
+    EXPECT_TRUE(desktop.bringWindowToFront());
     EXPECT_FALSE(window.isMinimized());
     tracker->stop();
     window.close();
@@ -32,7 +35,7 @@ TEST(QtDesktop, OpensOnlyWebAddresses) {
 }
 
 TEST_F(Shell, AsksAndAnswersOnce) {
-    QWidget window;
+    MainWindow window({*root, *login, *tracker}, theme, images);
     QtDesktop desktop;
     desktop.setTheme(theme, images);
     desktop.setWindow(window);

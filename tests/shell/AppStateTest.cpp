@@ -108,11 +108,11 @@ TEST_F(AppState, SurfacesAForcedUpdateOnce) {
     hasWindow = true;
     state.installWindowActions([] {}, [] {});
     state.installWindowActions([] {}, [] {});
-    for (const char* version : {"9", "1", "9"})
+    for (const char* version : {"9", "9", "1", "9"})
         demand(version);
     state.applySessionInvalidated();
     demand("9");
-    EXPECT_EQ(evaluations.join(' '), "11 11 10 00 11 11");
+    EXPECT_EQ(evaluations.join(' '), "11 11 10 10 00 11 11");
 }
 
 TEST_F(AppState, TellsTheOutcomeOfTheUpdateCheck) {

@@ -112,14 +112,3 @@ TEST_F(Core, EnforcesAForcedUpdateAndAsksNothingBehindItsWall) {
     EXPECT_TRUE(world.engine().needsIdleDecision());
     EXPECT_TRUE(desktop().alerts.empty());
 }
-
-TEST_F(Core, HearsNothingMoreAfterItsEnd) {
-    world.start();
-    world.tick(5);                   // no exchange under way: those end with the network's thread
-    world.machine.power.willSleep(); // posted, not yet run
-    world.core.reset();
-    world.tick(120); // the sanitizer watches
-    world.machine.power.willTerminate();
-    world.machine.power.didWake();
-    world.machine.timeline.settle();
-}
