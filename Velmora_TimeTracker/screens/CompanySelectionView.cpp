@@ -17,6 +17,7 @@ public:
         : VRButton(environment, Look::soft, {}, QStringLiteral("#company")) {
         setHeight(52);
         setSpokenName(VR::shortName(name, 200));
+        setToolTip(VR::tooltip(name));
         auto* row = new QHBoxLayout(this);
         row->setContentsMargins(10, 0, 14, 0);
         row->setSpacing(12);

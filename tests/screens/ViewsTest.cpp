@@ -135,6 +135,15 @@ TEST_F(Views, TheProgramHoldsInEveryLook) {
     EXPECT_EQ(ThemeManager(world.machine.preferences).paletteID(), "black"); // kept for the next start
 }
 
+TEST_F(Views, ALongerPhraseHasItsRoomAtOnce) {
+    show(PopoverView::Place::popover);
+    auto* phrase = control<VRLabel>(*shown, "#idlePhrase");
+    for (const char* text : {"Let's make something worth being proud of", "Let's dive in"}) {
+        phrase->setText(text);
+        EXPECT_EQ(phrase->height(), phrase->heightForWidth(phrase->width()));
+    }
+}
+
 TEST_F(Views, TheDailyTargetIsSetBehindTheProgress) {
     tracker->start();
     show();

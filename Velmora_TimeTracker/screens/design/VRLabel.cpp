@@ -1,6 +1,8 @@
 #include "VRLabel.h"
 
 #include <QAccessible>
+#include <QCoreApplication>
+#include <QEvent>
 #include <QHelpEvent>
 #include <QPainter>
 #include <QTextLayout>
@@ -26,9 +28,19 @@ void VRLabel::setText(const QString& text) {
     if (shown == QLabel::text())
         return;
     QLabel::setText(shown);
+    if (isVisible() && wraps() && heightForWidth(width()) != height())
+        takeRoom();
     if (QAccessible::isActive()) {
         QAccessibleEvent changed(this, QAccessible::NameChanged);
         QAccessible::updateAccessibility(&changed);
+    }
+}
+
+/// Layouts pass such news on one by one, and a picture painted meanwhile would show the text cut off.
+void VRLabel::takeRoom() {
+    for (QWidget* above = parentWidget(); above; above = above->parentWidget()) {
+        QEvent news(QEvent::LayoutRequest);
+        QCoreApplication::sendEvent(above, &news);
     }
 }
 

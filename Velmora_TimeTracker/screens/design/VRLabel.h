@@ -28,6 +28,7 @@ protected:
     bool event(QEvent* event) override;
 
 private:
+    void takeRoom();
     bool wraps() const { return maximumLines_ > 1; }
     std::vector<QString> lines(int width) const;
     int lineHeight() const;
