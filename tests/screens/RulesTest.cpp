@@ -92,6 +92,7 @@ TEST(Routing, PicksTheFirstThatApplies) {
           {{false, true, false, true, false}, tabs, 480}}) {
         EXPECT_EQ(Routing::screen(state), screen);
         EXPECT_EQ(Routing::contentHeight(screen), height);
+        EXPECT_EQ(Routing::hasHeader(screen), screen >= permissions);
     }
     using enum Routing::StatusTone;
     using Routing::headerStatus; // tracking, needs a decision, idle, paused

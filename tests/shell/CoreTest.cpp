@@ -29,7 +29,6 @@ TEST_F(Core, BootsFromTheCachedConfigurationAndRefreshesIt) {
     EXPECT_EQ(core().timeZones.storedTimezoneIdentifier(), "Asia/Tokyo"); // before anything has run
     world.machine.timeline.settle();
     EXPECT_EQ(core().appState.remoteConfig(), world.config);
-    EXPECT_EQ(core().appState.projects(), world.config.projects);
     EXPECT_EQ(QFileInfo(core().folder).permissions() & 0x77, QFile::Permissions());
     world.config.idleMinutesThreshold = 9;
     world.tick(2500);
