@@ -29,13 +29,13 @@ APIRequest signInRequest(const QString& path, const QByteArray& body) {
 
 AuthService::AuthService(const Dependencies& dependencies)
     : on_(dependencies)
-    , login_(on_.worker)
+    , loginTask_(on_.worker)
     , refresh_(on_.worker) {}
 
 Task<SingleLoginResult> AuthService::login(QString email, QString password) {
     const LoginRequest body{.email = email, .password = password, .isOtp = std::nullopt};
     return runOn(on_.worker, [this, body] {
-        return login_.run([this, body] { return performSingleLoginOnWorker(body); });
+        return loginTask_.run([this, body] { return performSingleLoginOnWorker(body); });
     });
 }
 
@@ -144,7 +144,8 @@ Task<std::optional<AuthTokens>> AuthService::refreshOnWorker() {
 
 Task<> AuthService::clearLocalSessionAfterRefreshFailure() {
     qCCritical(Log::auth, "Token refresh rejected (401); clearing session");
-    clearLocalSession();
+    on_.keychain.deleteAuthTokens();
+    forgetCompany();
     on_.timeZones.store(on_.timeZones.timezoneIdentifierForAPI(nullptr));
     co_await resumeOn(on_.main);
     if (authSessionDidInvalidate_)
@@ -155,7 +156,8 @@ Task<> AuthService::clearLocalSessionAfterRefreshFailure() {
 Task<> AuthService::logoutOnWorker() {
     if (const auto tokens = on_.keychain.getAuthTokens())
         co_await postLogout(tokens->refreshToken);
-    clearLocalSession();
+    forgetCompany();
+    on_.keychain.deleteAuthTokens();
 }
 
 Task<> AuthService::postLogout(QString refreshToken) {
@@ -186,9 +188,8 @@ AuthTokens AuthService::parsed(const TokenTexts& texts) const {
                       texts.refreshExpiresAt};
 }
 
-void AuthService::clearLocalSession() {
+void AuthService::forgetCompany() {
     on_.domain.setBaseURL(std::nullopt);
     UserProfileStorage::set(std::nullopt, std::nullopt, on_.preferences);
-    on_.keychain.deleteAuthTokens();
     ++signIn_;
 }

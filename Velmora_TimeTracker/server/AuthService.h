@@ -65,11 +65,12 @@ private:
     Task<> postLogout(QString refreshToken);
     void setCompany(const QString& endpoint);
     AuthTokens parsed(const TokenTexts& texts) const;
-    void clearLocalSession();
+    /// Drops the base URL and the names; from here on another sign-in begins.
+    void forgetCompany();
 
     const Dependencies on_;
     std::function<void()> authSessionDidInvalidate_;
-    SingleFlight<SingleLoginResult> login_;
+    SingleFlight<SingleLoginResult> loginTask_;
     SingleFlight<std::optional<AuthTokens>> refresh_;
     /// Counts sign-ins and sign-outs, so that a late answer about an earlier sign-in does not touch this one.
     quint64 signIn_ = 0;

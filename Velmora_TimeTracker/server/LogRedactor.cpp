@@ -70,7 +70,8 @@ Characters charactersOf(const QString& text, int kept) {
 
 QString indentedJSON(const QByteArray& data) {
     const QJsonDocument document = QJsonDocument::fromJson(data);
-    return document.isNull() ? QString() : QString::fromUtf8(document.toJson(QJsonDocument::Indented));
+    return document.isNull() ? QString()
+                             : QString::fromUtf8(document.toJson(QJsonDocument::Indented)).trimmed();
 }
 
 QString unreadable(const QByteArray& data) {

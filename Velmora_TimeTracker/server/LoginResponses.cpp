@@ -91,6 +91,11 @@ std::optional<RefreshResponseData> refreshDataFromJson(const QJsonObject& json) 
     return RefreshResponseData{*accessToken, refreshToken, *expiresAt, refreshExpiresAt};
 }
 
+/// One member of an object as it is written, for bodies that keep their order: a QJsonObject sorts its keys.
+QByteArray member(const char* key, const QJsonValue& value) {
+    return Json::compact({{key, value}}).sliced(1).chopped(1);
+}
+
 std::optional<QJsonObject> dataOf(const QByteArray& json) {
     return Json::object(Json::object(json).value_or(QJsonObject()), "data");
 }
@@ -98,15 +103,15 @@ std::optional<QJsonObject> dataOf(const QByteArray& json) {
 } // namespace
 
 QByteArray encode(const LoginRequest& request) {
-    QJsonObject json{
-        {"email", request.email},
-        {"password", request.password},
-        {"remember_me", request.rememberMe},
-        {"use_jwt", request.useJwt},
+    QByteArrayList members{
+        member("email", request.email),
+        member("password", request.password),
+        member("remember_me", request.rememberMe),
+        member("use_jwt", request.useJwt),
     };
     if (request.isOtp)
-        json.insert("is_otp", *request.isOtp);
-    return Json::compact(json);
+        members.append(member("is_otp", *request.isOtp));
+    return '{' + members.join(',') + '}';
 }
 
 std::optional<TokenTexts> SingleLoginData::tokens() const {

@@ -24,7 +24,7 @@ RemoteConfigService::RemoteConfigService(APIClient& api, PreferenceStore& prefer
     , random_(random)
     , worker_(worker)
     , fileURL_(folder + QStringLiteral("/config.json"))
-    , fetch_(worker) {
+    , inflightFetch_(worker) {
     ApplicationFolder::create(folder);
 }
 
@@ -33,7 +33,7 @@ Task<RemoteConfig> RemoteConfigService::fetchConfig() {
 }
 
 Task<RemoteConfig> RemoteConfigService::fetchOnWorker() {
-    return fetch_.run([this] { return performFetchBody(); });
+    return inflightFetch_.run([this] { return performFetchBody(); });
 }
 
 Task<RemoteConfig> RemoteConfigService::performFetchBody() {
@@ -88,13 +88,13 @@ void RemoteConfigService::startPeriodicRefresh(std::function<void(RemoteConfig)>
 void RemoteConfigService::stopPeriodicRefresh() {
     worker_.post([this] {
         loop_ = nullptr;
-        refreshTimer_ = nullptr;
+        refreshTask_ = nullptr;
     });
 }
 
 void RemoteConfigService::scheduleRefresh() {
     const Seconds delay = random_.uniform(minRefreshInterval, maxRefreshInterval);
-    refreshTimer_ = worker_.after(delay, [this] { spawn(refresh(), "configuration refresh"); });
+    refreshTask_ = worker_.after(delay, [this] { spawn(refresh(), "configuration refresh"); });
 }
 
 Task<> RemoteConfigService::refresh() {

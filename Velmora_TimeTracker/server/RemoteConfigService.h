@@ -51,8 +51,8 @@ private:
     Random& random_;
     Executor& worker_;
     const QString fileURL_;
-    SingleFlight<RemoteConfig> fetch_;
-    std::unique_ptr<Executor::Timer> refreshTimer_;
+    SingleFlight<RemoteConfig> inflightFetch_;
+    std::unique_ptr<Executor::Timer> refreshTask_;
     /// What the running loop calls, and which loop that is; null without one.
     std::shared_ptr<const OnUpdate> loop_;
 };

@@ -1,261 +1,267 @@
+#include "AuthDateParser.h"
+#include "Json.h"
 #include "ServerWorld.h"
+
+#include <random>
 
 namespace {
 
-using Kind = APIError::Kind;
+constexpr auto oldRoot = "https://old.example/api/v1/";
 
 class AuthServiceTest : public ServerTest {
 protected:
     AuthServiceTest() {
-        services.domain.setBaseURL(DomainStorage::buildBaseURL("old.example"));
-        UserProfileStorage::set("User", "Company", machine.preferences);
+        enterCompany();
         machine.preferences.set(PreferenceKey::apiTimezoneIdentifier, "Asia/Tokyo");
         machine.preferences.set(PreferenceKey::lastSelectedCompanyEndpoint, "old.example");
-        machine.preferences.set(PreferenceKey::rememberedLoginEmail, "a@b.example");
+        machine.preferences.set(PreferenceKey::rememberedLoginEmail, "a@b");
         machine.timeline.setZone("Europe/Paris");
     }
 
-    void expectSignedOut(const char* what) {
-        EXPECT_FALSE(tokens()) << what;
-        EXPECT_FALSE(services.domain.getBaseURL()) << what;
-        EXPECT_FALSE(preference(PreferenceKey::userName)) << what;
-        EXPECT_FALSE(preference(PreferenceKey::companyName)) << what;
-        EXPECT_EQ(preference(PreferenceKey::lastSelectedCompanyEndpoint), "old.example") << what;
-        EXPECT_EQ(preference(PreferenceKey::rememberedLoginEmail), "a@b.example") << what;
+    void enterCompany() {
+        services.domain.setBaseURL(QUrl(oldRoot));
+        UserProfileStorage::set("User", "Company", machine.preferences);
     }
-    QString baseURL() const { return services.domain.getBaseURL().value_or(QUrl()).toString(); }
-    static QJsonObject with(QJsonObject data, const QJsonObject& more) {
-        for (auto entry = more.begin(); entry != more.end(); ++entry)
-            data.insert(entry.key(), entry.value());
-        return data;
+    /// The new tokens that the refresh hands to its callers.
+    std::optional<AuthTokens> refreshed() {
+        return outcomeOf(services.auth.handleUnauthorized()).value.value_or(tokensNamed("pending"));
+    }
+    void expectSignedOut(const char* after) {
+        EXPECT_FALSE(tokens() || services.domain.getBaseURL()) << after;
+        EXPECT_FALSE(preference(PreferenceKey::userName) || preference(PreferenceKey::companyName)) << after;
+        EXPECT_EQ(preference(PreferenceKey::lastSelectedCompanyEndpoint), "old.example") << after;
+        EXPECT_EQ(preference(PreferenceKey::rememberedLoginEmail), "a@b") << after;
     }
 };
 
-TEST_F(AuthServiceTest, LoginHasThreeOutcomes) {
-    const QJsonObject user{{"email", "u@b.example"}, {"name", "Uma"}};
-    const QJsonObject nameless{{"email", "u@b.example"}};
-    const QJsonArray companies{QJsonObject{{"name", "Z"}, {"endpoint", "z.example"}},
-                               QJsonObject{{"name", "A"}, {"endpoint", "a.example"}}};
-    const auto init = [](const char* endpoint) { return QJsonObject{{"endpoint", endpoint}}; };
-    const QJsonObject flat = tokenReply("flat");
-    const QJsonObject nested{{"data", tokenReply("nested")}};
-    enum Case { otp, selection, direct, failure };
-    const struct {
-        const char* name;
-        QJsonObject data;
-        Case outcome;
-        const char* text;    ///< userEmail, userName, or the e-mail of the user.
-        const char* stored;  ///< Whose tokens are stored then.
-        const char* baseURL; ///< Null: as it was.
-    } cases[] = {
-        {"otp", with(flat, {{"otp_required", 1}, {"user", user}}), otp, "u@b.example", nullptr, nullptr},
-        {"otp without user", {{"otp_required", 1}}, otp, "", nullptr, nullptr},
-        {"otp 0", with(flat, {{"otp_required", 0}}), direct, "", "flat", nullptr},
-        {"otp 2", with(flat, {{"otp_required", 2}}), direct, "", "flat", nullptr},
-        {"nested wins", with(flat, nested), direct, "", "nested", nullptr},
-        {"init", with(nested, {{"init", init("new.example")}, {"user", user}, {"companies", companies}}),
-         direct, "u@b.example", "nested", "https://new.example/api/v1/"},
-        {"blank init", with(nested, {{"init", init(" \n")}, {"companies", companies}}), direct, "", "nested",
-         nullptr},
-        {"companies", with(flat, {{"companies", companies}, {"user", user}}), selection, "Uma", "flat",
-         nullptr},
-        {"nameless user", with(flat, {{"companies", companies}, {"user", nameless}}), selection,
-         "u@b.example", "flat", nullptr},
-        {"no user", with(flat, {{"companies", companies}}), selection, "User", "flat", nullptr},
-        {"no companies", with(flat, {{"companies", QJsonArray()}}), direct, "", "flat", nullptr},
-        {"three flat tokens", with(flat, {{"expires_at", QJsonValue()}}), failure, "", nullptr, nullptr},
-        {"no tokens", {{"user", user}, {"init", init("new.example")}}, failure, "", nullptr, nullptr},
-    };
-    for (const auto& [name, data, outcome, text, stored, baseAfter] : cases) {
-        services.keychain.deleteAuthTokens();
-        services.domain.setBaseURL(DomainStorage::buildBaseURL("old.example"));
-        answer(200, wrapped(data));
-        const auto login = started(services.auth.login("a@b.example", "c4n4ry"));
-        pass(1);
-        if (outcome == failure) {
-            EXPECT_TRUE(login->failedWith(Kind::decodingFailed)) << name;
-        } else {
-            ASSERT_TRUE(login->value) << name;
-            ASSERT_EQ(login->value->index(), std::size_t(outcome)) << name;
-        }
-        if (outcome == otp) {
-            EXPECT_EQ(std::get<OtpRequired>(*login->value).email, "a@b.example");
-            EXPECT_EQ(std::get<OtpRequired>(*login->value).userEmail, text) << name;
-        } else if (outcome == selection) {
-            const auto& chosen = std::get<CompanySelection>(*login->value);
-            EXPECT_EQ(chosen.userName, text) << name;
-            EXPECT_EQ(chosen.companies, (std::vector<LoginCompany>{{"Z", "z.example"}, {"A", "a.example"}}))
-                << name;
-            EXPECT_EQ(chosen.tokens, tokensNamed(stored)) << name;
-        } else if (outcome == direct) {
-            EXPECT_EQ(std::get<DirectConfig>(*login->value).user.value_or(LoginUser()).email, text) << name;
-        }
-        EXPECT_EQ(tokens(), stored ? std::optional(tokensNamed(stored)) : std::nullopt) << name;
-        EXPECT_EQ(baseURL(), baseAfter ? baseAfter : "https://old.example/api/v1/") << name;
-    }
+/// A sign-in's outcome in words.
+QString told(const Outcome<SingleLoginResult>& login) {
+    const SingleLoginResult result = login.value.value_or(OtpRequired{"nothing", "no answer"});
+    if (const auto* otp = std::get_if<OtpRequired>(&result))
+        return "code for " + otp->email + '/' + otp->userEmail;
+    if (const auto* direct = std::get_if<DirectConfig>(&result))
+        return direct->tokens.accessToken.section('-', 0, 0) + " for " +
+               direct->user.value_or(LoginUser{"nobody", {}}).email;
+    const auto& choice = std::get<CompanySelection>(result);
+    QString text = choice.userName + " chooses";
+    for (const LoginCompany& company : choice.companies)
+        text += ' ' + company.name + '@' + company.endpoint;
+    return text;
 }
 
-TEST_F(AuthServiceTest, UnknownExpiryCountsFromNow) {
-    answer(200, wrapped(with(tokenReply("x"), {{"expires_at", "soon"}, {"refresh_expires_at", ""}})), 10);
-    started(services.auth.login("a", "b"));
-    pass(10.5);
-    const Date received = machine.clock.now() - 0.5;
-    EXPECT_NEAR(tokens()->expiresAt - received, 3600, 0.001);
-    EXPECT_NEAR(tokens()->refreshExpiresAt - received, 2'592'000, 0.001);
-    EXPECT_EQ(tokens()->expiresAtRaw, "soon");
+TEST_F(AuthServiceTest, LoginHasThreeOutcomes) {
+    const auto object = [](const char* text) { return *Json::object(QByteArray(text)); };
+    const QJsonObject flat = tokenReply("flat");
+    const QJsonObject nested{{"data", tokenReply("nested")}};
+    const QJsonObject user = object(R"({"user":{"email":"u@b","name":"Uma"}})");
+    const QJsonObject nameless = object(R"({"user":{"email":"u@b"}})");
+    const QJsonObject choice = with(flat, object(R"({"companies":[{"name":"Z","endpoint":"z.example"},)"
+                                                 R"({"name":"A","endpoint":"a.example"}]})"));
+    const QJsonObject init = object(R"({"init":{"endpoint":"n.example"}})");
+    const QJsonObject blankInit = object(R"({"init":{"endpoint":" \n"}})");
+    const char* newRoot = "https://n.example/api/v1/";
+    const char* undecodable = "code for nothing/no answer";
+    const struct {
+        QJsonObject data;
+        const char* outcome;
+        const char* stored; ///< Whose tokens; null: none.
+        const char* root;
+    } cases[] = {
+        {with(with(flat, user), {{"otp_required", 1}}), "code for a@b/u@b", nullptr, oldRoot},
+        {{{"otp_required", 1}}, "code for a@b/", nullptr, oldRoot},
+        {with(flat, {{"otp_required", 0}}), "flat for nobody", "flat", oldRoot},
+        {with(choice, nested), "User chooses Z@z.example A@a.example", "nested", oldRoot},
+        {with(choice, user), "Uma chooses Z@z.example A@a.example", "flat", oldRoot},
+        {with(choice, nameless), "u@b chooses Z@z.example A@a.example", "flat", oldRoot},
+        {with(with(choice, init), user), "flat for u@b", "flat", newRoot},
+        {with(choice, blankInit), "flat for nobody", "flat", oldRoot},
+        {with(nested, {{"companies", QJsonArray()}}), "nested for nobody", "nested", oldRoot},
+        {with(flat, {{"expires_at", QJsonValue()}}), undecodable, nullptr, oldRoot},
+        {with(user, init), undecodable, nullptr, oldRoot},
+    };
+    for (const auto& [data, outcome, stored, root] : cases) {
+        services.keychain.deleteAuthTokens();
+        enterCompany();
+        answer(Network::answer(200, wrapped(data)));
+        EXPECT_EQ(told(outcomeOf(services.auth.login("a@b", "c4n4ry"))), outcome);
+        EXPECT_EQ(tokens(), stored ? std::optional(tokensNamed(stored)) : std::nullopt) << outcome;
+        EXPECT_EQ(services.domain.getBaseURL(), QUrl(root)) << outcome;
+    }
+    EXPECT_EQ(log.count("Login succeeded"), 7);
 }
 
 TEST_F(AuthServiceTest, ASecondLoginJoinsTheFirst) {
     for (const int status : {200, 422}) {
-        machine.urlSession.requests.clear();
-        answer(status, wrapped(tokenReply("x")), 5);
-        const auto first = started(services.auth.login("first@b.example", "1"));
+        requests().clear();
+        answer(Network::answer(status, wrapped(tokenReply("x")), 5));
+        const auto first = started(services.auth.login("first@b", "1"));
         pass(2);
-        const auto second = started(services.auth.login("second@b.example", "2"));
-        // A one-time code is an exchange of its own.
+        const auto second = started(services.auth.login("second@b", "2"));
         const LoginRequest code{.email = "c", .password = "123456", .isOtp = 1};
         const auto otp = started(services.auth.performSingleLogin(code));
         pass(4);
-        EXPECT_EQ(first->isPending() || second->isPending(), false);
-        EXPECT_EQ(first->value.has_value(), status == 200);
-        EXPECT_EQ(second->value.has_value(), status == 200);
-        EXPECT_EQ(second->failedWith(Kind::serverError), status != 200);
-        EXPECT_TRUE(otp->isPending());
+        const auto failure = status == 200 ? std::nullopt : std::optional(Kind::serverError);
+        EXPECT_TRUE(first->failure == failure && second->failure == failure);
+        EXPECT_EQ(told(*first), told(*second));
+        EXPECT_FALSE(otp->value || otp->failure) << "a one-time code is an exchange of its own";
         pass(2);
-        EXPECT_FALSE(otp->isPending());
-        ASSERT_EQ(machine.urlSession.requests.size(), 2u);
-        EXPECT_TRUE(machine.urlSession.requests[0].body.contains("first@b.example"));
-        EXPECT_EQ(machine.urlSession.requests[1].body,
-                  R"({"email":"c","is_otp":1,"password":"123456","remember_me":1,"use_jwt":1})");
-        // The next one after the end is new.
-        started(services.auth.login("third@b.example", "3"));
-        pass(0.1);
-        EXPECT_EQ(machine.urlSession.requests.size(), 3u);
-        pass(10);
-    }
-}
-
-TEST_F(AuthServiceTest, ACallWhoseCallerWentAwayGoesOn) {
-    answer(200, wrapped(tokenReply("x")), 5);
-    { const Task<SingleLoginResult> dropped = services.auth.login("a", "b"); }
-    pass(6);
-    EXPECT_EQ(tokens(), tokensNamed("x"));
-}
-
-TEST_F(AuthServiceTest, RefreshKeepsWhatTheReplyLeavesOut) {
-    const QJsonObject sparse{{"access_token", "new-c4n4ry"}, {"expires_at", "2027-01-15T08:00:00Z"}};
-    for (const QJsonObject& data : {sparse, QJsonObject{{"data", sparse}}}) {
-        signIn("first");
-        answer(200, wrapped(data));
-        const auto refreshed = started(services.auth.handleUnauthorized());
-        pass(1);
-        AuthTokens expected = tokensNamed("first");
-        expected.accessToken = "new-c4n4ry";
-        EXPECT_EQ(tokens(), expected);
-        EXPECT_EQ(refreshed->value, std::optional(std::optional(expected)));
+        EXPECT_TRUE(otp->value || otp->failure);
+        ASSERT_EQ(requests().size(), 2u);
+        EXPECT_TRUE(requests()[0].body.contains("first@b"));
+        services.keychain.deleteAuthTokens();
+        { const Task<SingleLoginResult> left = services.auth.login("third@b", "3"); }
+        pass(6);
+        EXPECT_EQ(requests().size(), 3u) << "the next one is new, and goes on when its caller went away";
+        EXPECT_EQ(tokens().has_value(), status == 200);
     }
 }
 
 TEST_F(AuthServiceTest, OnlyARejectedRefreshEndsTheSession) {
+    const AuthTokens old = tokensNamed("old");
+    const QJsonObject outer = tokenReply("outer");
+    const QJsonObject sparse{{"access_token", "new"}, {"expires_at", "2024-05-01 12:00:00"}};
+    const AuthTokens kept{"new",
+                          old.refreshToken,
+                          Date::since1970(1'714'564'800),
+                          old.refreshExpiresAt,
+                          "2024-05-01 12:00:00",
+                          old.refreshExpiresAtRaw};
+    const QJsonObject incomplete{{"access_token", "no expiry"}};
     const struct {
         Reply reply;
-        bool isRejected;
+        std::optional<AuthTokens> stored;
         const char* line;
     } cases[] = {
-        {machine.urlSession.answer(500), false, "keeping tokens: The server answered with status 500."},
-        {machine.urlSession.answer(403), false, "keeping tokens: The server answered with status 403."},
-        {machine.urlSession.answer(200, "{}"), false,
-         "keeping tokens: The server's answer could not be read."},
-        {machine.urlSession.failure(URLError::Code::timedOut), false,
-         "keeping tokens: simulated transport error"},
-        {machine.urlSession.answer(401), true, "Token refresh rejected (401); clearing session"},
+        {Network::answer(200, wrapped(sparse)), kept, "Token refresh succeeded"},
+        {Network::answer(200, wrapped(with(outer, {{"data", sparse}}))), kept, "Token refresh succeeded"},
+        {Network::answer(200, wrapped(with(outer, {{"data", incomplete}}))), tokensNamed("outer"),
+         "Token refresh succeeded"},
+        {Network::answer(403), old, "keeping tokens: The server answered with status 403."},
+        {Network::answer(200, "{}"), old, "keeping tokens: The server's answer could not be read."},
+        {Network::failure(URLError::Code::timedOut), old, "keeping tokens: simulated transport error"},
+        {Network::answer(401), {}, "Token refresh rejected (401); clearing session"},
     };
-    for (const auto& [reply, isRejected, line] : cases) {
-        signIn("first");
-        machine.urlSession.setServer([&reply = reply](const URLRequest&) { return reply; });
-        const auto refreshed = started(services.auth.handleUnauthorized());
-        pass(1);
-        EXPECT_TRUE(refreshed->value && !*refreshed->value) << line;
-        EXPECT_TRUE(log.contains(line)) << line;
-        EXPECT_EQ(services.sessionInvalidations, isRejected ? 1 : 0) << line;
-        EXPECT_EQ(preference(PreferenceKey::apiTimezoneIdentifier),
-                  isRejected ? "Europe/Paris" : "Asia/Tokyo");
-        if (!isRejected) {
-            EXPECT_EQ(tokens(), tokensNamed("first"));
-        }
+    for (const auto& [reply, stored, line] : cases) {
+        signIn("old");
+        answer(reply);
+        EXPECT_EQ(refreshed(), stored == old ? std::nullopt : stored) << line;
+        EXPECT_EQ(tokens(), stored) << line;
+        EXPECT_TRUE(log.lines(stored && stored != old ? QtInfoMsg : QtCriticalMsg).last().contains(line))
+            << line;
+        EXPECT_EQ(services.sessionInvalidations, stored ? 0 : 1) << line;
+        EXPECT_EQ(preference(PreferenceKey::apiTimezoneIdentifier), stored ? "Asia/Tokyo" : "Europe/Paris");
     }
-    expectSignedOut("after the rejection");
-    // Nothing is left to refresh with.
-    machine.urlSession.requests.clear();
-    const auto refreshed = started(services.auth.handleUnauthorized());
-    pass(1);
-    EXPECT_TRUE(refreshed->value && !*refreshed->value);
-    EXPECT_TRUE(machine.urlSession.requests.empty());
+    expectSignedOut("the rejection");
+    requests().clear();
+    EXPECT_EQ(refreshed(), std::nullopt);
+    EXPECT_TRUE(requests().empty() && log.contains("No tokens to refresh"));
+    // Expiries of no known form count from now.
+    signIn("old");
+    answer(
+        Network::answer(200, wrapped(with(outer, {{"expires_at", "soon"}, {"refresh_expires_at", ""}})), 0));
+    const Date now = machine.clock.now();
+    refreshed();
+    EXPECT_EQ(tokens()->expiresAt - now, 3600);
+    EXPECT_EQ(tokens()->refreshExpiresAt - now, 2'592'000);
 }
 
 TEST_F(AuthServiceTest, LateRefreshLeavesALaterSignInAlone) {
     for (const int status : {200, 401}) {
-        for (const bool signsInAgain : {true, false}) {
-            signIn("first");
-            machine.urlSession.setServer([=, this](const URLRequest& request) {
-                if (pathOf(request) == "authentication/refresh")
-                    return machine.urlSession.answer(status, wrapped(tokenReply("refreshed")), 300);
-                return machine.urlSession.answer(200, wrapped(tokenReply("again")));
-            });
-            const auto refreshed = started(services.auth.handleUnauthorized());
-            started(services.auth.logout());
-            pass(1);
-            if (signsInAgain)
-                started(services.auth.login("a", "b"));
-            pass(600);
-            EXPECT_TRUE(refreshed->value && !*refreshed->value);
-            EXPECT_EQ(tokens(), signsInAgain ? std::optional(tokensNamed("again")) : std::nullopt) << status;
-            EXPECT_EQ(services.sessionInvalidations, 0) << status;
-        }
+        signIn("old");
+        machine.urlSession.setServer([status](const URLRequest& request) {
+            if (pathOf(request) == "authentication/refresh")
+                return Network::answer(status, wrapped(tokenReply("refreshed")), 300);
+            return Network::answer(200, wrapped(tokenReply("again")));
+        });
+        const auto late = started(services.auth.handleUnauthorized());
+        outcomeOf(succeeding(services.auth.logout()));
+        outcomeOf(services.auth.login("a", "b"));
+        pass(600);
+        EXPECT_TRUE(late->value && !*late->value);
+        EXPECT_EQ(tokens(), tokensNamed("again")) << status;
+        EXPECT_EQ(services.sessionInvalidations, 0) << status;
     }
 }
 
 TEST_F(AuthServiceTest, LogoutClearsWhateverHappens) {
-    const struct {
-        const char* name;
-        Reply reply;
-        const char* line;
-    } cases[] = {
-        {"success", machine.urlSession.answer(204), "Logout succeeded"},
-        {"refused", machine.urlSession.answer(401), "Logout failed: The server does not accept the sign-in."},
-        {"failure", machine.urlSession.answer(500), "Logout failed: The server answered with status 500."},
-        {"offline", machine.urlSession.failure(URLError::Code::notConnectedToInternet), "Logout failed: sim"},
-        {"silence", machine.urlSession.silence(), "Logout failed: sim"}};
-    for (const auto& [name, reply, line] : cases) {
-        signIn("first");
-        services.domain.setBaseURL(DomainStorage::buildBaseURL("old.example"));
-        UserProfileStorage::set("User", "Company", machine.preferences);
-        machine.urlSession.requests.clear();
-        machine.urlSession.setServer([&reply = reply](const URLRequest&) { return reply; });
-        const auto done = started(services.auth.logout());
-        pass(61);
-        EXPECT_TRUE(done->value) << name;
-        EXPECT_TRUE(log.contains(line)) << name;
-        ASSERT_EQ(machine.urlSession.requests.size(), 1u) << name;
-        EXPECT_TRUE(bears(machine.urlSession.requests[0], tokensNamed("first"))) << name;
-        expectSignedOut(name);
-        EXPECT_EQ(preference(PreferenceKey::apiTimezoneIdentifier), "Asia/Tokyo") << name;
+    const std::pair<Reply, const char*> cases[] = {
+        {Network::answer(204), "Logout succeeded"},
+        {Network::answer(401), "Logout failed: The server does not accept the sign-in."},
+        {Network::silence(), "Logout failed: simulated"},
+    };
+    for (const auto& [reply, line] : cases) {
+        signIn("old");
+        enterCompany();
+        requests().clear();
+        answer(reply);
+        EXPECT_TRUE(outcomeOf(succeeding(services.auth.logout()), 61).value) << line;
+        EXPECT_TRUE(log.contains(line)) << line;
+        EXPECT_EQ(requests().size(), 1u) << line;
+        expectSignedOut(line);
     }
+    EXPECT_EQ(preference(PreferenceKey::apiTimezoneIdentifier), "Asia/Tokyo");
     EXPECT_EQ(services.sessionInvalidations, 0);
-    machine.urlSession.requests.clear();
-    started(services.auth.logout());
-    pass(1);
-    EXPECT_TRUE(machine.urlSession.requests.empty());
+    outcomeOf(succeeding(services.auth.logout()));
+    EXPECT_EQ(requests().size(), 1u) << "without tokens there is nobody to sign out";
 }
 
-TEST_F(AuthServiceTest, AnUnusableCompanyChangesNothing) {
-    for (const auto& [endpoint, root] : {std::pair(" \t", "https://old.example/api/v1/"),
-                                         std::pair("http://[bad", "https://old.example/api/v1/"),
-                                         std::pair("New.example/", "https://new.example/api/v1/")}) {
-        started(services.auth.selectCompany(endpoint));
-        pass(0.1);
-        EXPECT_EQ(baseURL(), root) << endpoint;
+QJsonObject replaced(QJsonObject object, const QStringList& path, const QJsonValue& value) {
+    const QJsonValue inner = object.value(path.first());
+    object.insert(path.first(), path.size() == 1 ? value : replaced(inner.toObject(), path.mid(1), value));
+    return object; // an undefined value took the key out
+}
+
+TEST(ReplyDecoders, AreStrictAboutKeysAndTypes) {
+    const auto isLogin = [](const QByteArray& body) { return decodeSingleLoginResponse(body).has_value(); };
+    const auto isRefresh = [](const QByteArray& body) { return decodeRefreshResponse(body).has_value(); };
+    const struct {
+        std::function<bool(const QByteArray&)> accepts;
+        QJsonObject data;
+        const char *required, *optional;
+    } decoders[] = {
+        {isLogin,
+         {{"user", QJsonObject{{"email", "e"}}},
+          {"init", QJsonObject{{"endpoint", "c"}}},
+          {"data", tokenReply("x")}},
+         "data data.user.email data.init.endpoint data.data.access_token data.data.refresh_token "
+         "data.data.token_type data.data.expires_at data.data.refresh_expires_at",
+         "data.otp_required data.user data.user.name data.init data.companies data.data data.access_token "
+         "data.refresh_token data.expires_at data.refresh_expires_at"},
+        {isRefresh, tokenReply("x"), "data data.access_token data.expires_at",
+         "data.refresh_token data.token_type data.refresh_expires_at"},
+    };
+    for (const auto& [accepts, data, required, optional] : decoders) {
+        const QByteArray valid = wrapped(data);
+        const auto acceptsWith = [&](const QString& path, const QJsonValue& value) {
+            return accepts(Json::compact(replaced({{"data", data}}, path.split('.'), value)));
+        };
+        for (const bool isOptional : {false, true}) {
+            for (const QString& path : QString(isOptional ? optional : required).split(' ')) {
+                EXPECT_EQ(acceptsWith(path, QJsonValue::Undefined), isOptional) << qPrintable(path);
+                EXPECT_EQ(acceptsWith(path, QJsonValue::Null), isOptional) << qPrintable(path);
+                EXPECT_FALSE(acceptsWith(path, 0.5)) << qPrintable(path);
+            }
+        }
+        EXPECT_TRUE(accepts(valid) && !accepts(valid + 'x') && !accepts("<html>") && !accepts("[]"));
+        std::mt19937 chance(7);
+        for (int round = 0; round < 2000; ++round) { // never a crash, and what it accepts is an object
+            QByteArray damaged = valid.first(round % (valid.size() + 1));
+            for (int times = round % 4; times > 0 && !damaged.isEmpty(); --times)
+                damaged[qsizetype(chance() % unsigned(damaged.size()))] = char(chance() & 0xff);
+            ASSERT_TRUE(!accepts(damaged) || Json::object(damaged)) << damaged.constData();
+        }
     }
+    for (const char* company : {"{}", "null", R"({"name":"n"})", R"({"name":1,"endpoint":"e"})"})
+        EXPECT_FALSE(isLogin(QByteArray(R"({"data":{"companies":[)") + company + "]}}")) << company;
+}
+
+TEST(AuthDateParserTest, ReadsTwoFormsElseTheDefault) {
+    const Date noon = Date::since1970(1'714'564'800); // 2024-05-01T12:00:00Z
+    for (const char* text : {"2024-05-01T12:00:00Z", "2024-05-01T19:00:00+07:00", "2024-05-01 12:00:00"})
+        EXPECT_EQ(AuthDateParser::parse(text, 3600, noon + 99), noon) << text;
+    for (const char* text : {"", "1714564800", "2024-05-01T12:00:00", "2024-05-01 12:00:00Z",
+                             "2024-02-30 12:00:00", "2024-05-01T12:00:00.5Z", "2024-05-01  12:00:00"})
+        EXPECT_EQ(AuthDateParser::parse(text, 3600, noon + 99), noon + 99 + 3600) << text;
 }
 
 } // namespace

@@ -3,12 +3,9 @@
 #include "ApplicationFolder.h"
 #include "Json.h"
 
-std::shared_ptr<const Outcome<bool>> started(Task<> task) {
-    const auto succeeded = [](Task<> inner) -> Task<bool> {
-        co_await std::move(inner);
-        co_return true;
-    };
-    return started(succeeded(std::move(task)));
+Task<bool> succeeding(Task<> task) {
+    co_await std::move(task);
+    co_return true;
 }
 
 Services::Services(SimulatedPlatform& machine, URLSession& session, Executor& worker, Executor& main)
@@ -41,16 +38,14 @@ QJsonObject tokenReply(const QString& name) {
             {"refresh_expires_at", tokens.refreshExpiresAtRaw}};
 }
 
-QByteArray json(const QJsonObject& object) {
-    return Json::compact(object);
+QJsonObject with(QJsonObject data, const QJsonObject& more) {
+    for (auto entry = more.begin(); entry != more.end(); ++entry)
+        data.insert(entry.key(), entry.value());
+    return data;
 }
 
 QByteArray wrapped(const QJsonObject& data) {
-    return json({{"data", data}});
-}
-
-bool bears(const URLRequest& request, const AuthTokens& tokens) {
-    return request.header("Authorization") == "Bearer " + tokens.accessToken.toUtf8();
+    return Json::compact({{"data", data}});
 }
 
 QString pathOf(const URLRequest& request) {
@@ -61,13 +56,6 @@ ServerTest::~ServerTest() {
     EXPECT_FALSE(log.contains(secretWord)) << qPrintable(log.lines().join('\n'));
 }
 
-void ServerTest::answer(int status, const QByteArray& body, Seconds delay) {
-    machine.urlSession.setServer(
-        [=, this](const URLRequest&) { return machine.urlSession.answer(status, body, delay); });
-}
-
-int ServerTest::requestsTo(const QString& path) const {
-    const auto& requests = machine.urlSession.requests;
-    return static_cast<int>(std::count_if(requests.begin(), requests.end(),
-                                          [&](const auto& request) { return pathOf(request) == path; }));
+void ServerTest::answer(const Reply& reply) {
+    machine.urlSession.setServer([reply](const URLRequest&) { return reply; });
 }

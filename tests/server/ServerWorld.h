@@ -16,14 +16,11 @@
 #include <gtest/gtest.h>
 #include <optional>
 
-/// What became of a call.
+/// What became of a call; neither while it is pending.
 template <typename T>
 struct Outcome {
     std::optional<T> value;
-    std::optional<APIError> error;
-
-    bool isPending() const { return !value && !error; }
-    bool failedWith(APIError::Kind kind) const { return error && error->kind() == kind; }
+    std::optional<APIError::Kind> failure;
 };
 
 /// The outcome of a running call, filled in when the call ends.
@@ -34,13 +31,15 @@ std::shared_ptr<const Outcome<T>> started(Task<T> task) {
         try {
             into->value = co_await std::move(followed);
         } catch (const APIError& error) {
-            into->error = error;
+            into->failure = error.kind();
         }
     };
     follow(std::move(task), outcome);
     return outcome;
 }
-std::shared_ptr<const Outcome<bool>> started(Task<> task);
+
+/// A call without a result, so that its success shows.
+Task<bool> succeeding(Task<> task);
 
 /// All of the folder's services on one machine, wired as in the program.
 struct Services {
@@ -60,27 +59,35 @@ struct Services {
 inline constexpr auto secretWord = "c4n4ry";
 
 AuthTokens tokensNamed(const QString& name);
-/// The body of a refresh or login reply that hands out tokens of that name.
+/// The record that hands out tokens of that name, of a refresh or a login.
 QJsonObject tokenReply(const QString& name);
-QByteArray json(const QJsonObject& object);
+QJsonObject with(QJsonObject data, const QJsonObject& more);
 QByteArray wrapped(const QJsonObject& data);
-bool bears(const URLRequest& request, const AuthTokens& tokens);
 /// The part of the path below the API root.
 QString pathOf(const URLRequest& request);
 
 /// The services in virtual time. At the end no secret may stand in the log.
 class ServerTest : public testing::Test {
 protected:
-    using Reply = SimulatedURLSession::Reply;
+    using Kind = APIError::Kind;
+    using Network = SimulatedURLSession;
+    using Reply = Network::Reply;
 
     ~ServerTest() override;
 
-    void signIn(const QString& name = "first") { services.keychain.saveAuthTokens(tokensNamed(name)); }
+    void signIn(const QString& name) { services.keychain.saveAuthTokens(tokensNamed(name)); }
     std::optional<AuthTokens> tokens() { return services.keychain.getAuthTokens(); }
     /// Answers all requests with the same.
-    void answer(int status, const QByteArray& body = "{}", Seconds delay = 0.05);
-    int requestsTo(const QString& path) const;
+    void answer(const Reply& reply);
     void pass(Seconds span) { machine.timeline.advance(span); }
+    /// What became of the call within `span`.
+    template <typename T>
+    Outcome<T> outcomeOf(Task<T> task, Seconds span = 1) {
+        const auto outcome = started(std::move(task));
+        pass(span);
+        return *outcome;
+    }
+    std::vector<URLRequest>& requests() { return machine.urlSession.requests; }
     std::optional<QString> preference(const char* key) const { return machine.preferences.string(key); }
 
     QTemporaryDir folder;

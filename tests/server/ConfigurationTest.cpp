@@ -1,0 +1,198 @@
+#include "AppVersion.h"
+#include "ServerWorld.h"
+
+#include <QDir>
+#include <QFile>
+#include <sys/stat.h>
+
+namespace {
+
+class ConfigurationTest : public ServerTest {
+protected:
+    static constexpr Seconds day = 86400;
+
+    ConfigurationTest() {
+        config.latestClientVersion = "2.0";
+        machine.timeline.setZone("Europe/Paris");
+    }
+
+    QByteArray reply() const { return R"({"data":)" + encodeRemoteConfig(config) + '}'; }
+    Outcome<RemoteConfig> fetched(const QByteArray& body) {
+        answer(Network::answer(200, body));
+        return outcomeOf(service.fetchConfig());
+    }
+    QStringList filesOfFolder() const { return QFileInfo(service.fileURL()).dir().entryList(QDir::Files); }
+    void writeCache(const QByteArray& content) {
+        QFile file(service.fileURL());
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(content);
+    }
+    void passUntilRequest(std::size_t number) {
+        while (requests().size() < number)
+            pass(1);
+    }
+
+    RemoteConfigService& service = services.remoteConfig;
+    APITimeZoneResolver& zones = services.timeZones;
+    RemoteConfig config;
+};
+
+TEST_F(ConfigurationTest, CallsAtOnceShareOneFetch) {
+    for (const int status : {200, 500}) {
+        requests().clear();
+        answer(Network::answer(status, reply(), 2));
+        const auto first = started(service.fetchConfig());
+        pass(1);
+        const auto second = outcomeOf(service.fetchConfig(), 1.1);
+        EXPECT_EQ(requests().size(), 1u);
+        EXPECT_EQ(first->value, status == 200 ? std::optional(config) : std::nullopt);
+        EXPECT_EQ(first->failure, status == 200 ? std::nullopt : std::optional(Kind::serverError));
+        EXPECT_TRUE(second.value == first->value && second.failure == first->failure);
+        outcomeOf(service.fetchConfig(), 3);
+        EXPECT_EQ(requests().size(), 2u);
+    }
+}
+
+TEST_F(ConfigurationTest, NamesAreKeptWhenTheReplyHasNone) {
+    UserProfileStorage::set("Stored", std::nullopt, machine.preferences);
+    const struct {
+        std::optional<QString> name, companyName, userAfter, companyAfter;
+    } cases[] = {{{}, {}, "Stored", {}}, {{}, "C", "Stored", "C"}, {"", {}, "", "C"}, {"N", "", "N", ""}};
+    for (const auto& [name, companyName, userAfter, companyAfter] : cases) {
+        config.name = name;
+        config.companyName = companyName;
+        fetched(reply());
+        EXPECT_EQ(preference(PreferenceKey::userName), userAfter);
+        EXPECT_EQ(preference(PreferenceKey::companyName), companyAfter);
+    }
+}
+
+TEST_F(ConfigurationTest, TheLastGoodCopyStaysInAPrivateFile) {
+    EXPECT_FALSE(service.cachedConfig());
+    EXPECT_TRUE(log.lines().isEmpty()) << "no file is no fault";
+    const mode_t mask = umask(0);
+    fetched(reply());
+    umask(mask);
+    struct stat status = {};
+    ASSERT_EQ(stat(QFile::encodeName(service.fileURL()).constData(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0600u);
+    EXPECT_EQ(fetched(R"({"data":{}})").failure, Kind::decodingFailed);
+    EXPECT_EQ(service.cachedConfig(), config);
+    EXPECT_EQ(filesOfFolder(), QStringList{"config.json"});
+    ASSERT_TRUE(QFile::remove(service.fileURL()) && QDir().mkdir(service.fileURL()));
+    EXPECT_EQ(fetched(reply()).value, config) << "a cache that cannot be written is no failure";
+}
+
+TEST_F(ConfigurationTest, AnUnreadableCacheIsSetAsideOnce) {
+    const QByteArray keyless = encodeRemoteConfig(config).replace("device_id", "devise_id");
+    for (const QByteArray& damage : {QByteArray(""), QByteArray("{"), keyless}) {
+        writeCache(damage);
+        const auto lines = log.lines(QtCriticalMsg).size();
+        EXPECT_FALSE(service.cachedConfig() || service.cachedConfig());
+        EXPECT_EQ(log.lines(QtCriticalMsg).size(), lines + 1);
+    }
+    EXPECT_EQ(filesOfFolder().filter("config.json.unreadable-20231114-221320").size(), 3);
+    EXPECT_EQ(filesOfFolder().size(), 3);
+}
+
+TEST_F(ConfigurationTest, PeriodicRefreshOverDays) {
+    Seconds shortest = day, longest = 0, last = 0;
+    int fetches = 0, updates = 0;
+    machine.urlSession.setServer([&](const URLRequest&) {
+        const Seconds interval = machine.timeline.uptime() - std::exchange(last, machine.timeline.uptime());
+        shortest = std::min(shortest, interval);
+        longest = std::max(longest, interval);
+        return Network::answer(++fetches % 2 ? 200 : 500, reply(), 0);
+    });
+    service.startPeriodicRefresh([&](const RemoteConfig& update) { updates += update == config; });
+    pass(7 * day);
+    EXPECT_EQ(updates, (fetches + 1) / 2);
+    EXPECT_TRUE(shortest >= 1200 && shortest < 1300) << shortest;
+    EXPECT_TRUE(longest > 2300 && longest <= 2400) << longest;
+    EXPECT_GT(last, 7 * day - 2400);
+}
+
+TEST_F(ConfigurationTest, ALoopThatWasReplacedOrStoppedIsSilent) {
+    answer(Network::answer(200, reply(), 10));
+    int first = 0, second = 0;
+    service.startPeriodicRefresh([&](const RemoteConfig&) { ++first; });
+    passUntilRequest(1); // replaced while its fetch is under way
+    service.startPeriodicRefresh([&](const RemoteConfig&) { ++second; });
+    passUntilRequest(2);
+    EXPECT_EQ(outcomeOf(service.fetchConfig(), 11).value, config);
+    EXPECT_EQ(requests().size(), 2u) << "a person's fetch joined the timer's";
+    EXPECT_TRUE(first == 0 && second == 1) << "one loop only";
+    passUntilRequest(3);
+    service.stopPeriodicRefresh(); // in its fetch
+    pass(day);
+    EXPECT_EQ(second, 1);
+    EXPECT_EQ(requests().size(), 3u);
+}
+
+TEST_F(ConfigurationTest, UnknownZonesAreTheSystems) {
+    const std::tuple<std::optional<QString>, QString, const char*> cases[] = {
+        {"Asia/Tokyo", "Asia/Tokyo", "Asia/Tokyo"},
+        {" Asia/Tokyo\n", " Asia/Tokyo\n", "Asia/Tokyo"},
+        {std::nullopt, "Europe/Paris", "Europe/Paris"},
+        {"", "Europe/Paris", "Europe/Paris"},
+        {"Mars/Olympus", "Mars/Olympus", "Europe/Paris"},
+        {"../../../etc/passwd", "../../../etc/passwd", "Europe/Paris"},
+        {"EST5EDT,M3.2.0,M11.1.0", "EST5EDT,M3.2.0,M11.1.0", "Europe/Paris"},
+        {QString(100'000, 'x'), QString(100'000, 'x'), "Europe/Paris"},
+    };
+    for (const auto& [text, storedIdentifier, zone] : cases) {
+        config.appTimezone = text;
+        EXPECT_EQ(zones.timezoneIdentifierForAPI(&config), zone) << zone;
+        EXPECT_EQ(zones.resolvedTimeZone(text).id(), zone);
+        machine.preferences.remove(PreferenceKey::apiTimezoneIdentifier);
+        if (text)
+            zones.store(*text);
+        EXPECT_EQ(zones.storedTimezoneIdentifier(), storedIdentifier);
+        EXPECT_EQ(zones.storedTimeZone().id(), zone);
+    }
+    EXPECT_EQ(zones.timezoneIdentifierForAPI(nullptr), "Europe/Paris");
+}
+
+TEST_F(ConfigurationTest, BootstrapTakesTheCachedZone) {
+    const auto zoneAfterBootstrap = [&] {
+        zones.bootstrapFromCachedConfigFileIfPresent(service.fileURL());
+        return preference(PreferenceKey::apiTimezoneIdentifier);
+    };
+    EXPECT_EQ(zoneAfterBootstrap(), std::nullopt);
+    config.appTimezone = "Asia/Tokyo";
+    writeCache(encodeRemoteConfig(config));
+    EXPECT_EQ(zoneAfterBootstrap(), "Asia/Tokyo");
+    writeCache("{damaged");
+    EXPECT_EQ(zoneAfterBootstrap(), "Asia/Tokyo");
+    config.appTimezone.reset();
+    writeCache(encodeRemoteConfig(config));
+    EXPECT_EQ(zoneAfterBootstrap(), "Europe/Paris");
+}
+
+TEST(AppVersionTest, ComparesLeadingNumbers) {
+    const std::pair<const char*, std::vector<qint64>> versions[] = {
+        {"", {}},
+        {"1..2", {1, 2}},
+        {"1.2beta3.rc", {1, 2, 0}},
+        {" 1.-2.007", {0, 0, 7}},
+        {"9223372036854775807.9223372036854775808", {9223372036854775807, 0}},
+        {"1½.2", {0, 2}}, // counts as a number, and does not parse
+        {"1𝟚.1", {0, 1}}, // a digit of another script
+    };
+    for (const auto& [version, numbers] : versions)
+        EXPECT_EQ(AppVersion::parse(QString::fromUtf8(version)), numbers) << version;
+    for (const auto& [lower, higher] :
+         {std::pair("1.2", "1.2.1"), {"1.9", "1.10"}, {"1.9.9", "2"}, {"", "0.1"}}) {
+        EXPECT_TRUE(AppVersion::isLower(lower, higher)) << lower;
+        EXPECT_FALSE(AppVersion::isLower(higher, lower)) << lower;
+    }
+    EXPECT_FALSE(AppVersion::isLower("1.2", "1.2.0") || AppVersion::isLower("1.2.0", "1.2"));
+    SimulatedInformation information;
+    EXPECT_EQ(AppVersion::currentMarketingVersion(information), "1.0.0");
+    EXPECT_EQ(AppVersion::currentBuildVersion(information), "1");
+    information.values.clear();
+    EXPECT_EQ(AppVersion::currentMarketingVersion(information), "0.0.0");
+    EXPECT_EQ(AppVersion::currentBuildVersion(information), "0");
+}
+
+} // namespace
