@@ -1,8 +1,7 @@
 #pragma once
 
-/// While it lives, every database of this process lies on a disk that can fail: a layer over the real files
-/// that counts the calls which touch the disk and makes one of them, or all from one on, fail. One at a time;
-/// one thread.
+/// While it lives, every database of this process lies on a disk that can fail: the calls which touch the
+/// disk are counted, and one of them, or all from one on, fail. One at a time; one thread.
 class FaultyDisk {
 public:
     FaultyDisk();
@@ -10,9 +9,8 @@ public:
     FaultyDisk(const FaultyDisk&) = delete;
     FaultyDisk& operator=(const FaultyDisk&) = delete;
 
-    /// The call with this number, from 1 and counted anew, fails with the library's code.
-    void failAt(int call, int code, bool andAllThatFollow);
-    void heal();
+    /// The call with this number, from 1 and counted anew, fails with the library's code; 0: none does.
+    void failAt(int call, int code = 0, bool andAllThatFollow = false);
     /// Calls that failed since `failAt`.
     int failures() const;
 };

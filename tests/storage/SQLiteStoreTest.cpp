@@ -1,85 +1,56 @@
-#include "SQLiteStore.h"
-
-#include "LogCapture.h"
 #include "Statement.h"
 #include "StoreWorld.h"
 
 #include <cmath>
-#include <gtest/gtest.h>
 #include <thread>
 
 namespace {
 
-constexpr Date start = Date::since1970(1'700'000'000);
 using Row = SQLiteStore::ActivitySegmentRow;
+using Sessions = std::vector<Session>;
+using Ids = std::vector<QUuid>;
 
-std::vector<QUuid> ids(const std::vector<Session>& sessions) {
-    std::vector<QUuid> found;
-    for (const Session& session : sessions) {
-        found.push_back(session.id);
+struct SQLite : testing::Test, StoreWorld {
+    SQLiteStore& database = open();
+    const Date now = clock.now();
+
+    void enqueue(std::initializer_list<UploadTask> tasks) {
+        for (const UploadTask& task : tasks)
+            database.enqueueUploadTask(task);
     }
-    return found;
-}
+};
 
-} // namespace
-
-TEST(SQLiteSessions, keepSnapshotsByCompanyNewestFirst) {
-    StoreWorld world;
-    SQLiteStore& store = world.open();
+TEST_F(SQLite, KeepsSnapshotsByCompanyNewestFirst) {
     const Session first = storedSession(1, start + 0.123456789, std::nullopt);
     const Session second = storedSession(2, start, start + 5);
-    store.saveActiveSession(first);
-    world.timeline.advance(1);
-    store.saveActiveSession(second);
-    EXPECT_EQ(store.loadAllActiveSessions(), (std::vector{second, first}));
-    world.timeline.advance(1);
-    store.saveActiveSession(first);
-    EXPECT_EQ(store.loadActiveSession(), first);
-    EXPECT_EQ(
-        world.sql("SELECT id, domain_key, device_id, project_id, project_name, typeof(payload), updated_at"
-                  " FROM sessions ORDER BY id DESC LIMIT 1"),
-        QStringList("0A1B2C3D-0000-4000-8000-000000000002|acme.test|DEVICE||Project 2|blob|1700000001.0"));
-
-    world.useCompany("other.test");
-    EXPECT_FALSE(store.loadActiveSession());
     const Session foreign = storedSession(3, start, std::nullopt);
-    store.saveActiveSession(foreign);
-    store.clearActiveSession(first.id);
-    world.useCompany("acme.test");
-    EXPECT_EQ(ids(store.loadAllActiveSessions()), (std::vector{first.id, second.id}))
-        << "cleared in the other company";
-    store.clearActiveSession(first.id);
-    EXPECT_EQ(ids(store.loadAllActiveSessions()), std::vector{second.id});
-    store.clearActiveSession(std::nullopt);
-    EXPECT_TRUE(store.loadAllActiveSessions().empty());
-    world.useCompany("other.test");
-    EXPECT_EQ(store.loadAllActiveSessions(), std::vector{foreign});
+    database.saveActiveSession(first);
+    timeline.advance(1);
+    database.saveActiveSession(second);
+    EXPECT_EQ(database.loadAllActiveSessions(), (Sessions{second, first}));
+    EXPECT_EQ(sql("SELECT id, domain_key, device_id, project_id, project_name, typeof(payload), updated_at"
+                  " FROM sessions ORDER BY id DESC LIMIT 1"),
+              "0A1B2C3D-0000-4000-8000-000000000002|acme.test|DEVICE||Project 2|blob|1700000001.0");
+    timeline.advance(1);
+    database.saveActiveSession(first);
+    EXPECT_EQ(database.loadActiveSession(), first);
+    sql("INSERT INTO sessions VALUES ('a','acme.test','','','',x'7b7d',9e9),"
+        "('b','acme.test','','','',x'',9e9),('c','acme.test','','','','text',9e9)");
+    useCompany("other.test");
+    EXPECT_FALSE(database.loadActiveSession());
+    database.saveActiveSession(foreign);
+    database.clearActiveSession(first.id);
+    useCompany("acme.test");
+    EXPECT_EQ(database.loadAllActiveSessions(), (Sessions{first, second})) << "unreadable ones are skipped";
+    database.clearActiveSession(first.id);
+    EXPECT_EQ(database.loadAllActiveSessions(), Sessions{second});
+    database.clearActiveSession(std::nullopt);
+    EXPECT_TRUE(database.loadAllActiveSessions().empty());
+    useCompany("other.test");
+    EXPECT_EQ(database.loadAllActiveSessions(), Sessions{foreign});
 }
 
-TEST(SQLiteSessions, skipPayloadsThatCannotBeReadOrWritten) {
-    StoreWorld world;
-    SQLiteStore& store = world.open();
-    const LogCapture log;
-    Session endless = storedSession(1, start, std::nullopt);
-    endless.activityScore = std::nan("");
-    store.saveActiveSession(endless);
-    store.appendSessionHistory(endless);
-    EXPECT_TRUE(log.contains("saveActiveSession: encode failed: "));
-    EXPECT_TRUE(log.contains("appendSessionHistory: encode failed: "));
-    EXPECT_EQ(world.sql("SELECT (SELECT count(*) FROM sessions) + (SELECT count(*) FROM session_history)"),
-              QStringList("0"));
-
-    const Session good = storedSession(2, start, std::nullopt);
-    store.saveActiveSession(good);
-    world.sql("INSERT INTO sessions VALUES ('a','acme.test','','','',x'7b7d',9e9),"
-              "('b','acme.test','','','',x'',9e9),('c','acme.test','','','','text',9e9)");
-    EXPECT_EQ(store.loadAllActiveSessions(), std::vector{good});
-}
-
-TEST(SQLiteSessions, tellTheHistoryOfARange) {
-    StoreWorld world;
-    SQLiteStore& store = world.open();
-    const Date now = world.clock.now();
+TEST_F(SQLite, TellsTheHistoryOfARange) {
     Session frozen = storedSession(1, now - 100, now - 50);
     frozen.reportedTotalSeconds = 7;
     const Session closed = storedSession(2, now - 200, now - 170);
@@ -88,269 +59,219 @@ TEST(SQLiteSessions, tellTheHistoryOfARange) {
     empty.intervals.clear();
     Session middleOpen = storedSession(5, now - 90, std::nullopt);
     middleOpen.intervals.push_back({numberedId(2005), now - 40, now - 30});
-    for (const Session& session : {frozen, closed, closed, open, empty, middleOpen}) {
-        store.appendSessionHistory(session);
-    }
+    Session endless = storedSession(6, now - 80, std::nullopt);
+    endless.activityScore = std::nan("");
+    const LogCapture log;
+    for (const Session& session : {frozen, closed, closed, open, empty, middleOpen, endless})
+        database.appendSessionHistory(session);
+    database.saveActiveSession(endless);
+    EXPECT_EQ(log.lines(QtCriticalMsg).filter("appendSessionHistory: encode failed: ").size(), 1);
+    EXPECT_EQ(log.lines(QtCriticalMsg).filter("saveActiveSession: encode failed: ").size(), 1);
+    EXPECT_EQ(sql("SELECT count(*) FROM sessions"), "0");
     using Summary = SQLiteStore::SessionSummaryRow;
-    EXPECT_EQ(store.sessionHistory(now - 300, now + 1),
+    EXPECT_EQ(database.sessionHistory(now - 300, now + 1),
               (std::vector<Summary>{{"Project 3", 300, 3, now - 300},
                                     {"Project 2", 30, 2, now - 200},
                                     {"Project 1", 7, 1, now - 100},
                                     {"Project 5", 70, 5, now - 90},
                                     {"Project 4", 0, 4, now}}));
-    EXPECT_EQ(store.sessionHistory(now - 199, now - 100), std::vector<Summary>{});
-    EXPECT_EQ(store.sessionHistory(now - 200, now - 100).size(), 1U)
-        << "the end of the range is not part of it";
-    EXPECT_EQ(world.sql("SELECT started_at, stopped_at FROM session_history WHERE id LIKE '%2'"),
-              QStringList("1699999800.0|1699999830.0"));
-    world.useCompany("other.test");
-    EXPECT_TRUE(store.sessionHistory(now - 1000, now + 1000).empty());
+    EXPECT_EQ(database.sessionHistory(now - 199, now - 100).size(), 0U) << "the end is not part of the range";
+    EXPECT_EQ(database.sessionHistory(now - 200, now - 100).size(), 1U);
+    EXPECT_EQ(sql("SELECT started_at, stopped_at FROM session_history WHERE id LIKE '%2'"),
+              "1699999800.0|1699999830.0");
+    useCompany("other.test");
+    EXPECT_TRUE(database.sessionHistory(now - 1000, now + 1000).empty());
 }
 
-TEST(SQLiteQueue, givesTheMostUrgentDueTask) {
-    StoreWorld world;
-    SQLiteStore& store = world.open();
-    UploadTask urgent = storedTask(1, UploadTaskType::startSession, 110, start + 3);
-    UploadTask oldest = storedTask(2, UploadTaskType::screenshot, 10, start);
-    UploadTask newer = storedTask(3, UploadTaskType::heartbeat, 10, start + 1);
+TEST_F(SQLite, GivesTheMostUrgentDueTask) {
+    UploadTask urgent = storedTask(1, startSession, 110, start + 3);
+    UploadTask oldest = storedTask(2, screenshot, 10, start);
+    UploadTask newer = storedTask(3, heartbeat, 10, start + 1);
     urgent.jsonPayload = QByteArray("{\"a\":1}\0x", 9);
     oldest.filePath = "/tmp/é \"quoted\".jpg";
     oldest.sessionId = QUuid();
     newer.jsonPayload = QByteArray("");
     newer.retryCount = 4;
-    for (const UploadTask& task : {oldest, newer, urgent}) {
-        store.enqueueUploadTask(task);
-    }
-    EXPECT_EQ(store.nextUploadTask(start), urgent);
-    store.updateUploadTaskStatus(urgent.id, UploadTaskStatus::inProgress);
-    EXPECT_EQ(store.nextUploadTask(start), oldest);
-    store.markUploadTaskFailed(oldest.id, 1, start + 60.5);
-    EXPECT_EQ(store.nextUploadTask(start + 60.4), newer);
-    store.markUploadTaskCompleted(newer.id);
-    EXPECT_EQ(store.nextUploadTask(start + 60.4), std::nullopt);
+    enqueue({oldest, newer, urgent});
+    EXPECT_EQ(database.nextUploadTask(start), urgent);
+    database.updateUploadTaskStatus(urgent.id, UploadTaskStatus::inProgress);
+    EXPECT_EQ(database.nextUploadTask(start), oldest);
+    database.markUploadTaskFailed(oldest.id, 1, start + 60.5);
+    EXPECT_EQ(database.nextUploadTask(start + 60.4), newer);
+    database.markUploadTaskCompleted(newer.id);
+    EXPECT_EQ(database.nextUploadTask(start + 60.4), std::nullopt);
     oldest.retryCount = 1;
     oldest.status = UploadTaskStatus::failed;
-    EXPECT_EQ(store.nextUploadTask(start + 60.5), oldest);
-
-    // The same id again is the same row, as new.
+    EXPECT_EQ(database.nextUploadTask(start + 60.5), oldest);
     oldest.retryCount = 0;
     oldest.status = UploadTaskStatus::pending;
-    store.enqueueUploadTask(oldest);
-    EXPECT_EQ(store.nextUploadTask(start), oldest);
-    EXPECT_EQ(world.sql("SELECT count(*), sum(next_attempt_at) FROM upload_queue"), QStringList("2|0.0"));
-
-    EXPECT_FALSE(
-        world
-            .sql("EXPLAIN QUERY PLAN SELECT id FROM upload_queue WHERE domain_key = 'a' AND status IN "
-                 "('pending', 'failed') AND next_attempt_at <= 1 ORDER BY priority DESC, created_at ASC "
-                 "LIMIT 1")
-            .join('\n')
-            .contains("TEMP B-TREE"))
+    enqueue({oldest}); // the same id again is the same row, as new
+    EXPECT_EQ(database.nextUploadTask(start), oldest);
+    EXPECT_EQ(sql("SELECT count(*), sum(next_attempt_at) FROM upload_queue"), "2|0.0");
+    const std::string plan =
+        sql("EXPLAIN QUERY PLAN SELECT id FROM upload_queue WHERE domain_key = 'a' AND status IN"
+            " ('pending', 'failed') AND next_attempt_at <= 1 ORDER BY priority DESC,"
+            " created_at ASC LIMIT 1");
+    EXPECT_EQ(plan.find("TEMP B-TREE"), std::string::npos)
         << "the next task must not cost a visit to every row";
 }
 
-TEST(SQLiteQueue, keepsCompaniesApart) {
-    StoreWorld world;
-    SQLiteStore& store = world.open();
-    const UploadTask ours = storedTask(1, UploadTaskType::heartbeat, 100, start);
-    const UploadTask theirs = storedTask(2, UploadTaskType::heartbeat, 100, start);
-    store.enqueueUploadTask(ours);
-    store.enqueueUploadTask(theirs, "other.test");
-    world.useCompany("other.test");
-    EXPECT_EQ(store.nextUploadTask(start), theirs);
-    store.markUploadTaskCompleted(ours.id);
-    store.updateUploadTaskStatus(ours.id, UploadTaskStatus::failed);
-    store.markUploadTaskFailed(ours.id, 9, start + 999);
-    store.updateUploadTaskStatus(theirs.id, UploadTaskStatus::inProgress);
-    world.useCompany("acme.test");
-    EXPECT_EQ(store.nextUploadTask(start), ours);
-    store.updateUploadTaskStatus(ours.id, UploadTaskStatus::inProgress);
-    store.resetStaleInProgressTasks();
-    EXPECT_EQ(world.sql("SELECT status FROM upload_queue"), (QStringList{"pending", "pending"}))
-        << "of every company";
-    world.domain.setBaseURL(std::nullopt);
-    EXPECT_FALSE(store.nextUploadTask(start));
-    store.enqueueUploadTask(ours);
-    EXPECT_EQ(world.sql("SELECT domain_key FROM upload_queue ORDER BY id"),
-              (QStringList{"global", "other.test"}));
+TEST_F(SQLite, KeepsTheQueuesOfCompaniesApart) {
+    const UploadTask ours = storedTask(1, heartbeat);
+    const UploadTask theirs = storedTask(2, heartbeat);
+    enqueue({ours});
+    database.enqueueUploadTask(theirs, "other.test");
+    useCompany("other.test");
+    EXPECT_EQ(database.nextUploadTask(start), theirs);
+    database.markUploadTaskCompleted(ours.id);
+    database.updateUploadTaskStatus(ours.id, UploadTaskStatus::completed);
+    database.markUploadTaskFailed(ours.id, 9, start + 999);
+    database.updateUploadTaskStatus(theirs.id, UploadTaskStatus::inProgress);
+    useCompany("acme.test");
+    EXPECT_EQ(database.nextUploadTask(start), ours);
+    database.updateUploadTaskStatus(ours.id, UploadTaskStatus::inProgress);
+    database.resetStaleInProgressTasks();
+    EXPECT_EQ(sql("SELECT status FROM upload_queue"), "pending pending") << "of every company";
+    domain.setBaseURL(std::nullopt);
+    EXPECT_FALSE(database.nextUploadTask(start));
+    enqueue({ours});
+    EXPECT_EQ(sql("SELECT domain_key FROM upload_queue ORDER BY id"), "global other.test");
 }
 
-TEST(SQLiteQueue, answersWhatIsAlive) {
-    StoreWorld world;
-    SQLiteStore& store = world.open();
-    UploadTask shot = storedTask(1, UploadTaskType::screenshot, 10, start);
+TEST_F(SQLite, AnswersWhatIsStillToBeSent) {
+    UploadTask shot = storedTask(1, screenshot);
     shot.filePath = "/tmp/a.jpg";
-    const UploadTask beat = storedTask(2, UploadTaskType::heartbeat, 100, start);
-    const UploadTask begin = storedTask(3, UploadTaskType::startSession, 110, start);
-    EXPECT_FALSE(store.hasActivitySegmentTask());
-    for (const UploadTask& task :
-         {shot, beat, begin, storedTask(4, UploadTaskType::activitySegment, 40, start)}) {
-        store.enqueueUploadTask(task);
-    }
-    using enum UploadTaskType;
-    using Ids = std::vector<QUuid>;
-    const auto sorted = [&](const std::vector<UploadTaskType>& types) {
-        Ids found = store.pendingUploadTaskIds(shot.sessionId, types);
+    EXPECT_FALSE(database.hasActivitySegmentTask());
+    enqueue({shot, storedTask(2, heartbeat), storedTask(3, startSession), storedTask(4, activitySegment)});
+    const auto alive = [&](const std::vector<UploadTaskType>& types) {
+        Ids found = database.pendingUploadTaskIds(shot.sessionId, types);
         std::ranges::sort(found);
         return found;
     };
-    for (const auto status :
-         {UploadTaskStatus::pending, UploadTaskStatus::failed, UploadTaskStatus::inProgress}) {
-        for (const int number : {1, 2, 3, 4}) {
-            store.updateUploadTaskStatus(numberedId(number), status);
-        }
-        EXPECT_TRUE(store.hasScreenshotTask(shot.sessionId, "/tmp/a.jpg"));
-        EXPECT_FALSE(store.hasScreenshotTask(shot.sessionId, "/tmp/A.jpg"));
-        EXPECT_FALSE(store.hasScreenshotTask(beat.id, "/tmp/a.jpg"));
-        EXPECT_TRUE(store.hasActivitySegmentTask());
-        EXPECT_EQ(store.pendingUploadFilePaths(), QSet<QString>{"/tmp/a.jpg"});
-        EXPECT_EQ(sorted({heartbeat, startSession}), (Ids{beat.id, begin.id}));
-        EXPECT_EQ(sorted({screenshot}), Ids{shot.id});
-        EXPECT_EQ(sorted({}), Ids{});
+    using enum UploadTaskStatus;
+    for (const UploadTaskStatus status : {pending, failed, inProgress, completed}) {
+        const bool isAlive = status != completed;
+        for (const int number : {1, 2, 3, 4})
+            database.updateUploadTaskStatus(numberedId(number), status);
+        EXPECT_EQ(database.hasScreenshotTask(shot.sessionId, "/tmp/a.jpg"), isAlive);
+        EXPECT_FALSE(database.hasScreenshotTask(shot.sessionId, "/tmp/A.jpg"));
+        EXPECT_FALSE(database.hasScreenshotTask(numberedId(2), "/tmp/a.jpg"));
+        EXPECT_EQ(database.hasActivitySegmentTask(), isAlive);
+        EXPECT_EQ(database.pendingUploadFilePaths(), isAlive ? QSet<QString>{"/tmp/a.jpg"} : QSet<QString>());
+        EXPECT_EQ(alive({heartbeat, startSession}), isAlive ? (Ids{numberedId(2), numberedId(3)}) : Ids{});
+        EXPECT_EQ(alive({screenshot}), isAlive ? Ids{shot.id} : Ids{});
+        EXPECT_EQ(alive({}), Ids{});
     }
-    for (const int number : {1, 2, 3, 4}) {
-        store.updateUploadTaskStatus(numberedId(number), UploadTaskStatus::completed);
-    }
-    EXPECT_FALSE(store.hasScreenshotTask(shot.sessionId, "/tmp/a.jpg") || store.hasActivitySegmentTask());
-    EXPECT_TRUE(store.pendingUploadFilePaths().isEmpty());
-    EXPECT_EQ(sorted({heartbeat, screenshot, startSession, activitySegment, metadata}), Ids{});
-    EXPECT_FALSE(store.nextUploadTask(start));
+    EXPECT_FALSE(database.nextUploadTask(start));
 }
 
-TEST(SQLiteQueue, givesNoTaskOfAnUnreadableRowAndFreshIdsForBadOnes) {
+TEST_F(SQLite, GivesNoTaskOfAnUnreadableRowAndFreshIdsForBadOnes) {
     const struct {
-        const char* id;
-        const char* session;
-        const char* type;
-        const char* status;
+        const char *id, *session, *type, *status;
         bool isReadable;
     } cases[] = {
-        {"NULL", "'0A1B2C3D-0000-4000-8000-000000000007'", "'heartbeat'", "'pending'", false},
-        {"'0A1B2C3D-0000-4000-8000-000000000001'", "'x'", "'telepathy'", "'pending'", false},
-        {"'0A1B2C3D-0000-4000-8000-000000000001'", "'x'", "''", "'failed'", false},
-        {"'no uuid'", "'0A1B2C3D-0000-4000-8000-000000000007'", "'heartbeat'", "'pending'", true},
-        {"'0A1B2C3D-0000-4000-8000-000000000001'", "''", "'heartbeat'", "'pending'", true},
+        {"NULL", "0A1B2C3D-0000-4000-8000-000000000007", "heartbeat", "pending", false},
+        {"'0A1B2C3D-0000-4000-8000-000000000001'", "x", "telepathy", "pending", false},
+        {"'no uuid'", "0A1B2C3D-0000-4000-8000-000000000007", "heartbeat", "pending", true},
+        {"'0A1B2C3D-0000-4000-8000-000000000001'", "", "heartbeat", "failed", true},
     };
-    for (const auto& c : cases) {
-        StoreWorld world;
-        SQLiteStore& store = world.open();
-        store.enqueueUploadTask(storedTask(50, UploadTaskType::heartbeat, 1, start));
-        world.sql(QByteArray("INSERT INTO upload_queue VALUES (") + c.id + ",'acme.test'," + c.session + "," +
-                  c.type + ",NULL,NULL,0,5," + c.status + ",100,0)");
-        const auto task = store.nextUploadTask(start);
-        EXPECT_EQ(task.has_value(), c.isReadable) << c.id << c.type;
-        EXPECT_EQ(world.sql("SELECT count(*) FROM upload_queue"), QStringList("2"));
+    for (const auto& [id, session, type, status, isReadable] : cases) {
+        sql("DELETE FROM upload_queue");
+        enqueue({storedTask(50, heartbeat, 1)});
+        sql(QByteArray("INSERT INTO upload_queue VALUES (") + id + ",'acme.test','" + session + "','" + type +
+            "',NULL,NULL,0,5,'" + status + "',100,0)");
+        const auto task = database.nextUploadTask(start);
+        EXPECT_EQ(task.has_value(), isReadable) << id << type;
+        EXPECT_EQ(sql("SELECT count(*) FROM upload_queue"), "2");
         if (task) {
-            EXPECT_FALSE(task->id.isNull() || task->sessionId.isNull());
-            EXPECT_EQ(task->type, UploadTaskType::heartbeat);
-            EXPECT_NE(task, store.nextUploadTask(start)) << "drawn afresh at each reading";
+            EXPECT_FALSE(task->id.isNull() || task->sessionId.isNull() || task->priority != 100);
+            EXPECT_NE(task, database.nextUploadTask(start)) << "drawn afresh at each reading";
         }
     }
 }
 
-TEST(SQLiteSegments, areSentOnceClosedAndAgainWhenTheyGrow) {
-    StoreWorld world;
-    SQLiteStore& store = world.open();
+TEST_F(SQLite, SendsSegmentsOnceClosedAndAgainWhenTheyGrow) {
     const Row closed{"2024-02-29", 143, 1, 2, 3, 4};
     const Row next{"2024-03-01", 0, 0, 1, 0, 0};
     const Row open{"2024-03-01", 1, 9, 9, 9, 9};
-    for (const Row& row :
-         {open, next, Row{"2024-02-29", 7, 0, 0, 0, 0}, Row{"2024-02-29", 143, 600, 600, 9, 9}, closed}) {
-        store.upsertActivitySegment(row);
-    }
-    store.upsertActivitySegment({"2024-01-01", 1, 1, 1, 1, 1}, "other.test");
-    EXPECT_EQ(store.pendingActivitySegmentsForUpload("2024-03-01", 1), (std::vector{closed, next}));
-    EXPECT_EQ(store.pendingActivitySegmentsForUpload("2024-03-01", 0), std::vector{closed});
-    EXPECT_EQ(store.pendingActivitySegmentsForUpload("2024-02-29", 143), std::vector<Row>{});
-
-    store.markActivitySegmentUploaded("2024-02-29", 143);
-    EXPECT_EQ(world.sql("SELECT uploaded_at FROM activity_segments WHERE segment_number = 143"),
-              QStringList("1700000000.0"));
-    EXPECT_EQ(store.pendingActivitySegmentsForUpload("2024-03-01", 1), std::vector{next});
-    store.upsertActivitySegment(closed);
-    EXPECT_EQ(store.pendingActivitySegmentsForUpload("2024-03-01", 1), (std::vector{closed, next}));
+    const Row zero{"2024-02-29", 7, 0, 0, 0, 0};
+    for (const Row& row : {open, next, zero, Row{"2024-02-29", 143, 600, 600, 9, 9}, closed})
+        database.upsertActivitySegment(row);
+    database.upsertActivitySegment({"2024-01-01", 1, 1, 1, 1, 1}, "other.test");
+    const auto pendingBefore = [&](int number) {
+        return database.pendingActivitySegmentsForUpload("2024-03-01", number);
+    };
+    EXPECT_EQ(pendingBefore(1), (std::vector{closed, next}));
+    EXPECT_EQ(pendingBefore(0), std::vector{closed});
+    EXPECT_TRUE(database.pendingActivitySegmentsForUpload("2024-02-29", 143).empty());
+    database.markActivitySegmentUploaded("2024-02-29", 143);
+    EXPECT_EQ(sql("SELECT segment_number, uploaded_at FROM activity_segments WHERE uploaded_at IS NOT NULL"),
+              "143|1700000000.0");
+    EXPECT_EQ(pendingBefore(1), std::vector{next});
+    database.upsertActivitySegment(closed);
+    EXPECT_EQ(pendingBefore(1), (std::vector{closed, next}));
 }
 
-TEST(SQLiteSegments, areSummedOverDaysOfTheMachine) {
-    StoreWorld world;
-    world.timeline.setZone("Asia/Ho_Chi_Minh");
-    SQLiteStore& store = world.open();
-    store.upsertActivitySegment({"2024-05-01", 0, 300, 600, 0, 0});
-    store.upsertActivitySegment({"2024-05-02", 1, 600, 150, 0, 0});
-    store.upsertActivitySegment({"2024-05-03", 1, 600, 600, 0, 0});
-    store.upsertActivitySegment({"2024-05-01", 2, 600, 600, 0, 0}, "other.test");
+TEST_F(SQLite, SumsSegmentsOverDaysOfTheMachine) {
+    timeline.setZone("Asia/Ho_Chi_Minh");
+    database.upsertActivitySegment({"2024-05-01", 0, 300, 600, 0, 0});
+    database.upsertActivitySegment({"2024-05-02", 1, 600, 150, 0, 0});
+    database.upsertActivitySegment({"2024-05-03", 1, 600, 600, 0, 0});
+    database.upsertActivitySegment({"2024-05-01", 2, 600, 600, 0, 0}, "other.test");
     const Date from = Date::since1970(1714496400); // midnight of 2024-05-01 in that zone
-    const auto twoDays = store.segmentActivitySummary(from, from + 2 * 86400);
+    const auto twoDays = database.segmentActivitySummary(from, from + 2 * 86400);
     EXPECT_DOUBLE_EQ(twoDays.activityRateWeightedSum, 50 * 100 + 100 * 25);
     EXPECT_DOUBLE_EQ(twoDays.nonIdlePercentSum, 125);
-    EXPECT_DOUBLE_EQ(store.segmentActivitySummary(from, from + 86399).nonIdlePercentSum, 0)
+    EXPECT_EQ(database.segmentActivitySummary(from, from + 86399).nonIdlePercentSum, 0)
         << "the same day twice";
 }
 
-TEST(SQLiteCleanup, removesWhatNoCompanyWillSend) {
-    StoreWorld world;
-    SQLiteStore& store = world.open();
+TEST_F(SQLite, CleansUpWhatNoCompanyWillSend) {
     const auto fill = [&] {
-        store.enqueueUploadTask(storedTask(1, UploadTaskType::heartbeat, 1, start), "global");
-        store.enqueueUploadTask(storedTask(2, UploadTaskType::heartbeat, 1, start));
-        const struct {
-            const char* domain;
-            Row row;
-        } segments[] = {
+        database.enqueueUploadTask(storedTask(1, heartbeat), "global");
+        enqueue({storedTask(2, heartbeat)});
+        const std::pair<const char*, Row> segments[] = {
             {"global", {"2024-05-01", 1, 1, 1, 1, 1}},     {"acme.test", {"2024-05-01", 2, 0, 0, 0, 0}},
             {"acme.test", {"2020-01-01", 3, 1, 0, 0, 0}},  {"other.test", {"2024-03-31", 4, 1, 0, 0, 0}},
             {"other.test", {"2024-04-01", 5, 1, 0, 0, 0}}, {"other.test", {"2020-01-01", 6, 1, 0, 0, 0}},
         };
-        for (const auto& s : segments) {
-            store.upsertActivitySegment(s.row, QString(s.domain));
-        }
-        world.sql("UPDATE activity_segments SET uploaded_at = 5 WHERE segment_number = 6");
-        store.saveActiveSession(storedSession(1, start, std::nullopt));
-        world.sql("UPDATE sessions SET domain_key = 'global'");
+        for (const auto& [company, row] : segments)
+            database.upsertActivitySegment(row, QString(company));
+        sql("UPDATE activity_segments SET uploaded_at = 5 WHERE segment_number = 6");
     };
     fill();
-    EXPECT_EQ(store.cleanupUnattributableData("2024-04-01"), 4);
-    EXPECT_EQ(store.cleanupUnattributableData("2024-04-01"), 0);
-    EXPECT_EQ(world.sql("SELECT segment_number FROM activity_segments ORDER BY 1"),
-              (QStringList{"3", "5", "6"}));
-    EXPECT_EQ(world.sql("SELECT domain_key FROM upload_queue"), QStringList("acme.test"));
-    EXPECT_EQ(world.sql("SELECT domain_key FROM sessions"), QStringList("global"));
+    sql("INSERT INTO sessions VALUES ('a','global','','','',x'',1)");
+    EXPECT_EQ(database.cleanupUnattributableData("2024-04-01"), 4);
+    EXPECT_EQ(database.cleanupUnattributableData("2024-04-01"), 0);
+    EXPECT_EQ(sql("SELECT segment_number FROM activity_segments ORDER BY 1"), "3 5 6");
+    EXPECT_EQ(sql("SELECT domain_key FROM upload_queue UNION ALL SELECT domain_key FROM sessions"),
+              "acme.test global");
     fill();
-    EXPECT_EQ(store.cleanupUnattributableData("2024-04-01", "other.test"), 4)
-        << "now the first company's is foreign";
-    EXPECT_EQ(world.sql("SELECT segment_number FROM activity_segments ORDER BY 1"),
-              (QStringList{"4", "5", "6"}));
+    EXPECT_EQ(database.cleanupUnattributableData("2024-04-01", "other.test"), 4);
+    EXPECT_EQ(sql("SELECT segment_number FROM activity_segments ORDER BY 1"), "4 5 6");
 }
 
-TEST(SQLiteStoreThreads, loseNothing) {
-    StoreWorld world;
-    SQLiteStore& store = world.open();
-    constexpr int threads = 4;
-    constexpr int rounds = 100;
+TEST_F(SQLite, LosesNothingBetweenThreads) {
     std::vector<std::thread> workers;
-    for (int worker = 0; worker < threads; ++worker) {
-        workers.emplace_back([&store, worker] {
-            for (int round = 0; round < rounds; ++round) {
-                const int number = worker * rounds + round;
-                store.enqueueUploadTask(storedTask(number, UploadTaskType::heartbeat, 1, start + number));
-                store.upsertActivitySegment({"2024-05-01", number % 144, number, 1, 1, 1});
-                store.nextUploadTask(start);
-                store.pendingActivitySegmentsForUpload("2024-05-02", 0);
+    for (int worker = 0; worker < 4; ++worker) {
+        workers.emplace_back([this, worker] {
+            for (int number = worker; number < 400; number += 4) {
+                database.enqueueUploadTask(storedTask(number, heartbeat, 1, start + number));
+                database.nextUploadTask(start);
+                database.pendingActivitySegmentsForUpload("2024-05-02", 0);
             }
         });
     }
-    for (std::thread& worker : workers) {
+    for (std::thread& worker : workers)
         worker.join();
-    }
-    EXPECT_EQ(world.sql("SELECT count(*) FROM upload_queue"), QStringList(QString::number(threads * rounds)));
-    EXPECT_EQ(store.nextUploadTask(start), storedTask(0, UploadTaskType::heartbeat, 1, start));
+    EXPECT_EQ(sql("SELECT count(*) FROM upload_queue"), "400");
+    EXPECT_EQ(database.nextUploadTask(start), storedTask(0, heartbeat, 1));
 }
 
-TEST(StatementDeathTest, endsTheProcessForAnIntegerBeyondItsColumn) {
-    StoreWorld world;
-    world.open();
+TEST(StatementDeathTest, EndsTheProcessForAnIntegerBeyondItsColumn) {
     Statement statement(nullptr, "SELECT ?;");
-    EXPECT_FALSE(statement.isPrepared());
     EXPECT_DEATH(statement.bindInteger(2147483648), "does not fit");
     EXPECT_DEATH(statement.bindInteger(-2147483649), "does not fit");
 }
+
+} // namespace

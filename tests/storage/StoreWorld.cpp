@@ -1,29 +1,6 @@
 #include "StoreWorld.h"
 
-#include <QDir>
 #include <QRegularExpression>
-
-void StoreWorld::useCompany(const QString& host) {
-    domain.setBaseURL(QUrl("https://" + host + "/api/v1/"));
-}
-
-SQLiteStore& StoreWorld::open() {
-    return store.emplace(folder(), domain, clock, random);
-}
-
-SQLiteStore& StoreWorld::reopen() {
-    close();
-    return open();
-}
-
-QStringList StoreWorld::sql(const QByteArray& text) const {
-    QDir().mkpath(folder());
-    return querySQLite(file(), text);
-}
-
-QStringList StoreWorld::filesSetAside() const {
-    return QDir(folder()).entryList({"*.unreadable-*"}).filter(QRegularExpression("unreadable-[-0-9]+$"));
-}
 
 QUuid numberedId(int number) {
     return QUuid::fromString(QString::asprintf("0a1b2c3d-0000-4000-8000-%012d", number));
@@ -40,13 +17,31 @@ Session storedSession(int number, Date startedAt, std::optional<Date> stoppedAt)
 }
 
 UploadTask storedTask(int number, UploadTaskType type, int priority, Date createdAt) {
-    return {.id = numberedId(number),
-            .sessionId = numberedId(7),
-            .type = type,
-            .filePath = std::nullopt,
-            .jsonPayload = std::nullopt,
-            .retryCount = 0,
-            .createdAt = createdAt,
-            .status = UploadTaskStatus::pending,
-            .priority = priority};
+    UploadTask task;
+    task.id = numberedId(number);
+    task.sessionId = numberedId(7);
+    task.type = type;
+    task.createdAt = createdAt;
+    task.priority = priority;
+    return task;
+}
+
+mode_t modeOf(const QString& path) {
+    struct stat status = {};
+    return ::stat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_mode & 0777 : 0;
+}
+
+QByteArray contentOf(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void overwrite(const QString& path, const QByteArray& bytes) {
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    file.write(bytes);
+}
+
+qsizetype StoreWorld::setAside() const {
+    return QDir(folder).entryList({"*.unreadable-*"}).filter(QRegularExpression("-[0-9]+$")).size();
 }
