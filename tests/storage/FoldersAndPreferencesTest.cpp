@@ -1,12 +1,36 @@
-#include "PreferenceStores.h"
-
+#include "ApplicationFolder.h"
 #include "KeychainService.h"
+#include "PreferenceStores.h"
+#include "SimulatedPlatform.h"
 #include "StoreWorld.h"
 #include "TrackingHeartbeat.h"
 
-#include <thread>
-
 namespace {
+
+using Text = std::optional<QString>;
+
+TEST(ApplicationFolder, IsPrivateWhateverTheMaskAndWhateverItWas) {
+    for (const mode_t mask : {0000, 0022, 0377}) {
+        const QTemporaryDir directory;
+        SimulatedInformation information;
+        information.supportDirectory = directory.filePath("share");
+        const QString own = ApplicationFolder::path(information);
+        EXPECT_EQ(own, directory.filePath("share/Velmora TimeTracker"));
+        const mode_t before = ::umask(mask);
+        EXPECT_TRUE(ApplicationFolder::create(own + "/captures/acme.test/"));
+        ::umask(before);
+        for (const char* level : {"/..", "", "/captures", "/captures/acme.test"}) {
+            EXPECT_EQ(modeOf(own + level), 0700U) << level << " mask " << mask;
+            ASSERT_TRUE(setMode(own + level, 0755));
+        }
+        EXPECT_TRUE(ApplicationFolder::create(own + "/captures"));
+        EXPECT_EQ(modeOf(own + "/.."), 0755U) << "the user's own business";
+        EXPECT_TRUE(modeOf(own) == 0700 && modeOf(own + "/captures") == 0700);
+        overwrite(own + "/file", "in the way");
+        EXPECT_FALSE(ApplicationFolder::create(own + "/file") ||
+                     ApplicationFolder::create(own + "/file/below"));
+    }
+}
 
 TEST(DomainStorage, BuildsAnApiRootOfAnEndpoint) {
     const std::pair<const char*, const char*> cases[] = {
@@ -17,12 +41,9 @@ TEST(DomainStorage, BuildsAnApiRootOfAnEndpoint) {
         {"http://acme.test:8080/hr", "http://acme.test:8080/hr/api/v1/"},
         {"HTTPS://acme.test", "https://acme.test/api/v1/"},
         {"acme.test//", "https://acme.test//api/v1/"},
-        {"ftp://acme.test", "https://ftp//acme.test/api/v1/"},
         {" \r\n ", ""},
         {"two words", ""},
-        {"..", ""},
         {"acme.test:99999", ""},
-        {"acme.test/<script>", ""},
     };
     for (const auto& [endpoint, root] : cases)
         EXPECT_EQ(DomainStorage::buildBaseURL(endpoint).value_or(QUrl()).toString(), root) << endpoint;
@@ -31,53 +52,26 @@ TEST(DomainStorage, BuildsAnApiRootOfAnEndpoint) {
 TEST(DomainStorage, KeepsOneUrlAndNamesItsHost) {
     MemoryPreferenceStore preferences;
     DomainStorage domain(preferences);
-    EXPECT_EQ(domain.domainKey(), "global");
-    const std::tuple<QJsonValue, bool, const char*> cases[] = {
-        {"", false, "global"},
-        {7, false, "global"},
-        {"https://[broken", false, "global"},
-        {"/no/host", true, "global"},
-        {"https://user:pw@acme.test:99/x", true, "acme.test"},
-    };
-    for (const auto& [stored, hasUrl, key] : cases) {
-        preferences.set(PreferenceKey::apiBaseURL, stored);
-        EXPECT_EQ(domain.getBaseURL().has_value(), hasUrl) << key;
-        EXPECT_EQ(domain.domainKey(), key);
-        EXPECT_EQ(domain.hasCompany(), domain.domainKey() != "global");
+    for (const char* noCompany : {"", "https://[broken", "/no/host"}) {
+        preferences.set(PreferenceKey::apiBaseURL, noCompany);
+        EXPECT_EQ(domain.getBaseURL().has_value(), QString(noCompany) == "/no/host") << noCompany;
+        EXPECT_TRUE(domain.domainKey() == "global" && !domain.hasCompany()) << noCompany;
     }
-    domain.setBaseURL(QUrl("https://acme.test/a%20b/api/v1/"));
-    EXPECT_EQ(preferences.value(PreferenceKey::apiBaseURL), "https://acme.test/a%20b/api/v1/");
+    domain.setBaseURL(QUrl("https://user:pw@acme.test:99/a%20b/api/v1/"));
+    EXPECT_EQ(preferences.value(PreferenceKey::apiBaseURL), "https://user:pw@acme.test:99/a%20b/api/v1/");
+    EXPECT_TRUE(domain.domainKey() == "acme.test" && domain.hasCompany());
     domain.setBaseURL(std::nullopt);
-    EXPECT_TRUE(preferences.value(PreferenceKey::apiBaseURL).isUndefined());
-}
-
-TEST(DeviceIdProvider, DrawsOnceAndNeverChanges) {
-    MemoryPreferenceStore preferences;
-    SimulatedRandom random;
-    std::vector<QString> seen(8);
-    std::vector<std::thread> threads;
-    for (QString& id : seen)
-        threads.emplace_back([&] { id = DeviceIdProvider::current(preferences, random); });
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_EQ(seen, std::vector<QString>(8, preferences.string(PreferenceKey::deviceId).value_or("none")));
-    EXPECT_EQ(uuidText(uuidFromText(seen.front())), seen.front());
-    for (const char* kept : {"", "not a uuid"}) {
-        preferences.set(PreferenceKey::deviceId, kept);
-        EXPECT_EQ(DeviceIdProvider::current(preferences, random), kept);
-    }
+    EXPECT_TRUE(preferences.value(PreferenceKey::apiBaseURL).isUndefined() && domain.domainKey() == "global");
 }
 
 TEST(RememberedLogin, IsOnUnlessStoredOtherwise) {
-    const std::pair<QJsonValue, bool> cases[] = {
-        {{}, true}, {true, true}, {false, false}, {"false", true}, {0, true}};
+    const std::pair<QJsonValue, bool> cases[] = {{{}, true}, {false, false}, {"false", true}, {0, true}};
     for (const auto& [stored, isEnabled] : cases) {
         MemoryPreferenceStore preferences;
         preferences.set(PreferenceKey::rememberLoginEmailEnabled, stored);
-        EXPECT_EQ(RememberedLoginStorage::isEnabled(preferences), isEnabled);
         preferences.set(PreferenceKey::rememberedLoginEmail, "\tbob@acme.test ");
-        EXPECT_EQ(RememberedLoginStorage::savedEmail(preferences).value_or(""),
-                  isEnabled ? "bob@acme.test" : "");
+        EXPECT_EQ(RememberedLoginStorage::savedEmail(preferences),
+                  isEnabled ? Text("bob@acme.test") : Text());
         RememberedLoginStorage::save(" \n", preferences);
         EXPECT_EQ(preferences.value(PreferenceKey::rememberedLoginEmail) == "", isEnabled);
         EXPECT_FALSE(RememberedLoginStorage::savedEmail(preferences));
@@ -94,7 +88,7 @@ TEST(DailyTarget, StaysBetweenAMinuteAndADay) {
         EXPECT_EQ(preferences.value(PreferenceKey::dailyTargetSeconds), seconds) << hours << ':' << minutes;
     }
     const std::pair<QJsonValue, int> stored[] = {
-        {0, 28800}, {-1, 28800}, {1, 1}, {86400, 86400}, {86401, 86400}, {1e300, 86400}, {"3600", 28800}};
+        {0, 28800}, {-1, 28800}, {1, 1}, {86401, 86400}, {1e300, 86400}};
     for (const auto& [value, seconds] : stored) {
         preferences.set(PreferenceKey::dailyTargetSeconds, value);
         EXPECT_EQ(DailyTargetStorage::seconds(preferences), seconds);
@@ -103,35 +97,37 @@ TEST(DailyTarget, StaysBetweenAMinuteAndADay) {
 
 TEST(SmallStores, KeepAndRemove) {
     MemoryPreferenceStore preferences;
+    SimulatedRandom random;
+    const QString drawn = DeviceIdProvider::current(preferences, random);
+    EXPECT_EQ(uuidText(uuidFromText(drawn)), drawn);
+    EXPECT_EQ(DeviceIdProvider::current(preferences, random), drawn);
+    preferences.set(PreferenceKey::deviceId, "");
+    EXPECT_EQ(DeviceIdProvider::current(preferences, random), "");
     UserProfileStorage::set("Ann", "Acme", preferences);
     UserProfileStorage::set("", std::nullopt, preferences);
     EXPECT_EQ(preferences.value(PreferenceKey::userName), "");
     EXPECT_TRUE(preferences.value(PreferenceKey::companyName).isUndefined());
-    EXPECT_FALSE(LastCompanyStorage::lastEndpoint(preferences));
-    for (const char* endpoint : {"", " acme.test"}) {
-        preferences.set(PreferenceKey::lastSelectedCompanyEndpoint, endpoint);
-        EXPECT_EQ(LastCompanyStorage::lastEndpoint(preferences).value_or(""), endpoint);
+    for (const Text& endpoint : {Text(), Text(" acme.test")}) {
+        preferences.set(PreferenceKey::lastSelectedCompanyEndpoint, endpoint.value_or(""));
+        EXPECT_EQ(LastCompanyStorage::lastEndpoint(preferences), endpoint);
     }
     const QString key = "com.velmora.timetracker.heartbeat.0A1B2C3D-0000-4000-8000-000000000001";
     TrackingHeartbeat::record(numberedId(1), Date::since1970(1714530600.5), preferences);
     EXPECT_EQ(preferences.value(key), 1714530600.5);
     EXPECT_EQ(TrackingHeartbeat::load(numberedId(1), preferences), Date::since1970(1714530600.5));
-    for (const QJsonValue& unusable : {QJsonValue(0), QJsonValue(-5), QJsonValue("1714530600")}) {
-        preferences.set(key, unusable);
-        EXPECT_FALSE(TrackingHeartbeat::load(numberedId(1), preferences));
-    }
+    preferences.set(key, 0);
+    EXPECT_FALSE(TrackingHeartbeat::load(numberedId(1), preferences));
     TrackingHeartbeat::clear(numberedId(1), preferences);
     EXPECT_TRUE(preferences.value(key).isUndefined());
 }
 
 TEST(CompanyListOrder, SortsByNameAndPutsTheLastOneFirst) {
     const char* sorted = "Alpha@a2 alpha@a1 beta@b Beta@x Gamma@b";
-    const std::tuple<std::optional<QString>, const char*, std::optional<QString>> cases[] = {
-        {std::nullopt, sorted, std::nullopt},
-        {"nowhere", sorted, std::nullopt},
-        {"B", sorted, std::nullopt}, // compared exactly
-        {"b", "beta@b Alpha@a2 alpha@a1 Beta@x Gamma@b", "b"},
-        {"x", "Beta@x Alpha@a2 alpha@a1 beta@b Gamma@b", "x"},
+    const std::tuple<Text, const char*, Text> cases[] = {
+        {Text(), sorted, Text()},
+        {Text("nowhere"), sorted, Text()},
+        {Text("B"), sorted, Text()}, // compared exactly
+        {Text("b"), "beta@b Alpha@a2 alpha@a1 Beta@x Gamma@b", Text("b")},
     };
     for (const auto& [last, order, recent] : cases) {
         const auto ordered = CompanyListOrder::ordered(
@@ -148,34 +144,33 @@ TEST(KeychainService, KeepsOneItemAndTellsALockFromNothing) {
     MemorySecretStore secrets;
     KeychainService keychain(secrets);
     using enum SecretStore::WhenLocked;
-    const auto isDefinite = [&] { return keychain.readAuthTokens(giveUp).isDefinite; };
     AuthTokens tokens{"access", "refresh", Date::since2001(1), Date::since2001(2), "r1", "r2"};
-    EXPECT_FALSE(keychain.getAuthTokens());
-    EXPECT_TRUE(isDefinite()) << "there is none, and that is certain";
+    const auto expect = [&](const std::optional<AuthTokens>& found, bool isDefinite) {
+        const auto answer = keychain.readAuthTokens(giveUp);
+        EXPECT_EQ(answer.tokens, found);
+        EXPECT_EQ(answer.isDefinite, isDefinite);
+    };
+    expect({}, true);
     keychain.saveAuthTokens(tokens);
     tokens.accessToken = "second";
     keychain.saveAuthTokens(tokens);
-    EXPECT_EQ(keychain.getAuthTokens(), tokens);
     AuthTokens endless = tokens;
     endless.expiresAt = Date::since2001(std::numeric_limits<double>::infinity());
-    keychain.saveAuthTokens(endless);
-    EXPECT_EQ(keychain.getAuthTokens(), tokens) << "what cannot be encoded changes nothing";
-
+    keychain.saveAuthTokens(endless); // what cannot be encoded changes nothing
+    expect(tokens, true);
     secrets.isLocked = true;
-    EXPECT_FALSE(keychain.readAuthTokens(giveUp).tokens || isDefinite());
+    expect({}, false);
     EXPECT_EQ(secrets.prompts, 0);
-    EXPECT_FALSE(keychain.getAuthTokens());
-    EXPECT_GT(secrets.prompts, 0);
     secrets.unlocksWhenAsked = true;
-    EXPECT_EQ(keychain.getAuthTokens(), tokens);
+    EXPECT_EQ(keychain.getAuthTokens(), tokens) << "after the prompt";
+    secrets.isLocked = false;
     secrets.isBroken = true;
-    EXPECT_FALSE(keychain.readAuthTokens(giveUp).tokens || isDefinite());
-    secrets.isLocked = secrets.isBroken = false;
+    expect({}, false);
+    secrets.isBroken = false;
     keychain.deleteAuthTokens();
-    EXPECT_FALSE(keychain.getAuthTokens());
+    expect({}, true);
     secrets.add("com.velmora.timetracker", "auth_tokens", "{\"accessToken\":\"x\"}");
-    EXPECT_FALSE(keychain.getAuthTokens());
-    EXPECT_TRUE(isDefinite());
+    expect({}, true);
 }
 
 } // namespace
