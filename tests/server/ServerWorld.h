@@ -21,6 +21,7 @@ template <typename T>
 struct Outcome {
     std::optional<T> value;
     std::optional<APIError::Kind> failure;
+    int statusCode = 0; ///< Of a `serverError`.
 };
 
 /// The outcome of a running call, filled in when the call ends.
@@ -32,6 +33,7 @@ std::shared_ptr<const Outcome<T>> started(Task<T> task) {
             into->value = co_await std::move(followed);
         } catch (const APIError& error) {
             into->failure = error.kind();
+            into->statusCode = error.statusCode();
         }
     };
     follow(std::move(task), outcome);

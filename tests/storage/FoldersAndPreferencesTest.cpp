@@ -80,17 +80,15 @@ TEST(RememberedLogin, IsOnUnlessStoredOtherwise) {
 
 TEST(DailyTarget, StaysBetweenAMinuteAndADay) {
     MemoryPreferenceStore preferences;
-    EXPECT_EQ(DailyTargetStorage::seconds(preferences), 28800);
     const std::tuple<int, int, int> written[] = {{0, 0, 28800}, {30, 90, 86400}, {-5, -5, 28800},
                                                  {0, 1, 60},    {7, 59, 28740},  {-1, 61, 3540}};
     for (const auto& [hours, minutes, seconds] : written) {
         DailyTargetStorage::set(hours, minutes, preferences);
         EXPECT_EQ(preferences.value(PreferenceKey::dailyTargetSeconds), seconds) << hours << ':' << minutes;
     }
-    const std::pair<QJsonValue, int> stored[] = {
-        {0, 28800}, {-1, 28800}, {1, 1}, {86401, 86400}, {1e300, 86400}};
-    for (const auto& [value, seconds] : stored) {
-        preferences.set(PreferenceKey::dailyTargetSeconds, value);
+    for (const auto& [stored, seconds] :
+         {std::pair(QJsonValue(), 28800), {-1, 28800}, {1, 1}, {1e300, 86400}}) {
+        preferences.set(PreferenceKey::dailyTargetSeconds, stored);
         EXPECT_EQ(DailyTargetStorage::seconds(preferences), seconds);
     }
 }

@@ -2,7 +2,6 @@
 #include "StoreWorld.h"
 
 #include <cmath>
-#include <thread>
 
 namespace {
 
@@ -230,20 +229,6 @@ TEST_F(SQLite, CleansUpWhatNoCompanyWillSend) {
               "acme.test global");
     EXPECT_EQ(cleanUp("other.test"), 4);
     EXPECT_EQ(sql("SELECT segment_number FROM activity_segments ORDER BY 1"), "4 5 6");
-}
-
-TEST_F(SQLite, LosesNothingBetweenThreads) {
-    std::vector<std::thread> workers;
-    for (int worker = 0; worker < 4; ++worker) {
-        workers.emplace_back([this, worker] {
-            for (int number = worker; number < 400; number += 4) {
-                database.enqueueUploadTask(storedTask(number, heartbeat, 1, start + number));
-                database.nextUploadTask(start);
-            }
-        });
-    }
-    std::ranges::for_each(workers, &std::thread::join);
-    EXPECT_EQ(sql("SELECT count(*) FROM upload_queue"), "400");
 }
 
 TEST(StatementDeathTest, EndsTheProcessForAnIntegerBeyondItsColumn) {
