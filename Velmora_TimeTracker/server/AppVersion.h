@@ -5,6 +5,7 @@
 
 class ApplicationInfo;
 
+/// The program's version and how versions compare. Pure; any thread.
 namespace AppVersion {
 /// "0.0.0" and "0" when the application carries none.
 QString currentMarketingVersion(const ApplicationInfo& information);

@@ -33,6 +33,7 @@ public:
     /// One loop at most: waits 1200 to 2400 seconds, fetches, calls `onUpdate` on the worker with each good
     /// record. Failures are silent. May be called from any executor.
     void startPeriodicRefresh(std::function<void(RemoteConfig)> onUpdate);
+    /// `onUpdate` is not called any more once the worker has come to this.
     void stopPeriodicRefresh();
 
 private:

@@ -4,20 +4,20 @@
 
 class ApplicationInfo;
 
-/// The program's own folder "Velmora TimeTracker" below the user's application data: mode 0700, files in it
-/// 0600.
+/// The program's own folder "Velmora TimeTracker" below the user's application data: its mode is 0700, that
+/// of the files in it 0600. Any thread.
 namespace ApplicationFolder {
 
 /// Absolute path without a trailing slash. Creates nothing.
 QString path(const ApplicationInfo& information);
 
-/// Makes `folder` with its parents, readable by the user alone whatever the mask of the process. `folder` itself,
-/// and every level from the own folder downwards, is closed to others when it was open. False when it is not
-/// there afterwards.
+/// Makes `folder` with its parents, readable by the user alone whatever the mask of the process. `folder`
+/// itself, and every level from the own folder downwards, is closed to others when it was open. False when it
+/// is not there afterwards.
 bool create(const QString& folder);
 
-/// Renames a file that cannot be read to "<name>.unreadable-<yyyyMMdd-HHmmss>" (UTC, by the file's own time
-/// of discovery given as `stamp`), so that a new one can be begun; a name that is taken gets a number.
+/// Renames a file that cannot be read to "<name>.unreadable-<stamp>", so that a new one can be begun; `stamp`
+/// is the UTC time of the discovery, "yyyyMMdd-HHmmss". A name that is taken gets a number.
 /// Returns the new path, empty on failure.
 QString setAside(const QString& file, const QString& stamp);
 

@@ -19,12 +19,11 @@ public:
 
     /// True when a company is signed in: a base URL with a host is stored.
     bool hasCompany() const;
-    /// The base URL's host as the URL gives it; "global" without one.
+    /// The base URL's host as the URL gives it, in the lower case of every QUrl; "global" without one.
     QString domainKey() const;
 
     /// Makes an API root of whatever the backend names a company's endpoint: adds a missing scheme and the
-    /// path
-    /// "/api/v1/". Absent for blanks or a text that is no URL.
+    /// path "/api/v1/". Absent for blanks or a text that is no URL.
     static std::optional<QUrl> buildBaseURL(const QString& endpoint);
 
 private:

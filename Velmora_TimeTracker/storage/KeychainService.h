@@ -15,15 +15,17 @@ public:
     explicit KeychainService(SecretStore& secrets)
         : secrets_(secrets) {}
 
+    /// Asks for the unlock of a locked keyring and waits for its end.
     std::optional<AuthTokens> getAuthTokens();
+    /// Replaces what is stored; tokens that cannot be encoded change nothing.
     void saveAuthTokens(const AuthTokens& tokens);
     void deleteAuthTokens();
 
     /// What the launch read needs to tell apart: tokens, none, or a keyring that has not answered.
     struct Answer {
         std::optional<AuthTokens> tokens;
-        bool isDefinite =
-            true; ///< False while the keyring is locked or cannot be asked: the tokens may exist.
+        /// False while the keyring is locked or cannot be asked: the tokens may exist.
+        bool isDefinite = true;
     };
     Answer readAuthTokens(SecretStore::WhenLocked whenLocked);
 

@@ -31,14 +31,18 @@ QString current(PreferenceStore& preferences, Random& random);
 }
 
 namespace RememberedLoginStorage {
+/// True unless the user's preferences say otherwise.
 bool isEnabled(const PreferenceStore& preferences);
+/// Trimmed; absent when not enabled, missing or blank.
 std::optional<QString> savedEmail(const PreferenceStore& preferences);
+/// Stores the e-mail trimmed, be it empty then; nothing when not enabled.
 void save(const QString& email, PreferenceStore& preferences);
 } // namespace RememberedLoginStorage
 
 namespace LastCompanyStorage {
+/// The endpoint's text as the server sent it; absent when missing or empty.
 std::optional<QString> lastEndpoint(const PreferenceStore& preferences);
-}
+} // namespace LastCompanyStorage
 
 /// The user's daily work target in seconds, 1 to 86400; 28800 when none, or nothing usable, is stored.
 namespace DailyTargetStorage {
