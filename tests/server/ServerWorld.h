@@ -3,8 +3,10 @@
 #include "APIClient.h"
 #include "APIEndpoints.h"
 #include "APITimeZoneResolver.h"
+#include "ApplicationFolder.h"
 #include "AuthService.h"
 #include "DomainStorage.h"
+#include "Json.h"
 #include "KeychainService.h"
 #include "LogCapture.h"
 #include "PreferenceStores.h"
@@ -41,11 +43,28 @@ std::shared_ptr<const Outcome<T>> started(Task<T> task) {
 }
 
 /// A call without a result, so that its success shows.
-Task<bool> succeeding(Task<> task);
+inline Task<bool> succeeding(Task<> task) {
+    co_await std::move(task);
+    co_return true;
+}
 
 /// All of the folder's services on one machine, wired as in the program.
 struct Services {
-    Services(SimulatedPlatform& machine, URLSession& session, Executor& worker, Executor& main);
+    Services(SimulatedPlatform& machine, URLSession& session, Executor& worker, Executor& main)
+        : domain(machine.preferences)
+        , keychain(machine.secrets)
+        , endpoints(domain, machine.information)
+        , timeZones(machine.preferences, machine.clock)
+        , api(session, endpoints, keychain, worker, main)
+        , auth({api, keychain, domain, machine.preferences, timeZones, machine.clock, worker, main})
+        , remoteConfig(api, machine.preferences, machine.clock, machine.random, worker,
+                       ApplicationFolder::path(machine.information)) {
+        auth.setSessionDidInvalidate([this] { ++sessionInvalidations; });
+        api.setUnauthorizedHandler([this]() -> Task<bool> {
+            const std::optional<AuthTokens> tokens = co_await auth.handleUnauthorized();
+            co_return tokens.has_value();
+        });
+    }
 
     DomainStorage domain;
     KeychainService keychain;
@@ -60,13 +79,35 @@ struct Services {
 /// Every text in the tests that must never be logged holds this word.
 inline constexpr auto secretWord = "c4n4ry";
 
-AuthTokens tokensNamed(const QString& name);
+inline AuthTokens tokensNamed(const QString& name) {
+    return {name + "-access-" + secretWord, name + "-refresh-" + secretWord, Date::since1970(1'800'000'000),
+            Date::since1970(1'900'000'000), "2027-01-15T08:00:00Z",          "2030-03-17 17:46:40"};
+}
+
 /// The record that hands out tokens of that name, of a refresh or a login.
-QJsonObject tokenReply(const QString& name);
-QJsonObject with(QJsonObject data, const QJsonObject& more);
-QByteArray wrapped(const QJsonObject& data);
+inline QJsonObject tokenReply(const QString& name) {
+    const AuthTokens tokens = tokensNamed(name);
+    return {{"access_token", tokens.accessToken},
+            {"refresh_token", tokens.refreshToken},
+            {"token_type", "Bearer"},
+            {"expires_at", tokens.expiresAtRaw},
+            {"refresh_expires_at", tokens.refreshExpiresAtRaw}};
+}
+
+inline QJsonObject with(QJsonObject data, const QJsonObject& more) {
+    for (auto entry = more.begin(); entry != more.end(); ++entry)
+        data.insert(entry.key(), entry.value());
+    return data;
+}
+
+inline QByteArray wrapped(const QJsonObject& data) {
+    return Json::compact({{"data", data}});
+}
+
 /// The part of the path below the API root.
-QString pathOf(const URLRequest& request);
+inline QString pathOf(const URLRequest& request) {
+    return request.url.path().section("/api/v1/", 1);
+}
 
 /// The services in virtual time. At the end no secret may stand in the log.
 class ServerTest : public testing::Test {
@@ -75,12 +116,14 @@ protected:
     using Network = SimulatedURLSession;
     using Reply = Network::Reply;
 
-    ~ServerTest() override;
+    ~ServerTest() override { EXPECT_FALSE(log.contains(secretWord)) << qPrintable(log.lines().join('\n')); }
 
     void signIn(const QString& name) { services.keychain.saveAuthTokens(tokensNamed(name)); }
     std::optional<AuthTokens> tokens() { return services.keychain.getAuthTokens(); }
     /// Answers all requests with the same.
-    void answer(const Reply& reply);
+    void answer(const Reply& reply) {
+        machine.urlSession.setServer([reply](const URLRequest&) { return reply; });
+    }
     void pass(Seconds span) { machine.timeline.advance(span); }
     /// What became of the call within `span`.
     template <typename T>
