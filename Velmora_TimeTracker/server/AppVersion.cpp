@@ -37,9 +37,7 @@ std::vector<qint64> AppVersion::parse(const QString& version) {
 
 bool AppVersion::isLower(const QString& version, const QString& than) {
     std::vector<qint64> left = parse(version);
-    std::vector<qint64> right = parse(than);
-    const std::size_t length = std::max(left.size(), right.size());
-    left.resize(length);
-    right.resize(length);
+    const std::vector<qint64> right = parse(than);
+    left.resize(std::max(left.size(), right.size())); // no number is below the zeros that `than` may lack
     return left < right;
 }
