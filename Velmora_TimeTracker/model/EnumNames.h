@@ -5,7 +5,8 @@
 #include <optional>
 #include <utility>
 
-/// Enumerations that are stored by name: a table of pairs, read in both directions.
+/// Enumerations that are stored by name: a table of pairs, read in both directions: the name is empty, the
+/// case absent, when the table does not have it.
 template <typename Case, std::size_t Count>
 QString nameOf(const std::pair<Case, const char*> (&names)[Count], Case wanted) {
     for (const auto& [value, name] : names) {

@@ -26,9 +26,9 @@ struct RemoteConfig {
     std::optional<QString> companyName;
     std::optional<QString> latestClientVersion;
     std::optional<QString> clientDownloadURL;
-    std::optional<QString> appTimezone;
+    std::optional<QString> appTimezone; ///< An IANA identifier.
     std::optional<qint64> todayTotalSeconds;
-    std::optional<QString> todayDate;
+    std::optional<QString> todayDate; ///< "yyyy-MM-dd" in that zone.
 
     friend bool operator==(const RemoteConfig&, const RemoteConfig&) = default;
 };

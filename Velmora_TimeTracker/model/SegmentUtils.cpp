@@ -1,7 +1,6 @@
 #include "SegmentUtils.h"
 
 #include <cmath>
-#include <iterator>
 
 namespace SegmentUtils {
 
@@ -18,34 +17,14 @@ QDateTime wallClock(Date date, const QTimeZone& timeZone) {
     return utc.addSecs(timeZone.offsetFromUtc(utc));
 }
 
-/// "%04d-%02d-%02d", written by hand: the engine names days several times a second.
-QString dayText(QDate date) {
-    int year = 0;
-    int month = 0;
-    int day = 0;
-    date.getDate(&year, &month, &day);
-    if (year < 0 || year > 9999)
-        return QString::asprintf("%04d-%02d-%02d", year, month, day);
-    const auto digit = [](int value) { return QChar(u'0' + value % 10); };
-    const QChar text[] = {digit(year / 1000),
-                          digit(year / 100),
-                          digit(year / 10),
-                          digit(year),
-                          u'-',
-                          digit(month / 10),
-                          digit(month),
-                          u'-',
-                          digit(day / 10),
-                          digit(day)};
-    return QString(text, std::size(text));
-}
-
 } // namespace
 
 DateAndNumber segmentDateAndNumber(Date date, const QTimeZone& timeZone) {
     const QDateTime local = wallClock(date, timeZone);
+    const QDate day = local.date();
     const QTime time = local.time();
-    return {dayText(local.date()), (time.hour() * 60 + time.minute()) / 10};
+    return {QString::asprintf("%04d-%02d-%02d", day.year(), day.month(), day.day()),
+            (time.hour() * 60 + time.minute()) / 10};
 }
 
 std::optional<Date> calendarDate(Date date, const QTimeZone& timeZone) {

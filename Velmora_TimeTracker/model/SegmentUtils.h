@@ -22,6 +22,8 @@ struct DateAndNumber {
     friend bool operator==(const DateAndNumber&, const DateAndNumber&) = default;
 };
 
+/// The slot that holds the instant. Meaningless for an instant that no calendar names, some 30,000 years
+/// away.
 DateAndNumber segmentDateAndNumber(Date date, const QTimeZone& timeZone);
 
 /// The midnight that starts the instant's day in the zone; where that midnight does not exist, the first

@@ -34,4 +34,5 @@ struct UploadTask {
 /// The keyed JSON form of a task, keys as the fields are named, the payload in base 64. Absent optionals are
 /// left out. `createdAt` must be finite: any other is written as null, which does not decode.
 QByteArray encodeUploadTask(const UploadTask& task);
+/// Absent when a key other than those two is missing, or any has another type or an unknown name.
 std::optional<UploadTask> decodeUploadTask(const QByteArray& encoded);

@@ -85,7 +85,7 @@ void ActivityTracker::handleEvent(InputEventType type) {
         ++reenableAttempts_;
         if (eventTap_)
             eventTap_->enable();
-        qCCritical(Log::activity, "Event tap disabled by macOS (type %u) — re-enabling",
+        qCCritical(Log::activity, "Event tap disabled by the desktop (type %u) — re-enabling",
                    static_cast<quint32>(type));
         return;
     case InputEventType::mouseMoved:

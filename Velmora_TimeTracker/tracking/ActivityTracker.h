@@ -11,19 +11,22 @@
 class Clock;
 
 /// Counts keyboard and mouse events: that they happened, never their content. Counters are per session and
-/// per second. Any thread; each operation is one step under `activity.state`.
+/// per second. `start` and `stop` belong to one thread; the others may be called from any, and each is one
+/// step under `activity.state`.
 class ActivityTracker {
 public:
     ActivityTracker(InputEventSource& source, const Clock& clock);
     ~ActivityTracker();
 
-    /// True when a tap is open afterwards; a second start changes nothing.
+    /// True when a tap is open afterwards; a second start changes nothing. False when this session offers no
+    /// input events.
     bool start();
-    /// The counters stay.
+    /// The counters stay. Waits for a handler that is running.
     void stop();
     /// Zeroes everything; for a new session.
     void reset();
 
+    /// Each of these two reads and clears in one step.
     bool consumeHadInputThisSecond();
     struct Delta {
         qint64 mouse = 0;
@@ -31,11 +34,12 @@ public:
     };
     Delta getAndResetMouseKeyboardDeltaThisSecond();
     void recordActiveSecondForSession();
+    /// Wall time of the last counted event; absent when none came since the reset.
     std::optional<Date> latestInputAt() const;
     /// The score is active seconds ÷ `totalTrackedSeconds` × 100, within 0 to 100; 0 for no tracked time.
     ActivitySnapshot snapshot(Seconds totalTrackedSeconds) const;
 
-    /// What the tap delivers. Public for tests of the counting rules.
+    /// What the tap delivers, on the tap's thread. Public for tests of the counting rules.
     void handleEvent(InputEventType type);
 
 private:
@@ -50,5 +54,5 @@ private:
     qint64 mouseMovesThisSecond_ = 0;
     qint64 keyboardEventsThisSecond_ = 0;
     std::optional<Date> lastInputAt_;
-    qint64 reenableAttempts_ = 0;
+    qint64 reenableAttempts_ = 0; ///< Limits nothing: switching the tap on again is never given up.
 };

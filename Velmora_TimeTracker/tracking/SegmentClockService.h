@@ -14,7 +14,8 @@ class SessionManager;
 class UploadService;
 
 /// Accumulates, second by second, how much of the current 10-minute slot was active, and writes the slot to
-/// the database. Main thread.
+/// the database. The counters are the truth of the open slot: each write replaces the row, after a restart of
+/// the program with smaller figures. Main thread; what is handed in must outlive it, but for the engine.
 class SegmentClockService : public QObject {
 public:
     SegmentClockService(SessionManager& sessionManager, SQLiteStore& store, UploadService& uploads,
@@ -22,6 +23,7 @@ public:
 
     /// Once, at boot: from then on the clock runs while tracking does.
     void bindToTrackingState();
+    /// Ticks once a second from now on; a clock that runs already begins anew.
     void start();
     /// Writes the open slot as it stands; the counters stay.
     void flushCurrentSegment();

@@ -179,7 +179,6 @@ void SessionManager::dismissCrossDayBanner() {
 void SessionManager::applyConfig(const std::optional<RemoteConfig>& config) {
     const Operation operation(*this);
     config_ = config;
-    cachedZone_.reset();
     on_.timeZones.store(on_.timeZones.timezoneIdentifierForAPI(config_ ? &*config_ : nullptr));
     if (config_ && !config_->projects.empty() && !selectedProjectId_.isEmpty() &&
         std::ranges::find(config_->projects, selectedProjectId_, &RemoteProject::id) ==
@@ -195,13 +194,10 @@ void SessionManager::applyConfig(const std::optional<RemoteConfig>& config) {
 QTimeZone SessionManager::engineTimeZone() const {
     const QString identifier = config_ ? config_->appTimezone.value_or(QString()).trimmed()
                                        : on_.timeZones.storedTimezoneIdentifier();
-    if (!cachedZone_ || cachedZone_->identifier != identifier) {
-        const QTimeZone zone =
-            config_ ? on_.timeZones.resolvedTimeZone(identifier) : on_.timeZones.storedTimeZone();
-        cachedZone_ = CachedZone{identifier, zone, zone.id() == identifier.toUtf8()};
-    }
-    // The machine's own zone can change while the program runs.
-    return cachedZone_->isNamed ? cachedZone_->zone : on_.clock.systemTimeZone();
+    // An identifier that names no zone is asked for each time: the machine's own can change meanwhile.
+    if (zone_.id() != identifier.toUtf8())
+        zone_ = on_.timeZones.resolvedTimeZone(identifier);
+    return zone_;
 }
 
 // ---- The second's work

@@ -26,15 +26,13 @@ class SQLiteStore;
 class UploadService;
 
 /// The tracking engine: owns the running session, starts and stops everything that a session needs, and
-/// publishes the state that the screens show. Main thread, but for `isCaptureEligible`.
+/// publishes the state that the screens show. Main thread, but for `isCaptureEligible`. Nothing here fails
+/// outwards: a failed write is a log line of the store, a failed upload is tried again by the queue.
 ///
-/// | State           | isTracking | isPaused | isIdle | open interval | ticker | tracker | idle detector |
-/// capture | | Stopped         | no         | no       | no     | no            | off    | off     | off |
-/// off     | | Running         | yes        | no       | no     | yes           | on     | on      | on | on
-/// | | Paused by user  | yes        | yes      | no     | no            | on     | off     | on            |
-/// off     | | Paused by idle  | yes        | yes      | yes    | no            | on     | off     | on | off
-/// | | Paused by sleep | yes        | yes      | no     | no            | off    | off     | on            |
-/// off     |
+/// - Stopped: nothing runs.
+/// - Running: an open interval; ticker, activity tracker, idle detector and capture are on.
+/// - Paused by the user, by idleness (`isIdle`) or by the machine's sleep: the last interval is closed; tracker
+///   and capture are off; the idle detector stays on, and but for a sleep the ticker.
 ///
 /// The implementation lies in five files: SessionManager.cpp (operations and ticker), SessionCapture.cpp,
 /// SessionIdle.cpp, SessionRecovery.cpp (midnight, crash, sleep, termination) and SessionToday.cpp.
@@ -88,7 +86,8 @@ public:
     bool screenRecordingPermissionLost() const { return screenRecordingPermissionLost_; }
     const std::optional<RemoteConfig>& config() const { return config_; }
 
-    // The user's operations.
+    // The user's operations. Each does nothing in a state that it does not apply to.
+    /// Refused, with a status message, without the permissions. Finishes what an earlier run left active.
     void startTracking(const std::optional<RemoteProject>& project);
     void stopTracking(const std::optional<QString>& reason = std::nullopt);
     void pauseTracking();
@@ -96,11 +95,15 @@ public:
     void selectProject(const QString& projectId);
     void dismissPermissionLost();
     void dismissCrossDayBanner();
+    /// Goes on with the pending session, or with a new one on its project when it is of an earlier day.
     void resumeInterruptedSession();
 
     // The application's operations.
+    /// Finishes the pending session.
     void discardInterruptedSession();
+    /// Looks for the pending session of the company that is now signed in to.
     void recoverInterruptedSessionForCurrentDomain();
+    /// Intervals and thresholds take effect at the next start or resume, the zone at once.
     void applyConfig(const std::optional<RemoteConfig>& config);
     void applyServerTodayTotal(const ServerTodayTotal& incoming);
     void handleCaptureComplete();
@@ -109,6 +112,7 @@ public:
     void handleScreenRecordingPermissionLost();
     void handleWillSleep();
     void handleDidWake();
+    /// Everything is on disk when it returns.
     void handleWillTerminate();
     /// Clears the idle mark before a resume; the answer "Continue" to the idle question.
     void continueAfterIdle();
@@ -124,13 +128,15 @@ public:
         qint64 mouseDelta = 0;
         qint64 keyboardDelta = 0;
     };
+    /// What happened since the last call; takes it away. Counts an active second of the session.
     SegmentTickInput segmentTickInput();
     void recordLast5MinInput(bool hadInput);
 
     /// Tracking, not paused, not idle. Any thread.
     bool isCaptureEligible() const;
 
-    /// The zone that all dates of the engine are computed in.
+    /// The zone that all dates of the engine are computed in: the configuration's, else the stored one; the
+    /// machine's where that names none.
     QTimeZone engineTimeZone() const;
 
 Q_SIGNALS:
@@ -146,11 +152,6 @@ private:
     struct CaptureState {
         std::mutex mutex; ///< "com.velmora.timetracker.capture.state": guards the next member.
         bool isEligible = false;
-    };
-    struct CachedZone {
-        QString identifier;
-        QTimeZone zone;
-        bool isNamed = false; ///< The identifier names the zone; otherwise the machine's serves.
     };
 
     // SessionManager.cpp
@@ -237,5 +238,5 @@ private:
     int liveMetricsTick_ = 0;
     int heartbeatTick_ = 0;
     std::function<void()> onNeedsIdleDecision_;
-    mutable std::optional<CachedZone> cachedZone_;
+    mutable QTimeZone zone_ = QTimeZone::utc(); ///< The last one asked for: making it is what costs.
 };
