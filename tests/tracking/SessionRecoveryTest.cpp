@@ -1,152 +1,214 @@
-// Sessions that an earlier run, or another company, left behind.
+// Midnight, the sleep and the end of the machine, and the sessions that an earlier run left behind.
 
-#include "EngineFixture.h"
+#include "EngineTest.h"
 #include "LogCapture.h"
 #include "TrackingHeartbeat.h"
 
-#include <gtest/gtest.h>
-
 namespace {
 
-struct SessionRecovery : testing::Test {
-    EngineFixture world;
-
-    SessionManager& engine() { return world.engine(); }
-    static Date at(const char* text) { return EngineFixture::at(text); }
-
-    /// A session of an earlier run, as its row tells.
-    Session leftBehind(const std::vector<std::pair<const char*, const char*>>& intervals) {
+struct SessionRecovery : EngineTest {
+    /// A session of an earlier run, as its row tells; "" is an open end. The program starts upon it.
+    Session leftBehind(const std::vector<std::pair<const char*, const char*>>& intervals,
+                       const char* cutoff = "") {
+        const auto moment = [](const char* text) { return *text ? std::optional(at(text)) : std::nullopt; };
         Session session;
         session.id = world.machine.random.uuid();
-        session.deviceId = "device";
         session.projectId = "p1";
         session.projectName = "First";
         session.mouseCount = 7;
+        session.idleDiscardCutoffAt = moment(cutoff);
         for (const auto& [start, stop] : intervals)
-            session.intervals.push_back(
-                {world.machine.random.uuid(), at(start), stop ? std::optional(at(stop)) : std::nullopt});
+            session.intervals.push_back({world.machine.random.uuid(), at(start), moment(stop)});
         world.core->store.saveActiveSession(session);
+        world.restart();
+        touch();
         return session;
     }
-    void mark(const Session& session, const char* text) {
-        TrackingHeartbeat::record(session.id, at(text), world.machine.preferences);
+    void startAt(const char* time) {
+        world.jumpTo(time);
+        world.start("p1", "First");
+        world.tick(60);
     }
-    void resume() {
-        world.machine.input.happen(InputEventType::mouseMoved);
-        engine().resumeInterruptedSession();
-    }
+    qint64 today() { return qRound64(engine().todayTotalSeconds()); }
 };
 
 } // namespace
 
-TEST_F(SessionRecovery, BillsACrashUpToTheLastMark) {
-    const struct {
-        const char* mark;
-        Seconds billed;
-        bool isStale;
-    } cases[] = {
-        {"2024-05-15T08:30:00Z", 1800, false},
-        {nullptr, 0, false},
-        {"2024-05-15T07:00:00Z", 0, true},
-        {"2024-05-15T23:00:00Z", 3600, false}, // from a clock that went wrong: not beyond now
-    };
-    for (const auto& c : cases) {
-        const Session left =
-            leftBehind({{"2024-05-15T07:10:00Z", "2024-05-15T07:20:00Z"}, {"2024-05-15T08:00:00Z", nullptr}});
-        if (c.mark)
-            mark(left, c.mark);
-        world.jumpTo("2024-05-15T09:00:00Z");
-        world.restart();
-        EXPECT_EQ(world.message(), "Recovered interrupted session " + uuidText(left.id) + ".");
-        LogCapture log;
-        resume();
-        EXPECT_EQ(log.contains("Stale heartbeat on recovery: 2024-05-15T07:00:00Z < intervalStart "
-                               "2024-05-15T08:00:00Z; billing 0 for that interval"),
-                  c.isStale);
-        const Session& session = world.session();
-        EXPECT_EQ(session.id, left.id);
-        EXPECT_EQ(session.totalSeconds(world.machine.clock.now()), 600 + c.billed);
-        EXPECT_EQ(session.intervals.back().startedAt, world.machine.clock.now());
-        EXPECT_EQ(world.mark(left.id), world.machine.clock.now());
-        EXPECT_EQ(world.activeSessions(), std::vector{session});
-        EXPECT_TRUE(engine().isCaptureEligible());
-        EXPECT_FALSE(engine().interruptedSession());
-        world.tick(1);
-        EXPECT_EQ(world.bodies("sessions/start").back().value("session_uuid"), uuidText(left.id));
+TEST_F(SessionRecovery, CutsARunningSessionInTwoAtMidnight) {
+    startAt("2024-05-15T23:50:00Z");
+    engine().pauseTracking();
+    world.tick(0.3); // ticks fall beside the boundary
+    resume();
+    engine().applyServerTodayTotal({9000, "2024-05-15"});
+    world.typeFor(550);
+    const Session old = lastFinished();
+    EXPECT_EQ(old.intervals.back().stoppedAt, at("2024-05-16T00:00:00Z") - 0.001);
+    EXPECT_EQ(old.reportedTotalSeconds, 599);
+    EXPECT_GT(old.keyboardCount, 530);
+    EXPECT_EQ(endsReported(old.id), 1);
+    EXPECT_FALSE(world.mark(old.id));
+    const Session next = world.session();
+    EXPECT_NE(next.id, old.id);
+    EXPECT_EQ(next.deviceId, old.deviceId);
+    EXPECT_EQ(next.projectName, "First");
+    EXPECT_NEAR(next.intervals.at(0).startedAt - at("2024-05-16T00:00:00Z"), 0.3, 1e-6); // at the detection
+    EXPECT_EQ(world.activeSessions().at(0).id, next.id);
+    EXPECT_EQ(world.bodies("sessions/start").back().value("session_uuid"), uuidText(next.id));
+    EXPECT_NEAR(engine().todayTotalSeconds(), engine().elapsedSeconds(), 1e-6); // the old day's time is gone
+    EXPECT_LE(engine().keyboardEvents(), 11);
+    const int pictures = world.machine.displays.picturesTaken;
+    world.typeFor(60);
+    EXPECT_EQ(world.machine.displays.picturesTaken, pictures + 1); // a schedule of its own
+}
+
+TEST_F(SessionRecovery, RollsAPausedSessionOverWithoutAnInterval) {
+    startAt("2024-05-15T23:50:00Z");
+    engine().pauseTracking();
+    const Date paused = now();
+    const int pictures = world.machine.displays.picturesTaken;
+    world.tick(3600);
+    EXPECT_EQ(lastFinished().intervals.back().stoppedAt, paused);
+    EXPECT_TRUE(world.session().intervals.empty());
+    EXPECT_TRUE(engine().isPaused());
+    EXPECT_EQ(world.machine.displays.picturesTaken, pictures);
+    resume();
+    world.tick(30);
+    EXPECT_EQ(world.finishedSessions().size(), 1); // no second rollover
+    EXPECT_EQ(engine().elapsedSeconds(), 30);
+    engine().pauseTracking();
+    world.tick(86400);
+    engine().stopTracking(); // the third day's session
+    EXPECT_EQ(lastTotal(), 0);
+}
+
+TEST_F(SessionRecovery, SurvivesAClockSetToAnyDay) {
+    for (const double jump : {-1.0, -86400.0, 86400.0, -315e6, 315e6, 315e6 * 20}) {
+        world.start();
+        world.tick(30);
+        world.machine.timeline.jumpWallClock(jump);
+        world.tick(30);
+        EXPECT_GE(engine().elapsedSeconds(), 0);
+        EXPECT_GE(today(), 0);
         engine().stopTracking();
-        world.tick(1);
+        EXPECT_GE(lastTotal(), 0);
     }
 }
 
-TEST_F(SessionRecovery, CutsTheIdleTimeOfACrash) {
-    Session left = leftBehind({{"2024-05-15T08:00:00Z", "2024-05-15T08:30:00Z"}});
-    left.idleDiscardCutoffAt = at("2024-05-15T08:25:00Z");
-    world.core->store.saveActiveSession(left);
-    world.restart();
+TEST_F(SessionRecovery, PausesInSleepAndResumesAtTheWake) {
+    startAt("2024-05-15T20:00:00Z");
+    world.sleepMachine(8 * 3600); // through midnight
+    EXPECT_FALSE(engine().isPaused());
+    EXPECT_EQ(lastTotal(), 60);
+    world.machine.power.willSleep();
+    world.machine.timeline.settle();
+    world.machine.timeline.sleepMachine(100);
+    world.tick(200); // and no notice of the wake
+    EXPECT_TRUE(engine().isPaused());
+    engine().pauseTracking();
     resume();
-    EXPECT_EQ(world.session().intervals.front().stoppedAt, at("2024-05-15T08:25:00Z"));
-    EXPECT_FALSE(world.session().idleDiscardCutoffAt);
+    world.tick(10);
+    EXPECT_EQ(engine().elapsedSeconds(), 10);
+    engine().pauseTracking();
+    world.sleepMachine(86400); // a pause stays one, in a new session at the wake
+    EXPECT_TRUE(engine().isPaused());
+    EXPECT_TRUE(world.session().intervals.empty());
+}
+
+TEST_F(SessionRecovery, ClosesTheIntervalBeforeTheProcessEnds) {
+    startAt("2024-05-15T09:00:00Z");
+    LogCapture log;
+    world.machine.power.willTerminate(); // done when it returns
+    EXPECT_EQ(world.activeSessions().at(0).intervals.back().stoppedAt, at("2024-05-15T09:01:00Z"));
+    world.restart();
+    world.sleepMachine(30); // a wake leaves a pending session alone
+    EXPECT_FALSE(engine().isTracking());
+    touch();
+    engine().resumeInterruptedSession();
+    world.tick(5);
+    engine().pauseTracking();
+    world.machine.power.willTerminate();
+    EXPECT_EQ(log.count("Tracking interval closed on app termination"), 1); // there was none to close
+    engine().stopTracking();
+    EXPECT_EQ(lastTotal(), 65);
+}
+
+TEST_F(SessionRecovery, BillsACrashUpToTheLastMark) {
+    const auto billed = [this](const char* mark) {
+        const Session left =
+            leftBehind({{"2024-05-15T07:10:00Z", "2024-05-15T07:20:00Z"}, {"2024-05-15T08:00:00Z", ""}});
+        if (mark)
+            TrackingHeartbeat::record(left.id, at(mark), world.machine.preferences);
+        EXPECT_EQ(world.message(), "Recovered interrupted session " + uuidText(left.id) + ".");
+        world.jumpTo("2024-05-15T09:00:00Z");
+        engine().resumeInterruptedSession();
+        const Session session = world.session();
+        EXPECT_EQ(session.id, left.id);
+        EXPECT_EQ(session.intervals.back().startedAt, now());
+        EXPECT_EQ(world.mark(left.id), now());
+        EXPECT_EQ(world.activeSessions(), std::vector{session});
+        EXPECT_TRUE(engine().isCaptureEligible());
+        EXPECT_FALSE(engine().interruptedSession());
+        const Seconds total = session.totalSeconds(now()) - 600;
+        world.tick(1);
+        EXPECT_EQ(world.bodies("sessions/start").back().value("session_uuid"), uuidText(left.id));
+        engine().stopTracking();
+        return total;
+    };
+    LogCapture log;
+    EXPECT_EQ(billed("2024-05-15T08:30:00Z"), 1800);
+    EXPECT_EQ(billed(nullptr), 0);
+    EXPECT_EQ(billed("2024-05-15T23:00:00Z"), 3600); // from a clock that went wrong: not beyond now
+    EXPECT_FALSE(log.contains("Stale heartbeat"));
+    EXPECT_EQ(billed("2024-05-15T07:00:00Z"), 0);
+    EXPECT_TRUE(log.contains("Stale heartbeat on recovery: 2024-05-15T07:00:00Z < intervalStart "
+                             "2024-05-15T08:00:00Z; billing 0 for that interval"));
 }
 
 TEST_F(SessionRecovery, EndsYesterdaysSessionYesterday) {
     const Session left =
         leftBehind({{"2024-05-14T20:00:00Z", "2024-05-14T21:00:00Z"},
                     {"2024-05-14T23:00:00Z", "2024-05-15T01:00:00Z"}, // reaches into today: cut
-                    {"2024-05-15T02:00:00Z", nullptr}});
-    world.restart();
-    resume();
-    const Session ended = world.finishedSessions().at(0);
-    EXPECT_EQ(ended.id, left.id);
-    ASSERT_EQ(ended.intervals.size(), 2);
-    EXPECT_EQ(ended.intervals.back().stoppedAt, at("2024-05-15T00:00:00Z") - 0.001);
-    EXPECT_EQ(ended.reportedTotalSeconds, 7199);
-    EXPECT_EQ(ended.mouseCount, 7); // the stored counts stay
+                    {"2024-05-15T02:00:00Z", ""}});
+    engine().resumeInterruptedSession();
+    EXPECT_EQ(lastFinished().id, left.id);
+    EXPECT_EQ(lastFinished().intervals.back().stoppedAt, at("2024-05-15T00:00:00Z") - 0.001);
+    EXPECT_EQ(lastTotal(), 7199);
+    EXPECT_EQ(lastFinished().mouseCount, 7); // the stored counts stay
     EXPECT_NE(world.session().id, left.id);
     EXPECT_EQ(world.session().projectName, "First");
     EXPECT_FALSE(engine().crossDayAutoCompletedProject());
     EXPECT_EQ(world.activeSessions().size(), 1);
-    EXPECT_EQ(engine().todayTotalSeconds(), 0);
+    EXPECT_EQ(today(), 0);
+    world.tick(1);
+    EXPECT_EQ(endsReported(left.id), 1);
 }
 
 TEST_F(SessionRecovery, DiscardsByTheSameRules) {
-    leftBehind({{"2024-05-15T08:00:00Z", nullptr}});
-    world.restart();
+    leftBehind({{"2024-05-15T08:00:00Z", ""}});
     engine().discardInterruptedSession();
-    EXPECT_EQ(world.finishedSessions().at(0).reportedTotalSeconds, 3600); // ends when it is found
-    EXPECT_FALSE(engine().interruptedSession());
-    EXPECT_EQ(engine().todayTotalSeconds(), 3600);
-
-    leftBehind({{"2024-05-14T22:00:00Z", nullptr}});
-    world.restart();
+    EXPECT_EQ(lastTotal(), 3600); // ends when it is found
+    EXPECT_EQ(today(), 3600);
+    leftBehind({{"2024-05-14T22:00:00Z", ""}});
     engine().discardInterruptedSession();
-    EXPECT_EQ(world.finishedSessions().back().reportedTotalSeconds, 7199);
+    EXPECT_EQ(lastTotal(), 7199);
     EXPECT_EQ(world.message(), "Previous session was ended because it crossed midnight.");
-    const auto banner = engine().crossDayAutoCompletedProject();
-    ASSERT_TRUE(banner);
-    EXPECT_EQ(banner->name, "First");
-    engine().dismissCrossDayBanner();
-    EXPECT_FALSE(engine().crossDayAutoCompletedProject());
+    EXPECT_EQ(engine().crossDayAutoCompletedProject(), (SessionManager::ProjectReference{"p1", "First"}));
+    EXPECT_EQ(engine().selectedProjectId(), "p1");
     engine().discardInterruptedSession(); // nothing more to discard
     EXPECT_EQ(world.finishedSessions().size(), 2);
 }
 
 TEST_F(SessionRecovery, FinishesWhatIsStaleBeforeANewStart) {
-    const Session open = leftBehind({{"2024-05-15T08:00:00Z", nullptr}});
-    const Session closed = leftBehind({{"2024-05-15T07:00:00Z", "2024-05-15T07:30:00Z"}});
-    const Session empty = leftBehind({});
-    world.restart();
-    LogCapture log;
+    leftBehind({{"2024-05-15T07:00:00Z", "2024-05-15T07:30:00Z"}}, "2024-05-15T07:25:00Z"); // left idle
+    leftBehind({});
+    leftBehind({{"2024-05-15T08:00:00Z", ""}});
+    engine().applyServerTodayTotal({5100, "2024-05-15"}); // knows them all
     world.start();
-    EXPECT_EQ(log.count("Completed stale active session"), 3);
     EXPECT_FALSE(engine().interruptedSession()); // nothing that could be resumed a second time
-    qint64 total = 0;
-    for (const Session& session : world.finishedSessions())
-        total += session.reportedTotalSeconds.value();
-    EXPECT_EQ(total, 3600 + 1800 + 0);
     EXPECT_EQ(world.activeSessions().size(), 1);
     world.tick(5);
     EXPECT_EQ(world.bodies("sessions/heartbeat").size(), 3);
-    EXPECT_EQ(engine().todayTotalSeconds(), 3600 + 1800 + 5);
+    EXPECT_EQ(today(), 3600 + 1500 + 5);
 }
 
 TEST_F(SessionRecovery, SwapsThePendingSessionWithTheCompany) {
@@ -155,32 +217,18 @@ TEST_F(SessionRecovery, SwapsThePendingSessionWithTheCompany) {
     engine().recoverInterruptedSessionForCurrentDomain();
     EXPECT_FALSE(engine().interruptedSession());
     EXPECT_EQ(world.message(), "");
-    const Session theirs = leftBehind({{"2024-05-15T08:00:00Z", "2024-05-15T08:10:00Z"}});
-    engine().recoverInterruptedSessionForCurrentDomain();
-    EXPECT_EQ(engine().interruptedSession(), theirs);
     world.signIn();
     engine().recoverInterruptedSessionForCurrentDomain();
     EXPECT_EQ(engine().interruptedSession(), ours);
     EXPECT_EQ(world.message(), "Recovered interrupted session " + uuidText(ours.id) + ".");
-    DomainStorage(world.machine.preferences).setBaseURL(std::nullopt);
-    world.restart();
-    EXPECT_FALSE(engine().interruptedSession()); // nobody is signed in
 }
 
 TEST_F(SessionRecovery, AddsRecoveredHoursOnlyOnce) {
-    const Session left = leftBehind({{"2024-05-15T07:00:00Z", "2024-05-15T08:00:00Z"}});
-    world.restart();
-    engine().applyServerTodayTotal({3600, "2024-05-15"}); // the server knows that hour
-    EXPECT_EQ(engine().todayTotalSeconds(), 3600);
-    resume();
-    EXPECT_EQ(engine().todayTotalSeconds(), 3600);
+    leftBehind({{"2024-05-15T07:00:00Z", "2024-05-15T08:00:00Z"}});
+    engine().applyServerTodayTotal({3600, "2024-05-15"}); // knows that hour
+    engine().resumeInterruptedSession();
+    EXPECT_EQ(today(), 3600);
     world.tick(10);
-    EXPECT_EQ(engine().todayTotalSeconds(), 3610);
     engine().stopTracking();
-    EXPECT_EQ(engine().todayTotalSeconds(), 3610);
-
-    leftBehind({{"2024-05-15T08:00:00Z", "2024-05-15T08:30:00Z"}});
-    engine().applyServerTodayTotal({5410, "2024-05-15"});
-    world.start(); // finishes the stale one first
-    EXPECT_EQ(engine().todayTotalSeconds(), 5410);
+    EXPECT_EQ(today(), 3610);
 }
