@@ -1,169 +1,177 @@
-// The JSON forms of the token set, the configuration and the upload task.
+// The JSON forms of the stored records, and the arithmetic of a session.
 
 #include "AuthTokens.h"
 #include "Json.h"
 #include "RemoteConfig.h"
+#include "Session.h"
 #include "UploadTask.h"
 
 #include <cmath>
-#include <functional>
 #include <gtest/gtest.h>
+#include <limits>
+#include <random>
 
 namespace {
 
-/// Each key of `whole` in turn is taken away, set to null and given another type; `isReadable` tells what
-/// decodes.
-void expectStrictKeys(const QJsonObject& whole, const QStringList& optionalKeys,
-                      const std::function<bool(const QByteArray&)>& isReadable) {
-    EXPECT_TRUE(isReadable(Json::compact(whole)));
-    for (const QString& key : whole.keys()) {
-        QJsonObject missing = whole, null = whole, mistyped = whole;
-        missing.remove(key);
-        null[key] = QJsonValue::Null;
-        mistyped[key] = QJsonObject();
-        const bool isOptional = optionalKeys.contains(key);
-        EXPECT_EQ(isReadable(Json::compact(missing)), isOptional) << key.toStdString();
-        EXPECT_EQ(isReadable(Json::compact(null)), isOptional) << key.toStdString();
-        EXPECT_FALSE(isReadable(Json::compact(mistyped))) << key.toStdString();
-    }
-    for (const char* garbage : {"", "{", "[]", "{}", "null"}) {
-        EXPECT_FALSE(isReadable(garbage)) << garbage;
-    }
+/// One record's form.
+struct Form {
+    /// The record read and written again; empty when it cannot be read.
+    std::function<QByteArray(const QByteArray&)> rewritten;
+    QByteArray whole; ///< With every key, as it is written.
+    QStringList optionalKeys;
+};
+
+template <typename Record, typename Encoded>
+auto rewriter(std::optional<Record> (*decode)(const QByteArray&), Encoded (*encode)(const Record&)) {
+    return [=](const QByteArray& json) {
+        const auto record = decode(json);
+        return record ? std::optional<QByteArray>(encode(*record)).value() : QByteArray();
+    };
 }
 
-const AuthTokens tokens{"access",
-                        "refresh",
-                        Date::since2001(7.5e8 + 1.0 / 3),
-                        Date::since2001(8e8),
-                        "2024-10-08T00:00:00Z",
-                        "2026-05-09 00:00:00"};
-
-RemoteConfig fullConfig() {
-    return {"d-1",
-            {{"1", "One"}, {"2", ""}},
-            5,
-            10,
-            true,
-            20,
-            "stop",
-            "Ann",
-            "Acme",
-            "1.2",
-            "https://x.test/get",
-            "Asia/Ho_Chi_Minh",
-            3600,
-            "2024-05-01"};
-}
+const Form tokens{
+    rewriter(decodeAuthTokens, encodeAuthTokens),
+    R"({"accessToken":"access","expiresAt":750000000.3333334,"expiresAtRaw":"2024-10-08T00:00:00Z",)"
+    R"("refreshExpiresAt":800000000,"refreshExpiresAtRaw":"2026-05-09 00:00:00","refreshToken":"refresh"})",
+    {}};
+const Form config{
+    rewriter(decodeRemoteConfig, encodeRemoteConfig),
+    R"({"app_timezone":"Asia/Jakarta","client_download_url":"url","company_name":"Acme","device_id":"d-1",)"
+    R"("discard_idle_time":true,"idle_action":"stop","idle_minutes_threshold":-10,)"
+    R"("latest_client_version":"1.2","name":"Ann","projects":[{"project_id":"1","project_name":""}],)"
+    R"("screenshot_interval_minutes":5,"today_date":"2024-05-01","today_total_seconds":3600,)"
+    R"("upload_batch_size":20})",
+    {"app_timezone", "client_download_url", "company_name", "idle_action", "name", "today_date",
+     "latest_client_version", "today_total_seconds", "upload_batch_size"}};
+const Form task{
+    rewriter(decodeUploadTask, encodeUploadTask),
+    R"({"createdAt":0.1,"filePath":"/tmp/ä.jpg","id":"0A1B2C3D-0000-4000-8000-000000000001",)"
+    R"("jsonPayload":"AP97fQ==","priority":40,"retryCount":5,)"
+    R"("sessionId":"00000000-0000-0000-0000-000000000000","status":"inProgress","type":"activitySegment"})",
+    {"filePath", "jsonPayload"}};
+const Form session{
+    rewriter(decodeSession, encodeSession),
+    R"({"activityScore":41.5,"deviceId":"DEVICE","id":"0A1B2C3D-0000-4000-8000-000000000001",)"
+    R"("idleDiscardCutoffAt":-1.5,"intervals":[{"id":"0A1B2C3D-0000-4000-8000-000000000002",)"
+    R"("startedAt":700000000.25,"stoppedAt":700000060.5},{"id":"0A1B2C3D-0000-4000-8000-000000000003",)"
+    R"("startedAt":700000100}],"keyboardCount":9000000000,"mouseCount":12,"projectId":"",)"
+    R"("projectName":"Über \"alles\"","reportedTotalSeconds":0,"status":"completed"})",
+    {"idleDiscardCutoffAt", "reportedTotalSeconds"}};
+/// An interval, as the only one of a session.
+const Form interval{[](const QByteArray& json) {
+                        QJsonObject whole = *Json::object(session.whole);
+                        whole["intervals"] = QJsonArray{Json::object(json).value_or(QJsonObject())};
+                        const auto again = Json::object(session.rewritten(Json::compact(whole)));
+                        return again ? Json::compact((*again)["intervals"].toArray()[0].toObject())
+                                     : QByteArray();
+                    },
+                    R"({"id":"0A1B2C3D-0000-4000-8000-000000000001","startedAt":1,"stoppedAt":2})",
+                    {"stoppedAt"}};
 
 } // namespace
 
-TEST(AuthTokensFormat, holdsSixRequiredKeys) {
-    const QByteArray encoded = encodeAuthTokens(tokens);
-    EXPECT_EQ(decodeAuthTokens(encoded), tokens);
-    EXPECT_EQ(
-        encoded.toStdString(),
-        R"({"accessToken":"access","expiresAt":750000000.3333334,"expiresAtRaw":"2024-10-08T00:00:00Z",)"
-        R"("refreshExpiresAt":800000000,"refreshExpiresAtRaw":"2026-05-09 00:00:00","refreshToken":"refresh"})");
-    expectStrictKeys(*Json::object(encoded), {},
-                     [](const QByteArray& json) { return decodeAuthTokens(json).has_value(); });
-    AuthTokens endless = tokens;
-    endless.refreshExpiresAt = Date::since2001(INFINITY);
+TEST(Records, NeedEveryKeyAndItsType) {
+    for (const Form& form : {tokens, config, task, session, interval}) {
+        EXPECT_EQ(form.rewritten(form.whole).toStdString(), form.whole.toStdString());
+        const QJsonObject whole = *Json::object(form.whole);
+        for (const QString& key : whole.keys()) {
+            SCOPED_TRACE(key.toStdString());
+            QJsonObject missing = whole, null = whole, mistyped = whole;
+            missing.remove(key);
+            null[key] = QJsonValue::Null;
+            mistyped[key] = QJsonObject();
+            // What is absent is left out, and not written as null.
+            const QByteArray bare = form.optionalKeys.contains(key) ? Json::compact(missing) : QByteArray();
+            EXPECT_EQ(form.rewritten(Json::compact(missing)), bare);
+            EXPECT_EQ(form.rewritten(Json::compact(null)), bare);
+            EXPECT_EQ(form.rewritten(Json::compact(mistyped)), "");
+        }
+        for (const char* garbage : {"", "{", "[]", "{}", "null", "\xff\xfe"})
+            EXPECT_EQ(form.rewritten(garbage), "") << garbage;
+    }
+    EXPECT_TRUE(decodeConfigResponse("{\"data\":" + config.whole + "}"));
+    EXPECT_FALSE(decodeConfigResponse(config.whole)); // the reply's wrapper is required
+}
+
+TEST(Records, ReadWhatOthersMayHaveWritten) {
+    const struct {
+        const Form& form;
+        const char* key;
+        QJsonValue value;
+        bool isReadable;
+    } cases[] = {
+        {session, "status", "paused", true},
+        {session, "status", "Active", false},
+        {session, "reportedTotalSeconds", 12.5, false},
+        {session, "mouseCount", 1e30, false},
+        {session, "id", "0a1b2c3d-0000-4000-8000-000000000001", true},
+        {session, "id", "{0A1B2C3D-0000-4000-8000-000000000001}", false},
+        {session, "id", "0A1B2C3D-0000-4000-8000-00000000000", false},
+        {session, "intervals", QJsonArray{1}, false},
+        {session, "unknownKey", "ignored", true},
+        {task, "type", "Heartbeat", false},
+        {task, "status", "done", false},
+        {task, "jsonPayload", "%%", false},
+        {task, "priority", 3000000000.0, false},
+        {config, "projects", QJsonArray{1}, false},
+        {config, "projects", QJsonArray{QJsonObject{{"project_id", "1"}}}, false},
+    };
+    for (const auto& c : cases) {
+        QJsonObject json = *Json::object(c.form.whole);
+        json[QLatin1StringView(c.key)] = c.value;
+        EXPECT_EQ(c.form.rewritten(Json::compact(json)) != "", c.isReadable) << c.key << &c - cases;
+    }
+}
+
+TEST(Records, CarryNumbersBitForBitOrNotAtAll) {
+    std::mt19937_64 bits(20240501);
+    Session carried = *decodeSession(session.whole);
+    for (int round = 0; round < 5000; ++round) {
+        carried.intervals[0].startedAt = Date::since2001(std::uniform_real_distribution<>(6e8, 9e8)(bits));
+        carried.activityScore = std::bit_cast<double>(bits()); // denormals included
+        carried.mouseCount = static_cast<qint64>(bits());
+        const auto encoded = encodeSession(carried);
+        ASSERT_EQ(encoded.has_value(), std::isfinite(carried.activityScore));
+        ASSERT_TRUE(!encoded || decodeSession(*encoded) == carried) << carried.activityScore;
+    }
+    const Date never = Date::since2001(std::numeric_limits<double>::infinity());
+    Session start = *decodeSession(session.whole), stop = start, cutoff = start;
+    start.intervals[0].startedAt = never;
+    stop.intervals[0].stoppedAt = never;
+    cutoff.idleDiscardCutoffAt = never;
+    for (const Session& endless : {start, stop, cutoff})
+        EXPECT_FALSE(encodeSession(endless));
+    AuthTokens endless = *decodeAuthTokens(tokens.whole);
+    endless.refreshExpiresAt = never;
     EXPECT_TRUE(encodeAuthTokens(endless).isEmpty());
 }
 
-TEST(RemoteConfigFormat, readsWhatItWrites) {
-    const RemoteConfig config = fullConfig();
-    const QByteArray encoded = encodeRemoteConfig(config);
-    EXPECT_EQ(decodeRemoteConfig(encoded), config);
-    EXPECT_EQ(decodeConfigResponse("{\"data\":" + encoded + "}"), config);
-    EXPECT_EQ(
-        encoded.toStdString(),
-        R"({"app_timezone":"Asia/Ho_Chi_Minh","client_download_url":"https://x.test/get","company_name":"Acme",)"
-        R"("device_id":"d-1","discard_idle_time":true,"idle_action":"stop","idle_minutes_threshold":10,)"
-        R"("latest_client_version":"1.2","name":"Ann","projects":[{"project_id":"1","project_name":"One"},)"
-        R"({"project_id":"2","project_name":""}],"screenshot_interval_minutes":5,"today_date":"2024-05-01",)"
-        R"("today_total_seconds":3600,"upload_batch_size":20})");
-
-    RemoteConfig bare{"", {}, -1, 0, false, {}, {}, {}, {}, {}, {}, {}, {}, {}};
-    EXPECT_EQ(encodeRemoteConfig(bare).toStdString(),
-              R"({"device_id":"","discard_idle_time":false,"idle_minutes_threshold":0,"projects":[],)"
-              R"("screenshot_interval_minutes":-1})");
-    EXPECT_EQ(decodeRemoteConfig(encodeRemoteConfig(bare)), bare);
+TEST(Records, AreNamedByTheirCases) {
+    const char* types[] = {"metadata", "heartbeat", "screenshot", "activitySegment", "startSession"};
+    for (int i = 0; i < 5; ++i)
+        EXPECT_EQ(uploadTaskType(types[i]), UploadTaskType(i));
+    const char* statuses[] = {"pending", "inProgress", "failed", "completed"};
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(uploadTaskStatus(statuses[i]), UploadTaskStatus(i));
 }
 
-TEST(RemoteConfigFormat, isStrictAboutKeys) {
-    const QStringList optionalKeys{
-        "app_timezone", "client_download_url",   "company_name",        "idle_action",      "name",
-        "today_date",   "latest_client_version", "today_total_seconds", "upload_batch_size"};
-    expectStrictKeys(*Json::object(encodeRemoteConfig(fullConfig())), optionalKeys,
-                     [](const QByteArray& json) { return decodeRemoteConfig(json).has_value(); });
-    for (const char* projects :
-         {"[{}]", "[1]", R"([{"project_id":1,"project_name":"x"}])", R"([{"project_id":"1"}])"}) {
-        QJsonObject json = *Json::object(encodeRemoteConfig(fullConfig()));
-        json["projects"] = QJsonDocument::fromJson(projects).array();
-        EXPECT_FALSE(decodeRemoteConfig(Json::compact(json))) << projects;
-    }
-    for (const char* reply : {"{}", R"({"data":null})", R"({"data":[]})", R"({"data":{}})", "<html>"}) {
-        EXPECT_FALSE(decodeConfigResponse(reply)) << reply;
-    }
-    EXPECT_FALSE(decodeConfigResponse(encodeRemoteConfig(fullConfig()))) << "the reply's wrapper is required";
-}
-
-TEST(UploadTaskFormat, readsWhatItWrites) {
-    const QUuid id = QUuid::fromString(QString("0a1b2c3d-0000-4000-8000-000000000001"));
-    const UploadTask full{id,
-                          QUuid(),
-                          UploadTaskType::activitySegment,
-                          "/tmp/ä.jpg",
-                          QByteArray("\x00\xff{}", 4),
-                          5,
-                          Date::since2001(0.1),
-                          UploadTaskStatus::inProgress,
-                          40};
-    EXPECT_EQ(
-        encodeUploadTask(full).toStdString(),
-        R"({"createdAt":0.1,"filePath":"/tmp/ä.jpg","id":"0A1B2C3D-0000-4000-8000-000000000001",)"
-        R"("jsonPayload":"AP97fQ==","priority":40,"retryCount":5,)"
-        R"("sessionId":"00000000-0000-0000-0000-000000000000","status":"inProgress","type":"activitySegment"})");
-    EXPECT_EQ(decodeUploadTask(encodeUploadTask(full)), full);
-
-    UploadTask bare = full;
-    bare.filePath.reset();
-    bare.jsonPayload.reset();
-    EXPECT_EQ(decodeUploadTask(encodeUploadTask(bare)), bare);
-
-    expectStrictKeys(*Json::object(encodeUploadTask(full)), {"filePath", "jsonPayload"},
-                     [](const QByteArray& json) { return decodeUploadTask(json).has_value(); });
-    const struct {
-        const char* key;
-        QJsonValue value;
-    } unreadable[] = {{"type", "Heartbeat"}, {"status", "done"},         {"jsonPayload", "%%"},
-                      {"retryCount", 0.5},   {"priority", 3000000000.0}, {"id", "no uuid"}};
-    for (const auto& c : unreadable) {
-        QJsonObject json = *Json::object(encodeUploadTask(full));
-        json[QLatin1StringView(c.key)] = c.value;
-        EXPECT_FALSE(decodeUploadTask(Json::compact(json))) << c.key;
-    }
-}
-
-TEST(UploadTaskNames, areStoredByCaseName) {
-    const std::pair<UploadTaskType, const char*> types[] = {
-        {UploadTaskType::metadata, "metadata"},
-        {UploadTaskType::heartbeat, "heartbeat"},
-        {UploadTaskType::screenshot, "screenshot"},
-        {UploadTaskType::activitySegment, "activitySegment"},
-        {UploadTaskType::startSession, "startSession"}};
-    for (const auto& [type, name] : types) {
-        EXPECT_EQ(rawName(type), QLatin1StringView(name));
-        EXPECT_EQ(uploadTaskType(name), type);
-    }
-    const std::pair<UploadTaskStatus, const char*> statuses[] = {{UploadTaskStatus::pending, "pending"},
-                                                                 {UploadTaskStatus::inProgress, "inProgress"},
-                                                                 {UploadTaskStatus::failed, "failed"},
-                                                                 {UploadTaskStatus::completed, "completed"}};
-    for (const auto& [status, name] : statuses) {
-        EXPECT_EQ(rawName(status), QLatin1StringView(name));
-        EXPECT_EQ(uploadTaskStatus(name), status);
-    }
-    EXPECT_FALSE(uploadTaskType("") || uploadTaskType("Metadata") || uploadTaskStatus("in progress"));
+TEST(SessionTotals, CountIntervalsAndFrozenTotals) {
+    Session counted;
+    const auto total = [&](const std::vector<std::pair<double, std::optional<double>>>& spans) {
+        counted.intervals.clear();
+        for (const auto& [from, to] : spans) {
+            counted.intervals.push_back({QUuid(), Date::since2001(from), std::nullopt});
+            if (to)
+                counted.intervals.back().stoppedAt = Date::since2001(*to);
+        }
+        return counted.totalSeconds(Date::since2001(1000));
+    };
+    EXPECT_EQ(total({}), 0);
+    EXPECT_EQ(total({{500, 400}, {600, 610}}), 10); // a clock set back costs its own interval only
+    EXPECT_EQ(total({{2000, {}}}), 0);
+    EXPECT_EQ(total({{100, 150.5}, {900, {}}}), 150.5);
+    EXPECT_EQ(counted.totalSecondsForReporting(Date::since2001(1001)), 151.5);
+    counted.reportedTotalSeconds = 0; // a total like any other
+    EXPECT_EQ(counted.totalSecondsForReporting(Date::since2001(1001)), 0);
+    EXPECT_EQ(counted.totalSeconds(Date::since2001(1001)), 151.5);
 }
