@@ -10,7 +10,6 @@ QStringList querySQLite(const QString& file, const QByteArray& sql) {
     QStringList rows;
     sqlite3* db = nullptr;
     EXPECT_EQ(sqlite3_open(QFile::encodeName(file).constData(), &db), SQLITE_OK);
-    char* message = nullptr;
     const auto addRow = [](void* found, int count, char** values, char**) {
         QStringList columns;
         for (int i = 0; i < count; ++i)
@@ -18,9 +17,8 @@ QStringList querySQLite(const QString& file, const QByteArray& sql) {
         static_cast<QStringList*>(found)->append(columns.join('|'));
         return 0;
     };
-    EXPECT_EQ(sqlite3_exec(db, sql.constData(), addRow, &rows, &message), SQLITE_OK)
-        << message << sql.constData();
-    sqlite3_free(message);
+    EXPECT_EQ(sqlite3_exec(db, sql.constData(), addRow, &rows, nullptr), SQLITE_OK)
+        << sqlite3_errmsg(db) << sql.constData();
     sqlite3_close(db);
     return rows;
 }

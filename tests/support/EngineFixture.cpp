@@ -1,8 +1,6 @@
 #include "EngineFixture.h"
 
-#include "DatabaseProbe.h"
 #include "Json.h"
-#include "TrackingHeartbeat.h"
 
 #include <QJsonArray>
 
@@ -44,14 +42,10 @@ void EngineFixture::signIn(const QString& url) {
     KeychainService(machine.secrets).saveAuthTokens({"access", "refresh", {}, {}, {}, {}});
 }
 
-void EngineFixture::applyConfig() {
-    core->apply(config);
-}
-
 void EngineFixture::start(const QString& projectId, const QString& projectName) {
     machine.input.happen(InputEventType::mouseMoved); // on the way to the button
-    engine().startTracking(projectId.isEmpty() ? std::nullopt
-                                               : std::optional(RemoteProject{projectId, projectName}));
+    const RemoteProject project{projectId, projectName};
+    engine().startTracking(projectId.isEmpty() ? std::nullopt : std::optional(project));
     machine.timeline.settle();
 }
 
@@ -61,10 +55,6 @@ void EngineFixture::typeFor(int seconds) {
         machine.input.happen(InputEventType::keyDown);
         tick(0.5);
     }
-}
-
-void EngineFixture::jumpTo(const char* text) {
-    machine.timeline.jumpWallClock(at(text) - machine.timeline.date());
 }
 
 void EngineFixture::sleepMachine(Seconds span) {
@@ -83,29 +73,21 @@ SimulatedURLSession::Reply EngineFixture::answer(const URLRequest& request) cons
             R"({"data":{"access_token":"access","refresh_token":"refresh","expires_at":"2099-01-01T00:00:00Z"}})");
     if (path.endsWith("employees/config"))
         return SimulatedURLSession::answer(status, "{\"data\":" + encodeRemoteConfig(config) + "}");
-    QJsonObject data{{"ok", true}};
+    QJsonArray accepted; // every segment of a batch
+    const auto batch = Json::object(request.body).value_or(QJsonObject())["segments"].toArray();
+    while (accepted.size() < batch.size())
+        accepted.append(accepted.size());
+    QJsonObject data{{"ok", true}, {"accepted", accepted}};
     if (todayTotal) {
         data.insert("today_total_seconds", todayTotal->totalSeconds);
         data.insert("today_date", todayTotal->date);
     }
-    if (path.endsWith("segments/batch")) {
-        QJsonArray accepted;
-        const auto rows = Json::array(Json::object(request.body).value_or(QJsonObject()), "segments");
-        for (int i = 0; rows && i < rows->size(); ++i)
-            accepted.append(i);
-        data.insert("accepted", accepted);
-    }
     return SimulatedURLSession::answer(status, Json::compact({{"success", true}, {"data", data}}));
-}
-
-QStringList EngineFixture::sql(const QByteArray& text) const {
-    return querySQLite(directory.filePath("Velmora TimeTracker/timetracker.sqlite"), text);
 }
 
 std::vector<Session> EngineFixture::storedSessions(const char* table) const {
     std::vector<Session> sessions;
-    const QStringList rows = sql(QByteArray("SELECT payload FROM ") + table + " ORDER BY rowid");
-    for (const QString& payload : rows)
+    for (const QString& payload : sql(QByteArray("SELECT payload FROM ") + table + " ORDER BY rowid"))
         sessions.push_back(decodeSession(payload.toUtf8()).value());
     return sessions;
 }
@@ -116,8 +98,4 @@ std::vector<QJsonObject> EngineFixture::bodies(const QString& endpoint) const {
         if (request.url.path().endsWith(endpoint))
             found.push_back(Json::object(request.body).value_or(QJsonObject()));
     return found;
-}
-
-std::optional<Date> EngineFixture::mark(const QUuid& session) const {
-    return TrackingHeartbeat::load(session, machine.preferences);
 }

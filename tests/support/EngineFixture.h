@@ -1,8 +1,10 @@
 #pragma once
 
+#include "DatabaseProbe.h"
 #include "ISO8601.h"
 #include "SimulatedPlatform.h"
 #include "TimeTrackerCore.h"
+#include "TrackingHeartbeat.h"
 
 #include <QJsonObject>
 #include <QTemporaryDir>
@@ -41,22 +43,26 @@ public:
 
     void signIn(const QString& url = QString::fromLatin1(companyURL));
     /// The engine gets `config` as from the server.
-    void applyConfig();
+    void applyConfig() { core->apply(config); }
 
     void start(const QString& projectId = {}, const QString& projectName = {});
     void tick(Seconds span) { machine.timeline.advance(span); }
     /// One key a second.
     void typeFor(int seconds);
-    void jumpTo(const char* text);
+    void jumpTo(const char* text) { machine.timeline.jumpWallClock(at(text) - machine.timeline.date()); }
     /// With both notices; nothing runs in between.
     void sleepMachine(Seconds span);
 
     // What is on disk and what the backend saw.
     std::vector<Session> finishedSessions() const { return storedSessions("session_history"); }
     std::vector<Session> activeSessions() const { return storedSessions("sessions"); }
-    QStringList sql(const QByteArray& text) const;
+    QStringList sql(const QByteArray& text) const {
+        return querySQLite(directory.filePath("Velmora TimeTracker/timetracker.sqlite"), text);
+    }
     std::vector<QJsonObject> bodies(const QString& endpoint) const;
-    std::optional<Date> mark(const QUuid& session) const;
+    std::optional<Date> mark(const QUuid& session) const {
+        return TrackingHeartbeat::load(session, machine.preferences);
+    }
 
 private:
     SimulatedURLSession::Reply answer(const URLRequest& request) const;

@@ -4,90 +4,67 @@
 #include <mutex>
 #include <thread>
 
-namespace {
+struct ScriptedServer::Running {
+    Script script;
+    httplib::Server server;
+    int port = server.bind_to_any_port("127.0.0.1");
+    std::thread thread;
+    std::mutex mutex; ///< Guards the next member, and lets the script answer one request at a time.
+    std::vector<URLRequest> requests;
 
-QByteArray bytes(const std::string& text) {
-    return QByteArray::fromStdString(text);
-}
-
-/// Sends `body` as if `length` bytes were to come, and closes the connection after it.
-void breakOff(httplib::Response& response, std::size_t length, const std::string& body) {
-    response.set_content_provider(
-        length, "application/json", [body](std::size_t offset, std::size_t, httplib::DataSink& sink) {
-            return offset == 0 && !body.empty() && sink.write(body.data(), body.size());
-        });
-}
-
-} // namespace
-
-class ScriptedServer::Running {
-public:
-    explicit Running(Script script)
-        : script_(std::move(script)) {
-        server_.set_keep_alive_max_count(1);
-        const auto handler = [this](const httplib::Request& request, httplib::Response& response) {
-            answer(request, response);
-        };
-        server_.Get(".*", handler).Post(".*", handler);
-        port_ = server_.bind_to_any_port("127.0.0.1");
-        thread_ = std::thread([this] { server_.listen_after_bind(); });
-        while (!server_.is_running())
-            std::this_thread::yield();
-    }
-    ~Running() {
-        server_.stop();
-        thread_.join();
-    }
-
-    QUrl root() const { return QUrl(QStringLiteral("http://127.0.0.1:%1/api/v1/").arg(port_)); }
-    std::vector<URLRequest> requests() const {
-        const std::lock_guard guard(mutex_);
-        return requests_;
-    }
-
-private:
-    void answer(const httplib::Request& request, httplib::Response& response) {
-        const std::lock_guard guard(mutex_);
-        requests_.push_back(received(request));
-        const URLResponse scripted = script_(requests_.back());
-        response.status = scripted.statusCode.value_or(200);
-        std::size_t length = scripted.statusCode ? static_cast<std::size_t>(scripted.body.size()) : 1;
-        for (const auto& [name, value] : scripted.headers) {
-            if (name == "Content-Length")
-                length = value.toULongLong();
-            else
-                response.set_header(name.toStdString(), value.toStdString());
-        }
-        if (length > static_cast<std::size_t>(scripted.body.size()))
-            breakOff(response, length, scripted.body.toStdString());
-        else
-            response.set_content(scripted.body.toStdString(), "application/json");
-    }
-
-    URLRequest received(const httplib::Request& request) const {
-        URLRequest result;
-        result.url = root().resolved(QUrl(QString::fromStdString(request.target)));
-        result.method = bytes(request.method);
-        result.body = bytes(request.body);
-        for (const auto& [name, value] : request.headers)
-            result.headers.emplace_back(bytes(name), bytes(value));
-        return result;
-    }
-
-    mutable std::mutex mutex_;
-    const Script script_;
-    std::vector<URLRequest> requests_;
-    httplib::Server server_;
-    int port_ = 0;
-    std::thread thread_;
+    void answer(const httplib::Request& request, httplib::Response& response);
 };
 
 ScriptedServer::ScriptedServer(Script script)
-    : running_(std::make_unique<Running>(std::move(script))) {}
-ScriptedServer::~ScriptedServer() = default;
-QUrl ScriptedServer::root() const {
-    return running_->root();
+    : running_(std::make_unique<Running>()) {
+    running_->script = std::move(script);
+    httplib::Server& server = running_->server;
+    server.set_keep_alive_max_count(1);
+    const auto handler = [this](const auto& request, auto& response) { running_->answer(request, response); };
+    server.Get(".*", handler).Post(".*", handler);
+    running_->thread = std::thread([&server] { server.listen_after_bind(); });
+    while (!server.is_running())
+        std::this_thread::yield();
 }
+
+ScriptedServer::~ScriptedServer() {
+    running_->server.stop();
+    running_->thread.join();
+}
+
+QUrl ScriptedServer::root() const {
+    return QUrl(QStringLiteral("http://127.0.0.1:%1/api/v1/").arg(running_->port));
+}
+
 std::vector<URLRequest> ScriptedServer::requests() const {
-    return running_->requests();
+    const std::lock_guard guard(running_->mutex);
+    return running_->requests;
+}
+
+void ScriptedServer::Running::answer(const httplib::Request& request, httplib::Response& response) {
+    const std::lock_guard guard(mutex);
+    URLRequest& received = requests.emplace_back();
+    received.url =
+        QUrl(QString("http://127.0.0.1:%1%2").arg(port).arg(QString::fromStdString(request.target)));
+    received.method = QByteArray::fromStdString(request.method);
+    received.body = QByteArray::fromStdString(request.body);
+    for (const auto& [name, value] : request.headers)
+        received.headers.emplace_back(QByteArray::fromStdString(name), QByteArray::fromStdString(value));
+
+    const URLResponse scripted = script(received);
+    const std::string body = scripted.body.toStdString();
+    response.status = scripted.statusCode.value_or(200);
+    std::size_t length = scripted.statusCode ? body.size() : body.size() + 1;
+    for (const auto& [name, value] : scripted.headers) {
+        if (name == "Content-Length")
+            length = value.toULongLong();
+        else
+            response.set_header(name.toStdString(), value.toStdString());
+    }
+    if (length <= body.size())
+        return response.set_content(body, "application/json");
+    // As if more were to come.
+    response.set_content_provider(length, "application/json", [body](auto offset, auto, auto& sink) {
+        return offset == 0 && !body.empty() && sink.write(body.data(), body.size());
+    });
 }

@@ -24,6 +24,6 @@ public:
     std::vector<URLRequest> requests() const;
 
 private:
-    class Running;
+    struct Running;
     std::unique_ptr<Running> running_;
 };
