@@ -4,7 +4,13 @@
 
 #include <functional>
 #include <memory>
+#include <mutex>
+#include <thread>
 #include <vector>
+
+namespace httplib {
+class Server;
+}
 
 /// A real HTTP server on a free port of the loopback interface, whose answers are a function of the test. It
 /// runs on threads of its own from construction to destruction.
@@ -15,15 +21,17 @@ public:
     /// body ends.
     using Script = std::function<URLResponse(const URLRequest&)>;
 
-    explicit ScriptedServer(Script script);
+    explicit ScriptedServer(const Script& script);
     ~ScriptedServer();
 
-    /// "http://127.0.0.1:<port>/api/v1/"
-    QUrl root() const;
+    QUrl root() const { return QUrl(QString("http://127.0.0.1:%1/api/v1/").arg(port_)); }
     /// What came so far, in order of arrival.
     std::vector<URLRequest> requests() const;
 
 private:
-    struct Running;
-    std::unique_ptr<Running> running_;
+    const std::shared_ptr<httplib::Server> server_;
+    const int port_;
+    mutable std::mutex mutex_; ///< Guards the next member, and lets the script answer one call at a time.
+    std::vector<URLRequest> requests_;
+    std::thread thread_;
 };

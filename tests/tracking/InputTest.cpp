@@ -48,9 +48,9 @@ TEST_F(Input, CountsByTheEventType) {
         EXPECT_EQ(tracker.snapshot(1), (ActivitySnapshot{c.mouse, c.keyboard, 0}));
         EXPECT_EQ(tracker.latestInputAt(), counts ? std::optional(clock.now()) : std::nullopt);
         for (const bool isFirst : {true, false}) { // taken away by the first look
-            const auto delta = tracker.getAndResetMouseKeyboardDeltaThisSecond();
-            EXPECT_EQ(delta.mouse, isFirst ? c.mouse : 0);
-            EXPECT_EQ(delta.keyboard, isFirst ? c.keyboard : 0);
+            const auto [mouse, keyboard] = tracker.getAndResetMouseKeyboardDeltaThisSecond();
+            EXPECT_EQ(std::pair(mouse, keyboard),
+                      isFirst ? std::pair(c.mouse, c.keyboard) : std::pair(0ll, 0ll));
             EXPECT_EQ(tracker.consumeHadInputThisSecond(), counts && isFirst);
         }
     }

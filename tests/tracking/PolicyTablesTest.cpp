@@ -27,7 +27,6 @@ TEST(SessionArithmetic, ClampsEveryIntervalToTheStop) {
     const struct {
         Spans spans, expected;
     } cases[] = {
-        {{}, {}},
         {{{10, 20}, {30, open}}, {{10, 20}, {30, 100}}},
         {{{10, 20}, {101, open}, {110, 120}}, {{10, 20}}},
         {{{100, open}}, {{100, 100}}},             // touches the stop: kept, empty
