@@ -1,7 +1,6 @@
 #pragma once
 
 #include "EngineFixture.h"
-
 #include <gtest/gtest.h>
 
 /// The engine of a signed-in employee, and the verbs that its tests are told in.
@@ -10,21 +9,13 @@ struct EngineTest : testing::Test {
         : world(start) {}
 
     EngineFixture world;
-
     SessionManager& engine() { return world.engine(); }
     static Date at(const char* text) { return EngineFixture::at(text); }
     Date now() const { return world.machine.clock.now(); }
-
     void touch() { world.machine.input.happen(InputEventType::mouseMoved); }
     void resume() {
         touch(); // on the way to the button
         engine().resumeTracking();
-    }
-    /// The process dies and comes back, and the person goes on with what was left.
-    void restartAndResume() {
-        world.restart();
-        touch();
-        engine().resumeInterruptedSession();
     }
 
     Session lastFinished() const { return world.finishedSessions().back(); }

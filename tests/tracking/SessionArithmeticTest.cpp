@@ -1,9 +1,8 @@
-// The decisions that need no engine.
+// What a crash beyond midnight leaves of a session.
 
 #include "SessionArithmetic.h"
 
 #include <gtest/gtest.h>
-#include <limits>
 
 namespace {
 
@@ -38,15 +37,4 @@ TEST(SessionArithmetic, ClampsEveryIntervalToTheStop) {
         SessionArithmetic::clampSessionIntervalsToStopAt(session, Date::since2001(100));
         EXPECT_EQ(session, sessionOf(c.expected)) << &c - cases;
     }
-}
-
-TEST(SessionArithmetic, FreezesATotalWhateverTheClockDid) {
-    const auto frozen = [](const Spans& spans, double asOf) {
-        Session session = sessionOf(spans);
-        SessionArithmetic::finish(session, Date::since2001(asOf));
-        return session.reportedTotalSeconds;
-    };
-    EXPECT_EQ(frozen({{0, 10.7}, {50, 20}, {60, open}}, 65.9), 16);
-    EXPECT_EQ(frozen({{0, open}}, 1e300), 1'000'000'000'000'000);
-    EXPECT_EQ(frozen({{0, open}}, std::numeric_limits<double>::quiet_NaN()), 0);
 }
