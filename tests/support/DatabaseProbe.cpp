@@ -1,8 +1,5 @@
 #include "DatabaseProbe.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
@@ -21,9 +18,4 @@ QStringList querySQLite(const QString& file, const QByteArray& sql) {
         << sqlite3_errmsg(db) << sql.constData();
     sqlite3_close(db);
     return rows;
-}
-
-QString fastTemporaryFolder() {
-    const QString inMemory = "/dev/shm";
-    return (QFileInfo(inMemory).isWritable() ? inMemory : QDir::tempPath()) + "/velmora-XXXXXX";
 }

@@ -1,8 +1,7 @@
 #pragma once
 
-#include <QByteArray>
-#include <QString>
-#include <QStringList>
+#include <QDir>
+#include <QFileInfo>
 
 /// Runs SQL on a database file over a connection of its own and gives the rows, columns joined with "|"; NULL
 /// is shown as "NULL".
@@ -10,4 +9,6 @@ QStringList querySQLite(const QString& file, const QByteArray& sql);
 
 /// A template for a temporary folder; in memory where the machine has such a place, so that a database's
 /// syncs cost nothing.
-QString fastTemporaryFolder();
+inline QString fastTemporaryFolder() {
+    return (QFileInfo("/dev/shm").isWritable() ? "/dev/shm" : QDir::tempPath()) + "/velmora-XXXXXX";
+}

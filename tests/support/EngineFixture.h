@@ -6,11 +6,7 @@
 #include "TimeTrackerCore.h"
 #include "TrackingHeartbeat.h"
 
-#include <QJsonObject>
 #include <QTemporaryDir>
-#include <memory>
-#include <optional>
-#include <vector>
 
 /// The program below the screens on a simulated machine with real files: an employee of a company is signed
 /// in, and a backend answers every request with what `config` and `todayTotal` say. Requests are recorded in
@@ -39,7 +35,7 @@ public:
     void launch();
     /// The process dies: nothing that it had under way goes on.
     void die();
-    void restart();
+    void restart() { die(), launch(); }
 
     void signIn(const QString& url = QString::fromLatin1(companyURL));
     /// The engine gets `config` as from the server.

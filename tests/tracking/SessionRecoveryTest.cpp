@@ -40,8 +40,7 @@ TEST_F(SessionRecovery, CutsARunningSessionInTwoAtMidnight) {
     world.tick(0.3); // ticks fall beside the boundary
     resume();
     engine().applyServerTodayTotal({9000, "2024-05-16"}); // ahead of this clock
-    world.tick(100);
-    world.typeFor(450);
+    world.typeFor(350), world.tick(100), world.typeFor(100);
     const Session old = lastFinished();
     EXPECT_EQ(old.intervals.back().stoppedAt, at("2024-05-16T00:00:00Z") - 0.001);
     EXPECT_EQ(old.reportedTotalSeconds, 599);
