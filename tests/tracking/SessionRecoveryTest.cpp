@@ -194,12 +194,12 @@ TEST_F(SessionRecovery, SwapsThePendingSessionWithTheCompany) {
     EXPECT_EQ(engine().interruptedSession(), ours);
 }
 
-TEST_F(SessionRecovery, AddsRecoveredHoursOnlyOnce) {
-    leftBehind({{"2024-05-15T07:00:00Z", "2024-05-15T08:00:00Z"}});
-    engine().applyServerTodayTotal({3600, "2024-05-15"}); // knows that hour
+TEST_F(SessionRecovery, AddsRecoveredHoursOnlyOnceAndWithoutTheIdleTime) {
+    leftBehind({{"2024-05-15T07:00:00Z", "2024-05-15T08:00:00Z"}}, "2024-05-15T07:50:00Z");
+    engine().applyServerTodayTotal({3000, "2024-05-15"}); // knows those minutes
     engine().resumeInterruptedSession();
-    EXPECT_EQ(today(), 3600);
     world.tick(10);
     engine().stopTracking();
-    EXPECT_EQ(today(), 3610);
+    EXPECT_EQ(lastTotal(), 3010);
+    EXPECT_EQ(today(), 3010);
 }
