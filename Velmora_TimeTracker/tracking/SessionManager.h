@@ -31,8 +31,8 @@ class UploadService;
 ///
 /// - Stopped: nothing runs.
 /// - Running: an open interval; ticker, activity tracker, idle detector and capture are on.
-/// - Paused by the user, by idleness (`isIdle`) or by the machine's sleep: the last interval is closed; tracker
-///   and capture are off; the idle detector stays on, and but for a sleep the ticker.
+/// - Paused by the user, by idleness (`isIdle`) or by the machine's sleep: the last interval is closed;
+///   tracker and capture are off; the idle detector stays on, and but for a sleep the ticker.
 ///
 /// The implementation lies in five files: SessionManager.cpp (operations and ticker), SessionCapture.cpp,
 /// SessionIdle.cpp, SessionRecovery.cpp (midnight, crash, sleep, termination) and SessionToday.cpp.
