@@ -129,6 +129,11 @@ void World::calmDown() {
         observe();
         isCommanding_ = false;
         pass(1500);
+        // A row under way while the company changed keeps its mark until the next launch.
+        core_.reset();
+        platform_.processDied();
+        startProcess();
+        pass(1500);
         changeCompany();
         pass(1500);
     }
