@@ -59,7 +59,7 @@ uint32_t desktopColour(int x, int y) {
 
 bool takeOurPicture(X11DisplaySource& source, const QString& path) {
     const auto displays = source.displays();
-    const auto* list = std::get_if<std::vector<Display>>(&displays);
+    const auto* list = std::get_if<std::vector<DisplayDescription>>(&displays);
     if (!list || list->size() != 1)
         return false;
     const auto result = source.picture(list->front(), outSize, 0.6);

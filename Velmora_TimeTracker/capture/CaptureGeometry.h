@@ -15,9 +15,9 @@ inline constexpr int maxDimension = 1920;
 QSize cappedPixelSize(int width, int height, int maxDimension);
 
 /// Native pixels of a display: each side times `pixelScale`, rounded up.
-QSize nativePixelSize(const Display& display, double pixelScale);
+QSize nativePixelSize(const DisplayDescription& display, double pixelScale);
 
 /// Pixels of one point as the mode of a display tells them, believed from 1 to 3; otherwise 1.
-double pixelScale(const Display& display);
+double pixelScale(const DisplayDescription& display);
 
 } // namespace CaptureGeometry

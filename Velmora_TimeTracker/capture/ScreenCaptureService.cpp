@@ -39,7 +39,7 @@ CaptureOutcome encodingFailed(int index) {
     return CaptureOutcome::localFailure;
 }
 
-Taken singlePicture(DisplaySource& displays, const Display& display, int index, QSize size) {
+Taken singlePicture(DisplaySource& displays, const DisplayDescription& display, int index, QSize size) {
     PictureResult result = displays.picture(display, size, jpegQuality);
     if (const auto* error = std::get_if<DisplayError>(&result))
         return sourceFailed(*error);
@@ -49,7 +49,7 @@ Taken singlePicture(DisplaySource& displays, const Display& display, int index, 
 }
 
 /// The first complete frame of a stream that is torn down after it.
-Task<Taken> streamedPicture(DisplaySource& displays, Display display, int index, QSize size) {
+Task<Taken> streamedPicture(DisplaySource& displays, DisplayDescription display, int index, QSize size) {
     const auto collector = std::make_shared<SingleFrameCollector>();
     const auto stream = displays.makeStream(display, size);
     const auto error =
@@ -94,7 +94,7 @@ struct ScreenCaptureService::Cycle {
     static Task<> run(Cycle cycle);
 
     Task<CaptureOutcome> captureAllDisplays(QString timestampToken) const;
-    Task<Taken> take(Display display, int index) const;
+    Task<Taken> take(DisplayDescription display, int index) const;
     std::optional<CaptureOutcome> save(const Picture& picture, int index,
                                        const QString& timestampToken) const;
     QString timestampToken() const;
@@ -118,13 +118,13 @@ Task<CaptureOutcome> ScreenCaptureService::Cycle::captureAllDisplays(QString tim
     const auto listed = on.displays.displays();
     if (const auto* error = std::get_if<DisplayError>(&listed))
         co_return sourceFailed(*error);
-    const auto& displays = std::get<std::vector<Display>>(listed);
+    const auto& displays = std::get<std::vector<DisplayDescription>>(listed);
     if (displays.empty()) {
         qCCritical(Log::capture, "ScreenCaptureKit: no displays in shareable content");
         co_return CaptureOutcome::localFailure;
     }
     int index = 0;
-    for (const Display& display : displays) {
+    for (const DisplayDescription& display : displays) {
         const Taken taken = co_await take(display, index);
         if (service.expired())
             co_return CaptureOutcome::localFailure;
@@ -139,7 +139,7 @@ Task<CaptureOutcome> ScreenCaptureService::Cycle::captureAllDisplays(QString tim
     co_return CaptureOutcome::captured;
 }
 
-Task<Taken> ScreenCaptureService::Cycle::take(Display display, int index) const {
+Task<Taken> ScreenCaptureService::Cycle::take(DisplayDescription display, int index) const {
     // A streaming display tells how dense it is by its mode, and not every mode is to be believed.
     const bool streams = on.displays.deliversStreams();
     const double scale = streams ? CaptureGeometry::pixelScale(display) : display.pixelsPerPoint;

@@ -12,12 +12,12 @@
 #include <vector>
 
 /// One connected display. The order of a list of displays is stable while the arrangement is.
-struct Display {
+struct DisplayDescription {
     quint32 id = 0;
     QSize size;                ///< In points.
     double pixelsPerPoint = 1; ///< Native pixels of one point.
 
-    friend bool operator==(const Display&, const Display&) = default;
+    friend bool operator==(const DisplayDescription&, const DisplayDescription&) = default;
 };
 
 /// An error raised by the picture source itself; counts as a lost permission.
@@ -66,14 +66,14 @@ class DisplaySource {
 public:
     virtual ~DisplaySource() = default;
 
-    virtual std::variant<std::vector<Display>, DisplayError> displays() = 0;
+    virtual std::variant<std::vector<DisplayDescription>, DisplayError> displays() = 0;
 
     /// One picture of a display without the cursor, scaled to `pixelSize`, as JPEG of `quality` (0 to 1). It is scaled
     /// and encoded while it streams through memory; the whole frame is never held uncompressed.
-    virtual PictureResult picture(const Display& display, QSize pixelSize, double quality) = 0;
+    virtual PictureResult picture(const DisplayDescription& display, QSize pixelSize, double quality) = 0;
 
     /// True when pictures come from a stream (`makeStream`, `encode`) and not from `picture`.
     virtual bool deliversStreams() const { return false; }
-    virtual std::unique_ptr<DisplayStream> makeStream(const Display&, QSize) { return nullptr; }
+    virtual std::unique_ptr<DisplayStream> makeStream(const DisplayDescription&, QSize) { return nullptr; }
     virtual std::optional<QByteArray> encode(const RawImage&, double /*quality*/) { return std::nullopt; }
 };

@@ -29,7 +29,7 @@ struct Displays : SimulatedDisplays {
         Executor& frames;
         std::unique_ptr<Executor::Timer> next;
     };
-    std::unique_ptr<DisplayStream> makeStream(const Display& display, QSize size) override {
+    std::unique_ptr<DisplayStream> makeStream(const DisplayDescription& display, QSize size) override {
         asked = size;
         return frames ? std::make_unique<SlowStream>(*frames) : SimulatedDisplays::makeStream(display, size);
     }

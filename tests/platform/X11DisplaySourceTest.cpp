@@ -19,10 +19,10 @@ uint32_t colourAt(int x, int y) {
            ((x / 50 + y / 50) % 2 ? 200 : 40);
 }
 
-std::vector<Display> displaysOf(X11DisplaySource& source) {
+std::vector<DisplayDescription> displaysOf(X11DisplaySource& source) {
     const auto found = source.displays();
-    const auto* list = std::get_if<std::vector<Display>>(&found);
-    return list ? *list : std::vector<Display>();
+    const auto* list = std::get_if<std::vector<DisplayDescription>>(&found);
+    return list ? *list : std::vector<DisplayDescription>();
 }
 
 /// How far the picture of `area` is at most from the colours painted, in the middle of the squares.
@@ -96,7 +96,7 @@ TEST(X11DisplaySource, SkipsAMonitorThatChangedOrWentAndGoesOn) {
         ChildProcess({QStringLiteral("xrandr"), QStringLiteral("--delmonitor"), QStringLiteral("right")})
             .wait());
     EXPECT_TRUE(std::holds_alternative<EncodingFailed>(source.picture(before[1], {400, 600}, 0.6)));
-    Display resized = before[0];
+    DisplayDescription resized = before[0];
     resized.size = QSize(300, 300);
     EXPECT_TRUE(std::holds_alternative<EncodingFailed>(source.picture(resized, {300, 300}, 0.6)));
     EXPECT_TRUE(std::holds_alternative<Picture>(source.picture(before[0], {400, 600}, 0.6)));
@@ -105,7 +105,7 @@ TEST(X11DisplaySource, SkipsAMonitorThatChangedOrWentAndGoesOn) {
 TEST(X11DisplaySource, ReportsALostServerAndFindsTheNextOne) {
     auto server = std::make_unique<XvfbServer>();
     X11DisplaySource source;
-    Display display;
+    DisplayDescription display;
     {
         const SessionEnvironment environment(server->display());
         ASSERT_EQ(displaysOf(source).size(), 1U);

@@ -31,17 +31,17 @@ std::variant<std::vector<X11Monitor>, DisplayError> X11DisplaySource::monitors()
     return DisplayError{QStringLiteral("The X server does not answer")};
 }
 
-std::variant<std::vector<Display>, DisplayError> X11DisplaySource::displays() {
+std::variant<std::vector<DisplayDescription>, DisplayError> X11DisplaySource::displays() {
     const auto found = monitors();
     if (const auto* error = std::get_if<DisplayError>(&found))
         return *error;
-    std::vector<Display> displays;
+    std::vector<DisplayDescription> displays;
     for (const auto& monitor : std::get<0>(found))
         displays.push_back({.id = monitor.id, .size = monitor.area.size()});
     return displays;
 }
 
-PictureResult X11DisplaySource::picture(const Display& display, QSize pixelSize, double quality) {
+PictureResult X11DisplaySource::picture(const DisplayDescription& display, QSize pixelSize, double quality) {
     const auto found = monitors();
     if (const auto* error = std::get_if<DisplayError>(&found))
         return *error;

@@ -9,8 +9,8 @@ struct X11Monitor;
 ///
 /// Displays are the monitors that RandR tells, or the whole screen where it tells none; outputs that show the
 /// same part of the screen are one display. They come in the order of their left edge, then their top edge.
-/// `Display::id` is the atom of the monitor's name, so a display is found again as long as its monitor is
-/// there.
+/// `DisplayDescription::id` is the atom of the monitor's name, so a display is found again as long as its
+/// monitor is there.
 ///
 /// A monitor that went away or changed its size before its picture was taken proves nothing about the
 /// permission: it gives EncodingFailed. DisplayError means no X server, a Wayland session, or a pixel format
@@ -20,8 +20,8 @@ public:
     X11DisplaySource();
     ~X11DisplaySource() override;
 
-    std::variant<std::vector<Display>, DisplayError> displays() override;
-    PictureResult picture(const Display& display, QSize pixelSize, double quality) override;
+    std::variant<std::vector<DisplayDescription>, DisplayError> displays() override;
+    PictureResult picture(const DisplayDescription& display, QSize pixelSize, double quality) override;
 
     /// True when a 1×1 picture of the screen's origin can be taken now. It uses a connection of its own: any
     /// thread, also while another operation runs.

@@ -1,12 +1,12 @@
 #include "SimulatedDisplays.h"
 
-std::variant<std::vector<Display>, DisplayError> SimulatedDisplays::displays() {
+std::variant<std::vector<DisplayDescription>, DisplayError> SimulatedDisplays::displays() {
     if (listError)
         return DisplayError{*listError};
     return list;
 }
 
-PictureResult SimulatedDisplays::picture(const Display& display, QSize pixelSize, double quality) {
+PictureResult SimulatedDisplays::picture(const DisplayDescription& display, QSize pixelSize, double quality) {
     if (failingPictures.contains(display.id))
         return DisplayError{QStringLiteral("simulated picture error")};
     if (failingEncodings.contains(display.id))
@@ -44,7 +44,7 @@ private:
 
 } // namespace
 
-std::unique_ptr<DisplayStream> SimulatedDisplays::makeStream(const Display&, QSize) {
+std::unique_ptr<DisplayStream> SimulatedDisplays::makeStream(const DisplayDescription&, QSize) {
     return std::make_unique<Stream>(*this);
 }
 

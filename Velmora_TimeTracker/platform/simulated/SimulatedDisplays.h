@@ -9,7 +9,7 @@
 /// Synthetic displays that can fail at each step.
 class SimulatedDisplays : public DisplaySource {
 public:
-    std::vector<Display> list = {Display{1, QSize(1920, 1080), 1}};
+    std::vector<DisplayDescription> list = {DisplayDescription{1, QSize(1920, 1080), 1}};
     std::optional<QString> listError;
     QSet<quint32> failingPictures;  ///< By display id: the source raises an error.
     QSet<quint32> failingEncodings; ///< By display id: the picture does not encode.
@@ -20,10 +20,10 @@ public:
     int picturesTaken = 0;
     int streamsStopped = 0;
 
-    std::variant<std::vector<Display>, DisplayError> displays() override;
-    PictureResult picture(const Display& display, QSize pixelSize, double quality) override;
+    std::variant<std::vector<DisplayDescription>, DisplayError> displays() override;
+    PictureResult picture(const DisplayDescription& display, QSize pixelSize, double quality) override;
     bool deliversStreams() const override { return streams; }
-    std::unique_ptr<DisplayStream> makeStream(const Display& display, QSize pixelSize) override;
+    std::unique_ptr<DisplayStream> makeStream(const DisplayDescription& display, QSize pixelSize) override;
     std::optional<QByteArray> encode(const RawImage& image, double quality) override;
 };
 
