@@ -11,6 +11,8 @@
 #include "TrackerModel.h"
 #include "VRImages.h"
 
+#include <QApplication>
+
 struct Velmora_TimeTrackerApp::Parts {
     QtDesktop desktop;
     LinuxPlatform system;
@@ -31,6 +33,10 @@ struct Velmora_TimeTrackerApp::Parts {
         desktop.setWindow(window);
         QObject::connect(&theme, &ThemeManager::paletteChanged, &window, [this] { images.clear(); });
         QObject::connect(&window, &MainWindow::quitRequested, &window, [this] { desktop.terminate(); });
+        // Direct: the session manager waits for nothing but the handler's return.
+        QObject::connect(
+            qApp, &QGuiApplication::commitDataRequest, &window, [this] { system.sessionIsEnding(); },
+            Qt::DirectConnection);
         core.appState.installWindowActions([this] { window.bringUp(); },
                                            [this] {
                                                window.bringUp();
@@ -47,7 +53,3 @@ Velmora_TimeTrackerApp::Velmora_TimeTrackerApp(SingleInstance& instance)
 }
 
 Velmora_TimeTrackerApp::~Velmora_TimeTrackerApp() = default;
-
-void Velmora_TimeTrackerApp::desktopSessionIsEnding() {
-    parts_->system.sessionIsEnding();
-}

@@ -14,9 +14,6 @@ public:
     Velmora_TimeTrackerApp(const Velmora_TimeTrackerApp&) = delete;
     Velmora_TimeTrackerApp& operator=(const Velmora_TimeTrackerApp&) = delete;
 
-    /// The desktop session ends: everything is put in order before this returns, and the application ends.
-    void desktopSessionIsEnding();
-
 private:
     struct Parts;
     const std::unique_ptr<Parts> parts_;

@@ -49,10 +49,6 @@ int main(int argc, char** argv) {
     const auto instance = SingleInstance::acquire(LinuxApplicationInfo().configurationFolder());
     if (!instance)
         return EXIT_SUCCESS;
-    Velmora_TimeTrackerApp app(*instance);
-    // Direct: the session manager waits for nothing but the handler's return.
-    QObject::connect(
-        &application, &QGuiApplication::commitDataRequest, &application,
-        [&app] { app.desktopSessionIsEnding(); }, Qt::DirectConnection);
+    const Velmora_TimeTrackerApp app(*instance);
     return application.exec();
 }
