@@ -10,8 +10,6 @@
 #include <QSslKey>
 #include <QSslServer>
 #include <QTemporaryDir>
-#include <chrono>
-#include <future>
 #include <gtest/gtest.h>
 
 namespace {
@@ -19,91 +17,61 @@ namespace {
 using Code = URLError::Code;
 using Connection = LoopbackServer::Connection;
 
-URLRequest get(const QUrl& url) {
+URLRequest to(const QUrl& url) {
     URLRequest request;
     request.url = url;
     return request;
 }
 
-URLRequest post(const QUrl& url, const QByteArray& body) {
-    URLRequest request = get(url);
-    request.method = "POST";
-    request.body = body;
-    return request;
-}
+struct LinuxURLSessionTest : testing::Test {
+    LinuxURLSession session;
 
-URLSession::Result exchange(URLSession& session, URLRequest request) {
-    std::promise<URLSession::Result> promise;
-    session.send(std::move(request),
-                 [&](URLSession::Result result) { promise.set_value(std::move(result)); });
-    auto answer = promise.get_future();
-    if (answer.wait_for(std::chrono::seconds(30)) != std::future_status::ready)
-        qFatal("no answer"); // the promise must not go away before it is kept
-    return answer.get();
-}
+    URLSession::Result exchange(const QUrl& url, const QByteArray& body = {}, Seconds timeout = 60) {
+        URLRequest request = to(url);
+        request.method = body.isEmpty() ? "GET" : "POST";
+        request.headers = {{"Authorization", "Bearer abc"}, {"Content-Type", "a/b"}};
+        request.body = body;
+        request.timeout = timeout;
+        std::promise<URLSession::Result> promise;
+        auto answer = promise.get_future();
+        session.send(request, [&](URLSession::Result result) { promise.set_value(std::move(result)); });
+        if (!eventually(
+                [&] { return answer.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }))
+            qFatal("no answer"); // the promise must not go away before it is kept
+        return answer.get();
+    }
+    URLSession::Result answerOf(const LoopbackServer::Script& script, Seconds timeout = 60) {
+        const LoopbackServer server(script);
+        const auto result = exchange(server.url(), {}, timeout);
+        EXPECT_TRUE(eventually([&] { return !server.isServing(); }))
+            << "the connection of an ended exchange stays";
+        return result;
+    }
+};
 
 std::optional<Code> failure(const URLSession::Result& result) {
     const auto* error = std::get_if<URLError>(&result);
     return error ? std::optional(error->code()) : std::nullopt;
 }
 
-struct LinuxURLSessionTest : testing::Test {
-    LinuxURLSession session;
-
-    /// The failure of a GET to a server that answers with `script`.
-    std::optional<Code> failureOf(const LoopbackServer::Script& script, Seconds timeout = 60) {
-        const LoopbackServer server(script);
-        URLRequest request = get(server.url());
-        request.timeout = timeout;
-        return failure(exchange(session, request));
-    }
-};
-
 TEST_F(LinuxURLSessionTest, EveryStatusIsAResponseWithItsBodyAndHeaders) {
-    for (const int status :
-         {200, 201, 304, 400, 401, 403, 404, 407, 409, 413, 422, 426, 429, 500, 502, 503}) {
-        SCOPED_TRACE(status);
+    for (const int status : {200, 201, 304, 400, 401, 403, 404, 407, 409, 413, 422, 429, 500, 503}) {
         const QByteArray body = status == 304 ? "" : R"({"message":"text"})";
-        const LoopbackServer server([&](Connection& connection) {
-            connection.say(LoopbackServer::response(
-                status, body, "X-Seen: yes\r\nWWW-Authenticate: Basic realm=\"a\"\r\n"));
+        const auto result = answerOf([&](Connection& connection) {
+            connection.say(LoopbackServer::response(status, body,
+                                                    "X-Seen: a\r\nWWW-Authenticate: Basic realm=\"a\"\r\n"));
         });
-        const auto result = exchange(session, get(server.url()));
         const auto* response = std::get_if<URLResponse>(&result);
-        ASSERT_TRUE(response) << std::get<URLError>(result).what();
+        ASSERT_TRUE(response) << status << std::get<URLError>(result).what();
         EXPECT_EQ(response->statusCode, status);
         EXPECT_EQ(response->body, body);
         EXPECT_EQ(std::count(response->headers.begin(), response->headers.end(),
-                             std::pair<QByteArray, QByteArray>("X-Seen", "yes")),
+                             std::pair<QByteArray, QByteArray>("X-Seen", "a")),
                   1);
     }
 }
 
-TEST_F(LinuxURLSessionTest, SendsMethodHeadersAndBodyAsGivenAndKeepsNoCookies) {
-    std::vector<QByteArray> seen;
-    const LoopbackServer server([&](Connection& connection) {
-        seen.push_back(connection.request);
-        connection.say(LoopbackServer::response(200, "", "Set-Cookie: id=secret; Path=/\r\n"));
-    });
-    URLRequest request = post(server.url("/a/b?c=d%20e"), QByteArray("\0{}\xff", 4));
-    request.headers = {
-        {"Content-Type", "application/json"}, {"Authorization", "Bearer abc"}, {"X-App", "hr"}};
-    for (int i = 0; i < 2; ++i) {
-        exchange(session, request);
-        EXPECT_TRUE(seen.back().startsWith("POST /a/b?c=d%20e HTTP/1.1\r\n"));
-        EXPECT_TRUE(seen.back().endsWith("\r\n\r\n" + request.body));
-        for (const auto& [name, value] : request.headers)
-            EXPECT_TRUE(seen.back().contains(name + ": " + value + "\r\n"));
-        EXPECT_FALSE(seen.back().toLower().contains("cookie:"));
-    }
-    request.method = "DELETE";
-    request.body.clear();
-    exchange(session, request);
-    EXPECT_TRUE(seen.back().startsWith("DELETE "));
-}
-
 TEST_F(LinuxURLSessionTest, NoProgressTimesOutAndProgressIsBoundedByTheDeadline) {
-    const auto silent = [](Connection& connection) { connection.waitForClose(); };
     const auto stalled = [](Connection& connection) {
         connection.say("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nten bytes.");
         connection.waitForClose();
@@ -111,167 +79,126 @@ TEST_F(LinuxURLSessionTest, NoProgressTimesOutAndProgressIsBoundedByTheDeadline)
     const auto dripping = [](Connection& connection) {
         connection.say("HTTP/1.1 200 OK\r\nContent-Length: 100000\r\n\r\n");
         while (connection.say("x"))
-            std::this_thread::sleep_for(std::chrono::milliseconds(40));
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
     };
-    struct Case {
-        const char* name;
-        LoopbackServer::Script script;
-        double atLeast;
-        double below;
+    const auto words = [&](const LoopbackServer::Script& script) {
+        const auto result = answerOf(script, 0.2);
+        EXPECT_EQ(failure(result), Code::timedOut);
+        return std::get<URLError>(result).localizedDescription();
     };
-    for (const auto& [name, script, atLeast, below] :
-         {Case{"silent", silent, 0.15, 1.5}, Case{"stalled", stalled, 0.15, 1.5},
-          Case{"dripping", dripping, 2.0, 3.5}}) {
-        SCOPED_TRACE(name);
-        const auto start = std::chrono::steady_clock::now();
-        EXPECT_EQ(failureOf(script, 0.2), Code::timedOut);
-        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
-        EXPECT_GE(took.count(), atLeast);
-        EXPECT_LT(took.count(), below);
-    }
+    EXPECT_EQ(words([](Connection& connection) { connection.waitForClose(); }), "The request timed out");
+    EXPECT_EQ(words(stalled), "The request timed out");
+    // Where the machine itself stalls, one that drips may time out too.
+    EXPECT_TRUE(eventually([&] { return words(dripping) == "The exchange took too long"; }));
 }
 
 TEST_F(LinuxURLSessionTest, BodiesAreBoundedAlsoWhenTheyUnfold) {
     const QByteArray most(LinuxURLSession::maximumBody, 'a');
-    const LoopbackServer full(
-        [&](Connection& connection) { connection.say(LoopbackServer::response(200, most)); });
-    const auto result = exchange(session, get(full.url()));
-    ASSERT_TRUE(std::holds_alternative<URLResponse>(result));
-    EXPECT_EQ(std::get<URLResponse>(result).body.size(), most.size());
-
+    const auto whole =
+        answerOf([&](Connection& connection) { connection.say(LoopbackServer::response(200, most)); });
+    EXPECT_TRUE(!failure(whole) && std::get<URLResponse>(whole).body == most);
     std::atomic<qint64> said = 0;
-    const auto endless = [&](Connection& connection) {
-        connection.say("HTTP/1.1 200 OK\r\n\r\n");
-        while (connection.say(QByteArray(64 * 1024, 'b')))
-            said += 64 * 1024;
-    };
-    EXPECT_EQ(failureOf(endless), Code::other);
-    EXPECT_LT(said, 2 * LinuxURLSession::maximumBody);
-
-    const auto unfolding = [](Connection& connection) {
-        const QByteArray packed = qCompress(QByteArray(LinuxURLSession::maximumBody + 1, '\0'), 9).mid(4);
-        connection.say(LoopbackServer::response(200, packed, "Content-Encoding: deflate\r\n"));
-    };
-    EXPECT_EQ(failureOf(unfolding), Code::other);
-    EXPECT_EQ(failureOf([](Connection& connection) {
-                  connection.say(LoopbackServer::response(200, "not deflated", "Content-Encoding: gzip\r\n"));
-              }),
+    EXPECT_EQ(failure(answerOf([&](Connection& connection) {
+                  for (connection.say("HTTP/1.1 200 OK\r\n\r\n"); connection.say(QByteArray(65536, 'b'));)
+                      said += 65536;
+              })),
               Code::other);
+    EXPECT_LT(said, 2 * most.size());
+    const QByteArray packed = qCompress(most + "a", 9).mid(4);
+    for (const QByteArray& body : {packed, QByteArray("not deflated")})
+        EXPECT_EQ(failure(answerOf([&](Connection& connection) {
+                      connection.say(LoopbackServer::response(200, body, "Content-Encoding: deflate\r\n"));
+                  })),
+                  Code::other);
 }
 
-TEST_F(LinuxURLSessionTest, RedirectsStayWithinTheOrigin) {
+TEST_F(LinuxURLSessionTest, RedirectsStayWithinTheOriginAndNoCookieIsKept) {
     std::vector<QByteArray> seen;
     QByteArray target = "/end";
     const LoopbackServer elsewhere(
-        [&](Connection& connection) { connection.say(LoopbackServer::response(200, "x")); });
+        [](Connection& connection) { connection.say(LoopbackServer::response(200, "x")); });
     const LoopbackServer server([&](Connection& connection) {
         seen.push_back(connection.request);
-        const bool atEnd = connection.request.contains(" /end ");
-        connection.say(atEnd ? LoopbackServer::response(200, "end")
-                             : LoopbackServer::response(307, "", "Location: " + target + "\r\n"));
+        const QByteArray to = "Set-Cookie: id=secret; Path=/\r\nLocation: " + target + "\r\n";
+        connection.say(
+            LoopbackServer::response(connection.request.contains(" /end ") ? 200 : 307, "end", to));
     });
-    URLRequest request = post(server.url("/begin"), "body");
-    request.headers = {{"Content-Type", "text/plain"}, {"Authorization", "Bearer abc"}};
-    const auto followed = exchange(session, request);
-    ASSERT_TRUE(std::holds_alternative<URLResponse>(followed));
-    EXPECT_EQ(std::get<URLResponse>(followed).body, "end");
-    ASSERT_EQ(seen.size(), 2);
+    EXPECT_EQ(failure(exchange(server.url("/begin"), "body")), std::nullopt);
+    ASSERT_EQ(seen.size(), 2U);
     EXPECT_TRUE(seen[1].startsWith("POST /end ") && seen[1].endsWith("\r\n\r\nbody"));
-    EXPECT_TRUE(seen[1].contains("Bearer abc"));
+    EXPECT_TRUE(seen[1].contains("Authorization: Bearer abc\r\n"));
+    EXPECT_FALSE(seen[1].toLower().contains("cookie:"));
 
-    for (const QByteArray& refused :
-         {elsewhere.url().toEncoded(), QByteArray("http://localhost:1/"), QByteArray("file:///etc/passwd")}) {
-        SCOPED_TRACE(refused.constData());
-        target = refused;
-        EXPECT_EQ(failure(exchange(session, request)), Code::other);
+    for (const QByteArray& refused : {elsewhere.url().toEncoded(), QByteArray("http://localhost:1/"),
+                                      QByteArray("file:///etc/passwd"), QByteArray("/begin")}) {
+        target = refused; // the last one is a circle
+        EXPECT_EQ(failure(exchange(server.url("/begin"))), Code::other) << refused.constData();
     }
     EXPECT_EQ(elsewhere.connections(), 0);
-
-    target = "/begin";
-    EXPECT_EQ(failure(exchange(session, get(server.url("/begin")))), Code::other) << "a circle";
 }
 
 TEST_F(LinuxURLSessionTest, BrokenConnectionsAreToldApart) {
-    EXPECT_EQ(failureOf([](Connection& connection) {
-                  connection.say("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\ntruncated");
-              }),
+    const auto truncated = [](Connection& connection) {
+        connection.say("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\ntruncated");
+    };
+    EXPECT_EQ(failure(answerOf(truncated)), Code::networkConnectionLost);
+    EXPECT_EQ(failure(answerOf([](Connection& connection) { connection.reset(); })),
               Code::networkConnectionLost);
-    EXPECT_EQ(failureOf([](Connection& connection) { connection.reset(); }), Code::networkConnectionLost);
-    EXPECT_EQ(failureOf([](Connection&) {}), Code::networkConnectionLost);
-    EXPECT_NE(failureOf([](Connection& connection) { connection.say("HELLO\r\n\r\n"); }), std::nullopt);
-
-    QUrl closed;
-    {
-        const LoopbackServer gone([](Connection&) {});
-        closed = gone.url();
-    }
-    EXPECT_EQ(failure(exchange(session, get(closed))), Code::cannotConnectToHost);
-    EXPECT_EQ(failure(exchange(session, get(QUrl("http://host.invalid/")))), Code::cannotFindHost);
+    EXPECT_EQ(failure(answerOf([](Connection&) {})), Code::networkConnectionLost);
+    EXPECT_NE(failure(answerOf([](Connection& connection) { connection.say("HELLO\r\n\r\n"); })),
+              std::nullopt);
+    const QUrl closed = std::make_unique<LoopbackServer>([](Connection&) {})->url();
+    EXPECT_EQ(failure(exchange(closed)), Code::cannotConnectToHost);
+    EXPECT_EQ(failure(exchange(QUrl("http://host.invalid/"))), Code::cannotFindHost);
     for (const QString address :
          {"ftp://127.0.0.1/", "file:///etc/passwd", "data:,text", "http:///path", "relative"})
-        EXPECT_EQ(failure(exchange(session, get(QUrl(address)))), Code::other) << address.toStdString();
+        EXPECT_EQ(failure(exchange(QUrl(address))), Code::other) << address.toStdString();
 }
 
 TEST_F(LinuxURLSessionTest, AnUntrustedCertificateFailsBeforeAnythingIsSent) {
     const QTemporaryDir folder;
-    QProcess generator;
-    generator.start("openssl",
-                    {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "1", "-subj", "/CN=localhost",
-                     "-keyout", folder.filePath("key"), "-out", folder.filePath("certificate")});
-    ASSERT_TRUE(generator.waitForFinished() && generator.exitCode() == 0);
+    const QString make =
+        "cd %1 && openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=localhost -keyout key -out own";
+    ASSERT_EQ(QProcess::execute("sh", {"-c", make.arg(folder.path()) + " 2>/dev/null"}), 0);
     QFile key(folder.filePath("key"));
     ASSERT_TRUE(key.open(QIODevice::ReadOnly));
     QSslConfiguration configuration;
     configuration.setPrivateKey(QSslKey(&key, QSsl::Rsa));
-    configuration.setLocalCertificate(QSslCertificate::fromPath(folder.filePath("certificate")).value(0));
+    configuration.setLocalCertificate(QSslCertificate::fromPath(folder.filePath("own")).value(0));
     QSslServer server;
     server.setSslConfiguration(configuration);
-    int connections = 0;
-    bool encrypted = false;
-    QObject::connect(&server, &QSslServer::startedEncryptionHandshake, [&] { ++connections; });
-    QObject::connect(&server, &QTcpServer::pendingConnectionAvailable, [&] { encrypted = true; });
+    int begun = 0, trusted = 0;
+    QObject::connect(&server, &QSslServer::startedEncryptionHandshake, [&] { ++begun; });
+    QObject::connect(&server, &QTcpServer::pendingConnectionAvailable, [&] { ++trusted; });
     ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
-
-    std::promise<URLSession::Result> promise;
-    auto answer = promise.get_future();
-    session.send(get(QUrl(QString("https://localhost:%1/").arg(server.serverPort()))),
-                 [&](URLSession::Result result) { promise.set_value(std::move(result)); });
-    ASSERT_TRUE(
-        eventually([&] { return answer.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
-    EXPECT_EQ(failure(answer.get()), Code::other);
-    EXPECT_GT(connections, 0);
-    EXPECT_FALSE(encrypted);
+    EXPECT_EQ(failure(exchange(QUrl(QString("https://localhost:%1/").arg(server.serverPort())))),
+              Code::other);
+    EXPECT_TRUE(begun > 0 && trusted == 0);
 }
 
-TEST(LinuxURLSessionEndTest, EveryExchangeIsAnsweredOnceWhateverHappens) {
+TEST_F(LinuxURLSessionTest, EveryExchangeIsAnsweredOnceAlsoAtTheEnd) {
     const LoopbackServer silent([](Connection& connection) { connection.waitForClose(); });
     const LoopbackServer quick(
         [](Connection& connection) { connection.say(LoopbackServer::response(200, "")); });
-    std::atomic<int> answered = 0;
-    std::atomic<int> cancelled = 0;
+    std::atomic<int> answered = 0, cancelled = 0;
     const auto done = [&](const URLSession::Result& result) {
         ++answered;
         cancelled += failure(result) == Code::cancelled;
     };
-    auto session = std::make_unique<LinuxURLSession>();
     std::vector<std::thread> senders;
-    for (int sender = 0; sender < 4; ++sender) {
+    for (int sender = 0; sender < 4; ++sender)
         senders.emplace_back([&] {
-            for (int i = 0; i < 25; ++i) {
-                session->send(get(quick.url()), done);
-                session->send(get(silent.url()), done);
-            }
+            for (int i = 0; i < 25; ++i)
+                for (const LoopbackServer* server : {&silent, &quick})
+                    session.send(to(server->url()), done);
         });
-    }
     for (auto& sender : senders)
         sender.join();
-    session->stop();
+    session.stop();
     EXPECT_EQ(answered, 200);
     EXPECT_GE(cancelled, 100);
-    session->send(get(quick.url()), done);
+    session.send(to(quick.url()), done);
     EXPECT_EQ(answered, 201) << "after the end there is an answer at once";
-    session.reset();
-    EXPECT_EQ(answered, 201);
 }
 
 } // namespace

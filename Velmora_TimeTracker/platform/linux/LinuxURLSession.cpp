@@ -35,8 +35,8 @@ public:
         , reply_(reply)
         , answer_(std::move(answer)) {
         reply->setReadBufferSize(chunk);
-        QObject::connect(reply, &QNetworkReply::readyRead, reply, [this] { read(); });
-        QObject::connect(reply, &QNetworkReply::finished, reply, [this] {
+        QObject::connect(reply, &QNetworkReply::readyRead, &listener_, [this] { read(); });
+        QObject::connect(reply, &QNetworkReply::finished, &listener_, [this] {
             if (read())
                 end(result());
         });
@@ -47,9 +47,9 @@ public:
 private:
     static constexpr qint64 chunk = 64 * 1024;
 
+    /// Ends the connection too. The reply needs its own connections of signals for that: they stay.
     struct Drop {
         void operator()(QNetworkReply* reply) const {
-            reply->disconnect();
             reply->abort();
             reply->deleteLater();
         }
@@ -93,6 +93,7 @@ private:
 
     LinuxURLSession& session_;
     std::unique_ptr<QNetworkReply, Drop> reply_;
+    QObject listener_; ///< Goes before the reply, which is then heard no more.
     std::shared_ptr<Answer> answer_;
     std::unique_ptr<Executor::Timer> deadline_;
     QByteArray body_;
