@@ -4,18 +4,14 @@
 #include "LogCapture.h"
 #include "PrivateBus.h"
 
-#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusObjectPath>
-#include <QDir>
-#include <QDirIterator>
-#include <future>
 #include <gtest/gtest.h>
 
 namespace {
 
 using Status = SecretStore::Status;
-using WhenLocked = SecretStore::WhenLocked;
+using enum SecretStore::WhenLocked;
 
 const QString service = "com.velmora.timetracker";
 const QString account = "auth_tokens";
@@ -29,73 +25,51 @@ struct LibsecretStoreTest : testing::Test {
         bus = std::make_unique<PrivateBus>();
         qputenv("DBUS_SESSION_BUS_ADDRESS", bus->address().toUtf8());
     }
-    static void TearDownTestSuite() {
-        bus.reset();
-        qunsetenv("DBUS_SESSION_BUS_ADDRESS");
-    }
-
-    static bool isThere() {
-        return bus->connection().interface()->isServiceRegistered("org.freedesktop.secrets");
-    }
-    void startKeyring() {
-        keyring = bus->start("gnome-keyring-daemon", {"--unlock", "--foreground", "--components=secrets"},
-                             "password\n");
-        ASSERT_TRUE(eventually([] { return isThere(); }));
-    }
-    void endKeyring() {
-        keyring.reset();
-        ASSERT_TRUE(eventually([] { return !isThere(); }));
-    }
+    static void TearDownTestSuite() { qunsetenv("DBUS_SESSION_BUS_ADDRESS"); }
     void TearDown() override {
         if (bus)
             endKeyring();
     }
-
+    void startKeyring() {
+        keyring = bus->start("gnome-keyring-daemon", {"--unlock", "--foreground", "--components=secrets"},
+                             "password\n");
+        ASSERT_TRUE(eventually([] { return bus->has("org.freedesktop.secrets"); }));
+    }
+    void endKeyring() {
+        keyring.reset();
+        ASSERT_TRUE(eventually([] { return !bus->has("org.freedesktop.secrets"); }));
+    }
     static void lock() {
         auto call = QDBusMessage::createMethodCall("org.freedesktop.secrets", "/org/freedesktop/secrets",
                                                    "org.freedesktop.Secret.Service", "Lock");
-        const QList<QDBusObjectPath> all{QDBusObjectPath("/org/freedesktop/secrets/collection/login")};
-        call << QVariant::fromValue(all);
+        call << QVariant::fromValue(QList{QDBusObjectPath("/org/freedesktop/secrets/collection/login")});
         ASSERT_EQ(bus->connection().call(call).type(), QDBusMessage::ReplyMessage);
     }
 };
 
-TEST_F(LibsecretStoreTest, WithoutAServiceSecretsLiveInTheMemoryOfThisProcess) {
-    const LogCapture log;
-    LibsecretStore store;
-    EXPECT_EQ(store.read(service, account, WhenLocked::askToUnlock).status, Status::missing);
-    EXPECT_EQ(store.remove(service, account), Status::missing);
-    EXPECT_EQ(store.add(service, account, "first"), Status::success);
-    EXPECT_EQ(store.add(service, account, "second"), Status::success);
-    EXPECT_EQ(store.add(service, "other", "third"), Status::success);
-    EXPECT_EQ(store.read(service, account, WhenLocked::giveUp).value, "second");
-    EXPECT_EQ(store.remove(service, account), Status::success);
-    EXPECT_EQ(store.read(service, account, WhenLocked::giveUp).status, Status::missing);
-    EXPECT_EQ(store.read(service, "other", WhenLocked::giveUp).value, "third");
-    EXPECT_EQ(log.count("kept in memory only"), 1);
-    EXPECT_EQ(log.lines().size(), 1);
-}
-
-TEST_F(LibsecretStoreTest, SecretsOutliveTheStoreInTheKeyring) {
-    startKeyring();
-    const QByteArray secret = R"({"accessToken":"é \"quoted\""})";
-    {
+TEST_F(LibsecretStoreTest, SecretsLiveInTheKeyringOrWithoutAServiceInThisProcessOnly) {
+    for (const bool hasService : {false, true}) {
+        if (hasService)
+            startKeyring();
+        const LogCapture log;
+        const QByteArray secret = R"({"accessToken":"é \"quoted\""})";
         LibsecretStore store;
-        EXPECT_EQ(store.read(service, account, WhenLocked::askToUnlock).status, Status::missing);
+        EXPECT_EQ(store.read(service, account, askToUnlock).status, Status::missing);
+        EXPECT_EQ(store.remove(service, account), Status::missing);
         EXPECT_EQ(store.add(service, account, "replaced"), Status::success);
         EXPECT_EQ(store.add(service, account, secret), Status::success);
         EXPECT_EQ(store.add(service, "other", "kept"), Status::success);
+        EXPECT_EQ(store.read(service, account, giveUp).value, secret);
+        EXPECT_EQ(store.read("elsewhere", account, giveUp).status, Status::missing);
+        EXPECT_EQ(store.remove(service, account), Status::success);
+        EXPECT_EQ(store.read(service, account, giveUp).status, Status::missing);
+        EXPECT_EQ(store.read(service, "other", giveUp).value, "kept");
+        EXPECT_EQ(LibsecretStore().read(service, "other", giveUp).value, hasService ? "kept" : "");
+        EXPECT_EQ(store.remove(service, "other"), Status::success);
+        EXPECT_EQ(log.lines().filter("kept in memory only").size(), hasService ? 0 : 2)
+            << "a line for each store";
+        EXPECT_EQ(log.lines().size(), hasService ? 0 : 2);
     }
-    LibsecretStore store;
-    const auto found = store.read(service, account, WhenLocked::giveUp);
-    EXPECT_EQ(found.status, Status::success);
-    EXPECT_EQ(found.value, secret);
-    EXPECT_EQ(store.read("elsewhere", account, WhenLocked::giveUp).status, Status::missing);
-    EXPECT_EQ(store.remove(service, account), Status::success);
-    EXPECT_EQ(store.remove(service, account), Status::missing);
-    EXPECT_EQ(store.read(service, account, WhenLocked::giveUp).status, Status::missing);
-    EXPECT_EQ(store.read(service, "other", WhenLocked::giveUp).value, "kept");
-    EXPECT_EQ(store.remove(service, "other"), Status::success);
 }
 
 TEST_F(LibsecretStoreTest, ALockedKeyringIsNeverTakenForAMissingItem) {
@@ -104,45 +78,38 @@ TEST_F(LibsecretStoreTest, ALockedKeyringIsNeverTakenForAMissingItem) {
     ASSERT_EQ(store.add(service, account, "secret"), Status::success);
     lock();
     // Nobody is there to answer the prompt, which counts as refused.
-    for (const auto whenLocked : {WhenLocked::giveUp, WhenLocked::askToUnlock}) {
-        EXPECT_EQ(store.read(service, account, whenLocked).status, Status::locked);
-        EXPECT_EQ(store.read(service, "never stored", whenLocked).status, Status::locked);
-    }
+    for (const auto whenLocked : {giveUp, askToUnlock})
+        for (const QString& each : {account, QString("never stored")})
+            EXPECT_EQ(store.read(service, each, whenLocked).status, Status::locked);
     EXPECT_EQ(store.remove(service, account), Status::locked);
     EXPECT_NE(store.add(service, account, "another"), Status::success);
-
     endKeyring();
     startKeyring();
-    EXPECT_EQ(LibsecretStore().read(service, account, WhenLocked::giveUp).value, "secret");
+    EXPECT_EQ(LibsecretStore().read(service, account, giveUp).value, "secret");
     EXPECT_EQ(LibsecretStore().remove(service, account), Status::success);
 }
 
-TEST_F(LibsecretStoreTest, AServiceThatDiesFailsAndIsFoundAgain) {
+TEST_F(LibsecretStoreTest, WhatCannotBeAskedFailsAndIsFoundAgain) {
+    LibsecretStore neverAsked;
+    neverAsked.cancel();
+    EXPECT_EQ(neverAsked.read(service, account, askToUnlock).status, Status::failed) << "not missing";
+
     startKeyring();
     LibsecretStore store;
     ASSERT_EQ(store.add(service, account, "secret"), Status::success);
     endKeyring();
     {
         const LogCapture log;
-        EXPECT_EQ(store.read(service, account, WhenLocked::askToUnlock).status, Status::failed);
+        EXPECT_EQ(store.read(service, account, askToUnlock).status, Status::failed);
         EXPECT_EQ(store.add(service, account, "token-canary"), Status::failed);
         EXPECT_EQ(store.remove(service, account), Status::failed);
         EXPECT_FALSE(log.contains("canary"));
     }
     startKeyring();
-    EXPECT_EQ(store.read(service, account, WhenLocked::askToUnlock).value, "secret");
-    store.cancel();
-    EXPECT_EQ(store.read(service, account, WhenLocked::askToUnlock).status, Status::failed);
-}
-
-TEST_F(LibsecretStoreTest, ALostBusIsAFailureAndNotTheEndOfTheProcess) {
-    startKeyring();
-    LibsecretStore store;
-    ASSERT_EQ(store.add(service, account, "secret"), Status::success);
+    EXPECT_EQ(store.read(service, account, askToUnlock).value, "secret");
     bus.reset();
-    EXPECT_TRUE(eventually(
-        [&] { return store.read(service, account, WhenLocked::giveUp).status == Status::failed; }));
-    EXPECT_FALSE(eventually([] { return false; }, 1)) << "the loss reaches the event loop";
+    EXPECT_TRUE(eventually([&] { return store.read(service, account, giveUp).status == Status::failed; }));
+    eventually([] { return false; }, 1); // the loss reaches the event loop, and must not end the process
 }
 
 } // namespace

@@ -5,7 +5,6 @@
 #include "SingleInstance.h"
 
 #include <QCoreApplication>
-#include <QFile>
 #include <csignal>
 #include <cstdio>
 #include <sys/stat.h>
@@ -18,7 +17,7 @@ void say(const char* line) {
 }
 
 /// Lives until it is ended, and survives a broken pipe and a file that grew too large.
-int awaitTheEnd(QCoreApplication& application) {
+int awaitTheEnd(QCoreApplication& application, bool exitsByItself) {
     MainExecutor main;
     LinuxPowerEvents power(main, QDBusConnection("no such bus"));
     PowerEvents::Handlers handlers;
@@ -26,7 +25,11 @@ int awaitTheEnd(QCoreApplication& application) {
     power.start(handlers);
     std::raise(SIGPIPE);
     std::raise(SIGXFSZ);
-    main.post([] { say("ready"); });
+    main.post([=] {
+        say("ready");
+        if (exitsByItself)
+            std::exit(3);
+    });
     const int code = application.exec();
     say("ended");
     return code;
@@ -46,7 +49,9 @@ int beTheOne(QCoreApplication& application, const QString& folder) {
 
 } // namespace
 
+/// "wait" or "exit", or "one" with a configuration folder.
 int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
-    return argc > 1 ? beTheOne(application, QFile::decodeName(argv[1])) : awaitTheEnd(application);
+    const QStringList words = application.arguments();
+    return argc > 2 ? beTheOne(application, words[2]) : awaitTheEnd(application, words.value(1) == "exit");
 }

@@ -15,19 +15,33 @@ namespace {
 const QString service = "org.freedesktop.login1";
 const QString path = "/org/freedesktop/login1";
 const QString interface = "org.freedesktop.login1.Manager";
+
+/// exit() called from within a library, as Qt does when the X server is gone, emits no aboutToQuit. Before
+/// anything else it destroys what is local to the calling thread.
+struct AtExit {
+    std::function<void()> run;
+    ~AtExit() {
+        if (run)
+            run();
+    }
+};
+thread_local AtExit atExit;
 } // namespace
 
 LinuxPowerEvents::LinuxPowerEvents(Executor& main, const QDBusConnection& systemBus)
     : main_(main)
     , bus_(systemBus) {}
 
-LinuxPowerEvents::~LinuxPowerEvents() = default;
+LinuxPowerEvents::~LinuxPowerEvents() {
+    atExit.run = nullptr;
+}
 
 void LinuxPowerEvents::start(Handlers handlers) {
     handlers_ = std::move(handlers);
     signals_ = std::make_unique<TerminationSignals>([this] { sessionIsEnding(); });
     connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this,
             &LinuxPowerEvents::terminateOnce);
+    atExit.run = [this] { terminateOnce(); };
 
     // The two subscriptions follow the name to whichever process owns it; the inhibitor belongs to the
     // process.

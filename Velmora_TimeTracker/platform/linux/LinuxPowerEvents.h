@@ -10,9 +10,10 @@
 class Executor;
 class TerminationSignals;
 
-/// Sleep, wake and shutdown from logind, termination signals, and the application's own quitting. A delay
-/// inhibitor makes the machine wait until the sleep handler, and what it posted to the main executor, is
-/// done. Without logind the rest still works; a logind that comes later is taken up.
+/// Sleep, wake and shutdown from logind, termination signals, and the end of the application, be it that it
+/// quits or that its X server is lost. A delay inhibitor makes the machine wait until the sleep handler, and
+/// what it posted to the main executor, is done. Without logind the rest still works; a logind that comes
+/// later is taken up.
 class LinuxPowerEvents final : public QObject, public PowerEvents {
     Q_OBJECT
 
