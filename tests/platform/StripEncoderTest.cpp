@@ -21,35 +21,27 @@ QImage makePicture(QSize size) {
 }
 
 /// The same road with the whole picture at once: libyuv scales, Qt encodes.
-QImage wholeFrame(const QImage& picture, QSize target, int quality) {
+QImage wholeFrame(const QImage& picture, QSize target) {
     QImage scaled(target, QImage::Format_RGB32);
     libyuv::ARGBScale(picture.constBits(), int(picture.bytesPerLine()), picture.width(), picture.height(),
                       scaled.bits(), int(scaled.bytesPerLine()), target.width(), target.height(),
                       libyuv::kFilterBox);
     QBuffer buffer;
-    scaled.save(&buffer, "JPEG", quality);
+    scaled.save(&buffer, "JPEG", 60);
     return QImage::fromData(buffer.data()).convertToFormat(QImage::Format_RGB32);
 }
 
-struct Difference {
+/// The largest difference of a colour, and the mean of all.
+std::pair<int, double> difference(const QImage& a, const QImage& b) {
     int largest = 0;
-    double mean = 0;
-};
-
-Difference difference(const QImage& a, const QImage& b) {
-    Difference result;
     double sum = 0;
-    for (int y = 0; y < a.height(); ++y) {
-        const uint8_t* p = a.constScanLine(y);
-        const uint8_t* q = b.constScanLine(y);
+    for (int y = 0; y < a.height(); ++y)
         for (int i = 0; i < 4 * a.width(); i += i % 4 == 2 ? 2 : 1) { // the fourth byte is unused
-            const int d = std::abs(p[i] - q[i]);
-            result.largest = std::max(result.largest, d);
-            sum += d;
+            const int each = std::abs(a.constScanLine(y)[i] - b.constScanLine(y)[i]);
+            largest = std::max(largest, each);
+            sum += each;
         }
-    }
-    result.mean = sum / (3.0 * a.width() * a.height());
-    return result;
+    return {largest, sum / (3.0 * a.width() * a.height())};
 }
 
 } // namespace
@@ -61,22 +53,17 @@ TEST(StripEncoder, EqualsScalingAndEncodingTheWholeFrame) {
         {{1000, 33}, {1000, 33}},
         {{1921, 1080}, {1920, 1079}},
         {{3840, 2160}, {1920, 1080}},
-        {{2560, 1600}, {1920, 1200}},
-        {{5120, 1440}, {1920, 540}},
-        {{7680, 4320}, {1920, 1080}},
+        {{7680, 1000}, {1920, 250}},
         {{997, 701}, {313, 217}},
     };
     for (const auto& [source, target] : table) {
-        SCOPED_TRACE(testing::Message() << source.width() << "x" << source.height() << " to "
-                                        << target.width() << "x" << target.height());
+        SCOPED_TRACE(testing::Message() << source.width() << " to " << target.width());
         const QImage picture = makePicture(source);
         // Each strip lies between rows of noise, so that a step beyond it shows.
         std::vector<uint8_t> strip;
         int previousFirst = -1;
         const auto jpeg = encodeStrips(source, target, 0.6, [&](int first, int count) {
-            EXPECT_GT(first, previousFirst);
-            EXPECT_GE(first, 0);
-            EXPECT_LE(first + count, picture.height());
+            EXPECT_TRUE(first > previousFirst && first + count <= picture.height());
             EXPECT_LE(count, 32 * 4 + 5) << "a strip is a small part of a picture";
             previousFirst = first;
             const auto stride = picture.bytesPerLine();
@@ -87,32 +74,26 @@ TEST(StripEncoder, EqualsScalingAndEncodingTheWholeFrame) {
             std::copy_n(picture.constScanLine(first), count * stride, strip.data() + noise);
             return strip.data() + noise;
         });
-        ASSERT_TRUE(jpeg);
-        const QImage decoded = QImage::fromData(*jpeg).convertToFormat(QImage::Format_RGB32);
+        const QImage decoded = QImage::fromData(jpeg.value_or("")).convertToFormat(QImage::Format_RGB32);
         ASSERT_EQ(decoded.size(), target);
-        const auto found = difference(decoded, wholeFrame(picture, target, 60));
-        EXPECT_LE(found.largest, 24);
-        EXPECT_LE(found.mean, 1.0);
+        const auto [largest, mean] = difference(decoded, wholeFrame(picture, target));
+        EXPECT_TRUE(largest <= 24 && mean <= 1.0) << largest << ", " << mean;
     }
 }
 
-TEST(StripEncoder, FailsWhereRowsAreMissingOrTheFormatEnds) {
+TEST(StripEncoder, HeedsTheQualityAndFailsWhereRowsAreMissingOrTheFormatEnds) {
     std::vector<uint8_t> rows(size_t(70000) * 4 * 64, 200);
     const auto grey = [&](int, int) { return rows.data(); };
     const auto endsEarly = [&](int first, int) { return first < 100 ? rows.data() : nullptr; };
-    EXPECT_TRUE(encodeStrips({200, 200}, {200, 200}, 0.6, grey));
     EXPECT_FALSE(encodeStrips({200, 200}, {200, 200}, 0.6, endsEarly));
     EXPECT_FALSE(encodeStrips({70000, 1}, {70000, 1}, 0.6, grey));
     EXPECT_FALSE(encodeStrips({200, 200}, {0, 200}, 0.6, grey));
     EXPECT_FALSE(encodeStrips({0, 0}, {200, 200}, 0.6, grey));
-}
 
-TEST(StripEncoder, HeedsTheQuality) {
     const QImage picture = makePicture({640, 480});
     const auto size = [&](double quality) {
-        return encodeStrips(picture.size(), picture.size(), quality,
-                            [&](int first, int) { return picture.constScanLine(first); })
-            ->size();
+        const auto read = [&](int first, int) { return picture.constScanLine(first); };
+        return encodeStrips(picture.size(), picture.size(), quality, read).value().size();
     };
     EXPECT_LT(size(0.1), size(0.6));
     EXPECT_LT(size(0.6), size(1));
