@@ -50,22 +50,17 @@ Reply refusalReply(int status, const QString& reason) {
     return reply;
 }
 
-struct Outcome {
-    Reply reply;
-    QString refusal; ///< why it was refused; empty when it was not
-};
-
-Outcome outcomeOf(const Endpoint& endpoint, State& state, const httplib::Request& request) {
+Reply replyOf(const Endpoint& endpoint, State& state, const httplib::Request& request) {
     const QString host = QString::fromStdString(request.get_header_value("Host"));
     const Call call{request, QStringLiteral("http://") + host};
     try {
         demandLocalCaller(call);
-        return {endpoint.handle(state, call), {}};
+        return endpoint.handle(state, call);
     } catch (const Refusal& refusal) {
-        return {refusalReply(refusal.status, refusal.reason), refusal.reason};
+        return refusalReply(refusal.status, refusal.reason);
     } catch (const std::exception& error) {
         qWarning("%s %s: %s", request.method.c_str(), request.path.c_str(), error.what());
-        return {refusalReply(500, QStringLiteral("The server failed.")), QString::fromUtf8(error.what())};
+        return refusalReply(500, QStringLiteral("The server failed."));
     }
 }
 
@@ -84,14 +79,6 @@ void sendTruncated(const Reply& reply, httplib::Response& response) {
                                   [half](std::size_t offset, std::size_t, httplib::DataSink& sink) {
                                       return offset == 0 && sink.write(half.data(), half.size());
                                   });
-}
-
-/// What the ledger takes the digest of: the body, or the file of a multipart body.
-QByteArray contentOf(const httplib::Request& request) {
-    QByteArray content = QByteArray::fromStdString(request.body);
-    for (const auto& [name, part] : request.files)
-        content.append(part.content.data(), static_cast<qsizetype>(part.content.size()));
-    return content;
 }
 
 } // namespace
@@ -133,11 +120,11 @@ QString Backend::url() const {
     return QStringLiteral("http://%1:%2/").arg(QLatin1String(loopback)).arg(boundPort);
 }
 
-void Backend::install(const std::vector<Endpoint>& endpoints, bool recorded) {
+void Backend::install(const std::vector<Endpoint>& endpoints, bool faulty) {
     for (const Endpoint& endpoint : endpoints) {
-        const auto handler = [this, endpoint, recorded](const httplib::Request& request,
-                                                        httplib::Response& response) {
-            recorded ? serveRecorded(endpoint, request, response) : serve(endpoint, request, response);
+        const auto handler = [this, endpoint, faulty](const httplib::Request& request,
+                                                      httplib::Response& response) {
+            serve(endpoint, faulty, request, response);
         };
         if (endpoint.method == Endpoint::Method::get)
             server.Get(endpoint.pattern, handler);
@@ -146,34 +133,24 @@ void Backend::install(const std::vector<Endpoint>& endpoints, bool recorded) {
     }
 }
 
-void Backend::serve(const Endpoint& endpoint, const httplib::Request& request, httplib::Response& response) {
-    const std::lock_guard lock(mutex);
-    send(outcomeOf(endpoint, state, request).reply, response);
-}
-
-void Backend::serveRecorded(const Endpoint& endpoint, const httplib::Request& request,
-                            httplib::Response& response) {
+void Backend::serve(const Endpoint& endpoint, bool faulty, const httplib::Request& request,
+                    httplib::Response& response) {
     std::unique_lock lock(mutex);
-    const auto fault = state.faults.take(QString::fromStdString(request.path));
-    const qint64 entry = state.ledger.begin(state.now(), QString::fromStdString(request.method),
-                                            QString::fromStdString(request.target), contentOf(request),
-                                            fault ? fault->kindName : QString());
+    const auto fault = faulty ? state.faults.take(QString::fromStdString(request.path)) : std::nullopt;
     if (fault && (fault->kind == FaultKind::hang || fault->kind == FaultKind::delay))
         state.faults.wait(lock, fault->kind == FaultKind::hang ? hangSeconds : fault->seconds);
     if (fault && (fault->kind == FaultKind::hang || fault->kind == FaultKind::resetBefore))
         return resetConnection(boundPort, request.remote_port);
-    Outcome outcome =
-        fault && fault->kind == FaultKind::status
-            ? Outcome{refusalReply(fault->status, QStringLiteral("A fault that was asked for.")), {}}
-            : outcomeOf(endpoint, state, request);
+    Reply reply = fault && fault->kind == FaultKind::status
+                      ? refusalReply(fault->status, QStringLiteral("A fault that was asked for."))
+                      : replyOf(endpoint, state, request);
     if (fault && !fault->body.isEmpty())
-        outcome.reply.body = fault->body.toUtf8();
-    state.ledger.finish(entry, outcome.reply.status, outcome.refusal);
+        reply.body = fault->body.toUtf8();
     if (fault && fault->kind == FaultKind::resetAfter)
         return resetConnection(boundPort, request.remote_port);
     if (fault && fault->kind == FaultKind::truncate)
-        return sendTruncated(outcome.reply, response);
-    send(outcome.reply, response);
+        return sendTruncated(reply, response);
+    send(reply, response);
 }
 
 } // namespace backend

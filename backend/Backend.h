@@ -30,10 +30,10 @@ public:
     QString url() const;
 
 private:
-    void install(const std::vector<Endpoint>& endpoints, bool recorded);
-    void serve(const Endpoint& endpoint, const httplib::Request& request, httplib::Response& response);
-    void serveRecorded(const Endpoint& endpoint, const httplib::Request& request,
-                       httplib::Response& response);
+    /// `faulty`: what was armed strikes these endpoints.
+    void install(const std::vector<Endpoint>& endpoints, bool faulty);
+    void serve(const Endpoint& endpoint, bool faulty, const httplib::Request& request,
+               httplib::Response& response);
 
     std::mutex mutex; ///< guards `state`
     State state;

@@ -80,10 +80,6 @@ Reply summary(State& state, const Call&) {
                        {u"segment_rows"_qs, segments},    {u"screenshot_files"_qs, files}};
 }
 
-Reply ledger(State& state, const Call& call) {
-    return QJsonObject{{u"entries"_qs, state.ledger.since(call.parameter("since").toLongLong())}};
-}
-
 Reply otp(State& state, const Call& call) {
     const Account* account = state.accounts.find(call.parameter("email"));
     const QString code = account ? state.codes.current(account->email) : QString();
@@ -143,7 +139,6 @@ std::vector<Endpoint> controlEndpoints() {
     return {{get, "/", employerPage},
             {get, "/media/([^/]+)/([^/]+)", media},
             {get, "/control/summary", summary},
-            {get, "/control/ledger", ledger},
             {get, "/control/otp", otp},
             {post, "/control/faults", addFault},
             {post, "/control/reset-faults", resetFaults},

@@ -38,10 +38,6 @@ CREATE TABLE IF NOT EXISTS screenshots (
     session_uuid TEXT NOT NULL, file_name TEXT NOT NULL, captured_at INTEGER NOT NULL,
     width INTEGER NOT NULL, height INTEGER NOT NULL, bytes INTEGER NOT NULL, received_at INTEGER NOT NULL,
     PRIMARY KEY (session_uuid, file_name));
-CREATE TABLE IF NOT EXISTS ledger (
-    seq INTEGER PRIMARY KEY AUTOINCREMENT, at REAL NOT NULL, method TEXT NOT NULL, path TEXT NOT NULL,
-    status INTEGER NOT NULL DEFAULT 0, body_bytes INTEGER NOT NULL, body_sha256 TEXT NOT NULL,
-    fault TEXT NOT NULL DEFAULT '', reason TEXT NOT NULL DEFAULT '');
 )sql";
 
 [[noreturn]] void fail(sqlite3* connection) {

@@ -2,7 +2,6 @@
 
 #include "Accounts.h"
 #include "Faults.h"
-#include "Ledger.h"
 #include "Refusal.h"
 #include "Screenshots.h"
 #include "Segments.h"
@@ -32,7 +31,6 @@ struct State {
     Sessions sessions{database};
     Segments segments{database};
     Screenshots screenshots;
-    Ledger ledger{database};
     Faults faults;
 
     qint64 second() const { return static_cast<qint64>(now()); }

@@ -35,7 +35,6 @@ void Faults::add(const QJsonObject& body) {
     waiting.push_back({.path = body.value(u"path").toString(),
                        .count = body.value(u"count").toInteger(1),
                        .kind = kind->second,
-                       .kindName = name,
                        .status = body.value(u"status").toInt(503),
                        .body = body.value(u"body").toString(),
                        .seconds = body.value(u"seconds").toDouble(1)});

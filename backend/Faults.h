@@ -21,7 +21,6 @@ struct Fault {
     QString path; ///< a part of the path of the requests it strikes; empty strikes every one
     qint64 count; ///< how many of them are left
     FaultKind kind;
-    QString kindName;
     int status;
     QString body; ///< of the kind `status`; empty gives a message
     double seconds;

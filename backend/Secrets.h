@@ -8,8 +8,6 @@ namespace backend {
 QString randomToken();
 /// Six decimal digits from the system's generator.
 QString randomCode();
-/// A random UUID as upper-case text.
-QString randomUuid();
 /// SHA-256 in lower-case hexadecimal.
 QString digestOf(const QByteArray& bytes);
 

@@ -2,9 +2,9 @@
 
 #include "Checks.h"
 #include "Refusal.h"
-#include "Secrets.h"
 
 #include <QJsonArray>
+#include <QUuid>
 
 namespace backend {
 
@@ -105,8 +105,8 @@ void Sessions::demandOwned(const QString& user, const QString& sessionUuid) cons
 }
 
 bool Sessions::takeOver(const QString& sessionUuid) {
-    Statement(database, "UPDATE sessions SET holder_uuid = ? WHERE session_uuid = ?", randomUuid(),
-              sessionUuid)
+    Statement(database, "UPDATE sessions SET holder_uuid = ? WHERE session_uuid = ?",
+              QUuid::createUuid().toString(QUuid::WithoutBraces), sessionUuid)
         .run();
     return database.changes() > 0;
 }
