@@ -32,8 +32,6 @@ int serveUntilSignal(const QCommandLineParser& arguments, const sigset_t& endSig
     const int port = arguments.value(QStringLiteral("port")).toInt(&isNumber);
     if (!isNumber || port < 0 || port > 65535)
         throw std::runtime_error("--port needs a number from 0 to 65535");
-    if (arguments.value(QStringLiteral("host")) != u"127.0.0.1")
-        throw std::runtime_error("this development backend listens on 127.0.0.1 only");
     if (!arguments.isSet(QStringLiteral("data")))
         throw std::runtime_error("--data is required");
     const QString configuration = arguments.value(QStringLiteral("config"));
@@ -70,7 +68,6 @@ int main(int argc, char** argv) {
     arguments.addHelpOption();
     arguments.addOptions(
         {{u"port"_qs, u"Port; 0 picks a free one."_qs, u"number"_qs, u"0"_qs},
-         {u"host"_qs, u"Address; nothing but 127.0.0.1 is accepted."_qs, u"address"_qs, u"127.0.0.1"_qs},
          {u"data"_qs, u"Folder of the database and the screenshots."_qs, u"folder"_qs},
          {u"config"_qs, u"Accounts and companies; a built-in set without it."_qs, u"file"_qs},
          {u"port-file"_qs, u"File to write the port to."_qs, u"file"_qs}});
