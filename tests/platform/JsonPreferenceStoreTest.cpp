@@ -8,7 +8,6 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <thread>
 
 namespace {
 
@@ -80,21 +79,6 @@ TEST_F(JsonPreferenceStoreTest, AFailedWriteIsALogLineAndGoesWithTheNext) {
     EXPECT_EQ(JsonPreferenceStore(file, clock).number("first"), 1) << "the old file is whole";
     store.set("second", 2);
     EXPECT_EQ(JsonPreferenceStore(file, clock).number("second"), 2);
-}
-
-TEST_F(JsonPreferenceStoreTest, WritesFromSeveralThreadsLoseNothing) {
-    JsonPreferenceStore store(file, clock);
-    std::vector<std::thread> writers;
-    for (const char* name : {"a", "b", "c", "d"})
-        writers.emplace_back([&, name] {
-            for (int i = 0; i < 20; ++i)
-                store.set(QLatin1String(name) + QString::number(i), i);
-        });
-    for (auto& writer : writers)
-        writer.join();
-    const JsonPreferenceStore again(file, clock);
-    for (int i = 0; i < 80; ++i)
-        EXPECT_EQ(again.number("abcd"[i / 20] + QString::number(i % 20)), i % 20);
     EXPECT_EQ(QDir(folder).entryList(QDir::Files).size(), 1) << "nothing half written stays";
 }
 
