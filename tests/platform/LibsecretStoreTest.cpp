@@ -21,11 +21,8 @@ struct LibsecretStoreTest : testing::Test {
     static inline std::unique_ptr<PrivateBus> bus;
     PrivateBus::Program keyring;
 
-    static void SetUpTestSuite() {
-        bus = std::make_unique<PrivateBus>();
-        qputenv("DBUS_SESSION_BUS_ADDRESS", bus->address().toUtf8());
-    }
-    static void TearDownTestSuite() { qunsetenv("DBUS_SESSION_BUS_ADDRESS"); }
+    static void SetUpTestSuite() { bus = std::make_unique<PrivateBus>(); }
+    static void TearDownTestSuite() { bus.reset(); }
     void TearDown() override {
         if (bus)
             endKeyring();

@@ -56,7 +56,7 @@ std::optional<Code> failure(const URLSession::Result& result) {
 }
 
 TEST_F(LinuxURLSessionTest, EveryStatusIsAResponseWithItsBodyAndHeaders) {
-    for (const int status : {200, 201, 304, 400, 401, 403, 404, 407, 409, 413, 422, 429, 500, 503}) {
+    for (const int status : {200, 304, 401, 404, 407, 409, 413, 500, 503}) {
         const QByteArray body = status == 304 ? "" : R"({"message":"text"})";
         const auto result = answerOf([&](Connection& connection) {
             connection.say(LoopbackServer::response(status, body,

@@ -8,11 +8,14 @@
 #include <memory>
 #include <sys/prctl.h>
 
-/// A message bus of the test's own, on which nothing is started by itself, and programs that serve on it. All
-/// end with the test, also when it dies.
+/// A message bus of the test's own, on which nothing is started by itself, and programs that serve on it.
+/// From here on it is this process's session and system bus, and its folder the home. All end with the test,
+/// also when it dies.
 class PrivateBus {
 public:
     PrivateBus() {
+        for (const char* name : {"HOME", "XDG_RUNTIME_DIR", "XDG_DATA_HOME"})
+            qputenv(name, folder_.path().toUtf8());
         QFile configuration(folder_.filePath("bus.conf"));
         if (!configuration.open(QIODevice::WriteOnly))
             qFatal("no configuration of the bus");
@@ -21,17 +24,16 @@ public:
             "</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow send_destination=\"*\"/>"
             "<allow receive_sender=\"*\"/><allow own=\"*\"/></policy></busconfig>");
         configuration.close();
-        const QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        daemon_ =
-            run("dbus-daemon", {"--nofork", "--print-address", "--config-file=" + configuration.fileName()},
-                environment);
+        daemon_ = start("dbus-daemon",
+                        {"--nofork", "--print-address", "--config-file=" + configuration.fileName()});
         if (!daemon_->waitForReadyRead(30000))
             qFatal("no bus");
         address_ = QString::fromUtf8(daemon_->readAllStandardOutput().trimmed());
+        for (const char* name : {"DBUS_SYSTEM_BUS_ADDRESS", "DBUS_SESSION_BUS_ADDRESS"})
+            qputenv(name, address_.toUtf8());
     }
     ~PrivateBus() { QDBusConnection::disconnectFromBus(address_); }
 
-    const QString& address() const { return address_; }
     QDBusConnection connection() const { return QDBusConnection::connectToBus(address_, address_); }
     bool has(const QString& name) const { return connection().interface()->isServiceRegistered(name); }
 
@@ -44,31 +46,18 @@ public:
     };
     using Program = std::unique_ptr<QProcess, Stop>;
 
-    /// Starts a program that finds this bus as session and as system bus; ends it with its owner.
-    Program start(const QString& program, const QStringList& arguments, const QByteArray& input = {}) const {
-        auto environment = QProcessEnvironment::systemEnvironment();
-        for (const auto* name : {"DBUS_SYSTEM_BUS_ADDRESS", "DBUS_SESSION_BUS_ADDRESS"})
-            environment.insert(name, address_);
-        for (const auto* name : {"HOME", "XDG_RUNTIME_DIR", "XDG_DATA_HOME"})
-            environment.insert(name, folder_.path());
-        environment.remove("DISPLAY");
-        Program process = run(program, arguments, environment);
+    /// Ends the program with its owner.
+    static Program start(const QString& program, const QStringList& arguments, const QByteArray& input = {}) {
+        Program process(new QProcess);
+        process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        process->setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGKILL); });
+        process->start(program, arguments);
         process->write(input);
         process->closeWriteChannel();
         return process;
     }
 
 private:
-    static Program run(const QString& program, const QStringList& arguments,
-                       const QProcessEnvironment& environment) {
-        Program process(new QProcess);
-        process->setProcessEnvironment(environment);
-        process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        process->setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGKILL); });
-        process->start(program, arguments);
-        return process;
-    }
-
     const QTemporaryDir folder_;
     Program daemon_;
     QString address_;

@@ -102,20 +102,6 @@ TEST_F(X11InputListenerTest, DeliversEveryKeyMotionAndLeftOrRightDragAndNothingE
     user.sync();
 }
 
-TEST_F(X11InputListenerTest, FollowsAChangedMappingOfTheModifiers) {
-    const auto tap = listener.openTap(collector.handler());
-    ASSERT_EQ(std::system("xmodmap -e 'add mod3 = a'"), 0);
-    // The notice of the change may come a moment after the change: press until a press no longer counts.
-    EXPECT_TRUE(eventually([&] {
-        const auto before = collector.events().size();
-        user.stroke(keyA);
-        user.move();
-        user.sync();
-        return collector.has(before + 1) && collector.events().back() == mouseMoved &&
-               collector.events().size() == before + 1;
-    }));
-}
-
 TEST_F(X11InputListenerTest, KnowsIdleTimesOfMotionAndKeysApartWithoutATap) {
     const auto idle = [this](InputEventType type) { return listener.secondsSinceLast(type).value_or(-1); };
     EXPECT_GE(idle(mouseMoved), 0);
