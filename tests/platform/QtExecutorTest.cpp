@@ -42,19 +42,21 @@ TEST(ThreadExecutorTest, RunsTheJobsOfEachPosterInOrderAndOneAtATime) {
 
 TEST(ThreadExecutorTest, AStopDropsWhatIsQueuedAndWaitsForTheJobUnderWay) {
     auto kept = std::make_shared<int>();
-    std::latch entered(1);
+    std::latch allPosted(1), entered(1);
     std::atomic<bool> finished = false;
     std::atomic<int> ran = 0;
     ThreadExecutor executor("com.velmora.test.stop");
+    executor.post([&] { allPosted.wait(); });
     executor.post([&] {
         entered.count_down();
         std::this_thread::sleep_for(50ms);
         finished = true;
     });
-    entered.wait();
     for (int i = 0; i < 100; ++i)
         executor.post([&ran, kept] { ++ran; });
     const auto timer = executor.every(0.001, 0.001, 0, [&] { ++ran; });
+    allPosted.count_down();
+    entered.wait();
     executor.stop();
     EXPECT_TRUE(finished);
     EXPECT_EQ(kept.use_count(), 1) << "dropped jobs let go of what they hold";

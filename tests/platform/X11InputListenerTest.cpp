@@ -143,14 +143,18 @@ TEST_F(X11InputListenerTest, OutlivesTheServerAndComesBackWhenEnabled) {
     EXPECT_EQ(listener.secondsSinceLast(keyDown), std::nullopt);
     EXPECT_EQ(listener.openTap([](InputEventType) {}), nullptr);
 
+    QThread::sleep(1); // long enough for a spinning thread to show in the processor time
+
     const XvfbServer next;
     const SessionEnvironment nextEnvironment(next.display());
     X11TestClient nextUser(next.display());
     EXPECT_TRUE(eventually([&] {
         nextUser.stroke(keyA);
         nextUser.sync();
+        QThread::msleep(20);
         return counted > 0;
     }));
     EXPECT_EQ(disabled, 1) << "one loss, one notice";
-    EXPECT_LT(double(std::clock() - cpuBefore) / CLOCKS_PER_SEC, 2) << "a dead server must not make us spin";
+    EXPECT_LT(double(std::clock() - cpuBefore) / CLOCKS_PER_SEC, 0.5)
+        << "a dead server must not make us spin";
 }
