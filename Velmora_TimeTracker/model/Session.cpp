@@ -85,10 +85,6 @@ std::optional<QUuid> parseUuid(const QString& text) {
     return isCanonical ? std::optional(id) : std::nullopt;
 }
 
-QUuid uuidFromText(const QString& text) {
-    return parseUuid(text).value_or(QUuid());
-}
-
 std::optional<QByteArray> encodeSession(const Session& session) {
     if (!isEncodable(session)) {
         return std::nullopt;

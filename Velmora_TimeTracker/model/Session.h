@@ -50,8 +50,6 @@ struct Session {
 QString uuidText(const QUuid& id);
 /// The UUID of a canonical text, in either case; absent for any other text.
 std::optional<QUuid> parseUuid(const QString& text);
-/// The same, null for any other text: for identifiers that are never all zero.
-QUuid uuidFromText(const QString& text);
 
 /// The local JSON form of a session, or absent when a number in it is not finite.
 std::optional<QByteArray> encodeSession(const Session& session);

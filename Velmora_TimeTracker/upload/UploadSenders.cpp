@@ -16,6 +16,7 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <algorithm>
 #include <stdexcept>
 
 namespace {
@@ -85,20 +86,23 @@ Task<> UploadService::uploadActivitySegments(UploadTask task) {
     const QByteArray body = SegmentBatch::build(rows, DeviceIdProvider::current(on_.preferences, on_.random),
                                                 on_.timeZones.storedTimezoneIdentifier());
     const QByteArray reply = co_await postJSON(segmentBatchPath, body, "segments-batch");
-    markAccepted(rows, reply);
+    markAccepted(rows, on_.store.pendingActivitySegmentsForUpload(open.date, open.number), reply);
 }
 
-void UploadService::markAccepted(const std::vector<SQLiteStore::ActivitySegmentRow>& rows,
+void UploadService::markAccepted(const SegmentRows& sent, const SegmentRows& pending,
                                  const QByteArray& reply) {
     const auto positions = SegmentBatch::acceptedPositions(reply);
     if (!positions)
         return;
     for (const qint64 position : *positions) {
-        if (position < 0 || position >= static_cast<qint64>(rows.size())) {
+        if (position < 0 || position >= static_cast<qint64>(sent.size())) {
             qCCritical(Log::upload, "segments/batch: accepted position %lld was not sent; skipped", position);
             continue;
         }
-        const auto& row = rows[static_cast<std::size_t>(position)];
+        const auto& row = sent[static_cast<std::size_t>(position)];
+        // A slot whose last seconds came in while it was under way goes out again.
+        if (std::ranges::find(pending, row) == pending.end())
+            continue;
         on_.store.markActivitySegmentUploaded(row.segmentDate, row.segmentNumber);
     }
 }

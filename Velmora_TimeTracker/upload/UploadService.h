@@ -110,7 +110,9 @@ private:
     Task<bool> uploadHeartbeatNowOnWorker(Session session);
     /// POSTs a JSON body and passes on the today total of the reply, as told by `source`. The reply's bytes.
     Task<QByteArray> postJSON(const char* path, QByteArray body, const char* source);
-    void markAccepted(const std::vector<SQLiteStore::ActivitySegmentRow>& rows, const QByteArray& reply);
+    using SegmentRows = std::vector<SQLiteStore::ActivitySegmentRow>;
+    /// Marks those of the sent rows that the reply names and that are still `pending` as they were sent.
+    void markAccepted(const SegmentRows& sent, const SegmentRows& pending, const QByteArray& reply);
 
     void enqueue(UploadTaskType type, int priority, const QUuid& sessionId,
                  const std::optional<QByteArray>& jsonPayload);

@@ -38,20 +38,23 @@ QByteArray blob(sqlite3_stmt* row, int column) {
 
 } // namespace
 
+QString World::databaseFile() const {
+    return folder_.path() + QStringLiteral("/Velmora TimeTracker/timetracker.sqlite");
+}
+
 std::vector<Session> World::storedSessions(const char* table) const {
     std::vector<Session> sessions;
-    const Look look(folder_.path() + QStringLiteral("/Velmora TimeTracker/timetracker.sqlite"));
-    look.each((QByteArray("SELECT payload FROM ") + table).constData(), [&](sqlite3_stmt* row) {
-        if (const auto session = decodeSession(blob(row, 0)))
-            sessions.push_back(*session);
-    });
+    Look(databaseFile())
+        .each((QByteArray("SELECT payload FROM ") + table).constData(), [&](sqlite3_stmt* row) {
+            if (const auto session = decodeSession(blob(row, 0)))
+                sessions.push_back(*session);
+        });
     return sessions;
 }
 
 qint64 World::count(const char* sql) const {
     qint64 result = 0;
-    const Look look(folder_.path() + QStringLiteral("/Velmora TimeTracker/timetracker.sqlite"));
-    look.each(sql, [&](sqlite3_stmt* row) { result = sqlite3_column_int64(row, 0); });
+    Look(databaseFile()).each(sql, [&](sqlite3_stmt* row) { result = sqlite3_column_int64(row, 0); });
     return result;
 }
 
@@ -146,6 +149,7 @@ void World::checkDelivery() {
         complain(QStringLiteral("D: %1 rows are still queued after the calm").arg(rows));
     int missing = 0;
     int rewritten = 0;
+    int misreported = 0;
     for (const Session& session : storedSessions("session_history")) {
         const auto& record = server_.sessions[session.id];
         missing +=
@@ -153,6 +157,8 @@ void World::checkDelivery() {
                 ? 1
                 : 0;
         rewritten += record.completedBodies.size() > 1 ? 1 : 0;
+        misreported +=
+            !record.completedBodies.isEmpty() && record.completedSeconds != session.reportedTotalSeconds;
     }
     // A row may be discarded after six failures, which is logged; nothing else may be missing.
     if (missing > discarded_.value(QStringLiteral("heartbeat")))
@@ -161,6 +167,8 @@ void World::checkDelivery() {
                      .arg(discarded_.value(QStringLiteral("heartbeat"))));
     if (rewritten > 0)
         complain(QStringLiteral("D: %1 sessions were delivered with different bodies").arg(rewritten));
+    if (misreported > 0)
+        complain(QStringLiteral("D: %1 sessions arrived with another total").arg(misreported));
 
     qint64 files = 0;
     for (QDirIterator it(folder_.path(), {QStringLiteral("*.jpg")}, QDir::Files,
@@ -178,6 +186,16 @@ void World::checkDelivery() {
               "AND active_seconds + non_idle_seconds + mouse_movements + keyboard_movements > 0");
     if (unsent > 1)
         complain(QStringLiteral("D: %1 segments were never sent").arg(unsent));
+    Look(databaseFile())
+        .each("SELECT segment_date || '#' || segment_number, non_idle_seconds FROM activity_segments "
+              "WHERE uploaded_at IS NOT NULL",
+              [&](sqlite3_stmt* row) {
+                  const QString slot = QString::fromUtf8(blob(row, 0));
+                  const double arrived = server_.segments.value(slot, -1);
+                  if (!changesCompany_ &&
+                      std::abs(arrived - std::min(sqlite3_column_int(row, 1) / 6.0, 100.0)) > 0.01)
+                      complain(QStringLiteral("D: segment %1 arrived with %2 %").arg(slot).arg(arrived));
+              });
     const auto tracked = static_cast<double>(count("SELECT sum(non_idle_seconds) FROM activity_segments"));
     const double slack =
         3.0 * (happened_.starts + happened_.sleeps + happened_.idlePauses + happened_.midnights + 10);

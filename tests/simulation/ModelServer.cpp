@@ -14,10 +14,6 @@ using Reply = SimulatedURLSession::Reply;
 QByteArray json(const QJsonObject& object) {
     return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
-
-QString key(const QString& date, int number) {
-    return QStringLiteral("%1#%2").arg(date).arg(number);
-}
 } // namespace
 
 ModelServer::ModelServer(Timeline& timeline, quint32 seed)
@@ -80,7 +76,6 @@ Reply ModelServer::commit(const URLRequest& request) {
     }
     if (request.header("Authorization") != "Bearer " + accessToken())
         return SimulatedURLSession::answer(401, R"({"message":"token expired"})");
-    ++committed;
     if (path.endsWith(QStringLiteral("employees/config"))) {
         const auto record = Json::object(encodeRemoteConfig(config));
         return SimulatedURLSession::answer(200, json({{"data", *record}}));
@@ -92,10 +87,8 @@ Reply ModelServer::commit(const URLRequest& request) {
     }
     if (!body)
         return SimulatedURLSession::answer(422, R"({"message":"no JSON object"})");
-    if (path.endsWith(QStringLiteral("sessions/start"))) {
-        ++sessions[uuidFromText(body->value("session_uuid").toString())].starts;
+    if (path.endsWith(QStringLiteral("sessions/start")))
         return SimulatedURLSession::answer(200, todayTotal());
-    }
     if (path.endsWith(QStringLiteral("sessions/heartbeat")))
         return heartbeat(*body, request.body);
     if (path.endsWith(QStringLiteral("segments/batch")))
@@ -104,7 +97,7 @@ Reply ModelServer::commit(const URLRequest& request) {
 }
 
 Reply ModelServer::heartbeat(const QJsonObject& body, const QByteArray& raw) {
-    const QUuid id = uuidFromText(body.value("session_uuid").toString());
+    const QUuid id = QUuid(body.value("session_uuid").toString());
     const bool isCompleted = body.value("status").toString() == QLatin1String("completed");
     if (isCompleted && beforeCompleted && beforeCompleted(id))
         return SimulatedURLSession::failure(URLError::Code::networkConnectionLost);
@@ -115,8 +108,10 @@ Reply ModelServer::heartbeat(const QJsonObject& body, const QByteArray& raw) {
     }
     session.reportedSeconds = body.value("total_seconds").toInteger();
     session.startedAt = body.value("started_at").toString();
-    if (isCompleted)
+    if (isCompleted) {
         session.completedBodies.insert(raw);
+        session.completedSeconds = session.reportedSeconds;
+    }
     return SimulatedURLSession::answer(200, todayTotal());
 }
 
@@ -127,8 +122,9 @@ Reply ModelServer::batch(const QJsonObject& body) {
         if (chance() < faultRate * 0.2)
             continue; // left out of the answer: must be offered again
         const QJsonObject row = rows[index].toObject();
-        segments[key(row.value("segment_date").toString(), row.value("segment_number").toInt())] = {
-            row.value("activity_rate").toDouble(), row.value("non_idle_percent").toDouble()};
+        segments[QStringLiteral("%1#%2")
+                     .arg(row.value("segment_date").toString())
+                     .arg(row.value("segment_number").toInt())] = row.value("non_idle_percent").toDouble();
         accepted.append(index);
     }
     return SimulatedURLSession::answer(

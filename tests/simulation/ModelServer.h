@@ -15,15 +15,11 @@
 class ModelServer {
 public:
     struct SessionRecord {
-        int starts = 0;
         QSet<QByteArray> completedBodies;
+        qint64 completedSeconds = 0;
         qint64 reportedSeconds = 0;
         QString startedAt;
         bool takenOver = false;
-    };
-    struct SegmentRecord {
-        double activityRate = 0;
-        double nonIdlePercent = 0;
     };
 
     ModelServer(Timeline& timeline, quint32 seed);
@@ -34,11 +30,10 @@ public:
     bool isFailing = false; ///< Answers 503 to everything.
 
     QHash<QUuid, SessionRecord> sessions;
-    QSet<QString> screenshots;              ///< Names of the pictures received.
-    QHash<QString, SegmentRecord> segments; ///< By "date#number".
+    QSet<QString> screenshots;       ///< Names of the pictures received.
+    QHash<QString, double> segments; ///< The tracked percentage by "date#number".
     int takeoverAnswers = 0;
     int faultsMet = 0;
-    int committed = 0;
 
     /// Run before a completed heartbeat is handled; answering true loses the request without a commit.
     std::function<bool(const QUuid& sessionId)> beforeCompleted;

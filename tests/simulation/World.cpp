@@ -30,9 +30,10 @@ World* listening = nullptr;
 } // namespace
 
 World::Happened& World::Happened::operator+=(const Happened& other) {
-    for (const auto count : {&Happened::deaths, &Happened::sleeps, &Happened::idlePauses, &Happened::midnights,
-                             &Happened::starts, &Happened::takeovers, &Happened::clockJumps,
-                             &Happened::zoneChanges, &Happened::companyChanges, &Happened::serverFaults})
+    for (const auto count :
+         {&Happened::deaths, &Happened::sleeps, &Happened::idlePauses, &Happened::midnights,
+          &Happened::starts, &Happened::takeovers, &Happened::clockJumps, &Happened::zoneChanges,
+          &Happened::companyChanges, &Happened::serverFaults})
         this->*count += other.*count;
     workedSeconds += other.workedSeconds;
     return *this;

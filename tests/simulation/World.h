@@ -83,6 +83,7 @@ private:
     void checkHour();
     void calmDown();
     void checkDelivery();
+    QString databaseFile() const;
     std::vector<Session> storedSessions(const char* table) const;
     qint64 count(const char* sql) const;
 

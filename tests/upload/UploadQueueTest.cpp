@@ -96,6 +96,13 @@ TEST_F(Upload, sendsAllSegmentsThatAreClosedAndMarksWhatWasAccepted) {
     closedSegment(10); // grew after its upload
     add(Type::activitySegment, 40, "unreadable: the slot of now is the limit");
     EXPECT_EQ(unsentAfter(takesTwo), "31");
+    closedSegment(10);
+    machine.urlSession.setServer([&](const URLRequest&) {
+        store.upsertActivitySegment({"2023-11-13", 10, 600, 600, 1, 1}); // grows while it is under way
+        return Network::answer(200, takesTwo);
+    });
+    run();
+    EXPECT_EQ(unsentAfter("<html>"), "10 31");
 }
 
 TEST_F(Upload, directHeartbeatTellsWhetherTheServerTookIt) {

@@ -10,7 +10,9 @@ import subprocess
 import sys
 import time
 
-from harness import ACCOUNT, MONITORS, TASK, Desktop, Failure, until
+ROOT = pathlib.Path(__file__).resolve().parents[1]
+sys.path.insert(0, str(ROOT / "tests/endtoend"))
+from harness import ACCOUNT, MONITORS, TASK, Desktop, Failure, until  # noqa: E402  (found through the line above)
 
 
 def tell(text):
