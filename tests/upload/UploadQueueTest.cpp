@@ -10,7 +10,6 @@ TEST_F(Upload, sendsByPriorityThenAgeAndTwentyARun) {
     add(Type::startSession, 110, "first");
     add(Type::heartbeat, 100, "last");
     add(Type::metadata, 200);
-    const LogCapture log;
     run();
     ASSERT_EQ(requests.size(), 19u); // the twentieth was the metadata row, which sends nothing
     EXPECT_EQ(requests[0].body, "first");
@@ -19,9 +18,6 @@ TEST_F(Upload, sendsByPriorityThenAgeAndTwentyARun) {
     EXPECT_EQ(rows(), "heartbeat pending 0, heartbeat pending 0, screenshot pending 0");
     run();
     EXPECT_EQ(requests[20].body, "last");
-    EXPECT_EQ(log.count("no tasks"), 0);
-    run();
-    EXPECT_EQ(log.lines().last(), "processQueue: no tasks in queue");
 }
 
 TEST_F(Upload, isRefusedByAnOpenCircuitButStillQueuesSegments) {
@@ -31,34 +27,14 @@ TEST_F(Upload, isRefusedByAnOpenCircuitButStillQueuesSegments) {
     run(); // ends with the failure that opens the circuit
     EXPECT_EQ(sent(), "start start start start start");
     closedSegment(3);
-    machine.path.set(false);
-    const LogCapture log;
+    machine.path.set(false); // offline as it may seem
     run();
-    EXPECT_EQ(log.lines(),
-              QStringList({"processQueue: NetworkMonitor reports offline (advisory) — proceeding anyway",
-                           "processQueue skipped: circuit breaker open"}));
+    EXPECT_EQ(requests.size(), 5u);
     EXPECT_TRUE(rows().startsWith("activitySegment pending 0, "));
     answer(200);
     pass(60);
-    run(); // offline as it may seem
+    run();
     EXPECT_EQ(rows(), "");
-    EXPECT_FALSE(circuitOpensAfter(4, 503)); // the first ones since the run's successes
-}
-
-TEST_F(Upload, queuesNothingThatCannotBeWritten) {
-    picture();
-    Session session = sampleSession();
-    session.activityScore = NAN;
-    service.enqueueSessionUpload(session);
-    session = sampleSession();
-    session.intervals[1].stoppedAt = Date::since2001(INFINITY);
-    const LogCapture log;
-    EXPECT_FALSE(await(service.uploadHeartbeatNow(session)));
-    session.intervals.clear();
-    service.enqueueSessionStart(session);
-    EXPECT_EQ(rows(), "");
-    EXPECT_EQ(log.lines(), QStringList({"uploadHeartbeatNow: buildHeartbeatPayload failed",
-                                        "enqueueSessionStart: StartSessionPayload.build failed"}));
 }
 
 TEST_F(Upload, sendsAllSegmentsThatAreClosedAndMarksWhatWasAccepted) {
@@ -68,9 +44,7 @@ TEST_F(Upload, sendsAllSegmentsThatAreClosedAndMarksWhatWasAccepted) {
     store.upsertActivitySegment({"2023-11-15", 31, 60, 60, 1, 1});
     service.enqueueActivitySegmentsForUpload(SegmentUtils::DateAndNumber{"2023-11-13", 11});
     service.enqueueActivitySegmentsForUpload(std::nullopt); // one live task is enough
-    EXPECT_EQ(sql("SELECT session_id, priority, json_payload FROM upload_queue").join('\n'),
-              "00000000-0000-0000-0000-000000000000 40 "
-              R"({"open_segment_date":"2023-11-13","open_segment_number":11})");
+    EXPECT_EQ(rows(), "activitySegment pending 0");
     const auto unsentAfter = [&](const QByteArray& reply) {
         answer(200, reply);
         run();
@@ -78,21 +52,19 @@ TEST_F(Upload, sendsAllSegmentsThatAreClosedAndMarksWhatWasAccepted) {
         return sql("SELECT segment_number FROM activity_segments WHERE uploaded_at IS NULL ORDER BY 1")
             .join(' ');
     };
-    const LogCapture log;
     EXPECT_EQ(unsentAfter(R"({"data":{"accepted":[1,-1,2,7]}})"), "9 11 31");
-    EXPECT_TRUE(log.contains("POST segments/batch: 2 closed segment(s)"));
     const QJsonObject body = jsonObject(requests[0].body);
     EXPECT_EQ(body["segments"][1]["segment_number"], 10);
+    EXPECT_TRUE(body["segments"][2].isUndefined());
     EXPECT_EQ(body["segments"][1]["timezone"], "Asia/Ho_Chi_Minh");
-    EXPECT_EQ(body["device_uuid"].toString().size(), 36);
     // What was not accepted is offered again by each run; an unreadable answer takes nothing.
-    for (const char* reply : {"<html>", R"({"data":{"accepted":[0,"1"]}})", R"({"data":{"accepted":[]}})"})
+    for (const char* reply : {"<html>", R"({"data":{"accepted":[0,"1"]}})"})
         EXPECT_EQ(unsentAfter(reply), "9 11 31");
     const QByteArray takesTwo = R"({"data":{"accepted":[0,1]}})";
     EXPECT_EQ(unsentAfter(takesTwo), "31");
     service.enqueueActivitySegmentsForUpload(std::nullopt);
     EXPECT_EQ(unsentAfter(takesTwo), "31"); // nothing is closed: no request
-    EXPECT_EQ(sent(), "batch batch batch batch batch");
+    EXPECT_EQ(requests.size(), 4u);
     closedSegment(10); // grew after its upload
     add(Type::activitySegment, 40, "unreadable: the slot of now is the limit");
     EXPECT_EQ(unsentAfter(takesTwo), "31");
@@ -106,22 +78,16 @@ TEST_F(Upload, sendsAllSegmentsThatAreClosedAndMarksWhatWasAccepted) {
 }
 
 TEST_F(Upload, directHeartbeatTellsWhetherTheServerTookIt) {
-    add(Type::heartbeat);
-    const LogCapture log;
     const auto isTaken = [&] { return await(service.uploadHeartbeatNow(sampleSession())); };
     answer(200, R"({"data":{"today_total_seconds":3600,"today_date":"2024-05-01"}})");
     EXPECT_TRUE(isTaken());
-    EXPECT_TRUE(log.contains("server today_total via heartbeat-direct: 3600s @ 2024-05-01"));
     EXPECT_EQ(jsonObject(requests[0].body)["status"], "active");
-    answer(204, "nonsense");
-    EXPECT_TRUE(isTaken());
-    for (const int status : {400, 401, 422, 500, -1}) {
-        reply(status > 0 ? Network::answer(status) : Network::failure(URLError::Code::cannotFindHost));
-        EXPECT_FALSE(isTaken()) << status;
+    for (const auto& failure : {Network::answer(401), Network::answer(422), Network::failure({})}) {
+        reply(failure);
+        EXPECT_FALSE(isTaken());
     }
-    EXPECT_EQ(log.count("uploadHeartbeatNow failed: "), 5);
     EXPECT_EQ(heard, QStringList("3600 s on 2024-05-01"));
-    EXPECT_EQ(rows(), "heartbeat pending 0");
+    EXPECT_EQ(rows(), "");
 }
 
 TEST_F(Upload, takesATakeoverUpOnceWhicheverPathSeesItAndLeavesPictures) {
@@ -132,7 +98,6 @@ TEST_F(Upload, takesATakeoverUpOnceWhicheverPathSeesItAndLeavesPictures) {
     sql("UPDATE upload_queue SET session_id = 'another'");
     addScreenshot(picture());
     fillQueue();
-    const LogCapture log;
     answer(409);
     EXPECT_FALSE(await(service.uploadHeartbeatNow(sampleSession())));
     EXPECT_EQ(rows(), "screenshot pending 0, startSession pending 0");
@@ -142,8 +107,6 @@ TEST_F(Upload, takesATakeoverUpOnceWhicheverPathSeesItAndLeavesPictures) {
     EXPECT_EQ(sent(), "heartbeat heartbeat screenshots start");
     EXPECT_EQ(rows(), "screenshot failed 1");
     EXPECT_EQ(heard, QStringList(sessionText + " gone 409"));
-    const QString taken = " taken over by another device (status 409); stopping local tracking.";
-    EXPECT_EQ(log.lines().filter("taken over"), QStringList("Session " + sessionText + taken));
 }
 
 TEST_F(Upload, launchMendsTheQueueAndAdoptsStrandedPictures) {
@@ -160,29 +123,18 @@ TEST_F(Upload, launchMendsTheQueueAndAdoptsStrandedPictures) {
         {"acme.test", sessionText.toLower() + "_t_1.JPG", 5, 'a'},
         {"acme.test", sessionText + "_later_0.jpg", -99, 'a'},
         {"acme.test", sessionText + "_t_3.png", week * 9, 'k'},
-        {"acme.test", sessionText + ".jpg", 5, 'k'},
         {"acme.test", "notes_0.jpg", week, 'k'},
-        {"acme.test", "notes_1.JPG", week + 1, 'd'},
         {"acme.test", sessionText + "_t_4.jpg", week + 1, 'd'},
-        {"other.test", sessionText + "_t_5.jpg", week, 'k'},
         {"other.test", sessionText + "_t_6.jpg", week + 1, 'd'},
     };
     for (const auto& [company, name, age, fate] : files)
         file(name, age, company);
     addScreenshot(file(sessionText + "_queued_0.jpg", 5));
     reply(Network::failure(URLError::Code::networkConnectionLost));
-    const LogCapture log;
     await(service.start());
-    EXPECT_EQ(
-        log.lines().mid(0, 2),
-        QStringList({"Launch cleanup: removed 2 unattributable row(s) (global-domain queue/segments, zero "
-                     "segments, stale foreign-domain segments)",
-                     "Orphan sweeper: enqueued 3 stranded screenshot(s)"}));
     EXPECT_EQ(sql("SELECT segment_date FROM activity_segments"), QStringList("2023-10-16"));
-    EXPECT_EQ(sql("SELECT DISTINCT type, priority, retry_count, created_at, domain_key, next_attempt_at"
-                  " FROM upload_queue ORDER BY 1"),
-              QStringList({"heartbeat 10 3 1700000000.0 other.test 10000000000.0",
-                           "screenshot 10 0 1700000000.0 acme.test 0.0"}));
+    EXPECT_EQ(sql("SELECT DISTINCT type, retry_count, domain_key FROM upload_queue ORDER BY 1"),
+              QStringList({"heartbeat 3 other.test", "screenshot 0 acme.test"}));
     for (const auto& [company, name, age, fate] : files) {
         const QString path = directory.filePath("Velmora TimeTracker/captures/") + company + u'/' + name;
         EXPECT_EQ(QFile::exists(path), fate != 'd') << qPrintable(path);
@@ -203,7 +155,6 @@ TEST_F(Upload, runsOneAtATimeThirtySecondsAfterTheLastHasEnded) {
     closedSegment(3);
     run();
     EXPECT_EQ(log.count("processQueue skipped: already processing"), 1);
-    EXPECT_EQ(rows(), "activitySegment pending 0, heartbeat inProgress 0");
     pass(13 + 29.9); // it also finds the task that the refused one added
     EXPECT_EQ(sent(), "heartbeat batch");
     EXPECT_EQ(log.count("no tasks in queue"), 0);
