@@ -51,18 +51,6 @@ TEST_F(SegmentClock, ClosesASlotAndSendsIt) {
     EXPECT_EQ(slots().mid(0, 2), (QStringList{"2024-05-15|54|569|569|1|569", "2024-05-15|55|6|6|0|6"}));
 }
 
-TEST_F(SegmentClock, WritesNothingForASlotWithoutCounts) {
-    engine().pauseTracking();
-    world.tick(1500); // two boundaries, twenty-five minutes of nothing
-    EXPECT_EQ(slots(), QStringList());
-    EXPECT_TRUE(world.bodies("segments/batch").empty());
-    resume();
-    world.tick(28);
-    EXPECT_EQ(slots(), QStringList());
-    world.tick(1); // the tick counter has gone round all the while
-    EXPECT_EQ(slots(), QStringList{"2024-05-15|56|0|29|0|0"});
-}
-
 TEST_F(SegmentClock, OverwritesTheSlotAfterARestartAndFollowsTheCompanysZone) {
     world.tick(120);
     world.restart();

@@ -96,25 +96,8 @@ TEST_F(SessionIdle, LetsAQuestionLapseWithItsPause) {
         engine().stopTracking();
     };
     expectLapse([this] { resume(), engine().pauseTracking(); }, 0, true, true);
-    expectLapse([this] { resume(); }, 1, true, false);
-    expectLapse([this] { engine().stopTracking(); }, 1, false, false);
     expectLapse([this] { engine().stopTracking(), world.start(); }, 1, true, false);
     // At midnight the pause goes on as a plain one, and the question still speaks of it.
     expectLapse([this] { world.jumpTo("2024-05-16T00:00:05Z"), world.tick(2); }, 0, true, false);
     expectLapse([this] { world.jumpTo("2024-05-17T00:00:05Z"), world.tick(2); }, 1, false, false);
-}
-
-TEST_F(SessionIdle, TouchesOnlyTheIntervalThatWentIdle) {
-    world.start();
-    world.typeFor(10);
-    engine().pauseTracking();
-    world.tick(4000);
-    comeBack();
-    EXPECT_FALSE(engine().isIdle() || world.session().idleDiscardCutoffAt); // paused by hand
-    engine().resumeTracking();
-    world.tick(310); // without any input: nothing of it stays
-    engine().stopTracking();
-    const TrackingInterval last = lastFinished().intervals.back();
-    EXPECT_EQ(last.stoppedAt, last.startedAt);
-    EXPECT_EQ(lastTotal(), 10);
 }

@@ -78,39 +78,6 @@ TEST_F(SessionRecovery, RollsAPausedSessionOverWithoutAnInterval) {
     EXPECT_EQ(lastTotal(), 0);
 }
 
-TEST_F(SessionRecovery, PausesInSleepAndResumesAtTheWake) {
-    startAt("2024-05-15T20:00:00Z");
-    world.sleepMachine(8 * 3600); // through midnight
-    EXPECT_FALSE(engine().isPaused());
-    world.machine.power.willSleep();
-    world.machine.timeline.settle();
-    world.machine.timeline.sleepMachine(86400);
-    world.tick(200); // and no notice of the wake: nothing ticks
-    EXPECT_EQ(world.finishedSessions().size(), 1);
-    resume();
-    world.tick(10);
-    EXPECT_EQ(world.finishedSessions().size(), 2);
-    EXPECT_EQ(engine().elapsedSeconds(), 10);
-}
-
-TEST_F(SessionRecovery, ClosesTheIntervalBeforeTheProcessEnds) {
-    startAt("2024-05-15T09:00:00Z");
-    LogCapture log;
-    world.machine.power.willTerminate(); // done when it returns
-    EXPECT_EQ(world.activeSessions().at(0).intervals.back().stoppedAt, at("2024-05-15T09:01:00Z"));
-    world.restart();
-    world.sleepMachine(30); // a wake leaves a pending session alone
-    EXPECT_FALSE(engine().isTracking());
-    touch();
-    engine().resumeInterruptedSession();
-    world.tick(5);
-    engine().pauseTracking();
-    world.machine.power.willTerminate();
-    EXPECT_EQ(log.count("Tracking interval closed on app termination"), 1); // there was none to close
-    engine().stopTracking();
-    EXPECT_EQ(lastTotal(), 65);
-}
-
 TEST_F(SessionRecovery, BillsACrashUpToTheLastMark) {
     const auto billed = [this](const char* mark) {
         const Session left =
