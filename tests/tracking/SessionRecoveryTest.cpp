@@ -115,6 +115,7 @@ TEST_F(SessionRecovery, EndsYesterdaysSessionYesterday) {
     engine().resumeInterruptedSession();
     EXPECT_EQ(lastFinished().id, left.id);
     EXPECT_EQ(lastFinished().intervals.back().stoppedAt, at("2024-05-15T00:00:00Z") - 0.001);
+    EXPECT_EQ(lastFinished().intervals.size(), 2); // nothing of today
     EXPECT_EQ(lastTotal(), 7199);
     EXPECT_EQ(lastFinished().mouseCount, 7); // the stored counts stay
     EXPECT_EQ(world.session().projectName, "First");
