@@ -86,7 +86,7 @@ int checkContent(sqlite3* db) {
 } // namespace
 
 SQLiteStore::SQLiteStore(const QString& folder, const DomainStorage& domain, Clock& clock, Random& random)
-    : dbPath_(folder + "/timetracker.sqlite")
+    : dbURL_(folder + "/timetracker.sqlite")
     , domain_(domain)
     , clock_(clock)
     , random_(random) {
@@ -103,7 +103,7 @@ void SQLiteStore::openIfNeeded() {
     if (db_) {
         return;
     }
-    const QFileInfo file(dbPath_);
+    const QFileInfo file(dbURL_);
     const int code = file.exists() && !file.isFile() ? SQLITE_NOTADB : open();
     if (isDamage(code)) {
         beginNewDatabase(code);
@@ -111,8 +111,8 @@ void SQLiteStore::openIfNeeded() {
 }
 
 int SQLiteStore::open() {
-    makePrivateFile(dbPath_);
-    const int opened = sqlite3_open(QFile::encodeName(dbPath_).constData(), &db_);
+    makePrivateFile(dbURL_);
+    const int opened = sqlite3_open(QFile::encodeName(dbURL_).constData(), &db_);
     if (opened != SQLITE_OK) {
         qCCritical(Log::session, "SQLiteStore: failed to open DB rc=%d", opened);
         return opened;
@@ -125,7 +125,7 @@ int SQLiteStore::open() {
         return migrated;
     }
     // A file that the system lets us write, yet the library does not: its header asks for a later format.
-    if (sqlite3_db_readonly(db_, "main") == 1 && QFileInfo(dbPath_).isWritable()) {
+    if (sqlite3_db_readonly(db_, "main") == 1 && QFileInfo(dbURL_).isWritable()) {
         return SQLITE_NOTADB;
     }
     return checkContent(db_);
@@ -168,16 +168,16 @@ void SQLiteStore::beginNewDatabase(int code) {
         sqlite3_close(std::exchange(db_, nullptr));
     }
     const QString stamp = clock_.now().toDateTime(QTimeZone::utc()).toString("yyyyMMdd-HHmmss");
-    const QString aside = ApplicationFolder::setAside(dbPath_, stamp);
+    const QString aside = ApplicationFolder::setAside(dbURL_, stamp);
     if (aside.isEmpty()) {
         qCCritical(Log::session, "SQLiteStore: unusable database (rc=%d), and it cannot be set aside", code);
-        sqlite3_open(QFile::encodeName(dbPath_).constData(), &db_);
+        sqlite3_open(QFile::encodeName(dbURL_).constData(), &db_);
         return;
     }
     // A log left behind would be played into the new file; under the old file's new name it still belongs to
     // it.
     for (const char* suffix : {"-wal", "-shm"}) {
-        QFile::rename(dbPath_ + QLatin1StringView(suffix), aside + QLatin1StringView(suffix));
+        QFile::rename(dbURL_ + QLatin1StringView(suffix), aside + QLatin1StringView(suffix));
     }
     qCCritical(Log::session, "SQLiteStore: unusable database (rc=%d) set aside as %ls", code,
                qUtf16Printable(aside));

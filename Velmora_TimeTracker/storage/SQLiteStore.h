@@ -118,7 +118,7 @@ private:
     /// Takes the lock and hands `use` the prepared statement; skips it when it cannot be prepared.
     void withStatement(const char* sql, const std::function<void(Statement&)>& use);
 
-    const QString dbPath_;
+    const QString dbURL_;
     sqlite3* db_ = nullptr;
     QHash<QByteArray, int> failures_; ///< In a row, by the statement's text.
     std::mutex queue_;                ///< "com.velmora.timetracker.sqlite": guards db_ and failures_
