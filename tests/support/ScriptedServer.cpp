@@ -14,24 +14,6 @@ URLRequest received(const httplib::Request& request, const QUrl& root) {
     return result;
 }
 
-void send(const URLResponse& scripted, httplib::Response& response) {
-    const std::string body = scripted.body.toStdString();
-    response.status = scripted.statusCode.value_or(200);
-    std::size_t length = scripted.statusCode ? body.size() : body.size() + 1;
-    for (const auto& [name, value] : scripted.headers) {
-        if (name == "Content-Length")
-            length = value.toULongLong();
-        else
-            response.set_header(name.toStdString(), value.toStdString());
-    }
-    if (length <= body.size())
-        return response.set_content(body, "application/json");
-    // As if more were to come.
-    response.set_content_provider(length, "application/json", [body](auto offset, auto, auto& sink) {
-        return offset == 0 && !body.empty() && sink.write(body.data(), body.size());
-    });
-}
-
 } // namespace
 
 ScriptedServer::ScriptedServer(const Script& script)
@@ -39,7 +21,9 @@ ScriptedServer::ScriptedServer(const Script& script)
     , port_(server_->bind_to_any_port("127.0.0.1")) {
     const auto handler = [this, script](const auto& request, auto& response) {
         const std::lock_guard guard(mutex_);
-        send(script(requests_.emplace_back(received(request, root()))), response);
+        const URLResponse scripted = script(requests_.emplace_back(received(request, root())));
+        response.status = scripted.statusCode.value();
+        response.set_content(scripted.body.toStdString(), "application/json");
     };
     server_->set_keep_alive_max_count(1);
     server_->Get(".*", handler).Post(".*", handler);

@@ -16,9 +16,8 @@ class Server;
 /// runs on threads of its own from construction to destruction.
 class ScriptedServer {
 public:
-    /// Called on the server's threads, one call at a time. The request's URL is absolute. An answer without a
-    /// status breaks off behind its headers; one with a "Content-Length" beyond its body breaks off where the
-    /// body ends.
+    /// Called on the server's threads, one call at a time. The request's URL is absolute; the answer has a
+    /// status and a body.
     using Script = std::function<URLResponse(const URLRequest&)>;
 
     explicit ScriptedServer(const Script& script);
