@@ -17,26 +17,6 @@ EngineFixture::EngineFixture(const char* start, const QByteArray& machineZone)
     launch();
 }
 
-EngineFixture::~EngineFixture() {
-    tick(5); // exchanges under way come to their end, so that nothing suspended is left behind
-    die();
-}
-
-void EngineFixture::launch() {
-    core = std::make_unique<TimeTrackerCore>(machine.platform());
-    machine.timeline.settle();
-}
-
-void EngineFixture::die() {
-    core.reset();
-    machine.processDied();
-}
-
-void EngineFixture::signIn(const QString& url) {
-    DomainStorage(machine.preferences).setBaseURL(QUrl(url));
-    KeychainService(machine.secrets).saveAuthTokens({"access", "refresh", {}, {}, {}, {}});
-}
-
 void EngineFixture::start(const QString& projectId, const QString& projectName) {
     machine.input.happen(InputEventType::mouseMoved); // on the way to the button
     const RemoteProject project{projectId, projectName};
@@ -61,22 +41,20 @@ void EngineFixture::sleepMachine(Seconds span) {
 }
 
 SimulatedURLSession::Reply EngineFixture::answer(const URLRequest& request) const {
-    const QString path = request.url.path();
-    if (path.endsWith("authentication/refresh"))
-        return SimulatedURLSession::answer(
-            refreshStatus,
-            R"({"data":{"access_token":"access","refresh_token":"refresh","expires_at":"2099-01-01T00:00:00Z"}})");
-    if (path.endsWith("employees/config"))
+    if (request.url.path().endsWith("employees/config"))
         return SimulatedURLSession::answer(status, "{\"data\":" + encodeRemoteConfig(config) + "}");
     QJsonArray accepted; // every segment of a batch
     while (accepted.size() < QJsonDocument::fromJson(request.body)["segments"].toArray().size())
         accepted.append(accepted.size());
-    QJsonObject data{{"ok", true}, {"accepted", accepted}};
+    QJsonObject data{
+        {"ok", true}, {"accepted", accepted}, {"access_token", "access"}, {"expires_at", "2099"}};
     if (todayTotal) {
         data.insert("today_total_seconds", todayTotal->totalSeconds);
         data.insert("today_date", todayTotal->date);
     }
-    return SimulatedURLSession::answer(status, Json::compact({{"success", true}, {"data", data}}));
+    const bool isRefresh = request.url.path().endsWith("authentication/refresh");
+    return SimulatedURLSession::answer(isRefresh ? refreshStatus : status,
+                                       Json::compact({{"success", true}, {"data", data}}));
 }
 
 std::vector<Session> EngineFixture::storedSessions(const char* table) const {

@@ -14,7 +14,10 @@
 class EngineFixture {
 public:
     explicit EngineFixture(const char* start = "2024-05-15T09:00:00Z", const QByteArray& machineZone = "UTC");
-    ~EngineFixture();
+    ~EngineFixture() {
+        tick(5); // exchanges under way come to their end, so that nothing suspended is left behind
+        die();
+    }
 
     static Date at(const char* text) { return ISO8601::parse(QString::fromLatin1(text)).value(); }
     static constexpr auto companyURL = "https://acme.test/api/v1/";
@@ -32,12 +35,18 @@ public:
     QString message() { return engine().lastStatusMessage().value_or(QString()); }
 
     /// Starts the program and lets everything happen that happens at once. Done by the constructor, too.
-    void launch();
+    void launch() {
+        core = std::make_unique<TimeTrackerCore>(machine.platform());
+        machine.timeline.settle();
+    }
     /// The process dies: nothing that it had under way goes on.
-    void die();
+    void die() { core.reset(), machine.processDied(); }
     void restart() { die(), launch(); }
 
-    void signIn(const QString& url = QString::fromLatin1(companyURL));
+    void signIn(const QString& url = QString::fromLatin1(companyURL)) {
+        DomainStorage(machine.preferences).setBaseURL(QUrl(url));
+        KeychainService(machine.secrets).saveAuthTokens({"access", "refresh", {}, {}, {}, {}});
+    }
     /// The engine gets `config` as from the server.
     void applyConfig() { core->apply(config); }
 
