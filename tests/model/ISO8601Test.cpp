@@ -18,7 +18,6 @@ TEST(ISO8601Text, namesTheInstantInTheZone) {
         {"UTC", t0 + 0.999, "2024-05-01T02:30:00+00:00", "2024-05-01T02:30:00Z"},
         {"America/St_Johns", t0, "2024-05-01T00:00:00-02:30", "2024-05-01T00:00:00-02:30"},
         {"UTC", -0.25, "1969-12-31T23:59:59+00:00", "1969-12-31T23:59:59Z"},
-        {"UTC", 1e15, "", ""},
         {"UTC", std::numeric_limits<double>::quiet_NaN(), "", ""},
     };
     for (const auto& c : cases) {

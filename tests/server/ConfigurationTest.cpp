@@ -114,7 +114,6 @@ TEST_F(ConfigurationTest, UnknownZonesAreTheSystems) {
 
 TEST(AppVersionTest, ComparesLeadingNumbers) {
     EXPECT_EQ(AppVersion::parse("1..2beta3.-2.007"), (std::vector<qint64>{1, 2, 0, 7}));
-    EXPECT_EQ(AppVersion::parse("9223372036854775808.1"), (std::vector<qint64>{0, 1})) << "too large";
     for (const auto& [lower, higher] :
          {std::pair("1.2", "1.2.1"), {"1.9", "1.10"}, {"1.9.9", "2"}, {"", "0.1"}}) {
         EXPECT_TRUE(AppVersion::isLower(lower, higher)) << lower;

@@ -14,7 +14,6 @@ TEST(LogRedactorTest, RedactsByRule) {
         {R"("token_type":"Bearer","my_password":"x")", R"("token_type":"Bearer","my_password":"x")"},
         {R"("access_token":"cut off\)", R"("access_token":"<redacted>")"},
         {"Authorization: Bearer ab.c-d_e~f+g/h==;", "Authorization: Bearer <redacted>;"},
-        {"Bearer \n abc, bearer abc, Bearer", "Bearer <redacted>, bearer abc, Bearer"},
     };
     for (const auto& [text, redacted] : cases)
         EXPECT_EQ(redact(text), redacted);

@@ -118,6 +118,8 @@ TEST(KeychainService, KeepsOneItemAndTellsALockFromNothing) {
     secrets.isBroken = false;
     keychain.deleteAuthTokens();
     expect({}, true);
+    secrets.add("com.velmora.timetracker", "auth_tokens", "{\"accessToken\":\"x\"}");
+    expect({}, true);
 }
 
 } // namespace

@@ -63,6 +63,7 @@ TEST_F(SQLiteDamage, SetsAFileAsideThatIsNoDatabase) {
         {"a truncated header", whole.left(50)},
         {"half a file", whole.left(whole.size() / 2)},
         {"another page size", with(16, 3)},
+        {"a later format for writing", with(18, 9)},
         {"a later format for reading", with(19, 9)},
         {"no schema", QByteArray(whole).replace("CREATE INDEX", "CREATE IMDEX")},
         {"a lost column", QByteArray(whole).replace("active_seconds INTEGER", "active_sekonds INTEGER")},

@@ -20,7 +20,6 @@ public:
     }
 
     static Date at(const char* text) { return ISO8601::parse(QString::fromLatin1(text)).value(); }
-    static constexpr auto companyURL = "https://acme.test/api/v1/";
 
     QTemporaryDir directory;
     SimulatedPlatform machine;
@@ -43,7 +42,7 @@ public:
     void die() { core.reset(), machine.processDied(); }
     void restart() { die(), launch(); }
 
-    void signIn(const QString& url = QString::fromLatin1(companyURL)) {
+    void signIn(const QString& url = "https://acme.test/api/v1/") {
         DomainStorage(machine.preferences).setBaseURL(QUrl(url));
         KeychainService(machine.secrets).saveAuthTokens({"access", "refresh", {}, {}, {}, {}});
     }
