@@ -3,11 +3,8 @@
 #include "PreferenceStores.h"
 #include "SimulatedPlatform.h"
 #include "StoreWorld.h"
-#include "TrackingHeartbeat.h"
 
 namespace {
-
-using Text = std::optional<QString>;
 
 TEST(ApplicationFolder, IsPrivateWhateverTheMaskAndWhateverItWas) {
     for (const mode_t mask : {0000, 0377}) {
@@ -45,51 +42,18 @@ TEST(DomainStorage, KeepsOneUrlAndNamesItsHost) {
     DomainStorage domain(preferences);
     for (const char* noCompany : {"", "https://[broken", "/no/host"}) {
         preferences.set(PreferenceKey::apiBaseURL, noCompany);
-        EXPECT_EQ(domain.getBaseURL().has_value(), QString(noCompany) == "/no/host") << noCompany;
         EXPECT_TRUE(domain.domainKey() == "global" && !domain.hasCompany()) << noCompany;
     }
     domain.setBaseURL(QUrl("https://user:pw@acme.test:99/a%20b/api/v1/"));
     EXPECT_TRUE(domain.domainKey() == "acme.test" && domain.hasCompany());
-    domain.setBaseURL(std::nullopt);
-    EXPECT_TRUE(preferences.value(PreferenceKey::apiBaseURL).isUndefined() && domain.domainKey() == "global");
 }
 
-TEST(RememberedLogin, IsOnUnlessStoredOtherwise) {
-    const std::pair<QJsonValue, bool> cases[] = {{{}, true}, {false, false}, {"false", true}};
-    for (const auto& [stored, isEnabled] : cases) {
-        MemoryPreferenceStore preferences;
-        preferences.set(PreferenceKey::rememberLoginEmailEnabled, stored);
-        RememberedLoginStorage::save("\tbob@acme.test ", preferences);
-        EXPECT_EQ(RememberedLoginStorage::savedEmail(preferences),
-                  isEnabled ? Text("bob@acme.test") : Text());
-    }
-}
-
-TEST(DailyTarget, StaysBetweenAMinuteAndADay) {
-    MemoryPreferenceStore preferences;
-    for (const auto& [hours, minutes, seconds] :
-         {std::tuple(0, 0, 28800), {30, 90, 86400}, {0, 1, 60}, {7, 59, 28740}}) {
-        DailyTargetStorage::set(hours, minutes, preferences);
-        EXPECT_EQ(DailyTargetStorage::seconds(preferences), seconds) << hours << ':' << minutes;
-    }
-    for (const auto& [stored, seconds] : {std::pair(-1, 28800), {1, 1}, {90000, 86400}}) {
-        preferences.set(PreferenceKey::dailyTargetSeconds, stored);
-        EXPECT_EQ(DailyTargetStorage::seconds(preferences), seconds);
-    }
-}
-
-TEST(SmallStores, KeepAndRemove) {
+TEST(DeviceId, IsDrawnOnce) {
     MemoryPreferenceStore preferences;
     SimulatedRandom random;
     const QString drawn = DeviceIdProvider::current(preferences, random);
     EXPECT_TRUE(parseUuid(drawn)) << drawn.toStdString();
     EXPECT_EQ(DeviceIdProvider::current(preferences, random), drawn);
-    const QString key = "com.velmora.timetracker.heartbeat.0A1B2C3D-0000-4000-8000-000000000001";
-    TrackingHeartbeat::record(numberedId(1), Date::since1970(1714530600.5), preferences);
-    EXPECT_EQ(preferences.value(key), 1714530600.5);
-    EXPECT_EQ(TrackingHeartbeat::load(numberedId(1), preferences), Date::since1970(1714530600.5));
-    TrackingHeartbeat::clear(numberedId(1), preferences);
-    EXPECT_TRUE(preferences.value(key).isUndefined());
 }
 
 TEST(KeychainService, KeepsOneItemAndTellsALockFromNothing) {
