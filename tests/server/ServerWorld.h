@@ -50,14 +50,15 @@ inline Task<bool> succeeding(Task<> task) {
 
 /// All of the folder's services on one machine, wired as in the program.
 struct Services {
-    Services(SimulatedPlatform& machine, URLSession& session, Executor& worker, Executor& main)
+    explicit Services(SimulatedPlatform& machine)
         : domain(machine.preferences)
         , keychain(machine.secrets)
         , endpoints(domain, machine.information)
         , timeZones(machine.preferences, machine.clock)
-        , api(session, endpoints, keychain, worker, main)
-        , auth({api, keychain, domain, machine.preferences, timeZones, machine.clock, worker, main})
-        , remoteConfig(api, machine.preferences, machine.clock, machine.random, worker,
+        , api(machine.urlSession, endpoints, keychain, machine.worker, machine.main)
+        , auth({api, keychain, domain, machine.preferences, timeZones, machine.clock, machine.worker,
+                machine.main})
+        , remoteConfig(api, machine.preferences, machine.clock, machine.random, machine.worker,
                        ApplicationFolder::path(machine.information)) {
         auth.setSessionDidInvalidate([this] { ++sessionInvalidations; });
         api.setUnauthorizedHandler([this]() -> Task<bool> {
@@ -138,5 +139,5 @@ protected:
     QTemporaryDir folder;
     LogCapture log;
     SimulatedPlatform machine{folder.path()};
-    Services services{machine, machine.urlSession, machine.worker, machine.main};
+    Services services{machine};
 };
