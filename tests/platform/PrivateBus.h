@@ -8,24 +8,15 @@
 #include <memory>
 #include <sys/prctl.h>
 
-/// A message bus of the test's own, on which nothing is started by itself, and programs that serve on it.
-/// From here on it is this process's session and system bus, and its folder the home. All end with the test,
-/// also when it dies.
+/// A message bus of the test's own, and programs that serve on it. From here on it is this process's session
+/// and system bus, and its folder the home. All end with the test, also when it dies.
 class PrivateBus {
 public:
     PrivateBus() {
         for (const char* name : {"HOME", "XDG_RUNTIME_DIR", "XDG_DATA_HOME"})
             qputenv(name, folder_.path().toUtf8());
-        QFile configuration(folder_.filePath("bus.conf"));
-        if (!configuration.open(QIODevice::WriteOnly))
-            qFatal("no configuration of the bus");
-        configuration.write(
-            "<busconfig><type>session</type><listen>unix:dir=" + folder_.path().toUtf8() +
-            "</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow send_destination=\"*\"/>"
-            "<allow receive_sender=\"*\"/><allow own=\"*\"/></policy></busconfig>");
-        configuration.close();
-        daemon_ = start("dbus-daemon",
-                        {"--nofork", "--print-address", "--config-file=" + configuration.fileName()});
+        daemon_ = start("dbus-daemon", {"--nofork", "--print-address", "--address=unix:dir=" + folder_.path(),
+                                        "--config-file=" BUS_CONFIGURATION});
         if (!daemon_->waitForReadyRead(30000))
             qFatal("no bus");
         address_ = QString::fromUtf8(daemon_->readAllStandardOutput().trimmed());

@@ -13,7 +13,6 @@ class X11TestClient {
 public:
     static constexpr uint8_t keyA = 38;
     static constexpr uint8_t keyShift = 50;
-    static constexpr uint8_t keyControl = 37;
 
     explicit X11TestClient(const QByteArray& display)
         : connection_(xcb_connect(display.constData(), nullptr), &xcb_disconnect) {
@@ -22,17 +21,20 @@ public:
     }
 
     void press(uint8_t key) { fake(XCB_KEY_PRESS, key); }
-    void release(uint8_t key) { fake(XCB_KEY_RELEASE, key); }
     void stroke(uint8_t key) {
         press(key);
-        release(key);
+        fake(XCB_KEY_RELEASE, key);
     }
-    void buttonDown(uint8_t button) { fake(XCB_BUTTON_PRESS, button); }
-    void buttonUp(uint8_t button) { fake(XCB_BUTTON_RELEASE, button); }
     /// To a place where the pointer was not before, so that each call is one motion.
     void move() {
         step_ = (step_ + 1) % 500;
         fake(XCB_MOTION_NOTIFY, 0, int16_t(step_ + 1), int16_t(step_ + 2));
+    }
+    void click(uint8_t button, bool dragging = false) {
+        fake(XCB_BUTTON_PRESS, button);
+        if (dragging)
+            move();
+        fake(XCB_BUTTON_RELEASE, button);
     }
     /// Returns when the server has done all of it.
     void sync() {
@@ -54,7 +56,6 @@ public:
                           uint16_t(row.size()), 1, int16_t(area.left()), int16_t(y), 0, screen.root_depth,
                           uint32_t(row.size() * 4), reinterpret_cast<const uint8_t*>(row.data()));
         }
-        xcb_free_gc(connection_.get(), context);
         sync();
     }
 

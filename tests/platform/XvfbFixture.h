@@ -1,11 +1,9 @@
 #pragma once
 
 #include <QByteArray>
-#include <QList>
 #include <QString>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <sys/types.h>
 #include <utility>
 
@@ -16,13 +14,13 @@ public:
     explicit XvfbServer(const QString& screen = QStringLiteral("1280x800x24"), const QByteArray& options = {})
         : output_(popen(command(screen.toLatin1(), options).constData(), "re"))
         , process_(nextLine().toInt())
-        , display_(nextLine()) {}
+        , display_(':' + nextLine()) {}
     ~XvfbServer() { kill(); }
     XvfbServer(const XvfbServer&) = delete;
     XvfbServer& operator=(const XvfbServer&) = delete;
 
-    /// As in DISPLAY; empty when the server did not start.
-    QByteArray display() const { return display_.isEmpty() ? display_ : ':' + display_; }
+    /// As in DISPLAY; nobody's when the server did not start.
+    QByteArray display() const { return display_; }
 
     void kill() {
         if (!output_)
@@ -47,29 +45,15 @@ private:
     QByteArray display_;
 };
 
-/// Makes this process belong to an X session on `display` (or to none when it is empty) while it lives. Give
+/// Makes this process belong to an X session on `display` (or to none when it is empty) from here on. Give
 /// `waylandDisplay` for a Wayland session beside it.
-class SessionEnvironment {
-public:
+struct SessionEnvironment {
     explicit SessionEnvironment(const QByteArray& display, const QByteArray& waylandDisplay = {}) {
-        set("DISPLAY", display);
-        set("WAYLAND_DISPLAY", waylandDisplay);
-        set("XDG_SESSION_TYPE", {});
+        qputenv("DISPLAY", display);
+        qputenv("WAYLAND_DISPLAY", waylandDisplay);
+        qunsetenv("XDG_SESSION_TYPE");
         // A server of ours wants no authority, and looking for it by the home folder is not safe across
         // threads.
-        set("XAUTHORITY", "/dev/null");
+        qputenv("XAUTHORITY", "/dev/null");
     }
-    ~SessionEnvironment() {
-        for (const auto& [name, value] : saved_)
-            value.isNull() ? qunsetenv(name) : qputenv(name, value);
-    }
-    SessionEnvironment(const SessionEnvironment&) = delete;
-    SessionEnvironment& operator=(const SessionEnvironment&) = delete;
-
-private:
-    void set(const char* name, const QByteArray& value) {
-        saved_.append({name, qEnvironmentVariableIsSet(name) ? qgetenv(name) : QByteArray()});
-        value.isEmpty() ? qunsetenv(name) : qputenv(name, value);
-    }
-    QList<std::pair<const char*, QByteArray>> saved_;
 };
