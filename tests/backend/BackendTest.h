@@ -65,10 +65,8 @@ protected:
         server = std::make_unique<backend::Backend>(backend::Backend::Options{
             .dataFolder = folder.filePath(u"data"_qs), .now = [this] { return clock.load(); }});
     }
-    Answer send(const Outgoing& request, int timeoutMilliseconds = 30000) const {
-        httplib::Client client("127.0.0.1", server->port());
-        client.set_read_timeout(0, timeoutMilliseconds * 1000);
-        const auto result = client.send(request);
+    Answer send(const Outgoing& request) const {
+        const auto result = httplib::Client("127.0.0.1", server->port()).send(request);
         return result ? Answer{result->status, result->body} : Answer{};
     }
     Answer get(const std::string& path) const { return send(make("GET", path)); }
