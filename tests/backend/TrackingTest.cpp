@@ -139,4 +139,10 @@ TEST_F(TrackingTest, ADayIsBuiltFromSessionsSegmentsAndPicturesByTheCompanysCloc
     EXPECT_EQ(get(text(shot[u"url"]).substr(std::size_t(server->url().size()) - 1)).raw, picture);
 }
 
+TEST_F(TrackingTest, ThePageShowsNoMarkupOfOthers) {
+    send(beat("task_id", R"("<script>alert(1)</script>")"));
+    const std::string page = get("/").raw;
+    EXPECT_TRUE(page.find("&lt;script&gt;") != page.npos && page.find("<script>alert") == page.npos);
+}
+
 } // namespace

@@ -19,7 +19,7 @@ const QString account = "auth_tokens";
 /// One bus for all: a process connects to its session bus once.
 struct LibsecretStoreTest : testing::Test {
     static inline std::unique_ptr<PrivateBus> bus;
-    PrivateBus::Program keyring;
+    Program keyring;
 
     static void SetUpTestSuite() { bus = std::make_unique<PrivateBus>(); }
     static void TearDownTestSuite() { bus.reset(); }
@@ -28,8 +28,8 @@ struct LibsecretStoreTest : testing::Test {
             endKeyring();
     }
     void startKeyring() {
-        keyring = bus->start("gnome-keyring-daemon", {"--unlock", "--foreground", "--components=secrets"},
-                             "password\n");
+        keyring = startProgram("gnome-keyring-daemon", {"--unlock", "--foreground", "--components=secrets"},
+                               "password\n");
         ASSERT_TRUE(eventually([] { return bus->has("org.freedesktop.secrets"); }));
     }
     void endKeyring() {
