@@ -23,10 +23,7 @@ struct LibsecretStoreTest : testing::Test {
 
     static void SetUpTestSuite() { bus = std::make_unique<PrivateBus>(); }
     static void TearDownTestSuite() { bus.reset(); }
-    void TearDown() override {
-        if (bus)
-            endKeyring();
-    }
+    void TearDown() override { endKeyring(); }
     void startKeyring() {
         keyring = startProgram("gnome-keyring-daemon", {"--unlock", "--foreground", "--components=secrets"},
                                "password\n");
@@ -96,9 +93,6 @@ TEST_F(LibsecretStoreTest, WhatCannotBeAskedFailsAndIsFoundAgain) {
     EXPECT_EQ(store.add(service, account, "token"), Status::failed);
     startKeyring();
     EXPECT_EQ(store.read(service, account, askToUnlock).value, "secret");
-    bus.reset();
-    EXPECT_TRUE(eventually([&] { return store.read(service, account, giveUp).status == Status::failed; }));
-    eventually([] { return false; }, 1); // the loss reaches the event loop, and must not end the process
 }
 
 } // namespace

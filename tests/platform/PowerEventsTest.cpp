@@ -42,13 +42,11 @@ struct LogindTest : testing::Test {
     QStringList happened;
 
     void start() {
-        power.start({.willSleep =
-                         [this] {
-                             happened += "sleep";
-                             main.post([this] { happened += isHeld() ? "saved" : "too late"; });
-                         },
-                     .didWake = [this] { happened += "wake"; },
-                     .willTerminate = [this] { happened += "terminate"; }});
+        const auto sleep = [this] {
+            happened += "sleep";
+            main.post([this] { happened += isHeld() ? "saved" : "too late"; });
+        };
+        power.start({sleep, [this] { happened += "wake"; }, [this] { happened += "terminate"; }});
     }
     bool isHeld() const {
         const auto list = logind.call("org.freedesktop.login1.Manager", "ListInhibitors");
@@ -85,7 +83,6 @@ TEST_F(LogindTest, AShutdownTerminatesOnceAndLetsTheMachineGo) {
     logind.start();
     start();
     ASSERT_TRUE(becomesHeld(true));
-    announce("PrepareForShutdown", false);
     announce("PrepareForShutdown", true);
     ASSERT_TRUE(becomesHeld(false));
     power.sessionIsEnding();

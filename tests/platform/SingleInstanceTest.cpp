@@ -27,19 +27,18 @@ struct SingleInstanceDeathTest : testing::Test {
 
 TEST_F(SingleInstanceDeathTest, OfStartsAtOnceOneWins) {
     for (int round = 0; round < 20; ++round) {
-        constexpr int starts = 4;
         std::atomic<int> winners = 0;
-        std::latch decided(starts);
-        std::vector<std::unique_ptr<QThread>> threads;
-        for (int i = 0; i < starts; ++i) {
-            threads.emplace_back(QThread::create([&] {
+        std::latch decided(4);
+        std::unique_ptr<QThread> starts[4];
+        for (auto& thread : starts) {
+            thread.reset(QThread::create([&] {
                 const auto instance = SingleInstance::acquire(configuration);
                 winners += instance != nullptr;
                 decided.arrive_and_wait();
             }));
-            threads.back()->start();
+            thread->start();
         }
-        for (const auto& thread : threads)
+        for (const auto& thread : starts)
             thread->wait();
         ASSERT_EQ(winners, 1);
     }

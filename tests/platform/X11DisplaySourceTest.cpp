@@ -69,10 +69,10 @@ TEST(X11DisplaySource, TakesEachMonitorWithAndWithoutSharedMemory) {
     }
 }
 
-TEST(X11DisplaySource, ReportsALostServerAndFindsTheNextOneAndNamesAFormatThatItCannotRead) {
+TEST(X11DisplaySource, ReportsALostServerAndFindsTheNextOne) {
     XvfbServer server;
-    const XvfbServer next, sixteen(QStringLiteral("640x480x16"));
-    X11DisplaySource source, other;
+    const XvfbServer next;
+    X11DisplaySource source;
     const SessionEnvironment session(server.display());
     ASSERT_EQ(displaysOf(source).size(), 1U);
     const auto display = displaysOf(source)[0];
@@ -81,11 +81,6 @@ TEST(X11DisplaySource, ReportsALostServerAndFindsTheNextOneAndNamesAFormatThatIt
     EXPECT_TRUE(std::holds_alternative<DisplayError>(source.displays()));
     const SessionEnvironment nextSession(next.display());
     EXPECT_EQ(displaysOf(source).size(), 1U);
-    const SessionEnvironment thirdSession(sixteen.display());
-    const auto found = other.displays();
-    ASSERT_TRUE(std::holds_alternative<DisplayError>(found));
-    EXPECT_TRUE(std::get<DisplayError>(found).description.contains("depth 16"));
-    EXPECT_FALSE(other.canTakePicture());
 }
 
 TEST(LinuxPermissions, AreWhatTheSessionOffersAtTheMoment) {
