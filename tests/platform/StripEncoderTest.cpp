@@ -31,7 +31,6 @@ TEST(StripEncoder, EqualsScalingTheWholeFrame) {
         QByteArray strip; // a copy of its own, so that a sanitizer sees a step beyond it
         const auto jpeg = encodeStrips(source, target, 1, [&](int first, int count) {
             EXPECT_TRUE(first >= 0 && first + count <= picture.height());
-            EXPECT_LE(count, 32 * 4 + 5) << "a strip is a small part of a picture";
             strip = QByteArray(reinterpret_cast<const char*>(picture.constScanLine(first)), count * stride);
             return reinterpret_cast<const uint8_t*>(strip.constData());
         });

@@ -17,12 +17,6 @@ uint32_t colourAt(int x, int y) {
            ((x / 50 + y / 50) % 2 ? 200 : 40);
 }
 
-std::vector<DisplayDescription> displaysOf(X11DisplaySource& source) {
-    const auto found = source.displays();
-    const auto* list = std::get_if<std::vector<DisplayDescription>>(&found);
-    return list ? *list : std::vector<DisplayDescription>();
-}
-
 /// True when the picture of `size` shows what is painted in `area`, by the middle of each square.
 bool shows(const PictureResult& result, const QRect& area, QSize size) {
     const auto* picture = std::get_if<Picture>(&result);
@@ -49,7 +43,7 @@ TEST(X11DisplaySource, TakesEachMonitorWithAndWithoutSharedMemory) {
         const SessionEnvironment environment(server.display());
         X11TestClient(server.display()).paint(QRect(0, 0, 1500, 600), colourAt);
         X11DisplaySource source;
-        const auto whole = displaysOf(source);
+        const auto whole = std::get<0>(source.displays());
         ASSERT_EQ(whole.size(), 1U);
         EXPECT_TRUE(shows(source.picture(whole[0], {750, 300}, 0.9), QRect(0, 0, 1500, 600), {750, 300}));
 
@@ -58,7 +52,7 @@ TEST(X11DisplaySource, TakesEachMonitorWithAndWithoutSharedMemory) {
                               "xrandr --setmonitor left 1000/1000x600/600+0+0 screen &&"
                               "xrandr --setmonitor mirror 1000/1000x600/600+0+0 none"),
                   0);
-        const auto two = displaysOf(source);
+        const auto two = std::get<0>(source.displays());
         ASSERT_EQ(two.size(), 2U);
         EXPECT_TRUE(shows(source.picture(two[1], {500, 600}, 0.9), QRect(1000, 0, 500, 600), {500, 600}));
         EXPECT_TRUE(shows(source.picture(two[0], {1000, 600}, 0.9), QRect(0, 0, 1000, 600), {1000, 600}));
@@ -74,13 +68,12 @@ TEST(X11DisplaySource, ReportsALostServerAndFindsTheNextOne) {
     const XvfbServer next;
     X11DisplaySource source;
     const SessionEnvironment session(server.display());
-    ASSERT_EQ(displaysOf(source).size(), 1U);
-    const auto display = displaysOf(source)[0];
+    const auto display = std::get<0>(source.displays()).at(0);
     server.kill();
     EXPECT_TRUE(std::holds_alternative<DisplayError>(source.picture(display, {640, 400}, 0.6)));
     EXPECT_TRUE(std::holds_alternative<DisplayError>(source.displays()));
     const SessionEnvironment nextSession(next.display());
-    EXPECT_EQ(displaysOf(source).size(), 1U);
+    EXPECT_EQ(std::get<0>(source.displays()).size(), 1U);
 }
 
 TEST(LinuxPermissions, AreWhatTheSessionOffersAtTheMoment) {

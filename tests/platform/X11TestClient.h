@@ -11,8 +11,7 @@
 /// A second X client that acts as the user, and paints the screen.
 class X11TestClient {
 public:
-    static constexpr uint8_t keyA = 38;
-    static constexpr uint8_t keyShift = 50;
+    static constexpr uint8_t keyA = 38, keyShift = 50;
 
     explicit X11TestClient(const QByteArray& display)
         : connection_(xcb_connect(display.constData(), nullptr), &xcb_disconnect) {

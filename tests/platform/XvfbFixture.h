@@ -28,8 +28,7 @@ struct SessionEnvironment {
         qputenv("DISPLAY", display);
         qputenv("WAYLAND_DISPLAY", waylandDisplay);
         qunsetenv("XDG_SESSION_TYPE");
-        // A server of ours wants no authority, and looking for it by the home folder is not safe across
-        // threads.
+        // A server of ours wants none, and looking for one in the home folder is not safe across threads.
         qputenv("XAUTHORITY", "/dev/null");
     }
 };
