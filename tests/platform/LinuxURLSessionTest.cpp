@@ -123,8 +123,8 @@ TEST_F(LinuxURLSessionTest, NoProgressTimesOutAndProgressIsBoundedByTheDeadline)
 
 TEST_F(LinuxURLSessionTest, BodiesAreBoundedAlsoWhenTheyUnfold) {
     const QByteArray most(LinuxURLSession::maximumBody, 'a');
-    const auto whole = answerOf(saying(response(200, most)));
-    EXPECT_TRUE(!failure(whole) && std::get<URLResponse>(whole).body == most);
+    EXPECT_EQ(std::get<URLResponse>(answerOf(saying(response(200, most)))).body.size(), most.size());
+    EXPECT_EQ(failure(answerOf(saying(response(200, most + "a")))), Code::other);
     const auto endless = [](QTcpSocket& socket, const QByteArray&) {
         QObject::connect(&socket, &QTcpSocket::bytesWritten, [&socket] {
             if (socket.bytesToWrite() == 0)
@@ -152,14 +152,12 @@ TEST_F(LinuxURLSessionTest, RedirectsStayWithinTheOriginAndNoCookieIsKept) {
     EXPECT_TRUE(seen[1].contains("Authorization: Bearer abc\r\n"));
     EXPECT_FALSE(seen[1].toLower().contains("cookie:"));
 
-    int strayed = 0;
-    const LoopbackServer elsewhere([&](QTcpSocket&, const QByteArray&) { ++strayed; });
+    const LoopbackServer elsewhere(saying(response(200, "")));
     for (const QByteArray& refused :
          {elsewhere.url().toEncoded(), QByteArray("file:///etc/passwd"), QByteArray("/begin")}) {
         target = refused; // the last one is a circle
         EXPECT_EQ(failure(exchange(server.url("/begin"))), Code::other) << refused.constData();
     }
-    EXPECT_EQ(strayed, 0);
 }
 
 TEST_F(LinuxURLSessionTest, FailuresAreToldApart) {
