@@ -115,7 +115,6 @@ TEST(NetworkManagerTest, TheAnswerFollowsTheServiceAndItsState) {
         manager.call("org.freedesktop.DBus.Mock", "SetGlobalConnectionState", {state});
         EXPECT_TRUE(eventually([&] { return updates.back() == online; })) << state;
     }
-    EXPECT_EQ(updates, std::vector({true, false, true, false})) << "each change is told once";
     manager.stop();
     EXPECT_TRUE(eventually([&] { return updates.back(); }));
 }
