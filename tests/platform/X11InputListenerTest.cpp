@@ -49,6 +49,9 @@ TEST_F(X11InputListenerTest, DeliversEveryKeyMotionAndLeftOrRightDragAndNothingE
     user.sync();
     EXPECT_TRUE(eventually([&] { return count == 6; }));
     EXPECT_EQ(others, before) << "none comes after a tap is gone";
+    user.press(keyA);
+    user.sync();
+    EXPECT_TRUE(eventually([&] { return count >= 9; })) << "a key held down repeats";
 }
 
 TEST_F(X11InputListenerTest, KnowsIdleTimesOfMotionAndKeysApartWithoutATap) {

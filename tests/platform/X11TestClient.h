@@ -19,8 +19,9 @@ public:
         xcb_get_extension_data(connection_.get(), &xcb_test_id);
     }
 
+    void press(uint8_t key) { fake(XCB_KEY_PRESS, key); }
     void stroke(uint8_t key) {
-        fake(XCB_KEY_PRESS, key);
+        press(key);
         fake(XCB_KEY_RELEASE, key);
     }
     /// To a place where the pointer was not before, so that each call is one motion.

@@ -1,7 +1,6 @@
 #include "LinuxPathMonitor.h"
 
 #include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusServiceWatcher>
 
@@ -36,15 +35,15 @@ void LinuxPathMonitor::ask() {
     QDBusMessage call =
         QDBusMessage::createMethodCall(service, path, "org.freedesktop.DBus.Properties", "Get");
     call << service << "State";
-    auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(call), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
-        const QDBusPendingReply<QDBusVariant> reply = *watcher;
+    question_ = std::make_unique<QDBusPendingCallWatcher>(bus_.asyncCall(call));
+    connect(question_.get(), &QDBusPendingCallWatcher::finished, this, [this] {
+        const QDBusPendingReply<QDBusVariant> reply = *question_;
         report(reply.isError() || isOnline(reply.value().variant().toUInt()));
-        watcher->deleteLater();
     });
 }
 
 void LinuxPathMonitor::stateChanged(uint state) {
+    question_.reset(); // its answer may be delivered late, and is older
     report(isOnline(state));
 }
 

@@ -3,7 +3,9 @@
 #include "PathMonitor.h"
 
 #include <QDBusConnection>
+#include <QDBusPendingCallWatcher>
 #include <QObject>
+#include <memory>
 #include <optional>
 
 /// NetworkManager's opinion: online from "connected, site" on. Without NetworkManager the machine counts as
@@ -25,5 +27,6 @@ private:
 
     QDBusConnection bus_;
     std::function<void(bool)> onUpdate_;
+    std::unique_ptr<QDBusPendingCallWatcher> question_; ///< The last one; gone once a newer word has come.
     std::optional<bool> last_;
 };
