@@ -14,8 +14,8 @@ from Xlib.ext import xtest
 from Xlib.protocol.event import ClientMessage
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
-sys.path.insert(0, str(ROOT / "tests/endtoend"))
-from harness import Desktop, until  # noqa: E402  (found through the line above)
+sys.path.insert(0, str(ROOT / "scripts"))
+from desktop import Desktop, until  # noqa: E402  (found through the line above)
 
 BUILD = pathlib.Path(sys.argv[1])
 SECONDS = int(sys.argv[2]) if len(sys.argv) > 2 else 60

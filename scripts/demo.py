@@ -10,9 +10,7 @@ import subprocess
 import sys
 import time
 
-ROOT = pathlib.Path(__file__).resolve().parents[1]
-sys.path.insert(0, str(ROOT / "tests/endtoend"))
-from harness import ACCOUNT, MONITORS, TASK, Desktop, Failure, until  # noqa: E402  (found through the line above)
+from desktop import ACCOUNT, MONITORS, TASK, Desktop, Failure, until
 
 
 def tell(text):

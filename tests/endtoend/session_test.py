@@ -15,7 +15,9 @@ import tempfile
 import time
 import unittest
 
-from harness import ACCOUNT, MONITORS, TASK, Desktop, shifted_clock, until
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "scripts"))
+from desktop import ACCOUNT, MONITORS, TASK, Desktop, shifted_clock, until  # noqa: E402  (found through the line above)
 
 BUILD = pathlib.Path(sys.argv.pop(1))
 KILLS = int(os.environ.get("VELMORA_KILLS", "20"))

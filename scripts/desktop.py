@@ -12,7 +12,6 @@ import subprocess
 import time
 import urllib.request
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
 MONITORS = (("left", 1920, 1080, 0, 0), ("right", 1280, 1024, 1920, 0))
 ACCOUNT = ("demo@velmora.example", "demo1234")
 TASK = "Website relaunch"  # the first entry below "No task"
