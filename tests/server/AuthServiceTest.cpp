@@ -167,32 +167,6 @@ TEST_F(AuthServiceTest, LogoutClearsWhateverHappens) {
     EXPECT_EQ(services.sessionInvalidations, 0);
 }
 
-TEST_F(AuthServiceTest, EachEndpointHasItsMethodTokenAndBody) {
-    signIn("old");
-    answer(Network::answer(200, "{}"));
-    const LoginRequest code{.email = "a@b", .password = "123456", .isOtp = 1};
-    EXPECT_FALSE(outcomeOf(services.auth.performSingleLogin(code)).value);
-    EXPECT_TRUE(outcomeOf(succeeding(services.auth.generateOtp("a@b"))).value);
-    EXPECT_TRUE(outcomeOf(succeeding(services.auth.requestPasswordRecovery("a@b"))).value);
-    EXPECT_EQ(refreshed(), std::nullopt);
-    EXPECT_TRUE(outcomeOf(succeeding(services.auth.logout())).value);
-    QStringList seen;
-    for (const URLRequest& request : requests())
-        seen << QStringList{request.method, pathOf(request), request.header("app-client"),
-                            request.header("Authorization"), request.body}
-                    .join('|');
-    const QStringList expected{
-        "POST|authentication/singleLogin|mac||"
-        R"({"email":"a@b","password":"123456","remember_me":1,"use_jwt":1,"is_otp":1})",
-        R"(POST|authentication/generateOtp|mac||{"email":"a@b","via":"email"})",
-        R"(POST|authentication/password/recovery|IOS||{"email":"a@b","mobile":1})",
-        R"(POST|authentication/refresh|mac||{"refresh_token":"old-refresh-c4n4ry"})",
-        "POST|authentication/logout|mac|Bearer old-access-c4n4ry|"
-        R"({"refresh_token":"old-refresh-c4n4ry"})",
-    };
-    EXPECT_EQ(seen, expected) << qPrintable(seen.join('\n'));
-}
-
 TEST(ReplyDecoders, AreStrictAboutKeysAndTypes) {
     const auto isLogin = [](const QByteArray& body) { return decodeSingleLoginResponse(body).has_value(); };
     const auto isRefresh = [](const QByteArray& body) { return decodeRefreshResponse(body).has_value(); };

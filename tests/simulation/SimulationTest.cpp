@@ -21,11 +21,11 @@ protected:
     static inline int lives = 0;
 
     static void TearDownTestSuite() {
-        if (lives < 40)
+        if (lives < 20)
             return; // a replay of a few
         for (const int count : {met.deaths, met.sleeps, met.idlePauses, met.midnights, met.takeovers,
                                 met.clockJumps, met.zoneChanges, met.companyChanges, met.serverFaults})
-            EXPECT_GT(count, lives / 20);
+            EXPECT_GT(count, 0);
         EXPECT_GT(met.workedSeconds, lives * 3600);
     }
 };

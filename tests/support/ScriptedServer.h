@@ -1,7 +1,8 @@
 #pragma once
 
-#include "URLSession.h"
+#include "SimulatedSession.h"
 
+#include <future>
 #include <httplib.h>
 #include <mutex>
 #include <thread>
@@ -49,3 +50,12 @@ private:
     std::vector<URLRequest> requests_;
     std::jthread thread_;
 };
+
+/// From now on a simulated machine's requests go over the real network. Virtual time stands still meanwhile.
+inline void sendOver(URLSession& network, SimulatedURLSession& machine) {
+    machine.setServer([&network](const URLRequest& request) {
+        std::promise<URLSession::Result> answered;
+        network.send(request, [&](URLSession::Result result) { answered.set_value(std::move(result)); });
+        return SimulatedURLSession::Reply{answered.get_future().get()};
+    });
+}

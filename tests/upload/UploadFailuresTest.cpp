@@ -1,3 +1,5 @@
+#include "LinuxURLSession.h"
+#include "ScriptedServer.h"
 #include "UploadWorld.h"
 
 namespace {
@@ -6,15 +8,31 @@ using Type = UploadTaskType;
 using Code = URLError::Code;
 using Network = SimulatedURLSession;
 
+/// A status comes from a real server; a failure of the transport is simulated.
+struct FailingServer {
+    int status = 0;
+    ScriptedServer server{[this](const URLRequest&) { return URLResponse{status, {}, "failed"}; }};
+    LinuxURLSession http;
+
+    void answer(UploadWorld& world, const Network::Reply& failure) {
+        const auto* response = std::get_if<URLResponse>(&failure.result);
+        if (!response || !response->statusCode)
+            return world.reply(failure);
+        status = *response->statusCode;
+        world.domain.setBaseURL(server.root());
+        sendOver(http, world.machine.urlSession);
+    }
+};
+
 /// Sends one task into the failure, and checks all that is to come of it: 'r'etry, 'o'ffline, 't'akeover,
 /// 'd'ropped, 'D'ropped with its file.
-void check(Type type, const Network::Reply& failure, char outcome) {
+void check(FailingServer& server, Type type, const Network::Reply& failure, char outcome) {
     UploadWorld world;
+    server.answer(world, failure);
     const QString picture = world.picture();
     type == Type::screenshot ? world.addScreenshot(picture) : world.add(type);
     if (type == Type::activitySegment)
         world.closedSegment(9);
-    world.reply(failure);
     world.refreshedToken = "no better";
     world.circuitOpensAfter(3, std::nullopt);
     world.run();
@@ -42,10 +60,11 @@ TEST(UploadFailures, eachKindOfTaskDoesAsTheTableTells) {
     for (int code = 0; code <= int(Code::other); ++code)
         cases.emplace_back(Network::failure(Code(code)),
                            Code(code) <= Code::dataNotAllowed ? "oooo" : "rrrr");
+    FailingServer server;
     const Type types[] = {Type::heartbeat, Type::screenshot, Type::activitySegment, Type::startSession};
     for (std::size_t i = 0; i < 4 * cases.size(); ++i) {
         SCOPED_TRACE(testing::Message() << "failure " << i / 4 << " of task type " << i % 4);
-        check(types[i % 4], cases[i / 4].first, cases[i / 4].second[i % 4]);
+        check(server, types[i % 4], cases[i / 4].first, cases[i / 4].second[i % 4]);
     }
 }
 

@@ -2,8 +2,6 @@
 #include "ScriptedServer.h"
 #include "UploadWorld.h"
 
-#include <future>
-
 TEST_F(Upload, overHTTPEachKindOfTaskArrivesAndARefreshedTokenRepeatsOnce) {
     const ScriptedServer server([](const URLRequest& request) {
         const bool isExpired = request.header("Authorization") == "Bearer first-token";
@@ -11,12 +9,8 @@ TEST_F(Upload, overHTTPEachKindOfTaskArrivesAndARefreshedTokenRepeatsOnce) {
                          : URLResponse{200, {}, R"({"data":{"today_total_seconds":9,"today_date":"d"}})"};
     });
     LinuxURLSession http;
-    machine.urlSession.setServer([&](const URLRequest& request) {
-        std::promise<URLSession::Result> answered;
-        http.send(request, [&](URLSession::Result result) { answered.set_value(std::move(result)); });
-        return Network::Reply{answered.get_future().get()};
-    });
     domain.setBaseURL(server.root());
+    sendOver(http, machine.urlSession);
     zones.store("Asia/Ho_Chi_Minh");
     refreshedToken = "second-token";
     const QByteArray bytes("\xff\xd8\0\r\n--\xff", 8);
