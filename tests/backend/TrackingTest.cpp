@@ -139,6 +139,25 @@ TEST_F(TrackingTest, ADayIsBuiltFromSessionsSegmentsAndPicturesByTheCompanysCloc
     EXPECT_EQ(get(text(shot[u"url"]).substr(std::size_t(server->url().size()) - 1)).raw, picture);
 }
 
+TEST_F(TrackingTest, FaultsStrikeAsAskedAndNoOftener) {
+    int taken = 0;
+    const auto expect = [&](const std::string& fault, int status, int takes) {
+        EXPECT_EQ(control("faults", R"({"kind":")" + fault + "}").status, 200);
+        EXPECT_EQ(send(heartbeat()).status, status) << fault;
+        EXPECT_EQ(summary()[u"heartbeats"].toInt(), taken += takes) << fault;
+    };
+    expect(R"(status","path":"sessions/heartbeat","status":503,"count":2)", 503, 0);
+    EXPECT_EQ(configuration().status, 200) << "another path";
+    EXPECT_EQ(send(heartbeat()).status, 503);
+    expect(R"(status","status":200,"body":"<html>")", 200, 0);
+    expect("reset-before\"", 0, 0);
+    expect("reset-after\"", 0, 1);
+    expect("truncate\"", 0, 1);
+    expect(R"(delay","seconds":0.01)", 200, 1);
+    EXPECT_EQ(send(heartbeat()).status, 200);
+    EXPECT_EQ(control("faults", R"({"kind":"explode"})").status, 422);
+}
+
 TEST_F(TrackingTest, ThePageShowsNoMarkupOfOthers) {
     send(beat("task_id", R"("<script>alert(1)</script>")"));
     const std::string page = get("/").raw;
