@@ -7,7 +7,9 @@ namespace {
 thread_local Executor* runningExecutor = nullptr;
 }
 
-Executor* Executor::currentOrNull() { return runningExecutor; }
+Executor* Executor::currentOrNull() {
+    return runningExecutor;
+}
 
 Executor& Executor::current() {
     if (!runningExecutor)
@@ -18,4 +20,6 @@ Executor& Executor::current() {
 Executor::Scope::Scope(Executor* executor)
     : previous_(std::exchange(runningExecutor, executor)) {}
 
-Executor::Scope::~Scope() { runningExecutor = previous_; }
+Executor::Scope::~Scope() {
+    runningExecutor = previous_;
+}

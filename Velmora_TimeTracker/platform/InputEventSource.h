@@ -10,9 +10,9 @@ enum class InputEventType : quint32 {
     mouseMoved = 5,
     leftMouseDragged = 6,
     rightMouseDragged = 7,
-    keyDown = 10, ///< Also each repeat of a held key.
-    disabledByTimeout = 0xFFFFFFFE,   ///< The source was switched off because a handler was slow.
-    disabledByUserInput = 0xFFFFFFFF, ///< The source was switched off for another reason, a lost connection say.
+    keyDown = 10,                     ///< Also each repeat of a held key.
+    disabledByTimeout = 0xFFFFFFFE,   ///< Switched off because a handler was slow.
+    disabledByUserInput = 0xFFFFFFFF, ///< Switched off for another reason, a lost connection say.
 };
 
 /// An open listener on system-wide input. Destroying it ends it: no handler runs after the destructor returned.

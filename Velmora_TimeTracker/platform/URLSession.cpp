@@ -3,7 +3,9 @@
 #include <algorithm>
 
 namespace {
-bool sameName(const QByteArray& a, const QByteArray& b) { return a.compare(b, Qt::CaseInsensitive) == 0; }
+bool sameName(const QByteArray& a, const QByteArray& b) {
+    return a.compare(b, Qt::CaseInsensitive) == 0;
+}
 } // namespace
 
 QByteArray URLRequest::header(const QByteArray& name) const {

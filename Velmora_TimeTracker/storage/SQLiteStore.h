@@ -94,8 +94,7 @@ public:
     SegmentActivitySummary segmentActivitySummary(Date from, Date to);
 
     /// Removes rows of no company, all-zero segments, and unsent segments of other companies before the
-    /// cutoff
-    /// ("yyyy-MM-dd"). Returns how many rows went.
+    /// cutoff ("yyyy-MM-dd"). Returns how many rows went.
     int cleanupUnattributableData(const QString& staleCutoffDate,
                                   const std::optional<QString>& currentDomain = std::nullopt);
 

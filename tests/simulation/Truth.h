@@ -14,9 +14,8 @@
 /// concerned are noted as `allowed` with the name of the rule:
 ///   - the seconds between a midnight and its detection belong to nobody (at most `tickSlack`);
 ///   - a crash loses at most `crashLoss` running seconds;
-///   - a session found after a crash and finished without being resumed ends when it is found, or at the end
-///   of its
-///     first day, not at its last sign of life.
+///   - a session found after a crash and finished without being resumed ends when it is found, or at the end of
+///     its first day, not at its last sign of life.
 class Truth {
 public:
     enum class Second : quint8 {
