@@ -130,6 +130,8 @@ class Desktop:
             if "XAUTHORITY" in os.environ:
                 self.environment["XAUTHORITY"] = os.environ["XAUTHORITY"]
             return
+        for name in ("AT_SPI_BUS_ADDRESS", "WAYLAND_DISPLAY"):
+            os.environ.pop(name, None)  # the person's own session is not looked at
         width = max(w + x for _, w, _, x, _ in MONITORS)
         height = max(h + y for _, _, h, _, y in MONITORS)
         reader, writer = os.pipe()
@@ -138,6 +140,7 @@ class Desktop:
         os.close(writer)
         with os.fdopen(reader) as answer:
             self.environment["DISPLAY"] = ":" + answer.readline().strip()
+        os.environ["DISPLAY"] = self.environment["DISPLAY"]
         for index, (name, w, h, x, y) in enumerate(MONITORS):
             self.run("xrandr", "--setmonitor", name, f"{w}/{w // 4}x{h}/{h // 4}+{x}+{y}",
                      "screen" if index == 0 else "none")

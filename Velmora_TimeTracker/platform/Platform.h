@@ -23,7 +23,8 @@ struct Platform {
     Executor& main;
     Executor& worker;        ///< The serial workers: uploads, authentication, configuration.
     Executor& screenCapture; ///< "com.velmora.timetracker.screencapture"
-    Executor& utility;       ///< Capture cycles and the idle watcher.
+    Executor& utility;       ///< Capture cycles.
+    Executor& idle;          ///< The idle watcher, which never waits behind a capture.
     Executor& watchdog;      ///< "com.velmora.timetracker.watchdog"
     Executor& userInitiated; ///< What a person waits for: the launch read of the secret store, summaries.
     URLSession& urlSession;

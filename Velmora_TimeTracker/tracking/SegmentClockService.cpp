@@ -1,6 +1,7 @@
 #include "SegmentClockService.h"
 
 #include "Clock.h"
+#include "DomainStorage.h"
 #include "Log.h"
 #include "SQLiteStore.h"
 #include "SegmentUtils.h"
@@ -25,9 +26,11 @@ int saturatedSum(int counter, qint64 delta) {
 } // namespace
 
 SegmentClockService::SegmentClockService(SessionManager& sessionManager, SQLiteStore& store,
-                                         UploadService& uploads, Clock& clock, Executor& main)
+                                         const DomainStorage& domain, UploadService& uploads, Clock& clock,
+                                         Executor& main)
     : sessionManager_(&sessionManager)
     , store_(store)
+    , domain_(domain)
     , uploads_(uploads)
     , clock_(clock)
     , main_(main) {}
@@ -49,6 +52,8 @@ void SegmentClockService::setRunning(bool isTracking) {
 
 void SegmentClockService::start() {
     flushCurrentSegment();
+    if (domainKey_ != domain_.domainKey())
+        currentSegmentDate_.reset();
     timer_ = main_.every(tickInterval, tickInterval, tickTolerance, [this] { tick(); });
 }
 
@@ -90,7 +95,8 @@ void SegmentClockService::rollOver(const QString& date, int number) {
 void SegmentClockService::flushCurrentSegment() {
     if (hasSegment() && hasCounts())
         store_.upsertActivitySegment({*currentSegmentDate_, currentSegmentNumber_, activeSeconds_,
-                                      nonIdleSeconds_, mouseMovements_, keyboardMovements_});
+                                      nonIdleSeconds_, mouseMovements_, keyboardMovements_},
+                                     domainKey_);
 }
 
 bool SegmentClockService::hasSegment() const {
@@ -103,6 +109,7 @@ bool SegmentClockService::hasCounts() const {
 }
 
 void SegmentClockService::adopt(const QString& date, int number) {
+    domainKey_ = domain_.domainKey();
     currentSegmentDate_ = date;
     currentSegmentNumber_ = number;
     activeSeconds_ = nonIdleSeconds_ = mouseMovements_ = keyboardMovements_ = 0;

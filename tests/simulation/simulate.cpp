@@ -19,6 +19,11 @@ int main(int argc, char** argv) {
     const quint32 first = parser.value("first").toUInt();
     const double days = parser.value("days").toDouble();
 
+    if (seeds <= 0 || !(days > 0)) {
+        std::fputs("--seeds and --days take numbers above zero\n", stderr);
+        return 2;
+    }
+
     QElapsedTimer clock;
     clock.start();
     int failed = 0;

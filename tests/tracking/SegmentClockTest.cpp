@@ -51,6 +51,17 @@ TEST_F(SegmentClock, ClosesASlotAndSendsIt) {
     EXPECT_EQ(slots().mid(0, 2), (QStringList{"2024-05-15|54|569|569|1|569", "2024-05-15|55|6|6|0|6"}));
 }
 
+TEST_F(SegmentClock, KeepsTheCountsOfOneCompanyOutOfTheNext) {
+    world.typeFor(30);
+    engine().stopTracking();
+    world.signIn("https://b.test/api/v1/");
+    world.start();
+    world.typeFor(10);
+    engine().stopTracking();
+    EXPECT_EQ(world.sql("SELECT domain_key, active_seconds FROM activity_segments ORDER BY 1"),
+              (QStringList{"acme.test|30", "b.test|10"}));
+}
+
 TEST_F(SegmentClock, OverwritesTheSlotAfterARestartAndFollowsTheCompanysZone) {
     world.tick(120);
     world.restart();

@@ -22,6 +22,7 @@ struct LinuxPlatform::Parts {
     ThreadExecutor worker{"com.velmora.timetracker.worker"};
     ThreadExecutor screenCapture{"com.velmora.timetracker.screencapture"};
     ThreadExecutor utility{"com.velmora.timetracker.utility"};
+    ThreadExecutor idle{"com.velmora.timetracker.idle"};
     ThreadExecutor watchdog{"com.velmora.timetracker.watchdog"};
     ThreadExecutor userInitiated{"com.velmora.timetracker.userinitiated"};
 
@@ -54,6 +55,7 @@ Platform LinuxPlatform::platform(Desktop& desktop) {
         .worker = p.worker,
         .screenCapture = p.screenCapture,
         .utility = p.utility,
+        .idle = p.idle,
         .watchdog = p.watchdog,
         .userInitiated = p.userInitiated,
         .urlSession = p.urlSession,
@@ -75,10 +77,12 @@ void LinuxPlatform::sessionIsEnding() {
 }
 
 void LinuxPlatform::stop() {
-    // What a thread may be waiting for comes first.
+    // What a thread may be waiting for comes first. The worker ends before the network does: an upload that is cut off
+    // by the end of the program is none that failed.
     parts_->secrets.cancel();
+    parts_->worker.stop();
     parts_->urlSession.stop();
-    for (ThreadExecutor* executor : {&parts_->screenCapture, &parts_->utility, &parts_->watchdog,
-                                     &parts_->userInitiated, &parts_->worker})
+    for (ThreadExecutor* executor :
+         {&parts_->screenCapture, &parts_->utility, &parts_->idle, &parts_->watchdog, &parts_->userInitiated})
         executor->stop();
 }

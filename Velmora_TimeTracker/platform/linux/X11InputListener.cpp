@@ -168,12 +168,12 @@ void X11InputListener::connectIfWanted() {
 }
 
 bool X11InputListener::readEvents() {
+    stream_->readControl(); // first: it may fetch reports too, and poll does not tell of those
     bool hasInput = false;
     for (const InputBatch* batch = stream_->next(); batch && !stopping_; batch = stream_->next()) {
         deliver(*batch);
         hasInput = hasInput || batch->hasMotion || batch->hasKey;
     }
-    stream_->readControl();
     if (const auto now = steady_clock::now(); now >= nextTurn_) {
         stream_->nudge();
         nextTurn_ = now + nudgeInterval;

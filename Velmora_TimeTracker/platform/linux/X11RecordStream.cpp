@@ -102,6 +102,9 @@ void X11RecordStream::readControl() {
     bool mappingChanged = false;
     while (const auto event = control_.nextEvent())
         mappingChanged |= (event->response_type & 0x7F) == XCB_MAPPING_NOTIFY;
+    while (data_.nextEvent()) {
+        // Every connection is told of a new mapping; unread, they would pile up.
+    }
     if (mappingChanged)
         readModifierKeys();
 }

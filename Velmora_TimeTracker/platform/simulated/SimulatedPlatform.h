@@ -84,6 +84,7 @@ public:
     SimulatedExecutor worker{timeline};
     SimulatedExecutor screenCapture{timeline};
     SimulatedExecutor utility{timeline};
+    SimulatedExecutor idle{timeline};
     SimulatedExecutor watchdog{timeline};
     SimulatedExecutor userInitiated{timeline};
     SimulatedExecutor network{timeline};

@@ -62,13 +62,13 @@ TimeTrackerCore::TimeTrackerCore(const Platform& thePlatform)
     , uploads({uploadTransport, retry, network, store, domain, platform.preferences, timeZones,
                platform.information, platform.clock, platform.random, platform.worker})
     , activityTracker(platform.inputEvents, platform.clock)
-    , idleDetector(platform.idleTime, platform.utility)
+    , idleDetector(platform.idleTime, platform.idle)
     , appState({remoteConfig, platform.information, platform.clock, platform.main, platform.userInitiated,
                 launchRead(platform), [this] { return permissions.hasRequiredPermissions(); }})
     , sessionManager({store, uploads, platform.preferences, domain, timeZones, permissions, activityTracker,
                       idleDetector, screenCapture, platform.clock, platform.random, platform.main})
     , watchdog(platform.clock, platform.watchdog, platform.main, stallWriter(platform, folder))
-    , segmentClock(sessionManager, store, uploads, platform.clock, platform.main) {
+    , segmentClock(sessionManager, store, domain, uploads, platform.clock, platform.main) {
     wire();
     boot();
 }
