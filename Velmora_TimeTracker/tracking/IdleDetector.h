@@ -7,7 +7,7 @@
 #include <memory>
 
 /// Watches system-wide input and tells the two edges: idle for the threshold, and active again. Notices come
-/// on the utility executor. `start` and `stop` may be called from any thread and never wait for that
+/// on the executor it is given. `start` and `stop` may be called from any thread and never wait for that
 /// executor, so a notice that was under way may still come after them: receivers check their own state.
 class IdleDetector {
 public:

@@ -14,8 +14,7 @@ namespace {
 const char* const zones[] = {"UTC",          "Europe/Berlin",     "America/New_York", "America/St_Johns",
                              "Asia/Kolkata", "Asia/Jakarta",      "Asia/Kathmandu",   "Australia/Lord_Howe",
                              "Africa/Cairo", "America/Sao_Paulo", "Pacific/Auckland", "Pacific/Honolulu"};
-/// Noon UTC of days before something special: clock changes of several zones, a leap day, a year's end, and
-/// plain ones.
+/// Noon UTC of days in spring and autumn, before a leap day and before a year's end.
 const double starts[] = {1774612800, 1792929600, 1835352000, 1798718400, 1772798400, 1775131200, 1779969600};
 
 QString fastFolder() {
