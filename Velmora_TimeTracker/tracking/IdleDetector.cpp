@@ -34,8 +34,8 @@ struct IdleDetector::Watch {
     }
 };
 
-IdleDetector::IdleDetector(IdleTimeSource& source, Executor& utility)
-    : utility_(utility)
+IdleDetector::IdleDetector(IdleTimeSource& source, Executor& executor)
+    : executor_(executor)
     , watch_(std::make_shared<Watch>(Watch{source, 0, nullptr, nullptr, false, nullptr})) {}
 
 IdleDetector::~IdleDetector() {
@@ -44,12 +44,12 @@ IdleDetector::~IdleDetector() {
 
 void IdleDetector::start(qint64 idleThresholdMinutes) {
     const Seconds threshold = 60.0 * static_cast<Seconds>(std::max<qint64>(idleThresholdMinutes, 1));
-    utility_.post([watch = watch_, &utility = utility_, threshold, idle = onIdle, active = onActive] {
+    executor_.post([watch = watch_, &executor = executor_, threshold, idle = onIdle, active = onActive] {
         watch->stop();
         watch->threshold = threshold;
         watch->onIdle = idle;
         watch->onActive = active;
-        watch->timer = utility.every(0, checkInterval, checkLeeway, [weak = std::weak_ptr(watch)] {
+        watch->timer = executor.every(0, checkInterval, checkLeeway, [weak = std::weak_ptr(watch)] {
             if (const auto running = weak.lock())
                 running->check();
         });
@@ -57,5 +57,5 @@ void IdleDetector::start(qint64 idleThresholdMinutes) {
 }
 
 void IdleDetector::stop() {
-    utility_.post([watch = watch_] { watch->stop(); });
+    executor_.post([watch = watch_] { watch->stop(); });
 }

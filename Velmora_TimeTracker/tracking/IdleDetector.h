@@ -11,7 +11,7 @@
 /// executor, so a notice that was under way may still come after them: receivers check their own state.
 class IdleDetector {
 public:
-    IdleDetector(IdleTimeSource& source, Executor& utility);
+    IdleDetector(IdleTimeSource& source, Executor& executor);
     ~IdleDetector();
 
     std::function<void()> onIdle;   ///< Set before `start`.
@@ -24,6 +24,6 @@ public:
 private:
     struct Watch;
 
-    Executor& utility_;
-    const std::shared_ptr<Watch> watch_; ///< Touched on `utility_` only.
+    Executor& executor_;
+    const std::shared_ptr<Watch> watch_; ///< Touched on `executor_` only.
 };
