@@ -1,8 +1,5 @@
 #include "World.h"
 
-#include "PreferenceStores.h"
-#include "SegmentUtils.h"
-
 #include <QDirIterator>
 #include <cmath>
 #include <sqlite3.h>
@@ -58,6 +55,14 @@ qint64 World::count(const char* sql) const {
     return result;
 }
 
+QUuid World::sessionOfRow(const QString& row) const {
+    QUuid session;
+    Look(databaseFile())
+        .each(("SELECT session_id FROM upload_queue WHERE id = '" + row.toLatin1() + "'").constData(),
+              [&](sqlite3_stmt* found) { session = QUuid(QString::fromUtf8(blob(found, 0))); });
+    return session;
+}
+
 void World::checkHour() {
     nextHour_ = std::floor(real() / 3600) * 3600 + 3600;
     // A span that still runs is noted up to now, and goes on.
@@ -66,139 +71,169 @@ void World::checkHour() {
         truth_.blur(intervalBegan_);
         truth_.blur(real());
     }
-    std::vector<Session> all = storedSessions("session_history");
-    for (const Session& session : all) {
+    const std::vector<Session> finished = storedSessions("session_history");
+    const std::vector<Session> active = storedSessions("sessions");
+    checkHistory(finished);
+    checkDelivery(finished, active);
+    checkPictures();
+    if (changesClock_) {
+        checkSpans(finished);
+        return;
+    }
+    std::vector<Session> all = finished;
+    all.insert(all.end(), active.begin(), active.end());
+    QHash<QUuid, double> openUntil = diedRunning_;
+    if (seen_.isRunning())
+        openUntil[seen_.session] = real();
+    for (const QString& fault : truth_.compare(all, real(), openUntil))
+        complain(fault);
+    if (isTidy())
+        checkToday(all);
+}
+
+void World::checkHistory(const std::vector<Session>& finished) {
+    for (const Session& session : finished) {
         if (session.status != SessionStatus::completed || !session.reportedTotalSeconds ||
             session.idleDiscardCutoffAt)
             complain(QStringLiteral("a finished session is not frozen"));
         else if (std::abs(static_cast<double>(*session.reportedTotalSeconds) - session.totalSeconds(Date{})) >
                  1)
             complain(QStringLiteral("a frozen total is not the sum of its intervals"));
-        const bool isTidy =
-            !changesClock_ && !changesZone_ && happened_.deaths == 0 && session.intervals.size() > 0;
-        if (isTidy && companyDate(session.intervals.front().startedAt) !=
-                          companyDate(*session.intervals.back().stoppedAt))
+        if (!changesClock_ && !changesZone_ && !session.intervals.empty() &&
+            companyDate(session.intervals.front().startedAt) !=
+                companyDate(*session.intervals.back().stoppedAt))
             complain(QStringLiteral("a session spans two days of the company"));
     }
-    if (changesClock_) {
-        // Wall times no longer name real seconds; the sums must still agree within what the clock jumped.
-        double billed = 0;
-        for (const Session& session : all)
-            billed += session.totalSeconds(Date{});
-        // A crash may bill to the end of its day.
-        const double limit = ranSeconds_ + jumped_ + Truth::tickSlack + 86400.0 * happened_.deaths;
-        if (billed > limit)
-            complain(QStringLiteral("B: billed %1 s of %2 s").arg(billed).arg(limit));
-        return;
-    }
-    const auto active = storedSessions("sessions");
-    all.insert(all.end(), active.begin(), active.end());
-    const auto openUntil = seen_.isRunning() ? std::optional(real()) : diedRunningAt_;
-    for (const QString& fault : truth_.compare(all, real(), openUntil))
-        complain(fault);
-    if (core_ && core_->sessionManager.todayTotalSeconds() + 1 < core_->sessionManager.elapsedSeconds() &&
-        !changesZone_)
-        complain(QStringLiteral("today's total is below the running session"));
 }
 
-/// The storm is over: every row must find its way now, of either company.
-void World::calmDown() {
-    server_.faultRate = 0;
-    server_.isUnreachable = server_.isFailing = false;
-    jobsUntilDeath_ = -1;
-    platform_.permissions.screenRecording = true;
-    if (changesClock_ || changesZone_) {
-        // Due times and slots that lie in the future of a clock or zone set back wait for their moment: let
-        // it come.
-        isCommanding_ = true;
-        core_->sessionManager.stopTracking();
-        observe();
-        isCommanding_ = false;
-        platform_.timeline.sleepMachine(86400 + jumped_);
-        slept_ += 86400 + jumped_;
-    }
-    for (int round = 0; round < 2 && complaints_.isEmpty(); ++round) {
-        pass(700);
-        touch();
-        isCommanding_ = true;
-        if (core_->sessionManager.interruptedSession()) {
-            truth_.note(diedRunningAt_.value_or(real()) - Truth::crashLoss, real(), Truth::Second::allowed);
-            resolveGap(false);
-            diedRunningAt_.reset();
-            core_->sessionManager.resumeInterruptedSession();
-            observe();
+/// With a clock that jumps, wall times no longer name real seconds; but each interval must be one in which the
+/// session ran, and as long, within what the clock was moved meanwhile.
+void World::checkSpans(const std::vector<Session>& finished) {
+    for (const Session& session : finished) {
+        if (endedWithTheirDay_.contains(session.id))
+            continue;
+        std::vector<TrackingInterval> left = session.intervals;
+        for (const Span& span : spans_) {
+            if (span.session != session.id)
+                continue;
+            const auto interval = std::find_if(left.begin(), left.end(), [&](const TrackingInterval& one) {
+                return std::abs(one.startedAt - span.wallBegan) <= Truth::tickSlack;
+            });
+            const double billed =
+                interval == left.end() ? 0 : std::max(0.0, *interval->stoppedAt - interval->startedAt);
+            const double slack = span.jumped + Truth::tickSlack;
+            if (billed > span.seconds + slack)
+                complain(QStringLiteral("B: billed %1 s of %2 s").arg(billed).arg(span.seconds));
+            if (span.isPlain && billed < span.seconds - slack)
+                complain(QStringLiteral("L: billed %1 s of %2 s").arg(billed).arg(span.seconds));
+            if (interval != left.end())
+                left.erase(interval);
         }
-        core_->sessionManager.stopTracking();
-        observe();
-        isCommanding_ = false;
-        pass(1500);
-        // A row under way while the company changed keeps its mark until the next launch.
-        core_.reset();
-        platform_.processDied();
-        startProcess();
-        pass(1500);
-        changeCompany();
-        pass(1500);
+        if (!left.empty())
+            complain(QStringLiteral("B: %1 intervals that nobody worked").arg(left.size()));
     }
-    checkHour();
 }
 
-void World::checkDelivery() {
-    const qint64 rows = count("SELECT count(*) FROM upload_queue");
-    if (rows != 0)
-        complain(QStringLiteral("D: %1 rows are still queued after the calm").arg(rows));
-    int missing = 0;
-    int rewritten = 0;
-    int misreported = 0;
-    for (const Session& session : storedSessions("session_history")) {
-        const auto& record = server_.sessions[session.id];
-        missing +=
-            record.completedBodies.isEmpty() && !record.takenOver && !closedByTakeover_.contains(session.id)
-                ? 1
-                : 0;
-        rewritten += record.completedBodies.size() > 1 ? 1 : 0;
-        misreported +=
-            !record.completedBodies.isEmpty() && record.completedSeconds != session.reportedTotalSeconds;
-    }
-    // A row may be discarded after six failures, which is logged; nothing else may be missing.
-    if (missing > discarded_.value(QStringLiteral("heartbeat")))
-        complain(QStringLiteral("D: %1 finished sessions never arrived, %2 were discarded by name")
-                     .arg(missing)
-                     .arg(discarded_.value(QStringLiteral("heartbeat"))));
-    if (rewritten > 0)
-        complain(QStringLiteral("D: %1 sessions were delivered with different bodies").arg(rewritten));
-    if (misreported > 0)
-        complain(QStringLiteral("D: %1 sessions arrived with another total").arg(misreported));
+/// Today's figure lies between what is billed and all that ran: the server may still know time that an idle
+/// rule took out later.
+void World::checkToday(const std::vector<Session>& all) {
+    if (!seen_.isTracking || seen_.isPaused || real() - intervalBegan_ < 5 ||
+        real() - companyMidnight(platform_.timeline.date()) < 5)
+        return; // it is brought up to date by the ticker, and at a rollover
+    const QDate today = companyDate(platform_.timeline.date());
+    double billed = 0;
+    for (const Session& session : all)
+        if (!session.intervals.empty() && companyDate(session.intervals.front().startedAt) == today &&
+            (session.status == SessionStatus::completed || session.id == seen_.session))
+            billed += session.totalSeconds(platform_.timeline.date());
+    double ran = seen_.isRunning() ? real() - intervalBegan_ : 0;
+    const QString prefix = today.toString(Qt::ISODate) + u'#';
+    for (auto slot = slots_.cbegin(); slot != slots_.cend(); ++slot)
+        if (slot.key().startsWith(prefix))
+            ran += slot->ran;
+    const double shown = core_->sessionManager.todayTotalSeconds();
+    const double slack = Truth::tickSlack * static_cast<double>(1 + all.size());
+    if (shown < billed - slack || shown > ran + slack)
+        complain(
+            QStringLiteral("today shows %1 s, billed are %2 s, %3 s ran").arg(shown).arg(billed).arg(ran));
+}
 
+/// Each picture is on the disk, has arrived, or was dropped by name; a death may fall between the taking and
+/// the file.
+void World::checkPictures() {
     qint64 files = 0;
     for (QDirIterator it(folder_.path(), {QStringLiteral("*.jpg")}, QDir::Files,
                          QDirIterator::Subdirectories);
          it.hasNext(); it.next())
         ++files;
-    const qint64 known = files + server_.screenshots.size();
+    const qint64 known = files + server_.screenshots.size() + droppedPictures_;
     if (known + happened_.deaths < platform_.displays.picturesTaken)
         complain(QStringLiteral("S: %1 pictures taken, %2 known")
                      .arg(platform_.displays.picturesTaken)
                      .arg(known));
+}
 
+/// The beginning of each session and the end of each finished one has arrived as it was, waits in the queue,
+/// or was dropped by name.
+void World::checkDelivery(const std::vector<Session>& finished, const std::vector<Session>& active) {
+    QHash<QString, QSet<QUuid>> queued;
+    Look(databaseFile()).each("SELECT type, session_id FROM upload_queue", [&](sqlite3_stmt* row) {
+        queued[QString::fromUtf8(blob(row, 0))].insert(QUuid(QString::fromUtf8(blob(row, 1))));
+    });
+    const auto isAccountedFor = [&](const Session& session, const QString& type) {
+        return queued[type].contains(session.id) || dropped_[type].contains(session.id) ||
+               isClosedElsewhere(session.id);
+    };
+    const auto checkStart = [&](const Session& session) {
+        if (!server_.started.contains(session.id) && !beganPaused_.contains(session.id) &&
+            !isAccountedFor(session, QStringLiteral("startSession")))
+            complain(QStringLiteral("D: session %1 never began for the server").arg(session.id.toString()));
+    };
+    for (const Session& session : active)
+        checkStart(session);
+    for (const Session& session : finished) {
+        checkStart(session);
+        const auto record = server_.sessions.value(session.id);
+        if (record.completedBodies.isEmpty() && !isAccountedFor(session, QStringLiteral("heartbeat")))
+            complain(QStringLiteral("D: the end of session %1 is lost").arg(session.id.toString()));
+        if (record.completedBodies.size() > 1)
+            complain(QStringLiteral("D: session %1 came with different bodies").arg(session.id.toString()));
+        if (!record.completedBodies.isEmpty() && record.completedSeconds != session.reportedTotalSeconds)
+            complain(QStringLiteral("D: session %1 came with another total").arg(session.id.toString()));
+    }
+}
+
+/// The slots of the calendar hold the seconds that ran in them, and have arrived as they stand.
+void World::checkSegments() {
     const qint64 unsent =
         count("SELECT count(*) FROM activity_segments WHERE uploaded_at IS NULL "
               "AND active_seconds + non_idle_seconds + mouse_movements + keyboard_movements > 0");
     if (unsent > 1)
         complain(QStringLiteral("D: %1 segments were never sent").arg(unsent));
+    QHash<QString, int> held;
     Look(databaseFile())
-        .each("SELECT segment_date || '#' || segment_number, non_idle_seconds FROM activity_segments "
-              "WHERE uploaded_at IS NOT NULL",
+        .each("SELECT segment_date || '#' || segment_number, non_idle_seconds, uploaded_at IS NOT NULL "
+              "FROM activity_segments",
               [&](sqlite3_stmt* row) {
                   const QString slot = QString::fromUtf8(blob(row, 0));
+                  const int seconds = held[slot] = sqlite3_column_int(row, 1);
                   const double arrived = server_.segments.value(slot, -1);
-                  if (!changesCompany_ &&
-                      std::abs(arrived - std::min(sqlite3_column_int(row, 1) / 6.0, 100.0)) > 0.01)
+                  if (sqlite3_column_int(row, 2) != 0 && !changesCompany_ &&
+                      std::abs(arrived - std::min(seconds / 6.0, 100.0)) > 0.01)
                       complain(QStringLiteral("D: segment %1 arrived with %2 %").arg(slot).arg(arrived));
               });
-    const auto tracked = static_cast<double>(count("SELECT sum(non_idle_seconds) FROM activity_segments"));
-    const double slack =
-        3.0 * (happened_.starts + happened_.sleeps + happened_.idlePauses + happened_.midnights + 10);
-    if (!changesClock_ && !changesCompany_ && tracked > ranSeconds_ + slack)
-        complain(QStringLiteral("B: segments hold %1 s of %2 s").arg(tracked).arg(ranSeconds_));
+    if (!isTidy())
+        return;
+    for (auto slot = slots_.cbegin(); slot != slots_.cend(); ++slot) {
+        const double seconds = held.take(slot.key());
+        const double slack = Truth::tickSlack * (1 + slot->edges);
+        if (seconds > slot->ran + slack || (!slot->isShort && seconds < slot->ran - slack))
+            complain(QStringLiteral("B: segment %1 holds %2 s of %3 s")
+                         .arg(slot.key())
+                         .arg(seconds)
+                         .arg(slot->ran));
+    }
+    for (const int seconds : held)
+        if (seconds > Truth::tickSlack)
+            complain(QStringLiteral("B: a segment holds %1 s in which nothing ran").arg(seconds));
 }

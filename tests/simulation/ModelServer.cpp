@@ -1,7 +1,6 @@
 #include "ModelServer.h"
 
 #include "Json.h"
-#include "SegmentUtils.h"
 #include "Session.h"
 
 #include <QJsonArray>
@@ -32,7 +31,7 @@ Reply ModelServer::handle(const URLRequest& request) {
     if (chance() >= faultRate)
         return commit(request);
     ++faultsMet;
-    switch (std::uniform_int_distribution<>(0, 7)(random_)) {
+    switch (std::uniform_int_distribution<>(0, 8)(random_)) {
     case 0:
         return SimulatedURLSession::answer(chance() < 0.5 ? 500 : 503);
     case 1:
@@ -57,6 +56,12 @@ Reply ModelServer::handle(const URLRequest& request) {
         return response && response->statusCode == 200
                    ? SimulatedURLSession::answer(200, chance() < 0.5 ? "<html>busy</html>" : R"({"data":[17)")
                    : done;
+    }
+    case 7: { // refused for good
+        const int statuses[] = {400, 413, 422};
+        return request.url.path().contains(QStringLiteral("timetracker"))
+                   ? SimulatedURLSession::answer(statuses[std::uniform_int_distribution<>(0, 2)(random_)])
+                   : commit(request);
     }
     default:
         expireTokens();
@@ -87,8 +92,10 @@ Reply ModelServer::commit(const URLRequest& request) {
     }
     if (!body)
         return SimulatedURLSession::answer(422, R"({"message":"no JSON object"})");
-    if (path.endsWith(QStringLiteral("sessions/start")))
+    if (path.endsWith(QStringLiteral("sessions/start"))) {
+        started.insert(QUuid(body->value("session_uuid").toString()));
         return SimulatedURLSession::answer(200, todayTotal());
+    }
     if (path.endsWith(QStringLiteral("sessions/heartbeat")))
         return heartbeat(*body, request.body);
     if (path.endsWith(QStringLiteral("segments/batch")))
@@ -132,10 +139,12 @@ Reply ModelServer::batch(const QJsonObject& body) {
         json({{"success", true}, {"data", QJsonObject{{"accepted", accepted}, {"rejected", QJsonArray()}}}}));
 }
 
-QByteArray ModelServer::todayTotal() const {
+QByteArray ModelServer::todayTotal() {
     const QTimeZone zone(config.appTimezone.value_or(QStringLiteral("UTC")).toLatin1());
-    const QString today = SegmentUtils::segmentDateAndNumber(timeline_.date(), zone).date;
-    qint64 total = 0;
+    // A replica of the server may be a day behind.
+    const int daysBehind = chance() < faultRate ? 1 : 0;
+    const QString today = timeline_.date().toDateTime(zone).date().addDays(-daysBehind).toString(Qt::ISODate);
+    qint64 total = daysBehind * 80000;
     for (const SessionRecord& session : sessions)
         total += session.startedAt.startsWith(today) ? session.reportedSeconds : 0;
     return json({{"success", true},

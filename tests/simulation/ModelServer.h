@@ -30,6 +30,7 @@ public:
     bool isFailing = false; ///< Answers 503 to everything.
 
     QHash<QUuid, SessionRecord> sessions;
+    QSet<QUuid> started;             ///< Sessions whose start was reported.
     QSet<QString> screenshots;       ///< Names of the pictures received.
     QHash<QString, double> segments; ///< The tracked percentage by "date#number".
     int takeoverAnswers = 0;
@@ -49,7 +50,7 @@ private:
     Reply commit(const URLRequest& request);
     Reply heartbeat(const QJsonObject& body, const QByteArray& raw);
     Reply batch(const QJsonObject& body);
-    QByteArray todayTotal() const;
+    QByteArray todayTotal();
     double chance() { return std::uniform_real_distribution<>(0, 1)(random_); }
 
     Timeline& timeline_;

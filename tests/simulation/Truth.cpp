@@ -4,6 +4,8 @@
 #include <cmath>
 
 void Truth::note(double from, double to, Second what) {
+    if (to <= from)
+        return;
     const auto first = static_cast<size_t>(std::max(0.0, std::floor(from)));
     const auto last = static_cast<size_t>(std::max(0.0, std::ceil(to)));
     if (last > seconds_.size())
@@ -17,14 +19,14 @@ double Truth::workedSeconds() const {
 }
 
 QStringList Truth::compare(const std::vector<Session>& sessions, double until,
-                           const std::optional<double>& openUntil) const {
+                           const QHash<QUuid, double>& openUntil) const {
     // How much of each real second is billed, in all.
     const auto length = static_cast<size_t>(until);
     std::vector<float> billed(length + 2, 0.0F);
     for (const Session& session : sessions) {
         for (const TrackingInterval& interval : session.intervals) {
             const double from = std::clamp(interval.startedAt - start_, 0.0, until);
-            const double open = openUntil.value_or(from);
+            const double open = openUntil.value(session.id, from);
             const double to =
                 std::clamp(interval.stoppedAt ? *interval.stoppedAt - start_ : open, from, until);
             for (double second = std::floor(from); second < to; ++second)

@@ -2,9 +2,8 @@
 
 #include "Session.h"
 
-#include <QString>
+#include <QHash>
 #include <QStringList>
-#include <optional>
 #include <vector>
 
 /// What really happened, second by second, written down by the world and not by the program. Real time counts
@@ -12,7 +11,8 @@
 ///
 /// Where the program's own rules demand an outcome that a plain reading would call wrong, the seconds
 /// concerned are noted as `allowed` with the name of the rule:
-///   - the seconds between a midnight and its detection belong to nobody (at most `tickSlack`);
+///   - the seconds between a midnight and its detection belong to nobody (at most `tickSlack`; after a change
+///     of the zone, all that ran since the new zone's midnight);
 ///   - a crash loses at most `crashLoss` running seconds;
 ///   - a session found after a crash and finished without being resumed ends when it is found, or at the end of
 ///     its first day, not at its last sign of life.
@@ -37,9 +37,10 @@ public:
 
     double workedSeconds() const;
 
-    /// Compares what is billed with what happened. Empty when all is well.
+    /// Compares what is billed with what happened; an open interval is billed until the time given for its
+    /// session. Empty when all is well.
     QStringList compare(const std::vector<Session>& sessions, double until,
-                        const std::optional<double>& openUntil) const;
+                        const QHash<QUuid, double>& openUntil) const;
 
     Date start() const { return start_; }
 

@@ -1,7 +1,6 @@
 #include "World.h"
 
 #include "PreferenceStores.h"
-#include "SegmentUtils.h"
 #include "TrackingHeartbeat.h"
 
 #include <QDir>
@@ -11,11 +10,18 @@
 
 namespace {
 
-const char* const zones[] = {"UTC",          "Europe/Berlin",     "America/New_York", "America/St_Johns",
-                             "Asia/Kolkata", "Asia/Jakarta",      "Asia/Kathmandu",   "Australia/Lord_Howe",
-                             "Africa/Cairo", "America/Sao_Paulo", "Pacific/Auckland", "Pacific/Honolulu"};
-/// Noon UTC of days in spring and autumn, before a leap day and before a year's end.
-const double starts[] = {1774612800, 1792929600, 1835352000, 1798718400, 1772798400, 1775131200, 1779969600};
+/// Noon UTC of a day, and a zone whose clocks change within the life that begins there.
+struct Start {
+    double noon;
+    const char* zone;
+};
+const Start starts[] = {
+    {1774699200, "Europe/Berlin"},    {1772884800, "America/New_York"},
+    {1772884800, "America/St_Johns"}, {1775304000, "Australia/Lord_Howe"},
+    {1775304000, "Pacific/Auckland"}, {1792843200, "Europe/Berlin"},
+    {1776945600, "Africa/Cairo"}, // and without a change: a leap day, a year's end, a plain day
+    {1835352000, "Asia/Kolkata"},     {1798718400, "UTC"},
+    {1779969600, "Asia/Kathmandu"}};
 
 QString fastFolder() {
     const QString memory = QStringLiteral("/dev/shm");
@@ -28,11 +34,16 @@ World* listening = nullptr;
 
 } // namespace
 
+const char* const World::zones[12] = {
+    "UTC",          "Europe/Berlin",     "America/New_York", "America/St_Johns",
+    "Asia/Kolkata", "Asia/Jakarta",      "Asia/Kathmandu",   "Australia/Lord_Howe",
+    "Africa/Cairo", "America/Sao_Paulo", "Pacific/Auckland", "Pacific/Honolulu"};
+
 World::Happened& World::Happened::operator+=(const Happened& other) {
     for (const auto count :
          {&Happened::deaths, &Happened::sleeps, &Happened::idlePauses, &Happened::midnights,
           &Happened::starts, &Happened::takeovers, &Happened::clockJumps, &Happened::zoneChanges,
-          &Happened::companyChanges, &Happened::serverFaults})
+          &Happened::offsetChanges, &Happened::companyChanges, &Happened::serverFaults, &Happened::drops})
         this->*count += other.*count;
     workedSeconds += other.workedSeconds;
     return *this;
@@ -42,7 +53,7 @@ World::World(const Options& options)
     : options_(options)
     , random_(options.seed)
     , folder_(fastFolder())
-    , platform_(folder_.path(), options.seed, Date::since1970(starts[options.seed % std::size(starts)]),
+    , platform_(folder_.path(), options.seed, Date::since1970(starts[options.seed % std::size(starts)].noon),
                 zones[(options.seed / 3) % std::size(zones)])
     , server_(platform_.timeline, options.seed + 77)
     , truth_(platform_.timeline.date()) {
@@ -60,7 +71,9 @@ World::World(const Options& options)
     server_.config.idleMinutesThreshold = 5;
     server_.config.discardIdleTime = oneIn(2);
     server_.config.idleAction = QStringLiteral("ask");
-    server_.config.appTimezone = QString::fromLatin1(zones[options.seed % std::size(zones)]);
+    const char* anyZone = zones[(options.seed / 3) % std::size(zones)];
+    zone_ = QTimeZone(oneIn(2) ? starts[options.seed % std::size(starts)].zone : anyZone);
+    server_.config.appTimezone = QString::fromLatin1(zone_.id());
     server_.faultRate = oneIn(3) ? 0 : between(0.01, 0.25);
     platform_.urlSession.setServer([this](const URLRequest& request) {
         platform_.urlSession.requests.clear(); // the ledger remembers what matters
@@ -89,11 +102,17 @@ World::~World() {
     qInstallMessageHandler(nullptr);
 }
 
+/// What the program drops, it must name; the row is still there while it does.
 void World::hear(const QString& logLine) {
-    static const QRegularExpression sixthFailure(QStringLiteral("type=(\\w+) failed \\(attempt 6\\)"));
-    const auto match = sixthFailure.match(logLine);
-    if (match.hasMatch())
-        ++discarded_[match.captured(1)];
+    static const QRegularExpression drop(
+        QStringLiteral("^Task (\\S+) type=(\\w+) (?:failed \\(attempt 6\\)|permanent client error)"));
+    const auto match = drop.match(logLine);
+    if (!match.hasMatch())
+        return;
+    ++happened_.drops;
+    dropped_[match.captured(2)].insert(sessionOfRow(match.captured(1)));
+    if (match.captured(2) == QStringLiteral("screenshot") && logLine.contains(QStringLiteral("permanent")))
+        ++droppedPictures_;
 }
 
 QStringList World::run() {
@@ -104,7 +123,7 @@ QStringList World::run() {
     if (complaints_.isEmpty())
         calmDown();
     if (complaints_.isEmpty())
-        checkDelivery();
+        checkSegments();
     happened_.serverFaults = server_.faultsMet;
     happened_.takeovers = server_.takeoverAnswers;
     happened_.workedSeconds = truth_.workedSeconds();
@@ -127,7 +146,7 @@ void World::pass(Seconds span) {
             die();
             if (oneIn(2))
                 platform_.timeline.advance(between(0, 600)); // the machine goes on without the program
-            startProcess();
+            startProcess(oneIn(4));
         }
         if (real() >= nextHour_)
             checkHour();
@@ -146,28 +165,36 @@ void World::observe() {
             complain(QStringLiteral("idle for %1 s, and not noticed").arg(idleFor));
         return;
     }
-    const Seen before = std::exchange(seen_, now);
+    const Seen before = seen_;
     const bool isRollover = before.isTracking && now.isTracking && before.session != now.session;
+    const bool isIdlePause = before.isRunning() && now.isTracking && now.isPaused && now.isIdle;
     if (isRollover) {
         ++happened_.midnights;
-        resolveGap(false);
+        resolveGap(before.session, false);
+        if (before.isPaused)
+            beganPaused_.insert(now.session);
     }
     if (before.isRunning() && (!now.isRunning() || isRollover))
-        runningEnded();
+        runningEnded(!isRollover && !isIdlePause);
+    seen_ = now;
+    if (isRollover && changesZone_)
+        // The new zone's midnight may lie far back: what ran since then belongs to nobody.
+        truth_.note(std::max(intervalBegan_, companyMidnight(platform_.timeline.date())), real(),
+                    Truth::Second::allowed);
     if (now.isRunning() && (!before.isRunning() || isRollover))
         runningBegan(isRollover);
-    if (before.isRunning() && now.isTracking && now.isPaused && now.isIdle) {
+    if (isIdlePause) {
         ++happened_.idlePauses;
         if (idleFor < idleThreshold_ - 0.1)
             complain(QStringLiteral("paused as idle after %1 s").arg(idleFor));
         const double lastInput = std::max(intervalBegan_, lastCountedInput_.value_or(intervalBegan_));
-        gap_ = Gap{lastInput, real()};
-        truth_.note(gap_->from, gap_->to, Truth::Second::allowed);
+        gaps_[now.session] = {lastInput, real()};
+        truth_.note(lastInput, real(), Truth::Second::allowed);
     } else if (before.isRunning() && now.isTracking && now.isPaused && !isCommanding_ && !isSleepy_) {
         complain(QStringLiteral("paused for no reason"));
     }
     if (before.isTracking && !now.isTracking) {
-        resolveGap(false);
+        resolveGap(before.session, false);
         const bool takenOver =
             server_.takeoverAnswers > std::exchange(seenTakeovers_, server_.takeoverAnswers);
         if (takenOver && !isCommanding_)
@@ -186,6 +213,8 @@ void World::runningBegan(bool isRollover) {
     if (!isCommanding_ && !isSleepy_ && !isRollover)
         complain(QStringLiteral("running for no reason"));
     intervalBegan_ = real();
+    wallBegan_ = platform_.timeline.date();
+    jumpedBefore_ = jumped_;
     truth_.blur(intervalBegan_);
     const auto& config = core_->sessionManager.config();
     idleThreshold_ =
@@ -202,235 +231,98 @@ void World::runningBegan(bool isRollover) {
     }
 }
 
-void World::runningEnded() {
-    ranSeconds_ += real() - intervalBegan_;
+/// Of the session in `seen_`, which ran until now.
+void World::runningEnded(bool isPlain) {
     truth_.note(intervalBegan_, real(), Truth::Second::worked);
     truth_.blur(intervalBegan_);
     truth_.blur(real());
+    countSlots(intervalBegan_, real());
+    const QTimeZone zone = companyZone();
+    if (wallBegan_.toDateTime(zone).offsetFromUtc() !=
+        platform_.timeline.date().toDateTime(zone).offsetFromUtc())
+        ++happened_.offsetChanges;
+    if (changesClock_)
+        spans_.push_back(
+            {seen_.session, wallBegan_, real() - intervalBegan_, jumped_ - jumpedBefore_, isPlain});
 }
 
-void World::resolveGap(bool goesOn) {
-    if (!gap_)
+/// Slots begin at multiples of five minutes of universal time in every zone there is.
+void World::countSlots(double from, double to) {
+    if (!isTidy())
         return;
-    const Gap gap = *std::exchange(gap_, std::nullopt);
+    constexpr double piece = 300;
+    const double zero = truth_.start().secondsSince1970();
+    for (double at = from; at < to;) {
+        const double end = std::min(to, (std::floor((at + zero) / piece + 1e-9) + 1) * piece - zero);
+        Slot& slot = slots_[slotOf(truth_.start() + (at + end) / 2)];
+        if (slot.ran > 0 && at - slot.lastRan > 900)
+            slot.isShort = true;
+        slot.ran += end - at;
+        slot.edges += (at == from) + (end == to);
+        slot.lastRan = end;
+        at = end;
+    }
+}
+
+void World::resolveGap(const QUuid& session, bool goesOn) {
+    if (!gaps_.contains(session))
+        return;
+    const Gap gap = gaps_.take(session);
     const bool isBilled = goesOn || !discards();
     truth_.note(gap.from, gap.to, isBilled ? Truth::Second::worked : Truth::Second::idle);
     truth_.blur(gap.from);
     truth_.blur(gap.to);
 }
 
+/// The policy of the last configuration that the program took over.
 bool World::discards() const {
     const auto& config = core_->sessionManager.config();
     return !config || config->discardIdleTime;
 }
 
+// ---- the company's calendar, in the plain words of QDateTime
+
 QTimeZone World::companyZone() const {
-    return core_->sessionManager.engineTimeZone();
+    return changesZone_ ? core_->sessionManager.engineTimeZone() : zone_;
 }
 
-QString World::companyDate(Date date) const {
-    return SegmentUtils::segmentDateAndNumber(date, companyZone()).date;
+QDate World::companyDate(Date date) const {
+    return date.toDateTime(companyZone()).date();
 }
 
-// ---- the employee
-// --------------------------------------------------------------------------------------------------
-
-void World::touch() {
-    lastInputUptime_ = platform_.timeline.uptime();
-    if (seen_.isRunning())
-        lastCountedInput_ = real();
-    platform_.input.happen(oneIn(2) ? InputEventType::keyDown : InputEventType::mouseMoved,
-                           1 + (oneIn(3) ? 4 : 0));
+double World::companyMidnight(Date date, int days) const {
+    return Date::fromDateTime(companyDate(date).addDays(days).startOfDay(companyZone())) - truth_.start();
 }
 
-void World::workFor(Seconds span, Seconds pause) {
-    const double until = real() + span;
-    while (real() < until && complaints_.isEmpty()) {
-        touch();
-        pass(between(0.2, pause));
-    }
+QString World::slotOf(Date date) const {
+    const QDateTime there = date.toDateTime(zone_);
+    return QStringLiteral("%1#%2")
+        .arg(there.toString(QStringLiteral("yyyy-MM-dd")))
+        .arg((there.time().hour() * 60 + there.time().minute()) / 10);
 }
 
-void World::act() {
-    const double hour =
-        std::fmod(real() / 3600 + 9, 24); // the world begins at nine in the morning of the employee
-    const bool isNight = hour < 7 && !oneIn(4);
-    if (isNight) {
-        if (!oneIn(4))
-            sleepMachine(between(600, 4 * 3600));
-        else
-            pass(between(300, 3600));
-        return;
-    }
-    useTheProgram();
-    if (oneIn(3))
-        server_.isUnreachable = false; // most outages are short
-    switch (std::uniform_int_distribution<>(0, 13)(random_)) {
-    case 0:
-        pass(between(200, 1500)); // away from the desk
-        touch();
-        pass(8);
-        break;
-    case 1:
-        sleepMachine(between(30, 7200));
-        break;
-    case 2:
-        server_.isUnreachable = !server_.isUnreachable && oneIn(2);
-        server_.isFailing = !server_.isFailing && oneIn(3);
-        break;
-    case 3:
-        if (oneIn(3) && jobsUntilDeath_ < 0)
-            jobsUntilDeath_ = std::uniform_int_distribution<>(0, 4000)(random_);
-        break;
-    case 4:
-        changeSettings();
-        break;
-    case 5:
-        if (oneIn(6) && seen_.isTracking)
-            server_.takeOver(seen_.session);
-        break;
-    case 6:
-        platform_.permissions.screenRecording = !oneIn(8);
-        break;
-    case 7:
-        if (changesClock_ && oneIn(3))
-            jumpClock();
-        else if (changesCompany_ && oneIn(2))
-            changeCompany();
-        break;
-    case 8:
-        if (oneIn(2))
-            server_.expireTokens();
-        break;
-    default:
-        workFor(between(120, 2400), oneIn(4) ? 90 : 12);
-    }
-}
+// ---- the process
 
-void World::useTheProgram() {
-    touch();
-    isCommanding_ = true;
-    SessionManager& engine = core_->sessionManager;
-    const double pressed = chance();
-    if (engine.interruptedSession()) {
-        const Session found = *engine.interruptedSession();
-        const bool crossesDay = !found.intervals.empty() && companyDate(found.intervals.front().startedAt) !=
-                                                                companyDate(platform_.timeline.date());
-        // The rule for a session left open over midnight: it ends with its first day, which a change of zone
-        // may move to before the crash.
-        if (crossesDay && (diedRunningAt_ || changesZone_)) {
-            const auto dayEnd =
-                SegmentUtils::startOfDayAfter(found.intervals.front().startedAt, 1, companyZone());
-            const double cut = dayEnd ? *dayEnd - truth_.start() : 0;
-            const double died = diedRunningAt_.value_or(real()) - Truth::crashLoss;
-            truth_.note(std::min(cut, died), real(), Truth::Second::allowed);
-        }
-        resolveGap(false);
-        diedRunningAt_.reset();
-        engine.resumeInterruptedSession();
-    } else if (!engine.isTracking()) {
-        if (pressed < 0.7) {
-            platform_.permissions.screenRecording = true;
-            ++happened_.starts;
-            lastCountedInput_.reset();
-            engine.startTracking(pressed < 0.4 ? std::optional(server_.config.projects.front())
-                                               : std::nullopt);
-        }
-    } else if (engine.isPaused()) {
-        if (pressed < 0.75) {
-            if (companyDate(truth_.start() + (gap_ ? gap_->to : real()) + jumped_) ==
-                companyDate(platform_.timeline.date()))
-                resolveGap(true);
-            engine.continueAfterIdle();
-            if (engine.isPaused())
-                engine.resumeTracking();
-        } else {
-            engine.stopTracking(oneIn(2) ? std::optional(QStringLiteral("idle")) : std::nullopt);
-        }
-    } else if (pressed < 0.08) {
-        engine.pauseTracking();
-    } else if (pressed < 0.14) {
-        engine.stopTracking();
-    }
-    observe();
-    platform_.desktop.forget(); // open questions are answered by the same buttons on the screen
-    isCommanding_ = false;
-}
-
-void World::sleepMachine(Seconds span) {
-    ++happened_.sleeps;
-    isSleepy_ = true;
-    platform_.power.willSleep();
-    platform_.timeline.settle();
-    observe();
-    platform_.timeline.sleepMachine(span);
-    slept_ += span;
-    touch();       // somebody woke it
-    if (!oneIn(5)) // the signal may get lost
-        platform_.power.didWake();
-    platform_.timeline.settle();
-    observe();
-    isSleepy_ = false;
-    pass(3);
-}
-
-void World::changeSettings() {
-    RemoteConfig& config = server_.config;
-    const char* actions[] = {"ask", "pause", "stop", "whatever"};
-    config.idleAction = QString::fromLatin1(actions[std::uniform_int_distribution<>(0, 3)(random_)]);
-    config.idleMinutesThreshold = std::uniform_int_distribution<>(0, 12)(random_);
-    config.screenshotIntervalMinutes = std::uniform_int_distribution<>(3, 20)(random_);
-    if (!gap_)
-        config.discardIdleTime = oneIn(2);
-    if (changesZone_ && oneIn(3)) {
-        ++happened_.zoneChanges;
-        config.appTimezone = QString::fromLatin1(zones[std::uniform_int_distribution<>(0, 11)(random_)]);
-    }
-    if (oneIn(2)) {
-        isCommanding_ = true;
-        core_->apply(config);
-        observe();
-        isCommanding_ = false;
-    }
-}
-
-void World::changeCompany() {
-    if (core_->sessionManager.isTracking() || core_->sessionManager.interruptedSession())
-        return;
-    ++happened_.companyChanges;
-    const bool isFirst = core_->domain.domainKey() == QStringLiteral("a.example");
-    core_->domain.setBaseURL(QUrl(isFirst ? QStringLiteral("https://b.example/api/v1/")
-                                          : QStringLiteral("https://a.example/api/v1/")));
-    core_->sessionManager.recoverInterruptedSessionForCurrentDomain();
-}
-
-void World::jumpClock() {
-    ++happened_.clockJumps;
-    const double sizes[] = {1, 60, 3600, 90000};
-    const double by =
-        (oneIn(2) ? 1 : -1) * sizes[std::uniform_int_distribution<>(0, 3)(random_)] * between(0.5, 1);
-    jumped_ += std::abs(by);
-    platform_.timeline.jumpWallClock(by);
-}
-
-void World::startProcess() {
-    jobsUntilDeath_ = -1;
+void World::startProcess(bool diesAtStart) {
+    jobsUntilDeath_ = diesAtStart ? std::uniform_int_distribution<>(0, 30)(random_) : -1;
     core_ = std::make_unique<TimeTrackerCore>(platform_.platform());
     seen_ = {};
-    platform_.timeline.settle();
+    pass(0);
     observe();
 }
 
 void World::die() {
     ++happened_.deaths;
     if (seen_.isRunning()) {
-        runningEnded();
+        runningEnded(false);
         truth_.note(std::max(intervalBegan_ - Truth::tickSlack, real() - Truth::crashLoss),
                     real() + Truth::tickSlack, Truth::Second::allowed);
-        diedRunningAt_ = real();
+        diedRunning_[seen_.session] = real();
         if (options_.fault == PlantedFault::lostMark)
             TrackingHeartbeat::clear(seen_.session, platform_.preferences);
     }
+    for (const double late : {0.0, Truth::tickSlack}) // the last tick may have been in the slot before
+        slots_[slotOf(platform_.timeline.date() - late)].isShort = true;
     core_.reset();
     platform_.processDied();
     seen_ = {};

@@ -5,6 +5,7 @@
 #include "TimeTrackerCore.h"
 #include "Truth.h"
 
+#include <QHash>
 #include <QSet>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -26,7 +27,7 @@ public:
     };
     struct Happened {
         int deaths = 0, sleeps = 0, idlePauses = 0, midnights = 0, starts = 0, takeovers = 0, clockJumps = 0,
-            zoneChanges = 0, companyChanges = 0, serverFaults = 0;
+            zoneChanges = 0, offsetChanges = 0, companyChanges = 0, serverFaults = 0, drops = 0;
         double workedSeconds = 0;
         Happened& operator+=(const Happened& other);
     };
@@ -51,6 +52,21 @@ private:
     struct Gap {
         double from, to;
     };
+    /// A time in which a session ran, by the wall clock at its beginning and by real seconds.
+    struct Span {
+        QUuid session;
+        Date wallBegan;
+        double seconds;
+        double jumped; ///< How far the clock was moved in it.
+        bool isPlain;  ///< Ended by a pause or stop of the employee: nothing may be missing of it.
+    };
+    /// What a ten-minute slot of the company's calendar should hold.
+    struct Slot {
+        double ran = 0;
+        int edges = 0;        ///< Beginnings and ends of running in it: each may count a second more or less.
+        double lastRan = 0;   ///< Real time.
+        bool isShort = false; ///< The counters began anew in it, or the clock repeated it: it may hold less.
+    };
 
     // Time.
     double real() const { return platform_.timeline.uptime() + slept_; }
@@ -66,31 +82,48 @@ private:
     void changeSettings();
     void changeCompany();
     void jumpClock();
-    void startProcess();
+    void startProcess(bool diesAtStart = false);
     void die();
 
     // What that means.
     void runningBegan(bool isRollover);
-    void runningEnded();
-    void resolveGap(bool goesOn);
+    void runningEnded(bool isPlain);
+    void countSlots(double from, double to);
+    void resolveGap(const QUuid& session, bool goesOn);
+    void resumeInterrupted();
     bool discards() const;
-    QString companyDate(Date date) const;
     QTimeZone companyZone() const;
+    QDate companyDate(Date date) const;
+    /// Real time of the midnight that begins the company's day `days` after that of `date`.
+    double companyMidnight(Date date, int days = 0) const;
+    QString slotOf(Date date) const;
     void complain(const QString& what);
     void hear(const QString& logLine);
 
     // Checks.
     void checkHour();
+    void checkHistory(const std::vector<Session>& finished);
+    void checkSpans(const std::vector<Session>& finished);
+    void checkToday(const std::vector<Session>& all);
+    void checkDelivery(const std::vector<Session>& finished, const std::vector<Session>& active);
+    void checkPictures();
+    void checkSegments();
     void calmDown();
-    void checkDelivery();
     QString databaseFile() const;
     std::vector<Session> storedSessions(const char* table) const;
     qint64 count(const char* sql) const;
+    QUuid sessionOfRow(const QString& row) const;
+    bool isClosedElsewhere(const QUuid& session) const {
+        return server_.sessions.value(session).takenOver || closedByTakeover_.contains(session);
+    }
+    /// Its wall times name real seconds, its days are those of one company in one zone.
+    bool isTidy() const { return !changesClock_ && !changesZone_ && !changesCompany_; }
 
     double chance() { return std::uniform_real_distribution<>(0, 1)(random_); }
     double between(double low, double high) { return std::uniform_real_distribution<>(low, high)(random_); }
     bool oneIn(int n) { return std::uniform_int_distribution<>(1, n)(random_) == 1; }
 
+    static const char* const zones[12];
     const Options options_;
     std::mt19937 random_;
     QTemporaryDir folder_;
@@ -100,12 +133,14 @@ private:
     std::unique_ptr<TimeTrackerCore> core_;
     Happened happened_;
     QStringList complaints_;
-    /// Rows that the program gave up after six failures, by type, as its log told.
-    QHash<QString, int> discarded_;
+    /// Sessions of which the program dropped a row for a reason that its log names, by the type of the row.
+    QHash<QString, QSet<QUuid>> dropped_;
+    int droppedPictures_ = 0;
 
     bool changesClock_ = false;
     bool changesZone_ = false;
     bool changesCompany_ = false;
+    QTimeZone zone_; ///< The company's, in lives that do not change it.
     double slept_ = 0;
     double jumped_ = 0;
     qint64 jobsUntilDeath_ = -1;
@@ -113,16 +148,23 @@ private:
     bool isSleepy_ = false;     ///< The machine is about to sleep, or woke this moment.
     Seen seen_;
     double intervalBegan_ = 0;
+    Date wallBegan_;
+    double jumpedBefore_ = 0;
     std::optional<double> lastCountedInput_;
     Seconds lastInputUptime_ = 0;
     Seconds idleThreshold_ = 300;
-    std::optional<Gap> gap_;
-    std::optional<double> diedRunningAt_;
-    double ranSeconds_ =
-        0; ///< All seconds of running sessions, those included that a rule took out afterwards.
+    QHash<QUuid, Gap> gaps_;
+    /// Sessions that ran when the process died, and when that was.
+    QHash<QUuid, double> diedRunning_;
+    std::vector<Span> spans_;
+    QHash<QString, Slot> slots_;
     /// Sessions that a take-over closed: their end is reported by the other device. The rule closes whatever
     /// session runs, also when the take-over was of an earlier one.
     QSet<QUuid> closedByTakeover_;
     int seenTakeovers_ = 0;
+    /// Sessions that a midnight began while the employee paused: they have no start to report.
+    QSet<QUuid> beganPaused_;
+    /// Sessions found open on a later day: the rule ends them with their first day.
+    QSet<QUuid> endedWithTheirDay_;
     double nextHour_ = 3600;
 };

@@ -1,0 +1,230 @@
+#include "World.h"
+
+#include <cmath>
+
+/// What the employee does, and what happens to them.
+
+void World::touch() {
+    lastInputUptime_ = platform_.timeline.uptime();
+    if (seen_.isRunning())
+        lastCountedInput_ = real();
+    platform_.input.happen(oneIn(2) ? InputEventType::keyDown : InputEventType::mouseMoved,
+                           1 + (oneIn(3) ? 4 : 0));
+}
+
+void World::workFor(Seconds span, Seconds pause) {
+    const double until = real() + span;
+    while (real() < until && complaints_.isEmpty()) {
+        touch();
+        pass(between(0.2, pause));
+    }
+}
+
+void World::act() {
+    const double hour =
+        std::fmod(real() / 3600 + 9, 24); // the world begins at nine in the morning of the employee
+    const bool isNight = hour < 7 && !oneIn(4);
+    if (isNight) {
+        if (!oneIn(4))
+            sleepMachine(between(600, 4 * 3600));
+        else
+            pass(between(300, 3600));
+        return;
+    }
+    useTheProgram();
+    if (oneIn(3))
+        server_.isUnreachable = false; // most outages are short
+    switch (std::uniform_int_distribution<>(0, 13)(random_)) {
+    case 0:
+        pass(between(200, 1500)); // away from the desk
+        touch();
+        pass(8);
+        break;
+    case 1:
+        sleepMachine(between(30, 7200));
+        break;
+    case 2:
+        server_.isUnreachable = !server_.isUnreachable && oneIn(2);
+        server_.isFailing = !server_.isFailing && oneIn(3);
+        break;
+    case 3:
+        if (oneIn(3) && jobsUntilDeath_ < 0)
+            jobsUntilDeath_ = std::uniform_int_distribution<>(0, 4000)(random_);
+        break;
+    case 4:
+        changeSettings();
+        break;
+    case 5:
+        if (oneIn(6) && seen_.isTracking)
+            server_.takeOver(seen_.session);
+        break;
+    case 6:
+        platform_.permissions.screenRecording = !oneIn(8);
+        break;
+    case 7:
+        if (changesClock_ && oneIn(3))
+            jumpClock();
+        else if (changesCompany_ && oneIn(2))
+            changeCompany();
+        break;
+    case 8:
+        if (oneIn(2))
+            server_.expireTokens();
+        break;
+    default:
+        workFor(between(120, 2400), oneIn(4) ? 90 : 12);
+    }
+}
+
+void World::useTheProgram() {
+    touch();
+    isCommanding_ = true;
+    SessionManager& engine = core_->sessionManager;
+    const double pressed = chance();
+    if (engine.interruptedSession()) {
+        resumeInterrupted();
+    } else if (!engine.isTracking()) {
+        if (pressed < 0.7) {
+            platform_.permissions.screenRecording = true;
+            ++happened_.starts;
+            lastCountedInput_.reset();
+            engine.startTracking(pressed < 0.4 ? std::optional(server_.config.projects.front())
+                                               : std::nullopt);
+        }
+    } else if (engine.isPaused()) {
+        if (pressed < 0.75) {
+            const double pausedAt = gaps_.contains(seen_.session) ? gaps_[seen_.session].to : real();
+            if (companyDate(truth_.start() + pausedAt + jumped_) == companyDate(platform_.timeline.date()))
+                resolveGap(seen_.session, true);
+            engine.continueAfterIdle();
+            if (engine.isPaused())
+                engine.resumeTracking();
+        } else {
+            engine.stopTracking(oneIn(2) ? std::optional(QStringLiteral("idle")) : std::nullopt);
+        }
+    } else if (pressed < 0.08) {
+        engine.pauseTracking();
+    } else if (pressed < 0.14) {
+        engine.stopTracking();
+    }
+    observe();
+    platform_.desktop.forget(); // open questions are answered by the same buttons on the screen
+    isCommanding_ = false;
+}
+
+/// What a person does who finds the session that a crash left behind.
+void World::resumeInterrupted() {
+    const Session found = *core_->sessionManager.interruptedSession();
+    const std::optional<double> died =
+        diedRunning_.contains(found.id) ? std::optional(diedRunning_.take(found.id)) : std::nullopt;
+    const bool crossesDay = !found.intervals.empty() && companyDate(found.intervals.front().startedAt) !=
+                                                            companyDate(platform_.timeline.date());
+    if (crossesDay)
+        endedWithTheirDay_.insert(found.id);
+    // The rule for a session left open over midnight: it ends with its first day, which a change of zone may
+    // move to before the crash.
+    if (crossesDay && (died || changesZone_))
+        truth_.note(std::min(companyMidnight(found.intervals.front().startedAt, 1),
+                             died.value_or(real()) - Truth::crashLoss),
+                    real(), Truth::Second::allowed);
+    resolveGap(found.id, false);
+    core_->sessionManager.resumeInterruptedSession();
+}
+
+void World::sleepMachine(Seconds span) {
+    ++happened_.sleeps;
+    isSleepy_ = true;
+    platform_.power.willSleep();
+    pass(0);
+    observe();
+    platform_.timeline.sleepMachine(span);
+    slept_ += span;
+    touch();       // somebody woke it
+    if (!oneIn(5)) // the signal may get lost
+        platform_.power.didWake();
+    pass(0);
+    observe();
+    isSleepy_ = false;
+    pass(3);
+}
+
+void World::changeSettings() {
+    RemoteConfig& config = server_.config;
+    const char* actions[] = {"ask", "pause", "stop", "whatever"};
+    config.idleAction = QString::fromLatin1(actions[std::uniform_int_distribution<>(0, 3)(random_)]);
+    config.idleMinutesThreshold = std::uniform_int_distribution<>(0, 12)(random_);
+    config.screenshotIntervalMinutes = std::uniform_int_distribution<>(3, 20)(random_);
+    if (gaps_.isEmpty())
+        config.discardIdleTime = oneIn(2);
+    if (changesZone_ && oneIn(3)) {
+        ++happened_.zoneChanges;
+        config.appTimezone = QString::fromLatin1(zones[std::uniform_int_distribution<>(0, 11)(random_)]);
+    }
+    if (oneIn(2)) {
+        isCommanding_ = true;
+        core_->apply(config);
+        observe();
+        isCommanding_ = false;
+    }
+}
+
+void World::changeCompany() {
+    if (core_->sessionManager.isTracking())
+        return; // one left behind by a crash waits for its company
+    ++happened_.companyChanges;
+    const bool isFirst = core_->domain.domainKey() == QStringLiteral("a.example");
+    core_->domain.setBaseURL(QUrl(isFirst ? QStringLiteral("https://b.example/api/v1/")
+                                          : QStringLiteral("https://a.example/api/v1/")));
+    core_->sessionManager.recoverInterruptedSessionForCurrentDomain();
+}
+
+void World::jumpClock() {
+    ++happened_.clockJumps;
+    const double sizes[] = {1, 60, 3600, 90000};
+    const double by =
+        (oneIn(2) ? 1 : -1) * sizes[std::uniform_int_distribution<>(0, 3)(random_)] * between(0.5, 1);
+    jumped_ += std::abs(by);
+    platform_.timeline.jumpWallClock(by);
+}
+
+/// The storm is over: every row must find its way now, of either company.
+void World::calmDown() {
+    server_.faultRate = 0;
+    server_.isUnreachable = server_.isFailing = false;
+    jobsUntilDeath_ = -1;
+    platform_.permissions.screenRecording = true;
+    const auto stop = [this] {
+        isCommanding_ = true;
+        if (core_->sessionManager.interruptedSession()) {
+            resumeInterrupted();
+            observe();
+        }
+        core_->sessionManager.stopTracking();
+        observe();
+        isCommanding_ = false;
+    };
+    if (changesClock_ || changesZone_) {
+        // Due times and slots that lie in the future of a clock or zone set back wait for their moment: let
+        // it come.
+        stop();
+        platform_.timeline.sleepMachine(86400 + jumped_);
+        slept_ += 86400 + jumped_;
+    }
+    for (int round = 0; round < 2 && complaints_.isEmpty(); ++round) {
+        pass(700);
+        touch();
+        stop();
+        pass(1500);
+        // A row under way while the company changed keeps its mark until the next launch.
+        core_.reset();
+        platform_.processDied();
+        startProcess();
+        pass(1500);
+        changeCompany();
+        pass(1500);
+    }
+    checkHour();
+    const qint64 rows = count("SELECT count(*) FROM upload_queue");
+    if (rows != 0)
+        complain(QStringLiteral("D: %1 rows are still queued after the calm").arg(rows));
+}
