@@ -21,10 +21,11 @@ void World::workFor(Seconds span, Seconds pause) {
 }
 
 void World::act() {
-    const double hour =
-        std::fmod(real() / 3600 + 9, 24); // the world begins at nine in the morning of the employee
-    const bool isNight = hour < 7 && !oneIn(4);
-    if (isNight) {
+    // The world begins at nine in the morning of the employee. Who lives long has evenings and weekends.
+    const double hours = real() / 3600 + 9;
+    const double hour = std::fmod(hours, 24);
+    const bool isFree = options_.days > 7 && (hour >= 18 || std::fmod(hours / 24, 7) >= 5);
+    if ((hour < 7 || isFree) && !oneIn(4)) {
         if (!oneIn(4))
             sleepMachine(between(600, 4 * 3600));
         else
@@ -180,9 +181,9 @@ void World::changeCompany() {
 
 void World::jumpClock() {
     ++happened_.clockJumps;
-    const double sizes[] = {1, 60, 3600, 90000};
+    const double sizes[] = {1, 60, 3600, 90000, 10 * 365.25 * 86400};
     const double by =
-        (oneIn(2) ? 1 : -1) * sizes[std::uniform_int_distribution<>(0, 3)(random_)] * between(0.5, 1);
+        (oneIn(2) ? 1 : -1) * sizes[std::uniform_int_distribution<>(0, 4)(random_)] * between(0.5, 1);
     jumped_ += std::abs(by);
     platform_.timeline.jumpWallClock(by);
 }
@@ -207,8 +208,8 @@ void World::calmDown() {
         // Due times and slots that lie in the future of a clock or zone set back wait for their moment: let
         // it come.
         stop();
-        platform_.timeline.sleepMachine(86400 + jumped_);
-        slept_ += 86400 + jumped_;
+        platform_.timeline.jumpWallClock(86400 + jumped_);
+        jumped_ += 86400 + jumped_;
     }
     for (int round = 0; round < 2 && complaints_.isEmpty(); ++round) {
         pass(700);

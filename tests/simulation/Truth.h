@@ -37,9 +37,9 @@ public:
 
     double workedSeconds() const;
 
-    /// Compares what is billed with what happened; an open interval is billed until the time given for its
+    /// Compares what is billed between two moments with what happened; an open interval is billed until the time given for its
     /// session. Empty when all is well.
-    QStringList compare(const std::vector<Session>& sessions, double until,
+    QStringList compare(const std::vector<Session>& sessions, double since, double until,
                         const QHash<QUuid, double>& openUntil) const;
 
     Date start() const { return start_; }
