@@ -169,7 +169,12 @@ void World::checkPictures() {
          it.hasNext(); it.next())
         ++files;
     const qint64 known = files + server_.screenshots.size() + droppedPictures_;
-    if (known + happened_.deaths < platform_.displays.picturesTaken)
+    if (droppedPictures_ > server_.refusedPictures)
+        complain(QStringLiteral("S: %1 pictures dropped, %2 refused")
+                     .arg(droppedPictures_)
+                     .arg(server_.refusedPictures));
+    constexpr double ageingOut = 7 * 86400;
+    if (jumped_ < ageingOut && known + happened_.deaths < platform_.displays.picturesTaken)
         complain(QStringLiteral("S: %1 pictures taken, %2 known")
                      .arg(platform_.displays.picturesTaken)
                      .arg(known));

@@ -59,9 +59,11 @@ Reply ModelServer::handle(const URLRequest& request) {
     }
     case 7: { // refused for good
         const int statuses[] = {400, 413, 422};
-        return request.url.path().contains(QStringLiteral("timetracker"))
-                   ? SimulatedURLSession::answer(statuses[std::uniform_int_distribution<>(0, 2)(random_)])
-                   : commit(request);
+        const QString path = request.url.path();
+        if (!path.contains(QStringLiteral("timetracker")))
+            return commit(request);
+        refusedPictures += path.endsWith(QStringLiteral("/screenshots"));
+        return SimulatedURLSession::answer(statuses[std::uniform_int_distribution<>(0, 2)(random_)]);
     }
     default:
         expireTokens();

@@ -35,6 +35,7 @@ public:
     QHash<QString, double> segments; ///< The tracked percentage by "date#number".
     int takeoverAnswers = 0;
     int faultsMet = 0;
+    int refusedPictures = 0; ///< Answered with a status that no retry would change.
 
     /// Run before a completed heartbeat is handled; answering true loses the request without a commit.
     std::function<bool(const QUuid& sessionId)> beforeCompleted;

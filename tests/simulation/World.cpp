@@ -3,7 +3,7 @@
 #include "PreferenceStores.h"
 #include "TrackingHeartbeat.h"
 
-#include <QDir>
+#include <QDirIterator>
 #include <QLoggingCategory>
 #include <QRegularExpression>
 #include <cmath>
@@ -304,11 +304,27 @@ QString World::slotOf(Date date) const {
 // ---- the process
 
 void World::startProcess(bool diesAtStart) {
+    stampPictures();
     jobsUntilDeath_ = diesAtStart ? std::uniform_int_distribution<>(0, 30)(random_) : -1;
     core_ = std::make_unique<TimeTrackerCore>(platform_.platform());
     seen_ = {};
     pass(0);
     observe();
+}
+
+/// The files live on the machine of the test, whose clock is another one than the world's.
+void World::stampPictures() {
+    for (QDirIterator it(folder_.path(), {QStringLiteral("*.jpg")}, QDir::Files,
+                         QDirIterator::Subdirectories);
+         it.hasNext();) {
+        const QString path = it.next();
+        QFile file(path);
+        if (!stamped_.contains(path) && file.open(QIODevice::ReadWrite)) {
+            file.setFileTime(platform_.timeline.date().toDateTime(QTimeZone::utc()),
+                             QFileDevice::FileModificationTime);
+            stamped_.insert(path);
+        }
+    }
 }
 
 void World::die() {

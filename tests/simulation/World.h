@@ -83,6 +83,7 @@ private:
     void changeCompany();
     void jumpClock();
     void startProcess(bool diesAtStart = false);
+    void stampPictures();
     void die();
 
     // What that means.
@@ -136,6 +137,7 @@ private:
     /// Sessions of which the program dropped a row for a reason that its log names, by the type of the row.
     QHash<QString, QSet<QUuid>> dropped_;
     int droppedPictures_ = 0;
+    QSet<QString> stamped_; ///< Pictures whose files bear the world's time.
 
     bool changesClock_ = false;
     bool changesZone_ = false;
