@@ -5,6 +5,7 @@
 #include "KeychainService.h"
 #include "Log.h"
 #include "LogRedactor.h"
+#include "RequestTokens.h"
 
 namespace {
 
@@ -74,13 +75,22 @@ URLRequest APIClient::stamped(const QUrl& url, const APIRequest& request) {
     for (const auto& [name, value] : request.extraHeaders)
         stamped.setHeader(name, value);
     if (request.includeAuthorization) {
-        if (const auto tokens = keychain_.getAuthTokens())
+        if (const auto tokens = requestTokens(keychain_))
             stamped.setHeader("Authorization", "Bearer " + tokens->accessToken.toUtf8());
     }
     return stamped;
 }
 
 Task<QByteArray> APIClient::performRequest(APIRequest request) {
+    try {
+        co_return co_await attempt(std::move(request));
+    } catch (const URLError& error) {
+        throw APIError::network(error);
+    }
+}
+
+/// Throws URLError for what never reached the server.
+Task<QByteArray> APIClient::attempt(APIRequest request) {
     const std::optional<QUrl> url = endpoints_.url(request.path);
     if (!url)
         throw APIError::invalidURL();
@@ -96,7 +106,7 @@ Task<QByteArray> APIClient::performRequest(APIRequest request) {
     if (!isRefreshed)
         throw APIError::unauthorized();
     request.retryOnUnauthorized = false;
-    co_return co_await performRequest(std::move(request));
+    co_return co_await attempt(std::move(request));
 }
 
 /// The exchange between its two log entries; the answer has a status.
@@ -114,7 +124,7 @@ Task<URLResponse> APIClient::loggedExchange(URLRequest request, std::optional<QB
         detail += payloadLines(QStringLiteral("Request payload:"), body) + QStringLiteral("\nError:\n") +
                   failure->localizedDescription();
         co_await report(titleOf(request, QStringLiteral("no HTTP response")), detail, true);
-        throw APIError::network(*failure);
+        throw URLError(*failure);
     }
     if (!response.statusCode)
         throw APIError::serverError(-1);

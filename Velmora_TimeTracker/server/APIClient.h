@@ -46,7 +46,7 @@ public:
     APIClient(URLSession& session, const APIEndpoints& endpoints, KeychainService& keychain, Executor& worker,
               Executor& main);
 
-    /// What a 401 runs, on the worker: true when new tokens are stored. Set once by the composition root,
+    /// What a 401 runs, on the worker: true when new tokens are stored; may throw URLError. Set once by the composition root,
     /// since the authentication is built on this client; without it a 401 is final.
     void setUnauthorizedHandler(std::function<Task<bool>()> handler) {
         handleUnauthorized_ = std::move(handler);
@@ -76,6 +76,7 @@ private:
     }
 
     Task<QByteArray> performRequest(APIRequest request);
+    Task<QByteArray> attempt(APIRequest request);
     Task<URLResponse> loggedExchange(URLRequest request, std::optional<QByteArray> body);
     Task<> report(QString title, QString detail, bool isError);
     URLRequest stamped(const QUrl& url, const APIRequest& request);

@@ -8,6 +8,7 @@
 #include "KeychainService.h"
 #include "Log.h"
 #include "PreferenceStores.h"
+#include "RequestTokens.h"
 
 namespace {
 
@@ -108,7 +109,7 @@ Task<> AuthService::requestPasswordRecoveryOnWorker(QString email) {
 }
 
 Task<std::optional<AuthTokens>> AuthService::refreshOnWorker() {
-    const std::optional<AuthTokens> old = on_.keychain.getAuthTokens();
+    const std::optional<AuthTokens> old = requestTokens(on_.keychain);
     if (!old) {
         qCInfo(Log::auth, "No tokens to refresh");
         co_return std::optional<AuthTokens>();

@@ -47,7 +47,8 @@ public:
     /// Never throws; local state is cleared whatever the server says.
     Task<> logout();
 
-    /// Single-flight refresh: any number of callers cause one exchange. Absent means: no new token.
+    /// Single-flight refresh: any number of callers cause one exchange. Absent means: no new token. Throws URLError
+    /// while the keyring does not tell what to refresh.
     Task<std::optional<AuthTokens>> handleUnauthorized();
 
     /// Stores the API root of a chosen company's endpoint, on the worker; an unusable endpoint changes

@@ -18,13 +18,20 @@ void KeychainService::deleteAuthTokens() {
 }
 
 KeychainService::Answer KeychainService::readAuthTokens(SecretStore::WhenLocked whenLocked) {
+    if (whenLocked == SecretStore::WhenLocked::askToUnlock)
+        wasAsked_ = true;
     const SecretStore::ReadResult read = secrets_.read(service, account, whenLocked);
     switch (read.status) {
     case SecretStore::Status::success:
+        wasAsked_ = false;
         return {decodeAuthTokens(read.value), true};
     case SecretStore::Status::missing:
+        wasAsked_ = false;
         return {std::nullopt, true};
     case SecretStore::Status::locked:
+        if (needsUnlock_ && !wasAsked_.exchange(true))
+            needsUnlock_();
+        break;
     case SecretStore::Status::failed:
         break;
     }

@@ -3,17 +3,22 @@
 #include "AuthTokens.h"
 #include "SecretStore.h"
 
+#include <atomic>
+#include <functional>
 #include <optional>
 
-/// The one secret of the program: the token set. Calls may block (see SecretStore); never on the main thread.
-/// Failures look like missing tokens; nothing is cached.
+/// The one secret of the program: the token set. Calls may block (see SecretStore); never on the main thread, safe
+/// from any other. Failures look like missing tokens; nothing is cached.
 class KeychainService {
 public:
     static constexpr auto service = "com.velmora.timetracker";
     static constexpr auto account = "auth_tokens";
 
-    explicit KeychainService(SecretStore& secrets)
-        : secrets_(secrets) {}
+    /// `needsUnlock` is called on the reading thread when a read that gives up finds the keyring locked, and nobody
+    /// was asked to unlock it since it last answered.
+    explicit KeychainService(SecretStore& secrets, std::function<void()> needsUnlock = {})
+        : secrets_(secrets)
+        , needsUnlock_(std::move(needsUnlock)) {}
 
     /// Asks for the unlock of a locked keyring and waits for its end.
     std::optional<AuthTokens> getAuthTokens();
@@ -21,7 +26,7 @@ public:
     void saveAuthTokens(const AuthTokens& tokens);
     void deleteAuthTokens();
 
-    /// What the launch read needs to tell apart: tokens, none, or a keyring that has not answered.
+    /// What a reader needs to tell apart: tokens, none, or a keyring that has not answered.
     struct Answer {
         std::optional<AuthTokens> tokens;
         /// False while the keyring is locked or cannot be asked: the tokens may exist.
@@ -31,4 +36,6 @@ public:
 
 private:
     SecretStore& secrets_;
+    const std::function<void()> needsUnlock_;
+    std::atomic<bool> wasAsked_ = false; ///< The person, to unlock the keyring since it last answered.
 };

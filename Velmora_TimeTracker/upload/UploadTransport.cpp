@@ -3,9 +3,9 @@
 #include "APIEndpoints.h"
 #include "APIError.h"
 #include "Json.h"
-#include "KeychainService.h"
 #include "Log.h"
 #include "LogRedactor.h"
+#include "RequestTokens.h"
 
 #include <QJsonDocument>
 #include <QStringDecoder>
@@ -76,7 +76,7 @@ URLRequest UploadTransport::makeRequest(const QString& path, const QByteArray& m
     request.method = method;
     request.timeout = timeout;
     request.headers = {{"app-client", "ios"}, {"Content-Type", contentType}, {"Accept", "application/json"}};
-    if (const auto tokens = keychain_.getAuthTokens())
+    if (const auto tokens = requestTokens(keychain_))
         request.setHeader("Authorization", bearer(tokens->accessToken));
     return request;
 }

@@ -16,14 +16,14 @@ class UploadTransport {
 public:
     static constexpr Seconds timeout = 120; ///< Without any progress.
 
-    /// `refresh` runs the shared refresh and answers the new access token, or absent.
+    /// `refresh` runs the shared refresh and answers the new access token, or absent; may throw URLError.
     using Refresh = std::function<Task<std::optional<QString>>()>;
 
     UploadTransport(URLSession& session, const APIEndpoints& endpoints, KeychainService& keychain,
                     Refresh refresh);
 
     /// `path` is relative to the API root. Without a sign-in the request has no "Authorization". Throws
-    /// APIError `invalidURL`.
+    /// APIError `invalidURL`, and URLError while the keyring does not tell whether there is one.
     URLRequest makeRequest(const QString& path, const QByteArray& method, const QByteArray& contentType);
 
     /// The bytes of a 2xx response. A 401 leads to a refresh and one repeat, when `allowRetryAfterRefresh`.

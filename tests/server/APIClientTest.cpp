@@ -64,6 +64,31 @@ TEST_F(APIClientTest, ExtraHeadersReplaceAndTheTokenIsAddedWhenThereIsOne) {
     EXPECT_EQ(requests().back().timeout, 60);
 }
 
+TEST_F(APIClientTest, NothingIsSentWithoutATokenThatTheKeyringMayHold) {
+    signIn("old");
+    machine.secrets.isBroken = true;
+    EXPECT_EQ(outcomeOf(services.api.request(call("p"))).failure, Kind::network);
+    EXPECT_TRUE(requests().empty());
+    APIRequest signInCall = call("p");
+    signInCall.includeAuthorization = false;
+    answer(Network::answer(401, {}, 2));
+    EXPECT_EQ(outcomeOf(services.api.request(signInCall), 3).failure, Kind::network)
+        << "sent, but not refreshed";
+    EXPECT_EQ(requests().size(), 1u);
+
+    machine.secrets.isBroken = false;
+    const auto first = started(services.api.request(call("p")));
+    const auto second = started(services.api.request(call("p")));
+    pass(1);
+    machine.secrets.isBroken = true;
+    pass(2);
+    EXPECT_TRUE(first->failure == Kind::network && second->failure == Kind::network);
+    EXPECT_EQ(requests().size(), 3u) << "a refresh cannot be sent either";
+    machine.secrets.isBroken = false;
+    EXPECT_EQ(tokens(), tokensNamed("old"));
+    EXPECT_EQ(services.sessionInvalidations, 0);
+}
+
 TEST_F(APIClientTest, TwoHundredCallsShareOneRefresh) {
     const Reply renewal = Network::answer(200, wrapped(tokenReply("new")), 300);
     const struct {

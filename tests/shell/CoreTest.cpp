@@ -34,10 +34,10 @@ TEST_F(Core, BootsFromTheCachedConfigurationAndRefreshesIt) {
 }
 
 TEST_F(Core, WaitsForALockedKeyringAndAsksForItsUnlockOnce) {
-    world.die();
+    world.start();
+    world.die(); // with a session to report
     world.machine.secrets.isLocked = true;
     world.machine.secrets.prompts = 0;
-    DomainStorage(world.machine.preferences).setBaseURL(std::nullopt); // nothing else reads tokens
     world.launch();
     world.tick(600);
     EXPECT_TRUE(core().appState.authRestoreIsSlow());
@@ -45,6 +45,48 @@ TEST_F(Core, WaitsForALockedKeyringAndAsksForItsUnlockOnce) {
     EXPECT_EQ(world.machine.secrets.prompts, 1);
     world.machine.secrets.isLocked = false;
     world.tick(2);
+    EXPECT_TRUE(core().appState.isAuthenticated());
+}
+
+TEST_F(Core, TakesAKeyringThatStopsAnsweringForBeingOffline) {
+    MemorySecretStore& keyring = world.machine.secrets;
+    const struct {
+        bool isLocked;
+        bool isUnlockedWhenAsked;
+        int prompts;
+    } cases[] = {{true, false, 1}, {false, false, 0}, {true, true, 1}};
+    for (const auto& [isLocked, isUnlockedWhenAsked, prompts] : cases) {
+        keyring.prompts = 0;
+        keyring.unlocksWhenAsked = isUnlockedWhenAsked;
+        keyring.isLocked = isLocked;
+        keyring.isBroken = !isLocked;
+        world.machine.urlSession.requests.clear();
+        world.start();
+        world.typeFor(1300); // queue, direct heartbeats, refresh of the configuration
+        EXPECT_EQ(keyring.prompts, prompts);
+        EXPECT_EQ(world.machine.urlSession.requests.empty(), !isUnlockedWhenAsked);
+        EXPECT_TRUE(core().appState.isAuthenticated() && world.engine().isTracking());
+        if (!isUnlockedWhenAsked) {
+            EXPECT_EQ(world.sql("SELECT DISTINCT retry_count FROM upload_queue"), QStringList("0"));
+        }
+        keyring.isLocked = keyring.isBroken = false;
+        world.tick(130);
+        world.engine().stopTracking();
+        world.tick(1);
+        EXPECT_TRUE(world.sql("SELECT type FROM upload_queue").isEmpty());
+        for (const URLRequest& request : world.machine.urlSession.requests)
+            EXPECT_EQ(request.header("Authorization"), "Bearer access");
+    }
+}
+
+TEST_F(Core, TakesAKeyringThatStopsAnsweringBeforeTheRefreshForBeingOffline) {
+    world.machine.urlSession.setServer([&](const URLRequest&) {
+        world.machine.secrets.isBroken = true;
+        return SimulatedURLSession::answer(401);
+    });
+    world.start();
+    world.tick(1);
+    EXPECT_EQ(world.sql("SELECT status, retry_count FROM upload_queue"), QStringList("failed|0"));
     EXPECT_TRUE(core().appState.isAuthenticated());
 }
 

@@ -17,8 +17,7 @@ QString createdFolder(const ApplicationInfo& information) {
 
 /// Whether a sign-in is stored. A locked keyring is no answer: the person is asked once to unlock it, and it
 /// is then read again until it answers.
-Task<bool> hasStoredSignIn(SecretStore& secrets, Executor& userInitiated) {
-    KeychainService keychain(secrets);
+Task<bool> hasStoredSignIn(KeychainService& keychain, Executor& userInitiated) {
     auto answer = keychain.readAuthTokens(SecretStore::WhenLocked::askToUnlock);
     while (!answer.isDefinite) {
         co_await sleepFor(userInitiated, lockedKeyringRetryInterval);
@@ -27,10 +26,8 @@ Task<bool> hasStoredSignIn(SecretStore& secrets, Executor& userInitiated) {
     co_return answer.tokens.has_value();
 }
 
-std::function<Task<bool>()> launchRead(const Platform& platform) {
-    return [&secrets = platform.secrets, &userInitiated = platform.userInitiated] {
-        return hasStoredSignIn(secrets, userInitiated);
-    };
+std::function<Task<bool>()> launchRead(KeychainService& keychain, Executor& userInitiated) {
+    return [&keychain, &userInitiated] { return hasStoredSignIn(keychain, userInitiated); };
 }
 
 std::function<void(Seconds)> stallWriter(const Platform& platform, const QString& folder) {
@@ -45,7 +42,7 @@ TimeTrackerCore::TimeTrackerCore(const Platform& thePlatform)
     : platform(thePlatform)
     , folder(createdFolder(platform.information))
     , domain(platform.preferences)
-    , keychain(platform.secrets)
+    , keychain(platform.secrets, [this] { platform.userInitiated.post([this] { askToUnlock(); }); })
     , store(folder, domain, platform.clock, platform.random)
     , endpoints(domain, platform.information)
     , timeZones(platform.preferences, platform.clock)
@@ -64,7 +61,8 @@ TimeTrackerCore::TimeTrackerCore(const Platform& thePlatform)
     , activityTracker(platform.inputEvents, platform.clock)
     , idleDetector(platform.idleTime, platform.idle)
     , appState({remoteConfig, platform.information, platform.clock, platform.main, platform.userInitiated,
-                launchRead(platform), [this] { return permissions.hasRequiredPermissions(); }})
+                launchRead(keychain, platform.userInitiated),
+                [this] { return permissions.hasRequiredPermissions(); }})
     , sessionManager({store, uploads, platform.preferences, domain, timeZones, permissions, activityTracker,
                       idleDetector, screenCapture, platform.clock, platform.random, platform.main})
     , watchdog(platform.clock, platform.watchdog, platform.main, stallWriter(platform, folder))
@@ -132,6 +130,11 @@ void TimeTrackerCore::startPeriodicRefresh() {
 }
 
 // ---- What the lower folders call
+
+/// May take as long as a person needs.
+void TimeTrackerCore::askToUnlock() {
+    keychain.readAuthTokens(SecretStore::WhenLocked::askToUnlock);
+}
 
 Task<std::optional<QString>> TimeTrackerCore::refreshedAccessToken() {
     const std::optional<AuthTokens> tokens = co_await auth.handleUnauthorized();

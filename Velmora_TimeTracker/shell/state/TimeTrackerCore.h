@@ -74,6 +74,7 @@ private:
     void wire();
     void boot();
     Task<> bootConfiguration();
+    void askToUnlock();
     Task<std::optional<QString>> refreshedAccessToken();
     Task<bool> refreshTokens();
     bool enforceForceUpdate(bool forceRequired, bool surfaceWindow);

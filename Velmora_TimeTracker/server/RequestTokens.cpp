@@ -1,0 +1,14 @@
+#include "RequestTokens.h"
+
+#include "KeychainService.h"
+#include "Log.h"
+#include "URLSession.h"
+
+std::optional<AuthTokens> requestTokens(KeychainService& keychain) {
+    KeychainService::Answer answer = keychain.readAuthTokens(SecretStore::WhenLocked::giveUp);
+    if (answer.isDefinite)
+        return std::move(answer.tokens);
+    const URLError failure(URLError::Code::dataNotAllowed, QStringLiteral("The keyring does not answer."));
+    qCCritical(Log::auth, "Nothing is sent: %s", failure.what());
+    throw failure;
+}
