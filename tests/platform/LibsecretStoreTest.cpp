@@ -1,8 +1,11 @@
 #include "LibsecretStore.h"
 
 #include "Eventually.h"
+#include "KeychainService.h"
 #include "LogCapture.h"
 #include "PrivateBus.h"
+#include "RequestTokens.h"
+#include "URLSession.h"
 
 #include <QDBusMessage>
 #include <QDBusObjectPath>
@@ -81,6 +84,35 @@ TEST_F(LibsecretStoreTest, ALockedKeyringIsNeverTakenForAMissingItem) {
     endKeyring();
     startKeyring();
     EXPECT_EQ(LibsecretStore().read(service, account, giveUp).value, "secret");
+}
+
+TEST_F(LibsecretStoreTest, RequestsOfALockedKeyringAreOfflineAndAskOnce) {
+    startKeyring();
+    LibsecretStore store;
+    int asked = 0;
+    KeychainService keychain(store, [&asked] { ++asked; });
+    const auto isOffline = [&keychain] {
+        try {
+            requestTokens(keychain);
+            return false;
+        } catch (const URLError& error) {
+            return error.isOffline();
+        }
+    };
+    keychain.saveAuthTokens({"access", "refresh", {}, {}, {}, {}});
+    EXPECT_EQ(requestTokens(keychain)->accessToken, "access");
+    lock();
+    EXPECT_TRUE(isOffline() && isOffline());
+    EXPECT_EQ(asked, 1);
+    EXPECT_FALSE(keychain.readAuthTokens(askToUnlock).isDefinite) << "the prompt is refused";
+    EXPECT_TRUE(isOffline());
+    endKeyring();
+    EXPECT_TRUE(isOffline());
+    startKeyring();
+    EXPECT_EQ(requestTokens(keychain)->accessToken, "access");
+    lock();
+    EXPECT_TRUE(isOffline());
+    EXPECT_EQ(asked, 2) << "a lock of its own";
 }
 
 TEST_F(LibsecretStoreTest, WhatCannotBeAskedFailsAndIsFoundAgain) {
