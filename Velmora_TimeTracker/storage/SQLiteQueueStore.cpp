@@ -82,6 +82,13 @@ void SQLiteStore::markUploadTaskCompleted(const QUuid& id) {
                   [&](Statement& statement) { statement.bindText(domain).bindText(uuidText(id)).run(); });
 }
 
+void SQLiteStore::bringUploadTasksForward(Date now, Date latest) {
+    const QString domain = domain_.domainKey();
+    withStatement(Sql::bringUploadTasksForward, [&](Statement& statement) {
+        statement.bindReal(now.secondsSince1970()).bindText(domain).bindReal(latest.secondsSince1970()).run();
+    });
+}
+
 void SQLiteStore::resetStaleInProgressTasks() {
     withStatement(Sql::resetStaleInProgressTasks, [](Statement& statement) { statement.run(); });
 }

@@ -75,6 +75,8 @@ public:
     void markUploadTaskFailed(const QUuid& id, int retryCount, Date nextAttemptAt);
     /// A completed task has no row.
     void markUploadTaskCompleted(const QUuid& id);
+    /// Makes due at `now` what only later than `latest` would be.
+    void bringUploadTasksForward(Date now, Date latest);
     /// All domains.
     void resetStaleInProgressTasks();
     bool hasScreenshotTask(const QUuid& sessionId, const QString& filePath);

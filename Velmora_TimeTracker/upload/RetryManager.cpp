@@ -42,5 +42,5 @@ bool RetryManager::canAttempt(Date now) const {
 
 Date RetryManager::nextAttemptDate(int retryCount) {
     const Seconds step = std::ldexp(2.0, std::min(retryCount, 5));
-    return clock_.now() + std::min(300.0, step + random_.uniform(0, 1));
+    return clock_.now() + std::min(longestDelay, step + random_.uniform(0, 1));
 }

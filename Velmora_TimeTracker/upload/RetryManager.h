@@ -11,6 +11,8 @@ class Random;
 /// failing. Nothing of it is stored. Touched on the worker executor only.
 class RetryManager {
 public:
+    static constexpr Seconds longestDelay = 300; ///< Of a next attempt.
+
     RetryManager(const Clock& clock, Random& random)
         : clock_(clock)
         , random_(random) {}
@@ -23,7 +25,7 @@ public:
     /// False while the circuit is open; it ends at the very instant that is stored.
     bool canAttempt(Date now) const;
     /// After `retryCount` failed attempts: 2 × 2^min(retryCount, 5) plus up to 1 seconds from now, at most
-    /// 300.
+    /// `longestDelay`.
     Date nextAttemptDate(int retryCount);
 
 private:

@@ -109,6 +109,7 @@ Task<> UploadService::processQueueOnWorker() {
     }
     isProcessing_ = true;
     const auto runEnds = qScopeGuard([this] { isProcessing_ = false; });
+    bringStrandedTasksForward();
 
     int handled = 0;
     while (handled < maxTasksPerRun && on_.retry.canAttempt(on_.clock.now())) {
@@ -120,6 +121,13 @@ Task<> UploadService::processQueueOnWorker() {
     }
     if (handled == 0)
         qCInfo(Log::upload, "processQueue: no tasks in queue");
+}
+
+/// A task whose next attempt was set by a clock that was ahead must not wait until that time has really come.
+void UploadService::bringStrandedTasksForward() {
+    static_assert(offlineDelayMax <= RetryManager::longestDelay);
+    const Date now = on_.clock.now();
+    on_.store.bringUploadTasksForward(now, now + RetryManager::longestDelay);
 }
 
 Task<> UploadService::runTask(UploadTask task) {

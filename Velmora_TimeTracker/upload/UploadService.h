@@ -97,6 +97,7 @@ private:
     void retryLater(const UploadTask& task, std::optional<int> statusCode, const std::exception_ptr& failure);
     void rescheduleOffline(const UploadTask& task);
     void maybeEnqueuePendingActivitySegmentsUpload();
+    void bringStrandedTasksForward();
     void removeUnattributableData();
     void enqueueOrphanedScreenshots();
     bool handleHeartbeatTakenOver(const QUuid& sessionId, int statusCode);

@@ -99,6 +99,19 @@ TEST_F(Upload, beingOfflineNeverCountsAndTheDelayIsSpread) {
     EXPECT_NEAR(*delays.rbegin(), 88.5, 1.5);
 }
 
+TEST_F(Upload, dueTimeOfAClockThatWasAheadDoesNotStrandItsRow) {
+    add(Type::heartbeat);
+    reply(Network::failure(Code::notConnectedToInternet));
+    machine.timeline.jumpWallClock(1e8);
+    run();
+    answer(200);
+    run(); // not due yet
+    EXPECT_EQ(rows(), "heartbeat failed 0");
+    machine.timeline.jumpWallClock(-1e8);
+    run();
+    EXPECT_EQ(rows(), "");
+}
+
 TEST_F(Upload, rowThatCannotBeSentMakesNoRequest) {
     addScreenshot("/nowhere/at/all.jpg");
     run();
