@@ -1,6 +1,7 @@
 #include "LinuxURLSession.h"
 
 #include "Eventually.h"
+#include "LoopbackServer.h"
 #include "NetworkErrorMapping.h"
 #include "QtExecutor.h"
 
@@ -9,7 +10,6 @@
 #include <QSslConfiguration>
 #include <QSslKey>
 #include <QSslServer>
-#include <QTcpSocket>
 #include <QTimer>
 #include <gtest/gtest.h>
 
@@ -18,46 +18,6 @@ namespace {
 using Code = URLError::Code;
 
 const QByteArray sentBody = "body of a request";
-
-/// A server on the loopback interface that does exactly what a test scripts, on the test's thread.
-class LoopbackServer : public QTcpServer {
-public:
-    /// What to do about the one request of a connection, of which head and body are given.
-    using Script = std::function<void(QTcpSocket&, const QByteArray& request)>;
-
-    explicit LoopbackServer(const Script& script) {
-        listen(QHostAddress::LocalHost);
-        connect(this, &QTcpServer::pendingConnectionAvailable, [this, script] {
-            QTcpSocket* socket = nextPendingConnection();
-            connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
-            connect(socket, &QTcpSocket::readyRead, [=, request = QByteArray()]() mutable {
-                request += socket->readAll();
-                if (request.endsWith(request.startsWith("POST") ? sentBody : "\r\n\r\n"))
-                    script(*socket, request);
-            });
-        });
-    }
-    QUrl url(const QString& path = "/") const {
-        return QUrl(QString("http://127.0.0.1:%1%2").arg(serverPort()).arg(path));
-    }
-};
-
-/// Says the bytes and ends the connection.
-LoopbackServer::Script saying(const QByteArray& bytes) {
-    return [bytes](QTcpSocket& socket, const QByteArray&) {
-        socket.write(bytes);
-        socket.disconnectFromHost();
-    };
-}
-/// Says the bytes and leaves the connection open.
-LoopbackServer::Script stallingAfter(const QByteArray& bytes) {
-    return [bytes](QTcpSocket& socket, const QByteArray&) { socket.write(bytes); };
-}
-QByteArray response(int status, const QByteArray& body, const QByteArray& headers = {}) {
-    return "HTTP/1.1 " + QByteArray::number(status) +
-           " Status\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\nConnection: close\r\n" +
-           headers + "\r\n" + body;
-}
 
 struct LinuxURLSessionTest : testing::Test {
     MainExecutor main;

@@ -2,6 +2,7 @@
 
 #include "SimulatedSession.h"
 
+#include <QCoreApplication>
 #include <future>
 #include <httplib.h>
 #include <mutex>
@@ -51,11 +52,17 @@ private:
     std::jthread thread_;
 };
 
-/// From now on a simulated machine's requests go over the real network. Virtual time stands still meanwhile.
-inline void sendOver(URLSession& network, SimulatedURLSession& machine) {
-    machine.setServer([&network](const URLRequest& request) {
+/// From now on a simulated machine's requests go over the real network, as `prepared`. Virtual time stands still
+/// meanwhile, the events of the thread do not.
+inline void sendOver(URLSession& network, SimulatedURLSession& machine,
+                     const std::function<URLRequest(URLRequest)>& prepared = std::identity()) {
+    machine.setServer([&network, prepared](const URLRequest& request) {
         std::promise<URLSession::Result> answered;
-        network.send(request, [&](URLSession::Result result) { answered.set_value(std::move(result)); });
-        return SimulatedURLSession::Reply{answered.get_future().get()};
+        network.send(prepared(request),
+                     [&](URLSession::Result result) { answered.set_value(std::move(result)); });
+        auto answer = answered.get_future();
+        while (answer.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready)
+            QCoreApplication::processEvents();
+        return SimulatedURLSession::Reply{answer.get()};
     });
 }
