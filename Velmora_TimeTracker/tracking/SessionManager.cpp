@@ -2,6 +2,7 @@
 
 #include "APITimeZoneResolver.h"
 #include "Clock.h"
+#include "DomainStorage.h"
 #include "Log.h"
 #include "PermissionService.h"
 #include "PreferenceStore.h"
@@ -251,6 +252,7 @@ SessionManager::SegmentTickInput SessionManager::segmentTickInput() {
 /// one.
 void SessionManager::begin(const Session& session, Date now, bool isPaused) {
     currentSession_ = session;
+    currentSessionDomain_ = on_.domain.domainKey();
     isPaused_ = isPaused;
     isIdle_ = needsIdleDecision_ = idleAskPresentedForCurrentIdlePeriod_ = false;
     clearPeriods();
@@ -272,6 +274,7 @@ void SessionManager::endCurrentSession(EndReport endReport) {
     heartbeatTick_ = 0;
 
     currentSession_.reset();
+    currentSessionDomain_.reset();
     isPaused_ = isIdle_ = needsIdleDecision_ = false;
     elapsedSeconds_ = 0;
     mouseMoves_ = keyboardEvents_ = 0;
@@ -299,7 +302,7 @@ Session SessionManager::finished(Session session, Date asOf) const {
 void SessionManager::archive(const Session& session, EndReport endReport) {
     on_.store.appendSessionHistory(session);
     if (endReport == EndReport::enqueued)
-        on_.uploads.enqueueSessionUpload(session);
+        on_.uploads.enqueueSessionUpload(session, currentSessionDomain_);
     on_.store.clearActiveSession(session.id);
     TrackingHeartbeat::clear(session.id, on_.preferences);
     if (endReport == EndReport::enqueued)

@@ -207,6 +207,8 @@ private:
     bool hasChanged_ = false; ///< Something to tell when the outermost one ends.
 
     std::optional<Session> currentSession_;
+    /// The company that it runs for: a rejected sign-in forgets the company before it ends the session.
+    std::optional<QString> currentSessionDomain_;
     std::optional<Session> interruptedSession_;
     std::optional<ProjectReference> crossDayAutoCompletedProject_;
     QString selectedProjectId_;

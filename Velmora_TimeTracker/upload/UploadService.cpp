@@ -204,12 +204,12 @@ void UploadService::enqueueSessionStart(const Session& session) {
     enqueue(UploadTaskType::startSession, startSessionPriority, session.id, body);
 }
 
-void UploadService::enqueueSessionUpload(const Session& session) {
+void UploadService::enqueueSessionUpload(const Session& session, const std::optional<QString>& domainKey) {
     const auto body = buildHeartbeatPayload(session, HeartbeatStatus::completed, on_.clock.now(),
                                             on_.timeZones.storedTimeZone());
     if (!body)
         return;
-    enqueue(UploadTaskType::heartbeat, heartbeatPriority, session.id, body);
+    enqueue(UploadTaskType::heartbeat, heartbeatPriority, session.id, body, domainKey);
     const QStringList files = screenshotFiles(session.id);
     for (const QString& file : files)
         enqueueScreenshot(session.id, file);
@@ -244,14 +244,16 @@ void UploadService::maybeEnqueuePendingActivitySegmentsUpload() {
 }
 
 void UploadService::enqueue(UploadTaskType type, int priority, const QUuid& sessionId,
-                            const std::optional<QByteArray>& jsonPayload) {
+                            const std::optional<QByteArray>& jsonPayload,
+                            const std::optional<QString>& domainKey) {
     on_.store.enqueueUploadTask({.id = on_.random.uuid(),
                                  .sessionId = sessionId,
                                  .type = type,
                                  .filePath = {},
                                  .jsonPayload = jsonPayload,
                                  .createdAt = on_.clock.now(),
-                                 .priority = priority});
+                                 .priority = priority},
+                                domainKey);
 }
 
 void UploadService::enqueueScreenshot(const QUuid& sessionId, const QString& filePath) {

@@ -79,7 +79,8 @@ public:
 
     // Enqueueing is synchronous: when the call returns, the row is on disk. Any thread.
     void enqueueSessionStart(const Session& session);
-    void enqueueSessionUpload(const Session& session);
+    /// An absent domain key is the current company's.
+    void enqueueSessionUpload(const Session& session, const std::optional<QString>& domainKey = std::nullopt);
     void enqueueScreenshotsForSession(const QUuid& sessionId);
     void enqueueActivitySegmentsForUpload(const std::optional<SegmentUtils::DateAndNumber>& openSegment);
 
@@ -116,7 +117,8 @@ private:
     void markAccepted(const SegmentRows& sent, const SegmentRows& pending, const QByteArray& reply);
 
     void enqueue(UploadTaskType type, int priority, const QUuid& sessionId,
-                 const std::optional<QByteArray>& jsonPayload);
+                 const std::optional<QByteArray>& jsonPayload,
+                 const std::optional<QString>& domainKey = std::nullopt);
     void enqueueScreenshot(const QUuid& sessionId, const QString& filePath);
     QStringList screenshotFiles(const QUuid& sessionId) const;
     SegmentUtils::DateAndNumber segmentOfNow() const;

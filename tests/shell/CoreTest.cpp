@@ -119,7 +119,13 @@ TEST_F(Core, EndsEverythingWhenTheSignInIsRejected) {
     EXPECT_EQ(world.message(), "Tracking stopped: Session ended");
     world.machine.urlSession.requests.clear();
     world.tick(5000);
-    EXPECT_TRUE(world.bodies("employees/config").empty()); // the refresh loop ended
+    EXPECT_TRUE(world.machine.urlSession.requests.empty()); // the refresh loop ended; the session's end waits...
+    world.status = world.refreshStatus = 200;
+    world.signIn();
+    world.tick(60);
+    const auto reports = world.bodies("sessions/heartbeat"); // ... for the company to be the current one again
+    ASSERT_EQ(reports.size(), 1U);
+    EXPECT_EQ(reports[0]["status"], "completed");
 }
 
 TEST_F(Core, EnforcesAForcedUpdateAndAsksNothingBehindItsWall) {
