@@ -31,7 +31,7 @@ class RetryManager;
 ///
 ///   enqueue ──▶ pending ──run──▶ inProgress ──▶ sent: row deleted
 ///                  ▲              ▲   │
-///                  └── launch ────┼───┤ the process died
+///                  └── launch ────┼───┤ the process died (or its company was left, at once)
 ///                                 │   ├──▶ takeover, permanent error, file gone, sixth failure: row deleted,
 ///      failed ──run, when due ────┘   │    the reason logged
 ///        ▲                            │

@@ -77,6 +77,23 @@ TEST_F(Upload, sendsAllSegmentsThatAreClosedAndMarksWhatWasAccepted) {
     EXPECT_EQ(unsentAfter("<html>"), "10 31");
 }
 
+TEST_F(Upload, rowUnderWayWhileTheCompanyIsLeftGoesOutWhenItIsBack) {
+    const QUrl acme = domain.getBaseURL().value();
+    closedSegment(3); // of which no second task is made while one is alive
+    for (const int status : {401, 200}) {
+        machine.urlSession.setServer([=, this](const URLRequest&) {
+            domain.setBaseURL(std::nullopt);
+            return Network::answer(status);
+        });
+        run();
+        EXPECT_EQ(rows(), "activitySegment pending 0") << status;
+        domain.setBaseURL(acme);
+    }
+    answer(200, R"({"data":{"accepted":[0]}})");
+    run();
+    EXPECT_EQ(rows(), "");
+}
+
 TEST_F(Upload, directHeartbeatTellsWhetherTheServerTookIt) {
     const auto isTaken = [&] { return await(service.uploadHeartbeatNow(sampleSession())); };
     answer(200, R"({"data":{"today_total_seconds":3600,"today_date":"2024-05-01"}})");
