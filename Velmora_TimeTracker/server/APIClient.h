@@ -46,8 +46,8 @@ public:
     APIClient(URLSession& session, const APIEndpoints& endpoints, KeychainService& keychain, Executor& worker,
               Executor& main);
 
-    /// What a 401 runs, on the worker: true when new tokens are stored; may throw URLError. Set once by the composition root,
-    /// since the authentication is built on this client; without it a 401 is final.
+    /// What a 401 runs, on the worker: true when new tokens are stored; may throw URLError. Set once by the
+    /// composition root, since the authentication is built on this client; without it a 401 is final.
     void setUnauthorizedHandler(std::function<Task<bool>()> handler) {
         handleUnauthorized_ = std::move(handler);
     }
