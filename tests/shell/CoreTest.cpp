@@ -119,11 +119,11 @@ TEST_F(Core, EndsEverythingWhenTheSignInIsRejected) {
     EXPECT_EQ(world.message(), "Tracking stopped: Session ended");
     world.machine.urlSession.requests.clear();
     world.tick(5000);
-    EXPECT_TRUE(world.machine.urlSession.requests.empty()); // the refresh loop ended; the session's end waits...
+    EXPECT_TRUE(world.machine.urlSession.requests.empty()); // the refresh loop ended, nothing is due
     world.status = world.refreshStatus = 200;
     world.signIn();
     world.tick(60);
-    const auto reports = world.bodies("sessions/heartbeat"); // ... for the company to be the current one again
+    const auto reports = world.bodies("sessions/heartbeat"); // the session's end waited for its company
     ASSERT_EQ(reports.size(), 1U);
     EXPECT_EQ(reports[0]["status"], "completed");
 }
