@@ -49,12 +49,12 @@ Statement& bindSession(Statement& statement, const Session& session, const QStri
 
 } // namespace
 
-void SQLiteStore::saveActiveSession(const Session& session) {
+void SQLiteStore::saveActiveSession(const Session& session, const std::optional<QString>& domainKey) {
     const auto payload = encoded(session, "saveActiveSession");
     if (!payload) {
         return;
     }
-    const QString domain = domain_.domainKey();
+    const QString domain = domainKey ? *domainKey : domain_.domainKey();
     const double now = clock_.now().secondsSince1970();
     withStatement(Sql::saveActiveSession, [&](Statement& statement) {
         bindSession(statement, session, domain, *payload).bindReal(now).run();
@@ -74,8 +74,9 @@ std::optional<Session> SQLiteStore::loadActiveSession() {
     return all.empty() ? std::nullopt : std::optional(all.front());
 }
 
-void SQLiteStore::clearActiveSession(const std::optional<QUuid>& id) {
-    const QString domain = domain_.domainKey();
+void SQLiteStore::clearActiveSession(const std::optional<QUuid>& id,
+                                     const std::optional<QString>& domainKey) {
+    const QString domain = domainKey ? *domainKey : domain_.domainKey();
     withStatement(id ? Sql::clearActiveSession : Sql::clearActiveSessions, [&](Statement& statement) {
         statement.bindText(domain);
         if (id) {
@@ -85,12 +86,12 @@ void SQLiteStore::clearActiveSession(const std::optional<QUuid>& id) {
     });
 }
 
-void SQLiteStore::appendSessionHistory(const Session& session) {
+void SQLiteStore::appendSessionHistory(const Session& session, const std::optional<QString>& domainKey) {
     const auto payload = encoded(session, "appendSessionHistory");
     if (!payload) {
         return;
     }
-    const QString domain = domain_.domainKey();
+    const QString domain = domainKey ? *domainKey : domain_.domainKey();
     const Date now = clock_.now();
     withStatement(Sql::appendSessionHistory, [&](Statement& statement) {
         bindSession(statement, session, domain, *payload)

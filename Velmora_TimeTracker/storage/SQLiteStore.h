@@ -56,14 +56,15 @@ public:
     SQLiteStore(const SQLiteStore&) = delete;
     SQLiteStore& operator=(const SQLiteStore&) = delete;
 
-    // Running and finished sessions.
-    void saveActiveSession(const Session& session);
+    // Running and finished sessions. An absent domain key is the current company's.
+    void saveActiveSession(const Session& session, const std::optional<QString>& domainKey = std::nullopt);
     /// Newest snapshot first; undecodable rows are skipped.
     std::vector<Session> loadAllActiveSessions();
     std::optional<Session> loadActiveSession();
-    /// An absent id clears every snapshot of the current domain.
-    void clearActiveSession(const std::optional<QUuid>& id);
-    void appendSessionHistory(const Session& session);
+    /// An absent id clears every snapshot of the domain.
+    void clearActiveSession(const std::optional<QUuid>& id,
+                            const std::optional<QString>& domainKey = std::nullopt);
+    void appendSessionHistory(const Session& session, const std::optional<QString>& domainKey = std::nullopt);
     /// Sessions that began in [from, to), oldest first.
     std::vector<SessionSummaryRow> sessionHistory(Date from, Date to);
 

@@ -67,6 +67,7 @@ void SessionManager::startTracking(const std::optional<RemoteProject>& project) 
     selectedProjectId_ = session.projectId;
     crossDayAutoCompletedProject_.reset();
     lastStatusMessage_.reset();
+    currentSessionDomain_ = on_.domain.domainKey();
     begin(session, now);
     save();
     enqueueStart(session);
@@ -252,7 +253,6 @@ SessionManager::SegmentTickInput SessionManager::segmentTickInput() {
 /// one.
 void SessionManager::begin(const Session& session, Date now, bool isPaused) {
     currentSession_ = session;
-    currentSessionDomain_ = on_.domain.domainKey();
     isPaused_ = isPaused;
     isIdle_ = needsIdleDecision_ = idleAskPresentedForCurrentIdlePeriod_ = false;
     clearPeriods();
@@ -265,7 +265,8 @@ void SessionManager::begin(const Session& session, Date now, bool isPaused) {
 void SessionManager::endCurrentSession(EndReport endReport) {
     const Date now = on_.clock.now();
     closeCurrentInterval(now);
-    archive(finished(*currentSession_, SessionArithmetic::lastStop(*currentSession_, now)), endReport);
+    archive(finished(*currentSession_, SessionArithmetic::lastStop(*currentSession_, now)),
+            currentSessionDomain_, endReport);
 
     on_.activityTracker.stop();
     on_.idleDetector.stop();
@@ -274,7 +275,6 @@ void SessionManager::endCurrentSession(EndReport endReport) {
     heartbeatTick_ = 0;
 
     currentSession_.reset();
-    currentSessionDomain_.reset();
     isPaused_ = isIdle_ = needsIdleDecision_ = false;
     elapsedSeconds_ = 0;
     mouseMoves_ = keyboardEvents_ = 0;
@@ -299,11 +299,11 @@ Session SessionManager::finished(Session session, Date asOf) const {
 /// Moves a finished session from the running ones to the history. Its end is in the queue before the running
 /// row goes, so that a crash at any point leaves at least one of the two; a session whose end was queued and
 /// which is then resumed sends its end again, with totals that replace the earlier ones.
-void SessionManager::archive(const Session& session, EndReport endReport) {
-    on_.store.appendSessionHistory(session);
+void SessionManager::archive(const Session& session, const QString& domainKey, EndReport endReport) {
+    on_.store.appendSessionHistory(session, domainKey);
     if (endReport == EndReport::enqueued)
-        on_.uploads.enqueueSessionUpload(session, currentSessionDomain_);
-    on_.store.clearActiveSession(session.id);
+        on_.uploads.enqueueSessionUpload(session, domainKey);
+    on_.store.clearActiveSession(session.id, domainKey);
     TrackingHeartbeat::clear(session.id, on_.preferences);
     if (endReport == EndReport::enqueued)
         processQueue();
@@ -311,7 +311,7 @@ void SessionManager::archive(const Session& session, EndReport endReport) {
 
 /// Called after the running row was saved: a start that a crash kept from the queue is queued by the resume.
 void SessionManager::enqueueStart(const Session& session) {
-    on_.uploads.enqueueSessionStart(session);
+    on_.uploads.enqueueSessionStart(session, currentSessionDomain_);
     processQueue();
 }
 
@@ -335,7 +335,7 @@ void SessionManager::copyCounts(Session& session, Date asOf) const {
 }
 
 void SessionManager::save() const {
-    on_.store.saveActiveSession(*currentSession_);
+    on_.store.saveActiveSession(*currentSession_, currentSessionDomain_);
 }
 
 void SessionManager::clearPeriods() {

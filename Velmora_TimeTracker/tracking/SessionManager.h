@@ -162,7 +162,7 @@ private:
     enum class EndReport { enqueued, none };
     void endCurrentSession(EndReport endReport);
     Session finished(Session session, Date asOf) const;
-    void archive(const Session& session, EndReport endReport);
+    void archive(const Session& session, const QString& domainKey, EndReport endReport);
     void begin(const Session& session, Date now, bool isPaused = false);
     void enqueueStart(const Session& session);
     void processQueue();
@@ -207,9 +207,10 @@ private:
     bool hasChanged_ = false; ///< Something to tell when the outermost one ends.
 
     std::optional<Session> currentSession_;
-    /// The company that it runs for: a rejected sign-in forgets the company before it ends the session.
-    std::optional<QString> currentSessionDomain_;
     std::optional<Session> interruptedSession_;
+    /// The companies that they belong to. A session outlives a sign-out, and a rejected sign-in forgets the
+    /// company before it ends the session.
+    QString currentSessionDomain_, interruptedSessionDomain_;
     std::optional<ProjectReference> crossDayAutoCompletedProject_;
     QString selectedProjectId_;
     bool isTracking_ = false;

@@ -38,7 +38,7 @@ void SessionManager::performMidnightRollover(Date newDate) {
     TrackingInterval& last = old.intervals.back();
     if (!last.stoppedAt)
         last.stoppedAt = startOfDay(newDate) - SessionArithmetic::midnightEpsilonSeconds;
-    archive(finished(old, *last.stoppedAt), EndReport::enqueued);
+    archive(finished(old, *last.stoppedAt), currentSessionDomain_, EndReport::enqueued);
     heartbeatTick_ = 0;
     serverTodayTotal_.reset();
     localTotalAtServerAnchor_ = 0;
@@ -75,6 +75,7 @@ void SessionManager::loadInterruptedSession() {
     if (!on_.domain.hasCompany())
         return;
     interruptedSession_ = on_.store.loadActiveSession();
+    interruptedSessionDomain_ = on_.domain.domainKey();
     if (interruptedSession_)
         lastStatusMessage_ =
             QStringLiteral("Recovered interrupted session %1.").arg(uuidText(interruptedSession_->id));
@@ -108,6 +109,7 @@ void SessionManager::resumeInterruptedSession() {
     session.intervals.push_back(newInterval(now));
     interruptedSession_.reset();
     crossDayAutoCompletedProject_.reset();
+    currentSessionDomain_ = interruptedSessionDomain_;
     begin(session, now);
     // The server knows the recovered hours already: they must not be added on top of its figure.
     localTotalAtServerAnchor_ += currentLocalTotal() - localBefore;
@@ -164,7 +166,7 @@ void SessionManager::finalizeInterruptedSessionIfCrossDay(Date now) {
     SessionArithmetic::clampSessionIntervalsToStopAt(session, *stopAt);
     applyIdleDiscardPolicyIfNeeded(session);
     SessionArithmetic::finish(session, *stopAt); // the stored counts stay: the counters know nothing of it
-    archive(session, EndReport::enqueued);
+    archive(session, interruptedSessionDomain_, EndReport::enqueued);
     interruptedSession_.reset();
     crossDayAutoCompletedProject_ = ProjectReference{session.projectId, session.projectName};
     selectedProjectId_ = session.projectId;
@@ -195,7 +197,7 @@ void SessionManager::complete(Session stale, Date now) {
     const Date stopDate = SessionArithmetic::lastStop(stale, now);
     applyIdleDiscardPolicyIfNeeded(stale);
     SessionArithmetic::finish(stale, stopDate);
-    archive(stale, EndReport::enqueued);
+    archive(stale, on_.domain.domainKey(), EndReport::enqueued);
     qCInfo(Log::session, "Completed stale active session %s", qPrintable(uuidText(stale.id)));
 }
 

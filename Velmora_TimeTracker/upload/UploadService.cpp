@@ -198,13 +198,13 @@ void UploadService::rescheduleOffline(const UploadTask& task) {
     on_.store.markUploadTaskFailed(task.id, task.retryCount, on_.clock.now() + delay);
 }
 
-void UploadService::enqueueSessionStart(const Session& session) {
+void UploadService::enqueueSessionStart(const Session& session, const std::optional<QString>& domainKey) {
     const auto body = StartSessionPayload::build(session, on_.timeZones.storedTimeZone());
     if (!body) {
         qCInfo(Log::upload, "enqueueSessionStart: StartSessionPayload.build failed");
         return;
     }
-    enqueue(UploadTaskType::startSession, startSessionPriority, session.id, body);
+    enqueue(UploadTaskType::startSession, startSessionPriority, session.id, body, domainKey);
 }
 
 void UploadService::enqueueSessionUpload(const Session& session, const std::optional<QString>& domainKey) {

@@ -78,8 +78,8 @@ public:
     Task<> processQueue();
 
     // Enqueueing is synchronous: when the call returns, the row is on disk. Any thread.
-    void enqueueSessionStart(const Session& session);
-    /// An absent domain key is the current company's.
+    // An absent domain key is the current company's.
+    void enqueueSessionStart(const Session& session, const std::optional<QString>& domainKey = std::nullopt);
     void enqueueSessionUpload(const Session& session, const std::optional<QString>& domainKey = std::nullopt);
     void enqueueScreenshotsForSession(const QUuid& sessionId);
     void enqueueActivitySegmentsForUpload(const std::optional<SegmentUtils::DateAndNumber>& openSegment);

@@ -126,6 +126,9 @@ TEST_F(Core, EndsEverythingWhenTheSignInIsRejected) {
     const auto reports = world.bodies("sessions/heartbeat"); // the session's end waited for its company
     ASSERT_EQ(reports.size(), 1U);
     EXPECT_EQ(reports[0]["status"], "completed");
+    world.restart();
+    EXPECT_FALSE(world.engine().interruptedSession()); // it is over for good, and was worked for this company
+    EXPECT_NEAR(world.engine().todayTotalSeconds(), 65, 2);
 }
 
 TEST_F(Core, EnforcesAForcedUpdateAndAsksNothingBehindItsWall) {

@@ -146,7 +146,9 @@ void World::checkToday(const std::vector<Session>& all) {
     double billed = 0;
     for (const Session& session : all)
         if (!session.intervals.empty() && companyDate(session.intervals.front().startedAt) == today &&
-            (session.status == SessionStatus::completed || session.id == seen_.session))
+            (session.status == SessionStatus::completed
+                 ? session.intervals.back().stoppedAt > serverDayMovedOn_
+                 : session.id == seen_.session))
             billed += session.totalSeconds(platform_.timeline.date());
     double ran = seen_.isRunning() ? real() - intervalBegan_ : 0;
     const QString prefix = today.toString(Qt::ISODate) + u'#';

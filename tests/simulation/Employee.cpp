@@ -69,8 +69,10 @@ void World::act() {
             changeCompany();
         break;
     case 8:
-        if (oneIn(2))
+        if (oneIn(2)) {
             server_.expireTokens();
+            server_.rejectsRefresh = oneIn(4);
+        }
         break;
     default:
         workFor(between(120, 2400), oneIn(4) ? 90 : 12);
@@ -79,6 +81,8 @@ void World::act() {
 
 void World::useTheProgram() {
     touch();
+    if (!core_->appState.isAuthenticated() && !core_->appState.isRestoringSession())
+        signIn();
     isCommanding_ = true;
     SessionManager& engine = core_->sessionManager;
     const double pressed = chance();
@@ -130,6 +134,29 @@ void World::resumeInterrupted() {
                     real(), Truth::Second::allowed);
     resolveGap(found.id, false);
     core_->sessionManager.resumeInterruptedSession();
+}
+
+void World::storeSignIn() {
+    server_.rejectsRefresh = false;
+    DomainStorage(platform_.preferences).setBaseURL(QUrl(QStringLiteral("https://a.example/api/v1/")));
+    KeychainService(platform_.secrets)
+        .saveAuthTokens({QString::fromLatin1(server_.accessToken()), QStringLiteral("refresh"), Date{},
+                         Date{}, QStringLiteral("2099-01-01T00:00:00Z"),
+                         QStringLiteral("2099-01-01T00:00:00Z")});
+}
+
+/// What the sign-in screen does once the server let the employee in.
+void World::signIn() {
+    ++happened_.signIns;
+    storeSignIn();
+    isCommanding_ = true;
+    core_->appState.publish(server_.config);
+    core_->appState.setAuthenticated(true);
+    core_->sessionManager.applyConfig(server_.config);
+    core_->sessionManager.recoverInterruptedSessionForCurrentDomain();
+    core_->startPeriodicRefresh();
+    observe();
+    isCommanding_ = false;
 }
 
 void World::sleepMachine(Seconds span) {
@@ -194,7 +221,10 @@ void World::calmDown() {
     server_.isUnreachable = server_.isFailing = false;
     jobsUntilDeath_ = -1;
     platform_.permissions.screenRecording = true;
+    server_.rejectsRefresh = false;
     const auto stop = [this] {
+        if (!core_->appState.isAuthenticated())
+            signIn();
         isCommanding_ = true;
         if (core_->sessionManager.interruptedSession()) {
             resumeInterrupted();

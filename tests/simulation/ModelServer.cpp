@@ -75,6 +75,8 @@ Reply ModelServer::commit(const URLRequest& request) {
     const QString path = request.url.path();
     const auto body = Json::object(request.body);
     if (path.endsWith(QStringLiteral("authentication/refresh"))) {
+        if (rejectsRefresh)
+            return SimulatedURLSession::answer(401, R"({"message":"signed out"})");
         const QString texts[] = {QString::fromLatin1(accessToken()), QStringLiteral("refresh")};
         return SimulatedURLSession::answer(
             200, json({{"data", QJsonObject{{"access_token", texts[0]},
@@ -116,7 +118,7 @@ Reply ModelServer::heartbeat(const QJsonObject& body, const QByteArray& raw) {
         return SimulatedURLSession::answer(409, R"({"message":"resumed elsewhere"})");
     }
     session.reportedSeconds = body.value("total_seconds").toInteger();
-    session.startedAt = body.value("started_at").toString();
+    session.startedAt = QDateTime::fromString(body.value("started_at").toString(), Qt::ISODate);
     if (isCompleted) {
         session.completedBodies.insert(raw);
         session.completedSeconds = session.reportedSeconds;
@@ -145,10 +147,12 @@ QByteArray ModelServer::todayTotal() {
     const QTimeZone zone(config.appTimezone.value_or(QStringLiteral("UTC")).toLatin1());
     // A replica of the server may be a day behind.
     const int daysBehind = chance() < faultRate ? 1 : 0;
-    const QString today = timeline_.date().toDateTime(zone).date().addDays(-daysBehind).toString(Qt::ISODate);
+    const QDate today = timeline_.date().toDateTime(zone).date().addDays(-daysBehind);
     qint64 total = daysBehind * 80000;
     for (const SessionRecord& session : sessions)
-        total += session.startedAt.startsWith(today) ? session.reportedSeconds : 0;
+        total += session.startedAt.toTimeZone(zone).date() == today ? session.reportedSeconds : 0;
     return json({{"success", true},
-                 {"data", QJsonObject{{"ok", true}, {"today_total_seconds", total}, {"today_date", today}}}});
+                 {"data", QJsonObject{{"ok", true},
+                                      {"today_total_seconds", total},
+                                      {"today_date", today.toString(Qt::ISODate)}}}});
 }

@@ -4,6 +4,7 @@
 #include "SimulatedSession.h"
 #include "Timeline.h"
 
+#include <QDateTime>
 #include <QHash>
 #include <QJsonObject>
 #include <QSet>
@@ -18,7 +19,7 @@ public:
         QSet<QByteArray> completedBodies;
         qint64 completedSeconds = 0;
         qint64 reportedSeconds = 0;
-        QString startedAt;
+        QDateTime startedAt;
         bool takenOver = false;
     };
 
@@ -27,7 +28,8 @@ public:
     RemoteConfig config;
     double faultRate = 0; ///< Share of requests that meet a fault.
     bool isUnreachable = false;
-    bool isFailing = false; ///< Answers 503 to everything.
+    bool rejectsRefresh = false; ///< The sign-in is over: only a new one helps.
+    bool isFailing = false;      ///< Answers 503 to everything.
 
     QHash<QUuid, SessionRecord> sessions;
     QSet<QUuid> started;             ///< Sessions whose start was reported.

@@ -23,9 +23,9 @@ protected:
     static void TearDownTestSuite() {
         if (lives < 20)
             return; // a replay of a few
-        for (const int count :
-             {met.deaths, met.sleeps, met.idlePauses, met.midnights, met.takeovers, met.clockJumps,
-              met.zoneChanges, met.offsetChanges, met.companyChanges, met.serverFaults, met.drops})
+        for (const int count : {met.deaths, met.sleeps, met.idlePauses, met.midnights, met.takeovers,
+                                met.clockJumps, met.zoneChanges, met.offsetChanges, met.companyChanges,
+                                met.serverFaults, met.drops, met.signIns})
             EXPECT_GT(count, 0);
         EXPECT_GT(met.workedSeconds, lives * 3600);
     }

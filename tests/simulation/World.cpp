@@ -43,7 +43,8 @@ World::Happened& World::Happened::operator+=(const Happened& other) {
     for (const auto count :
          {&Happened::deaths, &Happened::sleeps, &Happened::idlePauses, &Happened::midnights,
           &Happened::starts, &Happened::takeovers, &Happened::clockJumps, &Happened::zoneChanges,
-          &Happened::offsetChanges, &Happened::companyChanges, &Happened::serverFaults, &Happened::drops})
+          &Happened::offsetChanges, &Happened::companyChanges, &Happened::serverFaults, &Happened::drops,
+          &Happened::signIns})
         this->*count += other.*count;
     workedSeconds += other.workedSeconds;
     return *this;
@@ -58,7 +59,8 @@ World::World(const Options& options)
     , server_(platform_.timeline, options.seed + 77)
     , truth_(platform_.timeline.date()) {
     listening = this;
-    QLoggingCategory::setFilterRules(QStringLiteral("com.velmora.*.info=false\ncom.velmora.*.debug=false"));
+    QLoggingCategory::setFilterRules(QStringLiteral("com.velmora.*.info=false\ncom.velmora.*.debug=false\n"
+                                                    "com.velmora.timetracker.session.info=true"));
     qInstallMessageHandler(
         [](QtMsgType, const QMessageLogContext&, const QString& line) { listening->hear(line); });
     changesClock_ = options.seed % 5 == 4;
@@ -87,13 +89,9 @@ World::World(const Options& options)
             return true;
         };
     }
-    DomainStorage(platform_.preferences).setBaseURL(QUrl(QStringLiteral("https://a.example/api/v1/")));
+    storeSignIn();
     platform_.preferences.set(QLatin1String(PreferenceKey::apiTimezoneIdentifier),
                               *server_.config.appTimezone);
-    KeychainService(platform_.secrets)
-        .saveAuthTokens({QString::fromLatin1(server_.accessToken()), QStringLiteral("refresh"), Date{},
-                         Date{}, QStringLiteral("2099-01-01T00:00:00Z"),
-                         QStringLiteral("2099-01-01T00:00:00Z")});
 }
 
 World::~World() {
@@ -104,6 +102,8 @@ World::~World() {
 
 /// What the program drops, it must name; the row is still there while it does.
 void World::hear(const QString& logLine) {
+    if (logLine.startsWith(QStringLiteral("Server today_date changed")))
+        serverDayMovedOn_ = platform_.timeline.date();
     static const QRegularExpression drop(
         QStringLiteral("^Task (\\S+) type=(\\w+) (?:failed \\(attempt 6\\)|permanent client error)"));
     const auto match = drop.match(logLine);
@@ -200,7 +200,8 @@ void World::observe() {
         if (takenOver && !isCommanding_)
             closedByTakeover_.insert(before.session);
         const bool idleStop = engine.lastStatusMessage() == QStringLiteral("Tracking stopped: idle");
-        if (!isCommanding_ && !takenOver && !idleStop && platform_.permissions.screenRecording)
+        if (!isCommanding_ && !takenOver && !idleStop && platform_.permissions.screenRecording &&
+            core_->appState.isAuthenticated())
             complain(QStringLiteral("stopped for no reason: ") +
                      engine.lastStatusMessage().value_or(QString()));
     }

@@ -27,7 +27,7 @@ public:
     };
     struct Happened {
         int deaths = 0, sleeps = 0, idlePauses = 0, midnights = 0, starts = 0, takeovers = 0, clockJumps = 0,
-            zoneChanges = 0, offsetChanges = 0, companyChanges = 0, serverFaults = 0, drops = 0;
+            zoneChanges = 0, offsetChanges = 0, companyChanges = 0, serverFaults = 0, drops = 0, signIns = 0;
         double workedSeconds = 0;
         Happened& operator+=(const Happened& other);
     };
@@ -78,6 +78,8 @@ private:
     void workFor(Seconds span, Seconds between);
     void touch();
     void useTheProgram();
+    void storeSignIn();
+    void signIn();
     void sleepMachine(Seconds span);
     void changeSettings();
     void changeCompany();
@@ -137,6 +139,9 @@ private:
     /// Sessions of which the program dropped a row for a reason that its log names, by the type of the row.
     QHash<QString, QSet<QUuid>> dropped_;
     int droppedPictures_ = 0;
+    /// When the server's figure of a new day took the place of an older one, which sets the sum of the finished
+    /// sessions to zero, those of the new day included.
+    Date serverDayMovedOn_;
     QSet<QString> stamped_; ///< Pictures whose files bear the world's time.
 
     bool changesClock_ = false;

@@ -162,6 +162,23 @@ TEST_F(SessionRecovery, SwapsThePendingSessionWithTheCompany) {
     EXPECT_EQ(engine().interruptedSession(), ours);
 }
 
+TEST_F(SessionRecovery, KeepsASessionThatOutlivesASignOutForItsCompany) {
+    startAt("2024-05-15T23:58:00Z");
+    const auto company = world.core->domain.getBaseURL();
+    world.core->domain.setBaseURL(std::nullopt);
+    world.typeFor(180); // saved, and cut at midnight, with nobody signed in
+    world.restart();
+    world.core->domain.setBaseURL(company);
+    engine().recoverInterruptedSessionForCurrentDomain();
+    ASSERT_TRUE(engine().interruptedSession());
+    EXPECT_EQ(world.activeSessions().size(), 1U);
+    touch();
+    engine().resumeInterruptedSession();
+    world.tick(60);
+    EXPECT_EQ(endsReported(lastFinished().id), 1);
+    EXPECT_EQ(world.bodies("sessions/start").back().value("session_uuid"), uuidText(world.session().id));
+}
+
 TEST_F(SessionRecovery, AddsRecoveredHoursOnlyOnceAndWithoutTheIdleTime) {
     leftBehind({{"2024-05-15T07:00:00Z", "2024-05-15T08:00:00Z"}}, "2024-05-15T07:50:00Z");
     engine().applyServerTodayTotal({3000, "2024-05-15"}); // knows those minutes
