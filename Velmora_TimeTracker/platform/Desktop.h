@@ -21,8 +21,12 @@ class Desktop {
 public:
     virtual ~Desktop() = default;
 
-    /// Shows the alert; calls `done` once with the index of the chosen button (the last one when it was closed).
+    /// Shows the alert; calls `done` once with the index of the chosen button, unless it is withdrawn first.
+    /// Closing a notice, which has one button, chooses that one; a question stays until a button is chosen.
     virtual void present(const Alert& alert, std::function<void(int button)> done) = 0;
+
+    /// Takes the alert of that identifier, if there is one, off the screen unanswered.
+    virtual void withdraw(const QString& identifier) = 0;
 
     /// Brings the application to the front.
     virtual void activate() = 0;

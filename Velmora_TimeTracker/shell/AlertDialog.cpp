@@ -24,8 +24,12 @@ VRLabel* makeText(const VREnvironment& environment, VR::Type type, VR::Ink ink, 
 AlertDialog::AlertDialog(const Alert& alert, const VREnvironment& environment, std::function<void(int)> done,
                          QWidget* parent)
     : QDialog(parent)
-    , environment_(environment) {
+    , environment_(environment)
+    , isNotice_(alert.buttons.size() == 1) {
+    setObjectName(alert.identifier);
     setAttribute(Qt::WA_DeleteOnClose);
+    if (!isNotice_)
+        setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint); // nothing to close it by
     setWindowModality(Qt::ApplicationModal);
     setWindowTitle(QStringLiteral("Velmora TimeTracker"));
     setAccessibleName(VR::displayText(alert.message));
@@ -56,10 +60,13 @@ AlertDialog::AlertDialog(const Alert& alert, const VREnvironment& environment, s
     }
     column->addLayout(buttons);
     setFixedWidth(dialogWidth);
-    const int last = static_cast<int>(alert.buttons.size()) - 1;
-    connect(this, &QDialog::finished, this, [done = std::move(done), last](int result) {
-        done(result == QDialog::Rejected ? qMax(last, 0) : result - 1);
-    });
+    connect(this, &QDialog::finished, this,
+            [done = std::move(done)](int result) { done(qMax(0, result - 1)); });
+}
+
+void AlertDialog::reject() {
+    if (isNotice_)
+        QDialog::reject();
 }
 
 void AlertDialog::paintEvent(QPaintEvent* event) {

@@ -6,16 +6,20 @@
 #include <QDialog>
 #include <functional>
 
-/// A question or a notice in a window of its own. Escape and closing choose the last button.
+/// A question or a notice in a window of its own. Escape and closing choose the one button of a notice, and do
+/// nothing to a question, whose every answer has consequences. Its object name is the alert's identifier.
 class AlertDialog : public QDialog {
 public:
     /// Calls `done` once with the index of the chosen button, and deletes itself.
     AlertDialog(const Alert& alert, const VREnvironment& environment, std::function<void(int)> done,
                 QWidget* parent);
 
+    void reject() override;
+
 protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
     const VREnvironment& environment_;
+    const bool isNotice_;
 };

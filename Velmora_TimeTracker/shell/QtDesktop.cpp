@@ -5,6 +5,7 @@
 
 #include <QApplication>
 #include <QDesktopServices>
+#include <QDialog>
 #include <QUrl>
 
 QtDesktop::QtDesktop() = default;
@@ -16,11 +17,20 @@ void QtDesktop::setTheme(const ThemeManager& theme, VRImages& images) {
 
 void QtDesktop::present(const Alert& alert, std::function<void(int button)> done) {
     if (!environment_)
-        return done(qMax<int>(0, static_cast<int>(alert.buttons.size()) - 1));
+        return;
     auto* dialog = new AlertDialog(alert, *environment_, std::move(done), window_);
     dialog->show();
     dialog->raise();
     dialog->activateWindow();
+}
+
+void QtDesktop::withdraw(const QString& identifier) {
+    if (!window_)
+        return;
+    for (QDialog* dialog : window_->findChildren<QDialog*>(identifier)) {
+        dialog->hide();
+        dialog->deleteLater();
+    }
 }
 
 void QtDesktop::activate() {

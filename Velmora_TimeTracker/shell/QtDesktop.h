@@ -10,8 +10,8 @@ class MainWindow;
 class ThemeManager;
 struct VREnvironment;
 
-/// The application on a Qt desktop. Made before the window and the theme, which it is given later; until then
-/// alerts wait for nobody and are answered as if closed.
+/// The application on a Qt desktop. Made before the window and the theme, which it is given before the event
+/// loop runs; until then no alert is shown.
 class QtDesktop : public Desktop {
 public:
     QtDesktop();
@@ -22,6 +22,7 @@ public:
     void setTheme(const ThemeManager& theme, VRImages& images);
 
     void present(const Alert& alert, std::function<void(int button)> done) override;
+    void withdraw(const QString& identifier) override;
     void activate() override;
     bool bringWindowToFront() override;
     /// Whether a URL, which may come from the server, leads to the browser and nowhere else.

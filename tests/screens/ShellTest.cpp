@@ -6,6 +6,8 @@
 #include "ScreensFixture.h"
 #include "VRLabel.h"
 
+#include <QKeyEvent>
+
 using Shell = ScreensFixture;
 
 TEST_F(Shell, ClosingMinimisesWhileTracking) {
@@ -34,23 +36,48 @@ TEST(QtDesktop, OpensOnlyWebAddresses) {
     EXPECT_TRUE(QtDesktop::mayOpen(QUrl("https://acme.test/get?a=b")));
 }
 
-TEST_F(Shell, AsksAndAnswersOnce) {
+TEST_F(Shell, AsksUntilAButtonIsChosenOrTheQuestionIsWithdrawn) {
     MainWindow window({*root, *login, *tracker}, theme, images);
     QtDesktop desktop;
     desktop.setTheme(theme, images);
     desktop.setWindow(window);
-    std::vector<int> answers;
-    for (const char* press : {"#alertContinue", "#alertStop", ""}) {
-        desktop.present(
-            {Alert::Style::warning, true, "<b>idle</b>", QString(10000, 'W'), {"Continue", "Stop"}, "Id"},
-            [&](int button) { answers.push_back(button); });
+    using Does = std::function<void(QDialog&)>;
+    const auto press = [](const char* identifier) {
+        return [=](QDialog& dialog) { control<QAbstractButton>(dialog, identifier)->click(); };
+    };
+    const Does escape = [](QDialog& dialog) {
+        QKeyEvent key(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+        QCoreApplication::sendEvent(&dialog, &key);
+    };
+    const Does close = [](QDialog& dialog) { dialog.close(); };
+    const Does withdraw = [&](QDialog&) { desktop.withdraw("Other"), desktop.withdraw("Id"); };
+    const QStringList question{"Continue", "Stop"}, notice{"OK"};
+    const struct {
+        QStringList buttons;
+        std::vector<Does> steps;
+        std::vector<int> answers;
+    } cases[] = {
+        {question, {press("#alertContinue")}, {0}},
+        {question, {escape, close, press("#alertStop")}, {1}},
+        {question, {escape, close, withdraw}, {}},
+        {notice, {press("#alertOK")}, {0}},
+        {notice, {escape}, {0}},
+        {notice, {close}, {0}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        std::vector<int> answers;
+        desktop.present({Alert::Style::warning, true, "<b>idle</b>", QString(10000, 'W'), c.buttons, "Id"},
+                        [&](int button) { answers.push_back(button); });
         auto& dialog = *window.findChild<QDialog*>();
-        EXPECT_TRUE(dialog.isVisible() && dialog.isModal() && dialog.height() < 500);
         EXPECT_EQ(dialog.accessibleDescription(), "#Id");
         EXPECT_EQ(dialog.findChild<VRLabel*>()->text(), "<b>idle</b>");
-        auto* button = control<QAbstractButton>(dialog, press);
-        button ? button->click() : dialog.reject();
+        for (const Does& step : c.steps) {
+            EXPECT_TRUE(dialog.isVisible() && dialog.isModal() && dialog.height() < 500);
+            step(dialog);
+        }
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        EXPECT_FALSE(window.findChild<QDialog*>());
+        EXPECT_EQ(answers, c.answers);
     }
-    EXPECT_EQ(answers, (std::vector{0, 1, 1}));
 }

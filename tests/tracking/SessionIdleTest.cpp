@@ -75,29 +75,31 @@ TEST_F(SessionIdle, AsksOnceForEachIdlePeriod) {
     desktop.answer(0);
     world.tick(400);
     comeBack();
-    resume(); // on the tracker screen; the question of the new period stands, and serves the next pause
+    resume(); // on the tracker screen, which takes the question of the new period away
     world.tick(310);
     comeBack();
-    EXPECT_EQ(desktop.alerts.size(), 2);
+    EXPECT_EQ(desktop.alerts.size(), 3);
+    EXPECT_EQ(desktop.openAlerts(), 1);
     desktop.answer(0);
     EXPECT_FALSE(engine().isPaused());
 }
 
 TEST_F(SessionIdle, LetsAQuestionLapseWithItsPause) {
     using Happens = std::function<void()>;
-    const auto expectLapse = [this](const Happens& meanwhile, int button, bool tracking, bool paused) {
+    const auto expectLapse = [this](const Happens& meanwhile, bool tracking, bool paused) {
         workAndLeave();
         comeBack();
+        EXPECT_EQ(desktop.openAlerts(), 1);
         meanwhile();
+        EXPECT_EQ(desktop.openAlerts(), 0);
         EXPECT_FALSE(engine().needsIdleDecision() || engine().isIdle());
-        desktop.answer(button);
         EXPECT_EQ(engine().isTracking(), tracking);
         EXPECT_EQ(engine().isPaused(), paused);
         engine().stopTracking();
     };
-    expectLapse([this] { resume(), engine().pauseTracking(); }, 0, true, true);
-    expectLapse([this] { engine().stopTracking(), world.start(); }, 1, true, false);
-    // At midnight the pause goes on as a plain one, and the question still speaks of it.
-    expectLapse([this] { world.jumpTo("2024-05-16T00:00:05Z"), world.tick(2); }, 0, true, false);
-    expectLapse([this] { world.jumpTo("2024-05-17T00:00:05Z"), world.tick(2); }, 1, false, false);
+    expectLapse([this] { resume(), engine().pauseTracking(); }, true, true);
+    expectLapse([this] { engine().stopTracking(); }, false, false);
+    expectLapse([this] { engine().handleSessionTakenOver(); }, false, false);
+    // At midnight the pause goes on as a plain one.
+    expectLapse([this] { world.jumpTo("2024-05-16T00:00:05Z"), world.tick(2); }, true, true);
 }

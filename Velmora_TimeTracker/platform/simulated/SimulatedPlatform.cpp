@@ -33,7 +33,7 @@ void SimulatedPath::set(bool online) {
 void SimulatedDesktop::present(const Alert& alert, std::function<void(int)> done) {
     alerts.push_back(alert);
     if (queuedAnswers.empty()) {
-        waiting_.push_back(std::move(done));
+        waiting_.push_back({alert.identifier, std::move(done)});
         return;
     }
     const int button = queuedAnswers.front();
@@ -41,10 +41,14 @@ void SimulatedDesktop::present(const Alert& alert, std::function<void(int)> done
     done(button);
 }
 
+void SimulatedDesktop::withdraw(const QString& identifier) {
+    std::erase_if(waiting_, [&](const Open& open) { return open.identifier == identifier; });
+}
+
 void SimulatedDesktop::answer(int button) {
     if (waiting_.empty())
         return;
-    const auto done = std::move(waiting_.front());
+    const auto done = std::move(waiting_.front().done);
     waiting_.pop_front();
     done(button);
 }

@@ -47,7 +47,9 @@ public:
     bool terminated = false;
 
     void present(const Alert& alert, std::function<void(int)> done) override;
+    void withdraw(const QString& identifier) override;
     void answer(int button);
+    std::size_t openAlerts() const { return waiting_.size(); }
     void activate() override { ++activations; }
     bool bringWindowToFront() override;
     void open(const QUrl& url) override { opened.push_back(url); }
@@ -55,7 +57,11 @@ public:
     void forget() { waiting_.clear(); }
 
 private:
-    std::deque<std::function<void(int)>> waiting_;
+    struct Open {
+        QString identifier;
+        std::function<void(int)> done;
+    };
+    std::deque<Open> waiting_;
 };
 
 class SimulatedInformation : public ApplicationInfo {

@@ -8,6 +8,7 @@
 namespace {
 
 constexpr Seconds lockedKeyringRetryInterval = 2.0;
+const QString idleQuestion = QStringLiteral("IdleQuestionDialog");
 
 QString createdFolder(const ApplicationInfo& information) {
     const QString folder = ApplicationFolder::path(information);
@@ -88,11 +89,7 @@ void TimeTrackerCore::wire() {
     appState.setForceUpdateEvaluated([this](bool forceRequired, bool surfaceWindow) {
         return enforceForceUpdate(forceRequired, surfaceWindow);
     });
-    connect(&sessionManager, &SessionManager::changed, this, [this] {
-        const bool stillPaused = sessionManager.isTracking() && sessionManager.isPaused();
-        if (idleQuestion_ == IdleQuestion::asked && !stillPaused)
-            idleQuestion_ = IdleQuestion::lapsed;
-    });
+    connect(&sessionManager, &SessionManager::changed, this, &TimeTrackerCore::withdrawLapsedIdleQuestion);
 }
 
 void TimeTrackerCore::boot() {
@@ -213,17 +210,15 @@ bool TimeTrackerCore::enforceForceUpdate(bool forceRequired, bool surfaceWindow)
 void TimeTrackerCore::presentIdleQuestion() {
     if (appState.forceClientUpdate())
         return; // the update wall is up
-    const bool isOnScreen = idleQuestion_ != IdleQuestion::none;
-    idleQuestion_ = IdleQuestion::asked;
+    isAskingAboutIdleness_ = true;
     platform.desktop.activate();
-    if (isOnScreen)
-        return; // an earlier question that lapsed now asks about this pause
     Alert alert;
     alert.style = Alert::Style::warning;
     alert.showsIcon = true;
     alert.message = QStringLiteral("You are idle");
     alert.informative = QStringLiteral("Continue the session or stop?");
     alert.buttons = {QStringLiteral("Continue"), QStringLiteral("Stop")};
+    alert.identifier = idleQuestion;
     platform.desktop.present(alert, [weak = QPointer(this)](int button) {
         if (weak)
             weak->answerIdleQuestion(button);
@@ -231,12 +226,17 @@ void TimeTrackerCore::presentIdleQuestion() {
 }
 
 void TimeTrackerCore::answerIdleQuestion(int button) {
-    if (std::exchange(idleQuestion_, IdleQuestion::none) != IdleQuestion::asked)
-        return; // the pause ended another way
+    isAskingAboutIdleness_ = false;
     if (button == 0)
         sessionManager.continueAfterIdle();
     else
         sessionManager.stopTracking(QStringLiteral("idle"));
+}
+
+/// The session went on or ended by another way, or midnight made the pause a plain one.
+void TimeTrackerCore::withdrawLapsedIdleQuestion() {
+    if (!sessionManager.needsIdleDecision() && std::exchange(isAskingAboutIdleness_, false))
+        platform.desktop.withdraw(idleQuestion);
 }
 
 void TimeTrackerCore::presentTakeover() {

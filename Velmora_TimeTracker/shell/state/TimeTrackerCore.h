@@ -68,9 +68,6 @@ Q_SIGNALS:
     void authSessionDidInvalidate();
 
 private:
-    /// The idle question that is on the screen. It lapses with the pause that it was asked about.
-    enum class IdleQuestion { none, asked, lapsed };
-
     void wire();
     void boot();
     Task<> bootConfiguration();
@@ -80,10 +77,11 @@ private:
     bool enforceForceUpdate(bool forceRequired, bool surfaceWindow);
     void presentIdleQuestion();
     void answerIdleQuestion(int button);
+    void withdrawLapsedIdleQuestion();
     void presentTakeover();
     void handleSessionInvalidated();
     void listenToPower();
     void listenToUploads();
 
-    IdleQuestion idleQuestion_ = IdleQuestion::none;
+    bool isAskingAboutIdleness_ = false;
 };
