@@ -13,7 +13,10 @@ namespace {
 void endWithoutDisplay(QtMsgType type, const QMessageLogContext&, const QString&) {
     if (type != QtFatalMsg)
         return;
-    std::fputs("velmora-timetracker: no display answers; start it from within a desktop session\n", stderr);
+    std::fputs(
+        "velmora-timetracker: no display answers; start it from within a desktop session (a Wayland session "
+        "without an X server needs Qt's Wayland support, on Debian the package qt6-wayland)\n",
+        stderr);
     _exit(EXIT_FAILURE);
 }
 

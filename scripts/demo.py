@@ -23,9 +23,11 @@ def attended(desktop):
     tell("Close the window, or press Ctrl+C here, to end.\n")
     desktop.start_program()
     try:
-        desktop.program.wait()
+        code = desktop.program.wait()
     except KeyboardInterrupt:
-        tell("ending")
+        return tell("ending")
+    if code:
+        raise Failure(f"the program ended with {code}")
 
 
 def unattended(desktop):
@@ -84,6 +86,25 @@ def show_open_segment(desktop):
             tell("  segment on this machine: %s #%d, active %d s, tracked %d s, mouse %d, keys %d" % row)
 
 
+def show(desktop, is_unattended):
+    desktop.point_at_backend()
+    tell(f"backend: {desktop.backend.url}/   home: {desktop.home}")
+    if not is_unattended:
+        attended(desktop)
+        return 0
+    summary = unattended(desktop)
+    desktop.stop_program()
+    good = check_pictures(desktop, summary)
+    if not summary["segments"]:
+        show_open_segment(desktop)
+    for shot in summary["screenshot_files"]:
+        tell(f"  screenshot {shot['width']}x{shot['height']} {shot['file_name']}")
+    tell("demo: session-starts=%d heartbeats=%d completed=%d screenshots=%d segments=%d" % tuple(
+        summary[key] for key in ("session_starts", "heartbeats", "completed", "screenshots", "segments")))
+    arrived = all(summary[key] for key in ("session_starts", "heartbeats", "completed", "screenshots"))
+    return 0 if arrived and good else 1
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--build", required=True)
@@ -93,28 +114,15 @@ def main():
     folder = pathlib.Path(arguments.folder)
     shutil.rmtree(folder, ignore_errors=True)
     display = None if arguments.unattended else os.environ["DISPLAY"]
-    with Desktop(arguments.build, folder, display) as desktop:
-        desktop.point_at_backend()
-        tell(f"backend: {desktop.backend.url}/   home: {desktop.home}")
-        if not arguments.unattended:
-            attended(desktop)
-            return 0
-        try:
-            summary = unattended(desktop)
-        except Failure as failure:
-            tell(f"\nfailed: {failure}")
-            tell("\n".join(desktop.program_log.splitlines()[-30:]))
-            return 1
-        desktop.stop_program()
-        good = check_pictures(desktop, summary)
-        if not summary["segments"]:
-            show_open_segment(desktop)
-        for shot in summary["screenshot_files"]:
-            tell(f"  screenshot {shot['width']}x{shot['height']} {shot['file_name']}")
-        tell("demo: session-starts=%d heartbeats=%d completed=%d screenshots=%d segments=%d" % tuple(
-            summary[key] for key in ("session_starts", "heartbeats", "completed", "screenshots", "segments")))
-        arrived = all(summary[key] for key in ("session_starts", "heartbeats", "completed", "screenshots"))
-        return 0 if arrived and good else 1
+    try:
+        with Desktop(arguments.build, folder, display) as desktop:
+            return show(desktop, arguments.unattended)
+    except (Failure, OSError, subprocess.SubprocessError) as failure:
+        log = folder / "program.log"
+        if log.exists():
+            tell("\n".join(log.read_text(errors="replace").splitlines()[-30:]))
+        tell(f"failed: {failure}; next step: {getattr(failure, 'next_step', 'scripts/setup, and try again')}")
+        return 1
 
 
 if __name__ == "__main__":

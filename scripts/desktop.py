@@ -18,7 +18,19 @@ TASK = "Website relaunch"  # the first entry below "No task"
 
 
 class Failure(AssertionError):
-    """A step did not come out as it must."""
+    """A step did not come out as it must; `next_step` is what a person can do about it."""
+
+    def __init__(self, cause, next_step="read the log above"):
+        super().__init__(cause)
+        self.next_step = next_step
+
+
+def launch(command, **options):
+    """A started process; a Failure where there is no such program."""
+    try:
+        return subprocess.Popen([str(part) for part in command], **options)
+    except OSError as error:
+        raise Failure(f"{command[0]} cannot be started: {error.strerror}", "scripts/setup, and build again") from error
 
 
 def until(what, probe, seconds=10.0, pause=0.1):
@@ -40,11 +52,16 @@ class Backend:
         folder.mkdir(parents=True, exist_ok=True)
         port_file = folder / "port"
         port_file.unlink(missing_ok=True)
-        self.process = subprocess.Popen(
+        self.process = launch(
             [build / "backend/velmora-backend", "--port", "0", "--data", folder / "data", "--port-file", port_file],
             env=environment, stdout=log, stderr=log)
-        until("the backend to listen", lambda: port_file.exists() and port_file.read_text().strip())
-        self.url = f"http://127.0.0.1:{port_file.read_text().strip()}"
+
+        def port():
+            if self.process.poll() is not None:
+                raise Failure(f"the backend ended with {self.process.returncode}", f"read {log.name}")
+            return port_file.exists() and port_file.read_text().strip()
+
+        self.url = f"http://127.0.0.1:{until('the backend to listen', port)}"
 
     def get(self, path):
         with urllib.request.urlopen(self.url + path, timeout=10) as answer:
@@ -69,28 +86,32 @@ def shifted_clock(seconds):
 class Desktop:
     """Display (a private one unless `display` names one), session bus, keyring, home, backend and program.
 
-    `clock` is environment for the program and the backend alone.
+    `clock` is environment for the program and the backend alone, `session` for all. A `wayland` desktop has a
+    compositor without a screen and no X server; hands and pictures need the latter.
     """
 
-    def __init__(self, build, folder, display=None, clock=None):
+    def __init__(self, build, folder, display=None, clock=None, session=None, wayland=False):
         self.build = pathlib.Path(build).resolve()
         self.folder = pathlib.Path(folder).resolve()
         self.home = self.folder / "home"
         self.processes = []
         self.program = None
-        for path in (self.home, self.folder / "runtime"):
+        for path in (self.home, self.folder / "runtime", self.folder / "tmp"):
             path.mkdir(parents=True, exist_ok=True)
             path.chmod(0o700)
         self.log = open(self.folder / "services.log", "ab")
         self.environment = {
             "HOME": str(self.home), "PATH": os.environ["PATH"], "LANG": "C.UTF-8",
-            "XDG_RUNTIME_DIR": str(self.folder / "runtime"),
+            "XDG_RUNTIME_DIR": str(self.folder / "runtime"), "TMPDIR": str(self.folder / "tmp"),
             # No system bus of this machine: power and network events come only from buses that a test makes.
             "DBUS_SYSTEM_BUS_ADDRESS": f"unix:path={self.folder}/no-system-bus",
-            "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1",
+            "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1", **(session or {}),
         }
         try:
-            self._start_display(display)
+            if wayland:
+                self._start_compositor()
+            else:
+                self._start_display(display)
             self._start_session_bus()
             self._start_keyring()
             self.clocked_environment = {**self.environment, **(clock or {})}
@@ -120,18 +141,29 @@ class Desktop:
         self.log.close()
 
     def _start(self, command, **options):
-        process = subprocess.Popen(command, env=self.environment, stderr=self.log, **options)
+        process = launch(command, env=self.environment, stderr=self.log, **options)
         self.processes.append(process)
         return process
+
+    def _forget_own_session(self):
+        """The person's own session is not looked at."""
+        for name in ("AT_SPI_BUS_ADDRESS", "WAYLAND_DISPLAY", "DISPLAY"):
+            os.environ.pop(name, None)
+
+    def _start_compositor(self):
+        self._forget_own_session()
+        self.environment.update(WAYLAND_DISPLAY="wayland-velmora", XDG_SESSION_TYPE="wayland")
+        self._start(["weston", "--backend=headless-backend.so", "--use-pixman", "--no-config", "--idle-time=0",
+                     "--socket=wayland-velmora"], stdout=self.log)
+        until("the compositor", (self.folder / "runtime/wayland-velmora").exists)
 
     def _start_display(self, display):
         if display:
             self.environment["DISPLAY"] = display
-            if "XAUTHORITY" in os.environ:
-                self.environment["XAUTHORITY"] = os.environ["XAUTHORITY"]
+            self.environment.update((name, os.environ[name]) for name in ("XAUTHORITY", "XDG_SESSION_TYPE")
+                                    if name in os.environ)
             return
-        for name in ("AT_SPI_BUS_ADDRESS", "WAYLAND_DISPLAY"):
-            os.environ.pop(name, None)  # the person's own session is not looked at
+        self._forget_own_session()
         width = max(w + x for _, w, _, x, _ in MONITORS)
         height = max(h + y for _, _, h, _, y in MONITORS)
         reader, writer = os.pipe()
@@ -139,7 +171,10 @@ class Desktop:
                      "-nolisten", "tcp"], stdout=self.log, pass_fds=[writer])
         os.close(writer)
         with os.fdopen(reader) as answer:
-            self.environment["DISPLAY"] = ":" + answer.readline().strip()
+            number = answer.readline().strip()
+        if not number:
+            raise Failure("Xvfb gave no display", f"read {self.log.name}")
+        self.environment["DISPLAY"] = ":" + number
         os.environ["DISPLAY"] = self.environment["DISPLAY"]
         for index, (name, w, h, x, y) in enumerate(MONITORS):
             self.run("xrandr", "--setmonitor", name, f"{w}/{w // 4}x{h}/{h // 4}+{x}+{y}",
@@ -207,13 +242,17 @@ class Desktop:
             {"com.velmora.timetracker.apiBaseURL": self.backend.url + "/api/v1/"}))
 
     def start_program(self):
+        self.program = self.start_another()
+
+    def start_another(self):
+        """A start of the program that is not the one in use."""
         with open(self.folder / "program.log", "ab") as log:
-            self.program = subprocess.Popen([self.build / "Velmora_TimeTracker/velmora-timetracker"],
-                                            env=self.clocked_environment, stdout=log, stderr=log)
+            return launch([self.build / "Velmora_TimeTracker/velmora-timetracker"],
+                          env=self.clocked_environment, stdout=log, stderr=log)
 
     def stop_program(self, with_signal=signal.SIGTERM):
         program, self.program = self.program, None
-        program.send_signal(with_signal)
+        program.send_signal(with_signal)  # nothing happens when it has ended by itself
         try:
             return program.wait(15)
         except subprocess.TimeoutExpired as late:
@@ -227,9 +266,11 @@ class Desktop:
         self.run("maim", "-i", window, file)
         return file
 
+    def windows(self):
+        return self.run("xdotool", "search", "--onlyvisible", "--pid", self.program.pid, check=False).split()
+
     def window(self):
-        found = self.run("xdotool", "search", "--onlyvisible", "--pid", self.program.pid, check=False).split()
-        return found[-1] if found else None
+        return next(reversed(self.windows()), None)
 
     # Hands: input that the program counts like any other.
 
@@ -262,6 +303,8 @@ class Desktop:
 
     def nodes(self):
         """Every node of the program that is on the screen."""
+        if self.program.poll() is not None:
+            raise Failure(f"the program ended with {self.program.returncode}")
         Atspi = self._atspi()
         from gi.repository import GLib
         try:
@@ -316,8 +359,9 @@ class Desktop:
     def pick_task(self, position):
         """Opens the task menu and chooses the entry `position` rows below the current one, by keyboard."""
         before = self.text_of("#taskField")
+        windows = len(self.windows())
         self.press("#taskField")
-        time.sleep(0.5)
+        until("the task menu", lambda: len(self.windows()) > windows)
         self.run("xdotool", "key", *["Down"] * position, "Return")
         until("the chosen task", lambda: self.text_of("#taskField") != before)
         return self.text_of("#taskField")

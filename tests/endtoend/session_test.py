@@ -1,98 +1,31 @@
 #!/usr/bin/python3
 """The real program, from the sign-in to what arrives at the backend, used by its accessible names."""
 
+import ctypes
 import datetime
-import json
 import os
 import pathlib
 import random
+import re
 import signal
-import sqlite3
-import stat
-import subprocess
-import sys
-import tempfile
 import time
 import unittest
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(ROOT / "scripts"))
-from desktop import ACCOUNT, MONITORS, TASK, Desktop, shifted_clock, until  # noqa: E402  (found through the line above)
+import Xlib.display
 
-BUILD = pathlib.Path(sys.argv.pop(1))
+from harness import BUILD, EPOCH, RealProgram
+from desktop import ACCOUNT, MONITORS, TASK, shifted_clock, until
+
 KILLS = int(os.environ.get("VELMORA_KILLS", "20"))
-STALL_LIMIT_MS = 250
 MANAGER = "org.freedesktop.login1.Manager"
+PTRACE_ATTACH, PTRACE_DETACH = 16, 17
 
 
-class EndToEnd(unittest.TestCase):
-    clock = None
+def ptrace(request, thread):
+    return ctypes.CDLL(None, use_errno=True).ptrace(request, thread, None, None)
 
-    def setUp(self):
-        # In memory where that can be: a disk that other programs keep busy is no stall of this one's making.
-        memory = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
-        self.folder = tempfile.TemporaryDirectory(prefix="velmora-e2e-", dir=memory)
-        self.addCleanup(self.folder.cleanup)
-        self.desktop = Desktop(BUILD, self.folder.name, clock=self.clock)
-        self.addCleanup(self.desktop.close)
-        self.desktop.point_at_backend()
 
-    def tearDown(self):
-        if self._outcome.result.failures or self._outcome.result.errors:
-            print(self.desktop.program_log[-6000:])
-
-    def signed_in(self):
-        self.desktop.start_program()
-        self.desktop.wait_for("#loginEmail", 20)
-        self.desktop.sign_in()
-        self.desktop.wait_for("#startTracking", 20)
-
-    def tracking(self):
-        self.signed_in()
-        self.desktop.press("#startTracking")
-        self.desktop.wait_for("#stopTracking")
-
-    def wait_for_completed(self, sessions=1, seconds=60):
-        def summary():
-            found = self.desktop.backend.summary()
-            return found if found["completed"] >= sessions else None
-
-        return until("the session's end at the backend", summary, seconds)
-
-    def wait_for_empty_queue(self):
-        until("every row at the backend", lambda: self.rows("SELECT count(*) FROM upload_queue") == [(0,)], 60)
-
-    def rows(self, sql):
-        with sqlite3.connect(f"file:{self.desktop.data / 'timetracker.sqlite'}?mode=ro", uri=True) as database:
-            return database.execute(sql).fetchall()
-
-    def active_session(self):
-        rows = self.rows("SELECT payload FROM sessions")
-        return json.loads(rows[0][0]) if rows else None
-
-    def check_privacy(self):
-        """Nothing below the home is open to others, and no token lies in any file."""
-        tokens = self.desktop.run("secret-tool", "lookup", "service", "com.velmora.timetracker", "account",
-                                  "auth_tokens")
-        canaries = [json.loads(tokens)[key].encode() for key in ("accessToken", "refreshToken")]
-        files = [self.desktop.folder / "program.log"]
-        own = ("velmora-timetracker", "Velmora TimeTracker")
-        for path in self.desktop.home.rglob("*"):
-            if any(part in own for part in path.parts):
-                mode = stat.S_IMODE(path.lstat().st_mode)
-                self.assertEqual(mode & 0o077, 0, f"{path} has mode {mode:o}")
-            if path.is_file():
-                files.append(path)
-        for file in files:
-            content = file.read_bytes() if file.exists() else b""
-            for canary in canaries:
-                self.assertNotIn(canary, content, f"a token lies in {file}")
-
-    def check_no_stall(self):
-        log = self.desktop.data / "mainthread-stalls.log"
-        stalls = log.read_text().splitlines() if log.exists() else []
-        self.assertEqual([line for line in stalls if int(line.split(",")[1]) >= STALL_LIMIT_MS], [])
-
+class EndToEnd(RealProgram):
     def test_a_session_reaches_the_backend(self):
         desktop = self.desktop
         os.umask(0)
@@ -108,11 +41,7 @@ class EndToEnd(unittest.TestCase):
         desktop.wait_for("#stopTracking")
         began = time.monotonic()
 
-        # A second start brings the first one's window up and ends.
-        second = subprocess.run([BUILD / "Velmora_TimeTracker/velmora-timetracker"], env=desktop.environment,
-                                timeout=20, stdout=desktop.log, stderr=desktop.log)
-        self.assertEqual(second.returncode, 0)
-
+        self.check_second_start()
         desktop.press("#pauseTracking")
         time.sleep(2)
         desktop.press("#pauseTracking")
@@ -144,21 +73,75 @@ class EndToEnd(unittest.TestCase):
         desktop.start_program()
         desktop.wait_for("#startTracking", 20)
 
-    def test_signals_close_the_interval_and_the_session_is_offered_again(self):
+    def check_second_start(self):
+        """It brings the first one's window up from below another program's, and ends without a look at the data."""
         desktop = self.desktop
+        display = Xlib.display.Display(desktop.environment["DISPLAY"])
+        root = display.screen().root
+        above = root.create_window(0, 0, 1000, 1000, 0, display.screen().root_depth)
+        above.map()
+        own = int(desktop.window())
+
+        def is_in_front():
+            stacked = [window.id for window in root.query_tree().children]
+            return stacked.index(own) > stacked.index(above.id)
+
+        self.assertFalse(is_in_front())
+        second = desktop.start_another()
+        users = set()
+        while second.poll() is None:
+            users |= self.users_of_the_database()
+        self.assertEqual((second.returncode, users), (0, {desktop.program.pid}))
+        until("the first one's window in front", is_in_front)
+        display.close()
+
+    def users_of_the_database(self):
+        def uses(process):
+            try:
+                return any(os.readlink(file).startswith(str(self.desktop.data / "timetracker.sqlite"))
+                           for file in process.glob("fd/*"))
+            except OSError:
+                return False  # another's, or it has just ended
+
+        return {int(process.name) for process in pathlib.Path("/proc").glob("[0-9]*") if uses(process)}
+
+    def test_signals_close_the_interval_and_the_session_is_offered_again(self):
+        """Also while an answer is waited for: the row that waits is not charged for it, and arrives later."""
+        desktop = self.desktop
+        self.hang("sessions/start")
         self.tracking()
         for signal_number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+            until("an upload under way", lambda: [row[3] for row in self.queue().values()] == ["inProgress"])
             time.sleep(1.5)
+            began = time.monotonic()
             self.assertEqual(desktop.stop_program(signal_number), 0)
+            self.assertLess(time.monotonic() - began, 5)
             closed = self.active_session()
             self.assertIn("stoppedAt", closed["intervals"][-1], signal_number)
+            self.assertEqual([(row[0], row[4]) for row in self.queue().values()], [("startSession", 0)])
             desktop.start_program()
             desktop.wait_for("#resumeInterrupted", 20)
             self.assertTrue(desktop.shows("Unfinished Session Found"))
+            self.wait_for_empty_queue()
+            self.assertEqual(desktop.backend.summary()["session_starts"], 1)
+            self.hang("sessions/start")
             desktop.press("#resumeInterrupted")
             desktop.wait_for("#stopTracking")
             self.assertEqual(self.active_session()["id"], closed["id"])
         self.check_no_stall()
+
+    def test_a_stall_of_the_program_is_found(self):
+        """What all the others rely on: the machine is well, and the main thread alone stands still."""
+        self.desktop.start_program()
+        self.desktop.wait_for("#loginEmail", 20)
+        main_thread = self.desktop.program.pid
+        self.assertEqual(ptrace(PTRACE_ATTACH, main_thread), 0)
+        os.waitpid(main_thread, 0)
+        time.sleep(3)
+        self.assertEqual(ptrace(PTRACE_DETACH, main_thread), 0)
+        log = self.desktop.data / "mainthread-stalls.log"
+        until("the stall's line", lambda: log.exists() and log.read_text().endswith("\n"))
+        self.assertRaises(self.failureException, self.check_no_stall)
 
     def test_the_machine_sleeps_when_the_interval_is_saved(self):
         logind = self.desktop.start_logind()
@@ -191,38 +174,111 @@ class EndToEnd(unittest.TestCase):
         """Each restart offers the session and bills it up to a mark at most 60 running seconds old; all rows arrive."""
         desktop = self.desktop
         chance = random.Random(7)
+        queued = {}
         self.tracking()
         began = time.time()
-        for _ in range(KILLS):
-            time.sleep(chance.uniform(0.05, 2.0))
+        for kill in range(1, KILLS + 1):
+            lives_long = kill % 50 == 10  # past the mark of the first minute, and the first pictures
+            if lives_long:
+                self.hang("/screenshots")
+            time.sleep(chance.uniform(62, 75) if lives_long else chance.uniform(0.05, 2.0))
             desktop.stop_program(signal.SIGKILL)
-            self.assertIsNotNone(self.active_session())
+            killed = time.time() - EPOCH
+            queued.update(self.queue())
+            left = self.active_session()
+            running = left["intervals"][-1]
+            mark = self.last_mark(left)
+            self.assertNotIn("stoppedAt", running)
+            self.assertLessEqual(killed - max(mark, running["startedAt"]), 60 + 3)  # three late ticks
+            self.assertTrue(mark > running["startedAt"] + 59 or not lives_long)
+
             desktop.start_program()
-            desktop.press("#resumeInterrupted", 20)
+            desktop.wait_for("#resumeInterrupted", 20)
+            if kill < KILLS and kill % 50 != 9 and chance.random() < 0.5:
+                self.hang("sessions/start")  # a row that waits for the next kill
+            desktop.press("#resumeInterrupted")
             desktop.wait_for("#stopTracking")
-        session = self.active_session()
-        self.assertEqual(len(session["intervals"]), KILLS + 1)
-        epoch = 978307200
-        previous_end = began - 2 - epoch
-        for interval in session["intervals"][:-1]:
-            self.assertGreaterEqual(interval["startedAt"], previous_end)
-            self.assertGreaterEqual(interval["stoppedAt"], interval["startedAt"])
-            previous_end = interval["stoppedAt"]
+            *before, settled, _ = self.active_session()["intervals"]
+            self.assertEqual(before, left["intervals"][:-1])
+            self.assertEqual((settled["id"], settled["startedAt"]), (running["id"], running["startedAt"]))
+            end = max(running["startedAt"], min(mark, time.time() - EPOCH))
+            self.assertAlmostEqual(settled["stoppedAt"], end, delta=1e-6)
+            if kill % 20 == 0:
+                print(f"{kill} of {KILLS} kills, {len(queued)} rows queued at one", flush=True)
         desktop.press("#stopTracking")
         summary = self.wait_for_completed()
         self.wait_for_empty_queue()
+        self.check_arrival(queued, summary)
         self.assertLessEqual(summary["sessions"][0]["total_seconds"], time.time() - began)
         self.check_no_stall()
 
+    def check_arrival(self, queued, summary):
+        """Each of the rows arrived, or the log tells why it was dropped; in this test nothing asks for that."""
+        log = self.desktop.program_log
+        self.assertEqual(re.findall(r"Task .* (?:dropping|discarding)\.", log), [])
+        sessions = {session["session_uuid"]: session for session in summary["sessions"]}
+        files = {shot["file_name"] for shot in summary["screenshot_files"]}
+        arrived = {"startSession": lambda session, _: sessions[session]["started"],
+                   "heartbeat": lambda session, _: sessions[session]["heartbeats"],
+                   "screenshot": lambda _, file: pathlib.Path(file).name in files,
+                   "activitySegment": lambda *_: summary["segments"]}
+        self.assertEqual({row[0] for row in queued.values()} & {"startSession", "screenshot"},
+                         {"startSession", "screenshot"})
+        for row, (kind, session, file, *_) in queued.items():
+            self.assertTrue(arrived[kind](session, file), f"{kind} {row} has not arrived")
+        # One was queued at the start and at each resume, and each was answered.
+        answers = log.count("API response: POST /api/v1/hr/timetracker/employees/sessions/start -> 200")
+        self.assertGreaterEqual(answers, KILLS + 1)
 
-class AcrossMidnight(EndToEnd):
+
+class OnWayland(RealProgram):
+    """A session whose pictures and input cannot be had: the program says so and goes on."""
+
+    session = {"XDG_SESSION_TYPE": "wayland"}
+
+    def test_the_permission_screen_comes_beside_an_x_server(self):
+        self.check_permission_screen()
+
+    def check_permission_screen(self):
+        desktop = self.desktop
+        self.signed_in(then="#permissionExplanation")
+        for _ in range(2):
+            self.assertTrue(desktop.shows("Permissions Required"))
+            self.assertEqual(desktop.text_of("#permissionExplanation"), "This desktop session offers no screen pictures "
+                             "or input counting (Wayland or no X server).")
+            for row in ("#openScreenRecording", "#openInputMonitoring"):
+                self.assertEqual(desktop.text_of(row + "State"), "Not granted")
+                desktop.press(row)  # no settings program is there to be opened
+            desktop.press("#checkPermissionsAgain")
+        self.assertEqual(desktop.start_another().wait(20), 0)
+        self.assertTrue(desktop.shows("Permissions Required"))
+        self.check_privacy()
+        self.check_no_stall()
+        self.assertEqual(desktop.stop_program(), 0)
+
+
+class OnWaylandAlone(OnWayland):
+    wayland = True
+
+    def test_the_permission_screen_comes_without_an_x_server(self):
+        self.check_permission_screen()
+
+    def test_without_any_display_a_line_says_so(self):
+        del self.desktop.clocked_environment["WAYLAND_DISPLAY"]
+        self.assertEqual(self.desktop.start_another().wait(20), 1)
+        self.assertRegex(self.desktop.program_log, r"\Avelmora-timetracker: no display answers; .*\n\Z")
+        self.assertFalse(self.desktop.data.exists())
+
+
+class AcrossMidnight(RealProgram):
     """The company's midnight, in a zone that is not the machine's, soon after the start."""
 
     LEAD = 40  # seconds: long enough to sign in and start
     zone = datetime.timezone(datetime.timedelta(hours=5, minutes=45))  # Asia/Kathmandu, which keeps it all year
     now = datetime.datetime.now(zone)
     midnight = (now + datetime.timedelta(days=1, seconds=LEAD)).replace(hour=0, minute=0, second=0, microsecond=0)
-    clock = shifted_clock(int((midnight - now).total_seconds()) - LEAD)
+    clock_lead = int((midnight - now).total_seconds()) - LEAD
+    clock = shifted_clock(clock_lead)
 
     def test_a_session_is_cut_at_midnight(self):
         desktop = self.desktop
