@@ -14,8 +14,8 @@ void endWithoutDisplay(QtMsgType type, const QMessageLogContext&, const QString&
     if (type != QtFatalMsg)
         return;
     std::fputs(
-        "velmora-timetracker: no display answers; start it from within a desktop session (a Wayland session "
-        "without an X server needs Qt's Wayland support, on Debian the package qt6-wayland)\n",
+        "velmora-timetracker: no display answers; start it from within a desktop session (Wayland without "
+        "X needs the package qt6-wayland)\n",
         stderr);
     _exit(EXIT_FAILURE);
 }

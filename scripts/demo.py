@@ -27,7 +27,7 @@ def attended(desktop):
     except KeyboardInterrupt:
         return tell("ending")
     if code:
-        raise Failure(f"the program ended with {code}")
+        raise desktop.program_ended()
 
 
 def unattended(desktop):
@@ -119,8 +119,8 @@ def main():
             return show(desktop, arguments.unattended)
     except (Failure, OSError, subprocess.SubprocessError) as failure:
         log = folder / "program.log"
-        if log.exists():
-            tell("\n".join(log.read_text(errors="replace").splitlines()[-30:]))
+        lines = log.read_text(errors="replace").splitlines() if log.exists() else []
+        tell("\n".join([*lines[-30:], ""]))
         tell(f"failed: {failure}; next step: {getattr(failure, 'next_step', 'scripts/setup, and try again')}")
         return 1
 

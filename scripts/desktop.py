@@ -33,6 +33,13 @@ def launch(command, **options):
         raise Failure(f"{command[0]} cannot be started: {error.strerror}", "scripts/setup, and build again") from error
 
 
+def ended(name, process, log):
+    """What to say of a process that was to run on."""
+    lines = pathlib.Path(log).read_text(errors="replace").splitlines()
+    return Failure(f"{name} ended with {process.returncode}" + "".join(f" ({line})" for line in lines[-1:]),
+                   f"read {log}")
+
+
 def until(what, probe, seconds=10.0, pause=0.1):
     """Waits for `probe` to give something true, and returns it."""
     deadline = time.monotonic() + seconds
@@ -58,7 +65,7 @@ class Backend:
 
         def port():
             if self.process.poll() is not None:
-                raise Failure(f"the backend ended with {self.process.returncode}", f"read {log.name}")
+                raise ended("the backend", self.process, log.name)
             return port_file.exists() and port_file.read_text().strip()
 
         self.url = f"http://127.0.0.1:{until('the backend to listen', port)}"
@@ -250,6 +257,9 @@ class Desktop:
             return launch([self.build / "Velmora_TimeTracker/velmora-timetracker"],
                           env=self.clocked_environment, stdout=log, stderr=log)
 
+    def program_ended(self):
+        return ended("the program", self.program, self.folder / "program.log")
+
     def stop_program(self, with_signal=signal.SIGTERM):
         program, self.program = self.program, None
         program.send_signal(with_signal)  # nothing happens when it has ended by itself
@@ -304,7 +314,7 @@ class Desktop:
     def nodes(self):
         """Every node of the program that is on the screen."""
         if self.program.poll() is not None:
-            raise Failure(f"the program ended with {self.program.returncode}")
+            raise self.program_ended()
         Atspi = self._atspi()
         from gi.repository import GLib
         try:
