@@ -183,7 +183,7 @@ class EndToEnd(RealProgram):
             lives_long = kill % 50 == 10  # past the mark of the first minute, and the first pictures
             if lives_long:
                 self.hang("/screenshots")
-            time.sleep(chance.uniform(62, 75) if lives_long else chance.uniform(0.05, 2.0))
+            time.sleep(chance.uniform(64, 75) if lives_long else chance.uniform(0.05, 2.0))
             desktop.stop_program(signal.SIGKILL)
             killed = time.time() - EPOCH
             queued.update(self.queue())
@@ -206,7 +206,7 @@ class EndToEnd(RealProgram):
             end = max(running["startedAt"], min(mark, time.time() - EPOCH))
             self.assertAlmostEqual(settled["stoppedAt"], end, delta=1e-6)
             if kill % 20 == 0:
-                print(f"{kill} of {KILLS} kills, {len(queued)} rows queued at one", flush=True)
+                print(f"\n{kill} of {KILLS} kills, {len(queued)} rows queued at one", end=" ", flush=True)
         desktop.press("#stopTracking")
         summary = self.wait_for_completed()
         self.wait_for_empty_queue()
@@ -224,8 +224,8 @@ class EndToEnd(RealProgram):
                    "heartbeat": lambda session, _: sessions[session]["heartbeats"],
                    "screenshot": lambda _, file: pathlib.Path(file).name in files,
                    "activitySegment": lambda *_: summary["segments"]}
-        self.assertEqual({row[0] for row in queued.values()} & {"startSession", "screenshot"},
-                         {"startSession", "screenshot"})
+        if KILLS >= 10:  # then rows of both kinds were waited for
+            self.assertLessEqual({"startSession", "screenshot"}, {row[0] for row in queued.values()})
         for row, (kind, session, file, *_) in queued.items():
             self.assertTrue(arrived[kind](session, file), f"{kind} {row} has not arrived")
         # One was queued at the start and at each resume, and each was answered.
