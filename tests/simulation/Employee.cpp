@@ -235,8 +235,7 @@ void World::calmDown() {
         isCommanding_ = false;
     };
     if (changesClock_ || changesZone_) {
-        // Due times and slots that lie in the future of a clock or zone set back wait for their moment: let
-        // it come.
+        // Slots that lie in the future of a clock or zone set back wait for their moment: let it come.
         stop();
         platform_.timeline.jumpWallClock(86400 + jumped_);
         jumped_ += 86400 + jumped_;
@@ -245,12 +244,7 @@ void World::calmDown() {
         pass(700);
         touch();
         stop();
-        pass(1500);
-        // A row under way while the company changed keeps its mark until the next launch.
-        core_.reset();
-        platform_.processDied();
-        startProcess();
-        pass(1500);
+        pass(3000);
         changeCompany();
         pass(1500);
     }
