@@ -5,6 +5,7 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
+#include <map>
 
 namespace {
 
@@ -29,6 +30,22 @@ const Moment moments[] = {
     {"Pacific/Apia", "2011-12-30T10:00:00Z", "2011-12-31", 0, "2011-12-30T10:00:00Z"},
 };
 
+/// Those of the simulated lives, and two that skipped a day or change at midnight.
+const char* const zones[] = {"UTC",          "Europe/Berlin",     "America/New_York", "America/St_Johns",
+                             "Asia/Kolkata", "Asia/Jakarta",      "Asia/Kathmandu",   "Australia/Lord_Howe",
+                             "Africa/Cairo", "America/Sao_Paulo", "Pacific/Auckland", "Pacific/Honolulu",
+                             "Pacific/Apia", "America/Havana"};
+
+/// The days on which the zone's clock changes, and those around them.
+std::vector<QDate> daysOfChange(const QTimeZone& zone, int firstYear, int endYear) {
+    std::vector<QDate> days;
+    const auto newYear = [](int year) { return QDateTime({year, 1, 1}, {0, 0}, Qt::UTC); };
+    for (const auto& change : zone.transitions(newYear(firstYear), newYear(endYear)))
+        for (const int offset : {-1, 0, 1})
+            days.push_back(change.atUtc.date().addDays(offset));
+    return days;
+}
+
 } // namespace
 
 TEST(SegmentUtils, namesTheSlotAndTheStartOfItsDay) {
@@ -46,21 +63,15 @@ TEST(SegmentUtils, namesTheSlotAndTheStartOfItsDay) {
 }
 
 TEST(SegmentUtils, daysTileInEveryZone) {
-    for (const char* name :
-         {"Asia/Kolkata", "Australia/Lord_Howe", "Pacific/Apia", "America/Sao_Paulo", "America/Havana",
-          "Africa/Cairo", "America/St_Johns", "Europe/Berlin", "America/New_York"}) {
+    for (const char* name : zones) {
         const QTimeZone zone(name);
         const auto dateOf = [&zone](Date date) {
             return SegmentUtils::segmentDateAndNumber(date, zone).date;
         };
         // Every day on which the zone changes with its neighbours, and a sample of the others.
-        std::vector<QDate> days;
+        std::vector<QDate> days = daysOfChange(zone, 1970, 2100);
         for (QDate day(1970, 1, 3); day.year() < 2100; day = day.addDays(29))
             days.push_back(day);
-        const QDateTime first = QDateTime::fromSecsSinceEpoch(0, Qt::UTC);
-        for (const auto& change : zone.transitions(first, first.addYears(130)))
-            for (const int offset : {-1, 0, 1})
-                days.push_back(change.atUtc.date().addDays(offset));
         for (const QDate day : days) {
             SCOPED_TRACE(testing::Message() << name << ' ' << day.toString(Qt::ISODate).toStdString());
             const Date noon = Date::fromDateTime(QDateTime(day, QTime(12, 0), Qt::UTC));
@@ -72,6 +83,87 @@ TEST(SegmentUtils, daysTileInEveryZone) {
             ASSERT_GT(dateOf(*next), dateOf(noon));
             ASSERT_EQ(dateOf(*next - 1), dateOf(noon));
         }
+    }
+}
+
+/// What a day's instants are named, followed from its start to the next day's in steps of `step` seconds.
+struct Day {
+    Seconds length = 0;
+    std::map<int, Seconds> slots; ///< How long each number is the slot's.
+};
+
+Day dayOf(QDate date, const QTimeZone& zone) {
+    constexpr Seconds step = 300; // divides a slot, and the clock changes of today fall on a multiple
+    const Date noon = Date::fromDateTime(QDateTime(date, QTime(12, 0), zone));
+    const auto start = SegmentUtils::calendarDate(noon, zone);
+    Day day{*SegmentUtils::startOfDayAfter(noon, 1, zone) - *start, {}};
+    for (Seconds into = 0; into < day.length; into += step) {
+        const auto slot = SegmentUtils::segmentDateAndNumber(*start + into, zone);
+        EXPECT_EQ(slot.date, date.toString(Qt::ISODate));
+        EXPECT_EQ(SegmentUtils::segmentDateAndNumber(*start + into + step - 0.001, zone), slot);
+        EXPECT_EQ(SegmentUtils::calendarDate(*start + into, zone), start);
+        day.slots[slot.number] += step;
+    }
+    return day;
+}
+
+TEST(SegmentUtils, slotsFillTheDayAndRepeatOrSkipWhatTheClockDoes) {
+    for (const char* name : zones) {
+        const QTimeZone zone(name);
+        std::vector<QDate> days = daysOfChange(zone, 2012, 2032);
+        days.insert(days.end(), {{2024, 2, 28}, {2024, 2, 29}, {2024, 3, 1}, {2028, 2, 29}, {2100, 2, 28}});
+        for (const QDate date : days) {
+            SCOPED_TRACE(testing::Message() << name << ' ' << date.toString(Qt::ISODate).toStdString());
+            const Day day = dayOf(date, zone);
+            Seconds whole = 0, skipped = 0, repeated = 0;
+            for (int number = 0; number < SegmentUtils::segmentsPerDay; ++number) {
+                const auto found = day.slots.find(number);
+                const Seconds length = found == day.slots.end() ? 0 : found->second;
+                (length == 0 ? skipped : length == 1200 ? repeated : whole) += 600;
+                ASSERT_TRUE(length == 0 || length == 600 || length == 1200) << number << ' ' << length;
+            }
+            ASSERT_EQ(whole + 2 * repeated, day.length);
+            ASSERT_TRUE(skipped == 0 || repeated == 0);
+        }
+    }
+}
+
+TEST(SegmentUtils, daysAreAsLongAsTheirClockChangesMakeThem) {
+    struct Row {
+        const char* zone;
+        QDate date;
+        double hours;
+        int firstSlot,
+            firstOdd; ///< The first slot of all, and the first that is skipped or comes twice; -1: none.
+    };
+    const Row rows[] = {
+        {"UTC", {2024, 2, 29}, 24, 0, -1},
+        {"Europe/Berlin", {2024, 3, 31}, 23, 0, 12},
+        {"Europe/Berlin", {2024, 10, 27}, 25, 0, 12},
+        {"America/New_York", {2024, 3, 10}, 23, 0, 12},
+        {"America/New_York", {2024, 11, 3}, 25, 0, 6},
+        {"America/St_Johns", {2024, 3, 10}, 23, 0, 12},
+        {"America/St_Johns", {2024, 11, 3}, 25, 0, 6},
+        {"Australia/Lord_Howe", {2024, 10, 6}, 23.5, 0, 12},
+        {"Australia/Lord_Howe", {2024, 4, 7}, 24.5, 0, 9},
+        {"Pacific/Auckland", {2024, 9, 29}, 23, 0, 12},
+        {"Pacific/Auckland", {2024, 4, 7}, 25, 0, 12},
+        {"Africa/Cairo", {2024, 4, 26}, 23, 6, 0}, // no midnight
+        {"Africa/Cairo", {2024, 10, 31}, 25, 0, 138},
+        {"America/Sao_Paulo", {2018, 11, 4}, 23, 6, 0}, // no midnight
+        {"America/Sao_Paulo", {2018, 2, 17}, 25, 0, 138},
+        {"America/Havana", {2024, 11, 3}, 25, 0, 0}, // midnight twice, and it is the first that counts
+        {"Asia/Kolkata", {2024, 3, 31}, 24, 0, -1},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.zone << ' ' << row.date.toString(Qt::ISODate).toStdString());
+        const Day day = dayOf(row.date, QTimeZone(row.zone));
+        EXPECT_EQ(day.length / 3600, row.hours);
+        EXPECT_EQ(day.slots.begin()->first, row.firstSlot);
+        int odd = 0;
+        while (odd < SegmentUtils::segmentsPerDay && day.slots.contains(odd) && day.slots.at(odd) == 600)
+            ++odd;
+        EXPECT_EQ(odd == SegmentUtils::segmentsPerDay ? -1 : odd, row.firstOdd);
     }
 }
 
