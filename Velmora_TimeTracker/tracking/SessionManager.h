@@ -110,7 +110,8 @@ public:
     void handleSessionTakenOver();
     void handleForceUpdateRequired();
     void handleScreenRecordingPermissionLost();
-    void handleWillSleep();
+    /// The machine falls asleep now, or did so `ago` seconds ago: none of them is billed.
+    void handleWillSleep(Seconds ago = 0);
     void handleDidWake();
     /// Everything is on disk when it returns.
     void handleWillTerminate();

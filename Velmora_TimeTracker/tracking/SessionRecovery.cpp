@@ -203,7 +203,7 @@ void SessionManager::complete(Session stale, Date now) {
 
 // ---- The machine's life
 
-void SessionManager::handleWillSleep() {
+void SessionManager::handleWillSleep(Seconds ago) {
     if (!isTracking_ || isPaused_)
         return;
     const Operation operation(*this);
@@ -211,7 +211,7 @@ void SessionManager::handleWillSleep() {
     on_.screenCapture.stop();
     on_.activityTracker.stop();
     ticker_.reset();
-    closeCurrentInterval(on_.clock.now());
+    closeCurrentInterval(on_.clock.now() - ago);
     isPaused_ = true;
     updateCaptureEligibility();
     save();

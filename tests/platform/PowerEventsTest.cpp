@@ -38,12 +38,13 @@ struct LogindTest : testing::Test {
     const PrivateBus bus;
     Mock logind{bus, "org.freedesktop.login1", "/org/freedesktop/login1", "logind"};
     MainExecutor main;
-    LinuxPowerEvents power{main, bus.connection()};
+    std::chrono::seconds asleep{7};
+    LinuxPowerEvents power{main, bus.connection(), [this] { return asleep; }};
     QStringList happened;
 
     void start() {
-        const auto sleep = [this] {
-            happened += "sleep";
+        const auto sleep = [this](Seconds ago) {
+            happened += ago == 0 ? "sleep" : QString("slept %1").arg(ago);
             main.post([this] { happened += isHeld() ? "saved" : "too late"; });
         };
         power.start({sleep, [this] { happened += "wake"; }, [this] { happened += "terminate"; }});
@@ -75,6 +76,23 @@ TEST_F(LogindTest, TheMachineWaitsForTheSleepHandlerAndWhatItPostedAlsoWithALogi
         EXPECT_EQ(happened, QStringList({"sleep", "saved", "wake"}));
         logind.stop();
     }
+}
+
+TEST_F(LogindTest, ASleepThatNobodyAnnouncedIsToldWhenItIsOver) {
+    start();
+    power.lookForSleep(); // the clock was set
+    asleep += std::chrono::hours(1);
+    power.lookForSleep();
+    power.lookForSleep();
+    EXPECT_EQ(happened, QStringList({"slept 3600", "wake"}));
+    logind.start(); // whose word of the wake may be the first, and comes only once
+    ASSERT_TRUE(becomesHeld(true));
+    asleep += std::chrono::minutes(1);
+    happened.clear();
+    announce("PrepareForSleep", false);
+    EXPECT_TRUE(eventually([&] { return happened.count("wake") == 2; }));
+    power.lookForSleep();
+    EXPECT_EQ(happened.count("wake"), 2);
 }
 
 TEST_F(LogindTest, AShutdownTerminatesOnceAndLetsTheMachineGo) {

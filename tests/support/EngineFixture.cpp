@@ -32,10 +32,13 @@ void EngineFixture::typeFor(int seconds) {
     }
 }
 
-void EngineFixture::sleepMachine(Seconds span) {
-    machine.power.willSleep();
+void EngineFixture::sleepMachine(Seconds span, bool isAnnounced) {
+    if (isAnnounced)
+        machine.power.willSleep();
     machine.timeline.settle();
     machine.timeline.sleepMachine(span);
+    if (!isAnnounced)
+        machine.power.willSleep(span);
     machine.power.didWake();
     machine.timeline.settle();
 }

@@ -78,6 +78,25 @@ TEST_F(SessionRecovery, RollsAPausedSessionOverWithoutAnInterval) {
     EXPECT_EQ(lastTotal(), 0);
 }
 
+TEST_F(SessionRecovery, BillsNoSleepAlsoIfNobodyAnnouncedIt) {
+    for (const bool isAnnounced : {true, false}) {
+        startAt("2024-05-15T22:00:00Z");
+        world.sleepMachine(3600, isAnnounced);
+        world.tick(60);
+        EXPECT_EQ(engine().elapsedSeconds(), 120);
+        world.sleepMachine(3 * 3600, isAnnounced); // past midnight
+        EXPECT_EQ(lastTotal(), 120);
+        EXPECT_EQ(lastFinished().intervals.back().stoppedAt, at("2024-05-15T23:02:00Z"));
+        world.tick(60);
+        EXPECT_EQ(engine().elapsedSeconds(), 60);
+        engine().pauseTracking();
+        world.sleepMachine(3600, isAnnounced);
+        EXPECT_TRUE(engine().isPaused());
+        engine().stopTracking();
+        EXPECT_EQ(lastTotal(), 60);
+    }
+}
+
 TEST_F(SessionRecovery, BillsACrashUpToTheLastMark) {
     const auto billed = [this](const char* mark) {
         const Session left =

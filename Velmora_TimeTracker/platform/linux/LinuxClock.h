@@ -8,4 +8,7 @@ public:
     Date now() const override;
     std::chrono::nanoseconds uptime() const override;
     QTimeZone systemTimeZone() const override;
+
+    /// How long the machine has slept since it was started.
+    static std::chrono::nanoseconds timeAsleep();
 };

@@ -9,12 +9,19 @@
 #include <QDBusPendingReply>
 #include <QDBusServiceWatcher>
 #include <QPointer>
+#include <QSocketNotifier>
+#include <limits>
+#include <sys/timerfd.h>
+#include <unistd.h>
 #include <utility>
 
 namespace {
 const QString service = "org.freedesktop.login1";
 const QString path = "/org/freedesktop/login1";
 const QString interface = "org.freedesktop.login1.Manager";
+
+/// Shorter ones do not matter; reading two clocks one after the other takes less.
+constexpr std::chrono::seconds shortestSleep(1);
 
 /// exit() called from within a library, as Qt does when the X server is gone, emits no aboutToQuit. Before
 /// anything else it destroys what is local to the calling thread.
@@ -28,12 +35,17 @@ struct AtExit {
 thread_local AtExit atExit;
 } // namespace
 
-LinuxPowerEvents::LinuxPowerEvents(Executor& main, const QDBusConnection& systemBus)
+LinuxPowerEvents::LinuxPowerEvents(Executor& main, const QDBusConnection& systemBus,
+                                   std::function<std::chrono::nanoseconds()> timeAsleep)
     : main_(main)
-    , bus_(systemBus) {}
+    , bus_(systemBus)
+    , timeAsleep_(std::move(timeAsleep))
+    , knownAsleep_(timeAsleep_()) {}
 
 LinuxPowerEvents::~LinuxPowerEvents() {
     atExit.run = nullptr;
+    if (clocksMoved_)
+        close(static_cast<int>(clocksMoved_->socket()));
 }
 
 void LinuxPowerEvents::start(Handlers handlers) {
@@ -50,6 +62,34 @@ void LinuxPowerEvents::start(Handlers handlers) {
     auto* watcher = new QDBusServiceWatcher(service, bus_, QDBusServiceWatcher::WatchForRegistration, this);
     connect(watcher, &QDBusServiceWatcher::serviceRegistered, this, &LinuxPowerEvents::takeInhibitor);
     takeInhibitor();
+    watchClocks();
+}
+
+/// A timer of the wall clock that is never due is ended by the system each time that clock moves against the
+/// monotonic one, which is so at every wake: nothing has to be looked at in between.
+void LinuxPowerEvents::watchClocks() {
+    const int timer = timerfd_create(CLOCK_REALTIME, TFD_CLOEXEC | TFD_NONBLOCK);
+    const itimerspec never{.it_interval = {}, .it_value = {std::numeric_limits<time_t>::max(), 0}};
+    timerfd_settime(timer, TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET, &never, nullptr);
+    clocksMoved_ = std::make_unique<QSocketNotifier>(timer, QSocketNotifier::Read);
+    connect(clocksMoved_.get(), &QSocketNotifier::activated, this, [this, timer] {
+        quint64 expirations = 0;
+        [[maybe_unused]] const ssize_t cancelled = read(timer, &expirations, sizeof expirations);
+        lookForSleep();
+    });
+}
+
+/// An announced sleep ends here too, and its wake may have come before or come after. That does no harm: who
+/// is asleep cannot fall asleep, and who is awake cannot wake.
+void LinuxPowerEvents::lookForSleep() {
+    const auto asleep = timeAsleep_();
+    const std::chrono::duration<Seconds> slept = asleep - std::exchange(knownAsleep_, asleep);
+    if (slept < shortestSleep)
+        return;
+    if (handlers_.willSleep)
+        handlers_.willSleep(slept.count());
+    if (handlers_.didWake)
+        handlers_.didWake();
 }
 
 void LinuxPowerEvents::sessionIsEnding() {
@@ -61,9 +101,10 @@ void LinuxPowerEvents::sessionIsEnding() {
 void LinuxPowerEvents::prepareForSleep(bool begins) {
     if (begins) {
         if (handlers_.willSleep)
-            handlers_.willSleep();
+            handlers_.willSleep(0);
         releaseInhibitorAfterPostedWork();
     } else {
+        lookForSleep();
         if (handlers_.didWake)
             handlers_.didWake();
         takeInhibitor();

@@ -9,8 +9,9 @@ void callIfSet(const std::function<void()>& handler) {
 }
 } // namespace
 
-void SimulatedPower::willSleep() const {
-    callIfSet(handlers_.willSleep);
+void SimulatedPower::willSleep(Seconds ago) const {
+    if (handlers_.willSleep)
+        handlers_.willSleep(ago);
 }
 void SimulatedPower::didWake() const {
     callIfSet(handlers_.didWake);

@@ -144,11 +144,11 @@ Task<bool> TimeTrackerCore::refreshTokens() {
 }
 
 void TimeTrackerCore::listenToPower() {
-    const auto later = [this](void (SessionManager::*handle)()) {
-        return [weak = QPointer(&sessionManager), &main = platform.main, handle] {
-            main.post([weak, handle] {
+    const auto later = [this](auto handle) {
+        return [weak = QPointer(&sessionManager), &main = platform.main, handle](auto... arguments) {
+            main.post([weak, handle, arguments...] {
                 if (weak)
-                    (weak.data()->*handle)();
+                    (weak.data()->*handle)(arguments...);
             });
         };
     };
