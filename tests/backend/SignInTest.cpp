@@ -16,7 +16,9 @@ TEST_F(BackendTest, EachAccountGoesOnItsOwnWay) {
         const Outgoing there = replacing(query(employees + "config"), "/api/v1", path);
         EXPECT_EQ(send(there).data()[u"company_name"], company[u"name"]);
     }
-    EXPECT_EQ(send(login("demo@velmora.example", "wrong")).raw, send(login("nobody@velmora.example")).raw);
+    EXPECT_EQ(send(login("wrong@velmora.example", "not-demo1234")).status, 200);
+    EXPECT_EQ(send(login("wrong@velmora.example")).status, 401);
+    EXPECT_EQ(send(login("wrong@velmora.example")).raw, send(login("nobody@velmora.example")).raw);
 }
 
 TEST_F(BackendTest, AOneTimeCodeIsGoodOnceForTenMinutes) {
