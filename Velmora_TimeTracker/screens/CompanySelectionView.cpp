@@ -48,7 +48,7 @@ const LoginPhase::CompanyChoice& choice(const LoginModel& model) {
 } // namespace
 
 CompanySelectionView::CompanySelectionView(LoginModel& model, const VREnvironment& environment)
-    : SignInPage(environment, {.drawing = QStringLiteral("CompanyHeroBanner"),
+    : SignInPage(environment, {.banner = &VRPalette::companyBanner,
                                .title = QStringLiteral("Select Company"),
                                .text = greeting(choice(model).userName)})
     , model_(model) {

@@ -11,7 +11,7 @@
 ForgotPasswordView::ForgotPasswordView(LoginModel& model, const VREnvironment& environment)
     : SignInPage(
           environment,
-          {.drawing = QStringLiteral("ForgotHeroBanner"),
+          {.banner = &VRPalette::forgotBanner,
            .title = QStringLiteral("Forgot password?"),
            .text = QStringLiteral("Enter your account email. We'll send you a link to reset your password.")})
     , model_(model)

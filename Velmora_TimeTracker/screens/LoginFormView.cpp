@@ -12,7 +12,7 @@
 
 LoginFormView::LoginFormView(LoginModel& model, const VREnvironment& environment)
     : SignInPage(environment,
-                 {.drawing = QStringLiteral("LoginHeroBanner"),
+                 {.banner = &VRPalette::loginBanner,
                   .title = QStringLiteral("TimeTracker"),
                   .text = QStringLiteral("Manage your team's working hours easily, accurately, and "
                                          "fully integrated."),

@@ -19,7 +19,7 @@ QString explanation(const QString& address) {
 } // namespace
 
 OTPVerificationView::OTPVerificationView(LoginModel& model, const VREnvironment& environment)
-    : SignInPage(environment, {.drawing = QStringLiteral("ForgotHeroBanner"),
+    : SignInPage(environment, {.banner = &VRPalette::forgotBanner,
                                .title = QStringLiteral("Verify with OTP"),
                                .text = explanation(model.otpAddress())})
     , model_(model) {

@@ -23,8 +23,7 @@ SignInPage::SignInPage(const VREnvironment& environment, const Hero& hero)
 }
 
 VRHeroCard* SignInPage::makeHero(const Hero& hero) {
-    auto* card = new VRHeroCard(environment(), hero.drawing, environment().compact ? 12 : 20);
-    card->setDrawing(0.36);
+    auto* card = new VRHeroCard(environment(), hero.banner, 0.36, environment().compact ? 12 : 20);
     card->setMinimumHeight(environment().compact ? 108 : 128);
     QVBoxLayout& words = card->column();
     words.setSpacing(6);

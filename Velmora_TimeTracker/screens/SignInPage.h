@@ -4,13 +4,15 @@
 
 class QVBoxLayout;
 class VRHeroCard;
+struct VRBannerSpec;
+struct VRPalette;
 
 /// The frame of every sign-in screen: a gradient card with a drawing above, a white card with the fields
 /// below.
 class SignInPage : public VRScrollView {
 public:
     struct Hero {
-        QString drawing;
+        VRBannerSpec VRPalette::*banner;
         QString title;
         QString text;
         bool showsLogo = false;

@@ -45,9 +45,7 @@ TrackerActiveView::TrackerActiveView(TrackerModel& model, const VREnvironment& e
 }
 
 VRHeroCard* TrackerActiveView::makeHero() {
-    auto* hero =
-        new VRHeroCard(environment_, QStringLiteral("TrackerActiveHero"), environment_.compact ? 16 : 24);
-    hero->setDrawing(0.75, true);
+    auto* hero = new VRHeroCard(environment_, &VRPalette::activeHero, 0.75, environment_.compact ? 16 : 24);
     QVBoxLayout& column = hero->column();
     project_ = new VRLabel(environment_, VR::Type::heading, VR::Ink::onGradient);
     project_->setAccessibleDescription(QStringLiteral("#projectName"));

@@ -37,9 +37,8 @@ TrackerIdleView::TrackerIdleView(TrackerModel& model, const VREnvironment& envir
 }
 
 VRHeroCard* TrackerIdleView::makeHero() {
-    auto* hero =
-        new VRHeroCard(environment_, QStringLiteral("TrackerHeroBanner"), environment_.compact ? 12 : 24);
-    hero->setDrawing(environment_.compact ? 0.40 : 0.46);
+    auto* hero = new VRHeroCard(environment_, &VRPalette::idleHero, environment_.compact ? 0.40 : 0.46,
+                                environment_.compact ? 12 : 24);
     hero->setMinimumHeight(environment_.compact ? 176 : 204);
     auto* words = new QVBoxLayout;
     words->setSpacing(8);

@@ -6,6 +6,8 @@
 #include "OTPEntry.h"
 #include "PopoverModel.h"
 #include "VR.h"
+#include "VRHeroBannerCrop.h"
+#include "VRImages.h"
 
 #include <gtest/gtest.h>
 
@@ -93,4 +95,42 @@ TEST(DisplayText, TamesForeignNames) {
     EXPECT_EQ(VR::displayText("a\nb", true), "a\nb");
     EXPECT_EQ(VR::shortName(QString(10000, 'W'), 40).size(), 40);
     EXPECT_FALSE(VR::tooltip("<img src='file:///etc/passwd'>").contains("<img"));
+}
+
+TEST(Banners, EachPaletteNamesItsOwnAndADrawingStandsBehindEveryName) {
+    const auto names = [](const QString& id) {
+        const VRPalette& palette = VRPalette::byID(id);
+        return QStringList{palette.trackerBanner, palette.loginBanner.imageName,
+                           palette.forgotBanner.imageName, palette.companyBanner.imageName,
+                           palette.activeHeroImage.value_or("none")};
+    };
+    EXPECT_EQ(names("pink").join(' '),
+              "TrackerHeroBanner LoginHeroBanner ForgotHeroBanner CompanyHeroBanner TrackerActiveHero");
+    EXPECT_EQ(names("teal").join(' '), "TrackerHeroBanner-Teal LoginHeroBanner-Teal ForgotHeroBanner-Teal "
+                                       "CompanyHeroBanner-Teal none");
+    for (const VRPalette& palette : VRPalette::all())
+        for (const VRBannerSpec& banner : {palette.idleHero(), palette.activeHero(), palette.loginBanner,
+                                           palette.forgotBanner, palette.companyBanner})
+            EXPECT_FALSE(VRImages::render(banner.imageName, Qt::white, QSize(20, 20), 1).isNull())
+                << qPrintable(banner.imageName);
+}
+
+TEST(Banners, ACropFillsTheRoomAroundTheFigure) {
+    const struct {
+        VRBannerSpec banner;
+        QSizeF room;
+        QRectF part;
+    } cases[] = {
+        {{"", 2}, {200, 100}, {0, 0, 1, 1}},
+        {{"", 2, 1, 0.625}, {100, 100}, {0.375, 0, 0.5, 1}},
+        {{"", 2, 1, 0.9}, {100, 100}, {0.5, 0, 0.5, 1}}, // the edge is nearer
+        {{"", 2, 1, 0.1}, {100, 100}, {0, 0, 0.5, 1}},
+        {{"", 2}, {400, 100}, {0, 0.25, 1, 0.5}},
+        {{"", 2, 1, 0.5, 0}, {400, 100}, {0, 0, 1, 0.5}},
+        {{"", 2, 0.5, 0.625, 1}, {200, 100}, {0.375, 0.5, 0.5, 0.5}},
+        {{"", 2, 0.5, 0.625, 1}, {50, 100}, {0.5, 0, 0.25, 1}},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(VRHeroBannerCrop::visiblePart(c.banner, c.room), c.part)
+            << c.banner.charCenterX << ' ' << c.room.width();
 }

@@ -1,6 +1,7 @@
 #include "VRCard.h"
 
 #include "VRDecor.h"
+#include "VRHeroBannerCrop.h"
 #include "VRImages.h"
 #include "VRLabel.h"
 #include "VRPaint.h"
@@ -12,8 +13,6 @@
 
 namespace {
 constexpr double heroRadius = 20;
-/// Of every hero drawing.
-constexpr QSizeF drawingSize(200, 180);
 constexpr int shadowRoom = 3;
 
 QVBoxLayout* makeColumn(QWidget* owner, int padding, int below) {
@@ -66,9 +65,10 @@ VRSectionCard::VRSectionCard(const VREnvironment& environment, const QString& ic
     column().addLayout(row);
 }
 
-VRHeroCard::VRHeroCard(const VREnvironment& environment, const QString& drawing, int padding)
+VRHeroCard::VRHeroCard(const VREnvironment& environment, Banner banner, double share, int padding)
     : environment_(environment)
-    , drawing_(drawing)
+    , banner_(std::move(banner))
+    , share_(share)
     , column_(makeColumn(this, padding, 0)) {}
 
 const QPixmap& VRHeroCard::ground() {
@@ -91,13 +91,14 @@ const QPixmap& VRHeroCard::ground() {
     veil.setColorAt(0, QColor(0, 0, 0, palette.isDark ? 0 : 34));
     veil.setColorAt(1, Qt::transparent);
     painter.fillPath(outline, veil);
-    // Flush with the right edge, and with the upper one unless it hangs in the middle.
-    const double scale =
-        qMin(width() * drawingShare_ / drawingSize.width(), double(height()) / drawingSize.height());
-    const QSize room = (drawingSize * scale).toSize();
-    const QPixmap drawing =
-        VRImages::render(drawing_, Qt::white, room, devicePixelRatioF(), palette.gradientStops[0]);
-    painter.drawPixmap(width() - room.width(), hangsFromTop_ ? 0 : (height() - room.height()) / 2, drawing);
+    const VRBannerSpec banner = banner_(palette);
+    // Flush with the right edge, and cut only where the card is too low for it.
+    const double share = width() * share_;
+    const QSize room = QSizeF(share, qMin(share / banner.aspect, double(height()))).toSize();
+    painter.drawPixmap(width() - room.width(), qRound((height() - room.height()) * banner.topBias),
+                       VRImages::render(banner.imageName, Qt::white, room, devicePixelRatioF(),
+                                        palette.gradientStops[0],
+                                        VRHeroBannerCrop::visiblePart(banner, room)));
     return ground_;
 }
 

@@ -4,6 +4,7 @@
 
 #include <QPixmap>
 #include <QWidget>
+#include <functional>
 
 class QVBoxLayout;
 
@@ -31,17 +32,14 @@ public:
     VRSectionCard(const VREnvironment& environment, const QString& icon, const QString& title);
 };
 
-/// A gradient card with one of our drawings at its right edge.
+/// A gradient card with a banner of the palette at its right edge.
 class VRHeroCard : public QWidget {
 public:
-    VRHeroCard(const VREnvironment& environment, const QString& drawing, int padding);
+    using Banner = std::function<VRBannerSpec(const VRPalette&)>;
+
+    /// `share` is the part of the width that the banner takes, 0 to 1.
+    VRHeroCard(const VREnvironment& environment, Banner banner, double share, int padding);
     QVBoxLayout& column() { return *column_; }
-    /// The part of the width that the drawing takes at most, 0 to 1; it stands in the middle of the height,
-    /// or hangs from the top.
-    void setDrawing(double share, bool hangsFromTop = false) {
-        drawingShare_ = share;
-        hangsFromTop_ = hangsFromTop;
-    }
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -51,10 +49,9 @@ private:
     const QPixmap& ground();
 
     const VREnvironment& environment_;
-    const QString drawing_;
+    const Banner banner_;
+    const double share_;
     QVBoxLayout* const column_;
-    double drawingShare_ = 0.46;
-    bool hangsFromTop_ = false;
-    QPixmap ground_; ///< Gradient and drawing as last painted; empty while hidden.
+    QPixmap ground_; ///< Gradient and banner as last painted; empty while hidden.
     QString groundPalette_;
 };

@@ -7,7 +7,7 @@
 
 namespace {
 QByteArray drawing(const QString& name, const QColor& colour, const QColor& ground) {
-    QFile file(QStringLiteral(":/assets/%1.svg").arg(name));
+    QFile file(QStringLiteral(":/assets/%1.svg").arg(name.section(u'-', 0, 0)));
     if (!file.open(QIODevice::ReadOnly))
         return {};
     return file.readAll()
@@ -17,7 +17,7 @@ QByteArray drawing(const QString& name, const QColor& colour, const QColor& grou
 } // namespace
 
 QPixmap VRImages::render(const QString& name, const QColor& colour, QSize size, double pixelRatio,
-                         const QColor& ground) {
+                         const QColor& ground, const QRectF& part) {
     QSvgRenderer renderer(drawing(name, colour, ground));
     if (!renderer.isValid() || size.isEmpty())
         return {};
@@ -27,7 +27,8 @@ QPixmap VRImages::render(const QString& name, const QColor& colour, QSize size, 
     image.fill(Qt::transparent);
     QPainter painter(&image);
     painter.setOpacity(colour.alphaF());
-    renderer.render(&painter, QRectF(QPointF(0, 0), QSizeF(pixels)));
+    const QSizeF whole(pixels.width() / part.width(), pixels.height() / part.height());
+    renderer.render(&painter, QRectF({-part.x() * whole.width(), -part.y() * whole.height()}, whole));
     painter.end();
     image.setDevicePixelRatio(pixelRatio);
     return QPixmap::fromImage(std::move(image));

@@ -66,8 +66,12 @@ constexpr std::array<Row, 7> rows = {{
      0xE3D5C6},
 }};
 
+/// Of every one of our drawings.
+constexpr double drawingAspect = 200.0 / 180;
+
 VRPalette palette(const Row& row) {
     const bool isDark = qstrcmp(row.id, "black") == 0;
+    const bool isDefault = &row == &rows.front();
     VRPalette made;
     made.id = QString::fromLatin1(row.id);
     made.displayName = QString::fromLatin1(row.displayName);
@@ -80,6 +84,15 @@ VRPalette palette(const Row& row) {
     made.appBackground = QColor(row.background);
     made.surfaceSoft = QColor(row.soft);
     made.border = QColor(row.border);
+    const QString suffix = isDefault ? QString() : '-' + made.displayName;
+    made.trackerBanner = "TrackerHeroBanner" + suffix;
+    made.trackerAspect = drawingAspect;
+    made.trackerCharX = 0.64;
+    if (isDefault)
+        made.activeHeroImage = QStringLiteral("TrackerActiveHero");
+    made.loginBanner = {"LoginHeroBanner" + suffix, drawingAspect, 1, 0.58};
+    made.forgotBanner = {"ForgotHeroBanner" + suffix, drawingAspect, 1, 0.58};
+    made.companyBanner = {"CompanyHeroBanner" + suffix, drawingAspect, 1, 0.58};
     made.isDark = isDark;
     made.surface = QColor(isDark ? 0x26262BU : 0xFFFFFFU);
     made.textStrong = QColor(isDark ? 0xF2F2F5U : 0x181A20U);
@@ -97,6 +110,14 @@ std::vector<VRPalette> makeAll() {
 }
 
 } // namespace
+
+VRBannerSpec VRPalette::idleHero() const {
+    return {trackerBanner, trackerAspect, 1, trackerCharX};
+}
+
+VRBannerSpec VRPalette::activeHero() const {
+    return {activeHeroImage ? *activeHeroImage : *pink().activeHeroImage, drawingAspect, 1, 0.75, 0};
+}
 
 const std::vector<VRPalette>& VRPalette::all() {
     static const std::vector<VRPalette> palettes = makeAll();
