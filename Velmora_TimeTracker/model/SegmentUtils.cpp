@@ -1,34 +1,50 @@
 #include "SegmentUtils.h"
 
 #include <cmath>
-#include <cstdio>
 
 namespace SegmentUtils {
 
 namespace {
 
-/// The zone's wall clock at the instant, as if it were UTC. Invalid for an instant that no calendar names.
-QDateTime wallClock(Date date, const QTimeZone& timeZone) {
-    constexpr double maxSeconds = 1e12; // some 30,000 years
+/// What the zone's clock and calendar show. The day is invalid for an instant that has no date of four-digit year.
+struct WallClock {
+    QDate day;
+    int minuteOfDay = 0;
+};
+
+WallClock wallClock(Date date, const QTimeZone& timeZone) {
+    constexpr qint64 secondsPerDay = 86400;
+    constexpr qint64 julianDay1970 = 2440588;
+    constexpr double year1 = -62135596800, year10000 = 253402300800;
     const double seconds = std::floor(date.secondsSince1970());
-    if (!(std::abs(seconds) < maxSeconds)) {
+    // Not in the last or the first day of all, which an offset could leave.
+    if (!(seconds >= year1 + secondsPerDay && seconds < year10000 - secondsPerDay))
         return {};
-    }
     const QDateTime utc = QDateTime::fromSecsSinceEpoch(static_cast<qint64>(seconds), Qt::UTC);
-    return utc.addSecs(timeZone.offsetFromUtc(utc));
+    // Counted from the year 1 on, so that nothing is negative.
+    const qint64 shown = static_cast<qint64>(seconds - year1) + timeZone.offsetFromUtc(utc);
+    constexpr qint64 julianDayOfYear1 = julianDay1970 + static_cast<qint64>(year1) / secondsPerDay;
+    return {QDate::fromJulianDay(julianDayOfYear1 + shown / secondsPerDay),
+            static_cast<int>(shown % secondsPerDay / 60)};
+}
+
+void writeDigits(QChar* to, int value, int count) {
+    for (; count > 0; value /= 10)
+        to[--count] = QChar(u'0' + value % 10);
 }
 
 } // namespace
 
 DateAndNumber segmentDateAndNumber(Date date, const QTimeZone& timeZone) {
-    const QDateTime local = wallClock(date, timeZone);
-    const QDate day = local.date();
-    const QTime time = local.time();
-    // The library's own printing: the engine names days several times a second, and QString's takes ten times
-    // as long.
-    char text[24];
-    std::snprintf(text, sizeof text, "%04d-%02d-%02d", day.year(), day.month(), day.day());
-    return {QString::fromLatin1(text), (time.hour() * 60 + time.minute()) / 10};
+    const WallClock local = wallClock(date, timeZone);
+    int year = 0, month = 0, day = 0;
+    local.day.getDate(&year, &month, &day);
+    // By hand: the engine names days several times a second.
+    QString text(10, u'-');
+    writeDigits(text.data(), year, 4);
+    writeDigits(text.data() + 5, month, 2);
+    writeDigits(text.data() + 8, day, 2);
+    return {text, local.minuteOfDay / 10};
 }
 
 std::optional<Date> calendarDate(Date date, const QTimeZone& timeZone) {
@@ -36,7 +52,7 @@ std::optional<Date> calendarDate(Date date, const QTimeZone& timeZone) {
 }
 
 std::optional<Date> startOfDayAfter(Date date, int days, const QTimeZone& timeZone) {
-    const QDate day = wallClock(date, timeZone).date().addDays(days);
+    const QDate day = wallClock(date, timeZone).day.addDays(days);
     if (!day.isValid() || !timeZone.isValid()) {
         return std::nullopt;
     }

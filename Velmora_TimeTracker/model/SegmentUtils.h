@@ -22,8 +22,7 @@ struct DateAndNumber {
     friend bool operator==(const DateAndNumber&, const DateAndNumber&) = default;
 };
 
-/// The slot that holds the instant. Meaningless for an instant that no calendar names, some 30,000 years
-/// away.
+/// The slot that holds the instant. Meaningless for an instant whose year has not four digits.
 DateAndNumber segmentDateAndNumber(Date date, const QTimeZone& timeZone);
 
 /// The midnight that starts the instant's day in the zone; where that midnight does not exist, the first
