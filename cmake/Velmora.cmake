@@ -11,7 +11,9 @@ target_compile_definitions(velmora-options INTERFACE
     QT_MESSAGELOGCONTEXT)
 if(VELMORA_SANITIZE)
     target_compile_options(velmora-options INTERFACE
-        -fsanitize=${VELMORA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -O1)
+        -fsanitize=${VELMORA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -O1
+        # g++ 12 warns wrongly about inlined optionals here too.
+        -Wno-maybe-uninitialized)
     target_link_options(velmora-options INTERFACE -fsanitize=${VELMORA_SANITIZE})
 endif()
 
