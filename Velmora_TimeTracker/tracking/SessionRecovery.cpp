@@ -211,7 +211,10 @@ void SessionManager::handleWillSleep(Seconds ago) {
     on_.screenCapture.stop();
     on_.activityTracker.stop();
     ticker_.reset();
-    closeCurrentInterval(on_.clock.now() - ago);
+    // Told late, a sleep may lie before the interval.
+    const auto& intervals = currentSession_->intervals;
+    const Date at = on_.clock.now() - ago;
+    closeCurrentInterval(ago > 0 && !intervals.empty() ? std::max(at, intervals.back().startedAt) : at);
     isPaused_ = true;
     updateCaptureEligibility();
     save();

@@ -162,16 +162,23 @@ void World::signIn() {
 void World::sleepMachine(Seconds span) {
     ++happened_.sleeps;
     isSleepy_ = true;
-    platform_.power.willSleep();
-    pass(0);
-    observe();
+    const bool isAnnounced = !oneIn(5);
+    if (isAnnounced) {
+        platform_.power.willSleep();
+        pass(0);
+        observe();
+    }
+    asleepSince_ = real();
     platform_.timeline.sleepMachine(span);
     slept_ += span;
-    touch();       // somebody woke it
-    if (!oneIn(5)) // the signal may get lost
+    touch(); // somebody woke it
+    if (!isAnnounced)
+        platform_.power.willSleep(span);
+    if (!isAnnounced || !oneIn(5)) // the signal may get lost
         platform_.power.didWake();
     pass(0);
     observe();
+    asleepSince_.reset();
     isSleepy_ = false;
     pass(3);
 }

@@ -148,7 +148,7 @@ void World::pass(Seconds span) {
                 platform_.timeline.advance(between(0, 600)); // the machine goes on without the program
             startProcess(oneIn(4));
         }
-        if (real() >= nextHour_)
+        if (real() >= nextHour_ && !asleepSince_)
             checkHour();
     }
 }
@@ -232,19 +232,19 @@ void World::runningBegan(bool isRollover) {
     }
 }
 
-/// Of the session in `seen_`, which ran until now.
+/// Of the session in `seen_`, which ran until now, or until the machine fell asleep.
 void World::runningEnded(bool isPlain) {
-    truth_.note(intervalBegan_, real(), Truth::Second::worked);
+    const double end = awakeUntil();
+    truth_.note(intervalBegan_, end, Truth::Second::worked);
     truth_.blur(intervalBegan_);
-    truth_.blur(real());
-    countSlots(intervalBegan_, real());
+    truth_.blur(end);
+    countSlots(intervalBegan_, end);
     const QTimeZone zone = companyZone();
     if (wallBegan_.toDateTime(zone).offsetFromUtc() !=
         platform_.timeline.date().toDateTime(zone).offsetFromUtc())
         ++happened_.offsetChanges;
     if (changesClock_)
-        spans_.push_back(
-            {seen_.session, wallBegan_, real() - intervalBegan_, jumped_ - jumpedBefore_, isPlain});
+        spans_.push_back({seen_.session, wallBegan_, end - intervalBegan_, jumped_ - jumpedBefore_, isPlain});
 }
 
 /// Slots begin at multiples of five minutes of universal time in every zone there is.
@@ -253,14 +253,14 @@ void World::countSlots(double from, double to) {
         return;
     constexpr double piece = 300;
     const double zero = truth_.start().secondsSince1970();
+    const auto offset = [this](Date date) { return date.toDateTime(zone_).offsetFromUtc(); };
     for (double at = from; at < to;) {
         const double end = std::min(to, (std::floor((at + zero) / piece + 1e-9) + 1) * piece - zero);
-        Slot& slot = slots_[slotOf(truth_.start() + (at + end) / 2)];
-        if (slot.ran > 0 && at - slot.lastRan > 900)
-            slot.isShort = true;
+        const Date middle = truth_.start() + (at + end) / 2;
+        Slot& slot = slots_[slotOf(middle)];
+        slot.isShort = slot.isShort || offset(middle - 3600) > offset(middle + 3600);
         slot.ran += end - at;
         slot.edges += (at == from) + (end == to);
-        slot.lastRan = end;
         at = end;
     }
 }
@@ -332,9 +332,10 @@ void World::die() {
     ++happened_.deaths;
     if (seen_.isRunning()) {
         runningEnded(false);
-        truth_.note(std::max(intervalBegan_ - Truth::tickSlack, real() - Truth::crashLoss),
-                    real() + Truth::tickSlack, Truth::Second::allowed);
-        diedRunning_[seen_.session] = real();
+        const double end = awakeUntil();
+        truth_.note(std::max(intervalBegan_ - Truth::tickSlack, end - Truth::crashLoss),
+                    end + Truth::tickSlack, Truth::Second::allowed);
+        diedRunning_[seen_.session] = end;
         if (options_.fault == PlantedFault::lostMark)
             TrackingHeartbeat::clear(seen_.session, platform_.preferences);
     }

@@ -95,6 +95,10 @@ TEST_F(SessionRecovery, BillsNoSleepAlsoIfNobodyAnnouncedIt) {
         engine().stopTracking();
         EXPECT_EQ(lastTotal(), 60);
     }
+    world.start();
+    world.machine.power.willSleep(60); // heard late, of a sleep before the start
+    world.machine.timeline.settle();
+    EXPECT_EQ(world.session().intervals[0].stoppedAt, world.session().intervals[0].startedAt);
 }
 
 TEST_F(SessionRecovery, BillsACrashUpToTheLastMark) {
