@@ -64,7 +64,6 @@ private:
     struct Slot {
         double ran = 0;
         int edges = 0;        ///< Beginnings and ends of running in it: each may count a second more or less.
-        double lastRan = 0;   ///< Real time.
         bool isShort = false; ///< The counters began anew in it, or the clock repeated it: it may hold less.
     };
 
