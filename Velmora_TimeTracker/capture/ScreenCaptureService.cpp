@@ -14,7 +14,6 @@
 #include "SingleFrameCollector.h"
 #include "Task.h"
 
-#include <QSaveFile>
 #include <algorithm>
 
 namespace {
@@ -67,19 +66,6 @@ Task<Taken> streamedPicture(DisplaySource& displays, DisplayDescription display,
     if (!jpeg)
         co_return encodingFailed(index);
     co_return Picture{*jpeg, frame->size};
-}
-
-/// Whole or not at all, for the user alone, and dated by the clock that later judges its age. The error's
-/// text, empty on success.
-QString writePicture(const QString& path, const QByteArray& jpeg, Date now) {
-    QSaveFile file(path);
-    const bool written = file.open(QIODevice::WriteOnly) &&
-                         file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner) &&
-                         file.write(jpeg) == jpeg.size() && file.flush();
-    if (!written)
-        return file.errorString();
-    file.setFileTime(now.toDateTime(QTimeZone::utc()), QFileDevice::FileModificationTime);
-    return file.commit() ? QString() : file.errorString();
 }
 
 } // namespace
@@ -154,7 +140,9 @@ Task<Taken> ScreenCaptureService::Cycle::take(DisplayDescription display, int in
 std::optional<CaptureOutcome> ScreenCaptureService::Cycle::save(const Picture& picture, int index,
                                                                 const QString& timestampToken) const {
     const QString path = directory + u'/' + CaptureFolder::fileName(sessionId, timestampToken, index);
-    const QString error = writePicture(path, picture.jpeg, on.clock.now());
+    // Dated by the clock that later judges its age.
+    const QString error =
+        ApplicationFolder::replaceFile(path, picture.jpeg, on.clock.now().toDateTime(QTimeZone::utc()));
     if (!error.isEmpty()) {
         qCCritical(Log::capture, "Failed writing screenshot: %s", qUtf8Printable(error));
         return CaptureOutcome::localFailure;

@@ -8,7 +8,6 @@
 #include "Random.h"
 
 #include <QFile>
-#include <QSaveFile>
 
 namespace {
 // Seconds between two refreshes, so drawn that the clients of a company do not ask all at once.
@@ -52,12 +51,7 @@ Task<RemoteConfig> RemoteConfigService::performFetchBody() {
 
 /// A failure leaves the last copy in place, and the fetch has succeeded all the same.
 void RemoteConfigService::writeCache(const RemoteConfig& config) const {
-    QSaveFile file(fileURL_);
-    if (!file.open(QIODevice::WriteOnly))
-        return;
-    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
-    file.write(encodeRemoteConfig(config));
-    file.commit();
+    ApplicationFolder::replaceFile(fileURL_, encodeRemoteConfig(config));
 }
 
 std::optional<RemoteConfig> RemoteConfigService::cachedConfig() const {

@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QSaveFile>
 
 namespace ApplicationFolder {
 
@@ -41,6 +42,17 @@ bool create(const QString& folder) {
         createLevel(level, isOurs);
     }
     return QFileInfo(absolute).isDir();
+}
+
+QString replaceFile(const QString& file, const QByteArray& content, const QDateTime& modifiedAt) {
+    QSaveFile replacement(file);
+    // Flushed by hand: a commit does not notice that there was no room for what was still to be written.
+    const bool isWritten = replacement.open(QIODevice::WriteOnly) &&
+                           replacement.setPermissions(QFile::ReadOwner | QFile::WriteOwner) &&
+                           replacement.write(content) == content.size() && replacement.flush();
+    if (isWritten && modifiedAt.isValid())
+        replacement.setFileTime(modifiedAt, QFileDevice::FileModificationTime);
+    return isWritten && replacement.commit() ? QString() : replacement.errorString();
 }
 
 QString setAside(const QString& file, const QString& stamp) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDateTime>
 #include <QString>
 
 class ApplicationInfo;
@@ -15,6 +16,10 @@ QString path(const ApplicationInfo& information);
 /// itself, and every level from the own folder downwards, is closed to others when it was open. False when it
 /// is not there afterwards.
 bool create(const QString& folder);
+
+/// Replaces a file as a whole by one of mode 0600, or leaves it as it is. An invalid `modifiedAt` is the moment of the
+/// writing. The error's text, empty on success.
+QString replaceFile(const QString& file, const QByteArray& content, const QDateTime& modifiedAt = {});
 
 /// Renames a file that cannot be read to "<name>.unreadable-<stamp>", so that a new one can be begun; `stamp`
 /// is the UTC time of the discovery, "yyyyMMdd-HHmmss". A name that is taken gets a number.

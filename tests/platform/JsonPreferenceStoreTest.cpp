@@ -1,5 +1,6 @@
 #include "JsonPreferenceStore.h"
 
+#include "FullDisk.h"
 #include "LinuxClock.h"
 #include "LogCapture.h"
 
@@ -43,6 +44,11 @@ TEST_F(JsonPreferenceStoreTest, ValuesOutliveTheProcessAndAFailedWriteGoesWithTh
     store.set("flag", true);
     EXPECT_EQ(log.count("Preferences cannot be written"), 1);
     ASSERT_TRUE(QFile::remove(folder) && QDir().rename(folder + ".away", folder));
+    {
+        const FullDisk disk(10);
+        store.set("flag", true);
+        EXPECT_EQ(log.count("Preferences cannot be written"), 2);
+    }
     const JsonPreferenceStore before(file, clock);
     EXPECT_EQ(before.number("moment"), 1700000000.1234567) << "the old file is whole";
     EXPECT_TRUE(before.value("gone").isUndefined());

@@ -1,4 +1,5 @@
 #include "AppVersion.h"
+#include "FullDisk.h"
 #include "ServerWorld.h"
 
 #include <QDir>
@@ -43,6 +44,10 @@ TEST_F(ConfigurationTest, TheLastGoodCopyStaysInAPrivateFile) {
     const auto shared = QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther;
     EXPECT_FALSE(QFile::permissions(service.fileURL()) & shared);
     EXPECT_EQ(fetched(R"({"data":{}})").failure, Kind::decodingFailed);
+    {
+        const FullDisk disk(10);
+        fetched(reply());
+    }
     EXPECT_EQ(service.cachedConfig(), config);
     EXPECT_EQ(filesOfFolder(), QStringList{"config.json"});
     ASSERT_TRUE(QFile::remove(service.fileURL()) && QDir().mkdir(service.fileURL()));

@@ -7,11 +7,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
-#include <QSaveFile>
-
-namespace {
-constexpr auto ownerOnly = QFile::ReadOwner | QFile::WriteOwner;
-}
 
 JsonPreferenceStore::JsonPreferenceStore(QString file, Clock& clock)
     : file_(std::move(file)) {
@@ -43,7 +38,7 @@ void JsonPreferenceStore::load(Clock& clock) {
     QFile stored(file_);
     if (!stored.exists())
         return;
-    stored.setPermissions(ownerOnly);
+    stored.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
     const QByteArray text = stored.open(QIODevice::ReadOnly) ? stored.readAll() : QByteArray();
     const QJsonDocument document = QJsonDocument::fromJson(text);
     if (document.isObject()) {
@@ -58,11 +53,9 @@ void JsonPreferenceStore::load(Clock& clock) {
 }
 
 void JsonPreferenceStore::save() {
-    QSaveFile replacement(file_);
-    saved_ = ApplicationFolder::create(QFileInfo(file_).absolutePath()) &&
-             replacement.open(QIODevice::WriteOnly) && replacement.setPermissions(ownerOnly) &&
-             replacement.write(QJsonDocument(values_).toJson()) >= 0 && replacement.commit();
+    ApplicationFolder::create(QFileInfo(file_).absolutePath());
+    const QString failure = ApplicationFolder::replaceFile(file_, QJsonDocument(values_).toJson());
+    saved_ = failure.isEmpty();
     if (!saved_)
-        qCCritical(Log::session, "Preferences cannot be written: %s",
-                   qUtf8Printable(replacement.errorString()));
+        qCCritical(Log::session, "Preferences cannot be written: %s", qUtf8Printable(failure));
 }
