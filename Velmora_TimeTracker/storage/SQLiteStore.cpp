@@ -147,17 +147,20 @@ int SQLiteStore::migrateIfNeeded() {
     for (const char* index : Sql::indices) {
         note(sqlite3_exec(db_, index, nullptr, nullptr, nullptr));
     }
+    hasSchema_ = firstFailure == SQLITE_OK;
     return firstFailure;
 }
 
 int SQLiteStore::execute(const char* sql) {
     char* message = nullptr;
     const int code = sqlite3_exec(db_, sql, nullptr, nullptr, &message);
-    if (message) {
+    if (code == SQLITE_OK) {
+        failures_.remove(sql);
+    } else if (message && ++failures_[sql] == 1) {
         std::printf("SQLite error: %s\n", message);
         std::fflush(stdout);
-        sqlite3_free(message);
     }
+    sqlite3_free(message);
     return code;
 }
 
@@ -215,6 +218,9 @@ int SQLiteStore::mend() {
 }
 
 void SQLiteStore::runLocked(const char* sql, const std::function<void(Statement&)>& use) {
+    if (!hasSchema_) {
+        migrateIfNeeded(); // what a full disk has kept from the file
+    }
     int code = SQLITE_OK;
     {
         Statement statement(db_, sql);

@@ -122,8 +122,9 @@ private:
 
     const QString dbURL_;
     sqlite3* db_ = nullptr;
+    bool hasSchema_ = false;          ///< All tables, columns and indices are there.
     QHash<QByteArray, int> failures_; ///< In a row, by the statement's text.
-    std::mutex queue_;                ///< "com.velmora.timetracker.sqlite": guards db_ and failures_
+    std::mutex queue_;                ///< "com.velmora.timetracker.sqlite": guards the three above
     const DomainStorage& domain_;
     Clock& clock_;
     Random& random_;

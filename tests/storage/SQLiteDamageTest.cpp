@@ -1,23 +1,10 @@
+#include "FullDisk.h"
 #include "StoreWorld.h"
 
-#include <csignal>
 #include <random>
 #include <sqlite3.h>
-#include <sys/resource.h>
 
 namespace {
-
-/// A disk without room: as long as it lives, no file of this process grows beyond `limit` bytes.
-struct FullDisk {
-    explicit FullDisk(rlim_t limit) {
-        std::signal(SIGXFSZ, SIG_IGN);
-        ::getrlimit(RLIMIT_FSIZE, &before);
-        const rlimit now{limit, before.rlim_max};
-        EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &now), 0);
-    }
-    ~FullDisk() { ::setrlimit(RLIMIT_FSIZE, &before); }
-    rlimit before = {};
-};
 
 /// A disk that is dying: after so many reads of a database opened while this lives, each further one fails.
 struct DyingDisk {
@@ -195,6 +182,17 @@ TEST(SQLiteFullDisk, LosesNothingInSilence) {
         }
     }
     EXPECT_GT(trials, 30);
+}
+
+TEST(SQLiteFullDisk, GivesAFirstDatabaseItsTablesWhenThereIsRoom) {
+    StoreWorld world;
+    const LogCapture log;
+    {
+        const FullDisk disk(0);
+        EXPECT_FALSE(works(world.open()));
+    }
+    EXPECT_TRUE(works(*world.store));
+    EXPECT_EQ(world.databasesAside(), 0);
 }
 
 TEST(SQLiteDyingDisk, IsNoReasonToSetASoundFileAside) {
