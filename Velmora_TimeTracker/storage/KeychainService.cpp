@@ -33,6 +33,8 @@ KeychainService::Answer KeychainService::readAuthTokens(SecretStore::WhenLocked 
             needsUnlock_();
         break;
     case SecretStore::Status::failed:
+        if (whenLocked == SecretStore::WhenLocked::askToUnlock)
+            wasAsked_ = false; // the request did not reach anybody
         break;
     }
     return {std::nullopt, false};

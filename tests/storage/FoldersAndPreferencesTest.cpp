@@ -58,7 +58,8 @@ TEST(DeviceId, IsDrawnOnce) {
 
 TEST(KeychainService, KeepsOneItemAndTellsALockFromNothing) {
     MemorySecretStore secrets;
-    KeychainService keychain(secrets);
+    int asked = 0;
+    KeychainService keychain(secrets, [&] { ++asked; });
     using enum SecretStore::WhenLocked;
     AuthTokens tokens{"access", "refresh", Date::since2001(1), Date::since2001(2), "r1", "r2"};
     const auto expect = [&](const std::optional<AuthTokens>& found, bool isDefinite) {
@@ -76,10 +77,16 @@ TEST(KeychainService, KeepsOneItemAndTellsALockFromNothing) {
     EXPECT_EQ(secrets.prompts, 0);
     secrets.unlocksWhenAsked = true;
     EXPECT_EQ(keychain.getAuthTokens(), tokens) << "after the prompt";
-    secrets.isLocked = false;
     secrets.isBroken = true;
+    EXPECT_FALSE(keychain.getAuthTokens());
     expect({}, false);
+    EXPECT_EQ(asked, 1);
     secrets.isBroken = false;
+    secrets.isLocked = true;
+    expect({}, false);
+    expect({}, false);
+    EXPECT_EQ(asked, 2) << "once, though it was to be asked while it was broken";
+    secrets.isLocked = false;
     keychain.deleteAuthTokens();
     expect({}, true);
     secrets.add("com.velmora.timetracker", "auth_tokens", "{\"accessToken\":\"x\"}");
