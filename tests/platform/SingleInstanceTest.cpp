@@ -59,4 +59,16 @@ TEST_F(SingleInstanceDeathTest, TheNextStartCallsTheOneBeforeAlsoAfterACrashByAS
     EXPECT_FALSE(sockets[0].permissions() & QFile::Permissions(0x77));
 }
 
+TEST_F(SingleInstanceDeathTest, WithoutARuntimeFolderTheNextStartIsHeardToo) {
+    for (const QString& missing : {QString(), QStringLiteral("here"), runtime.filePath("gone")}) {
+        qputenv("XDG_RUNTIME_DIR", missing.toUtf8());
+        const auto instance = SingleInstance::acquire(configuration);
+        ASSERT_TRUE(instance);
+        int activations = 0;
+        instance->onActivationRequested([&] { ++activations; });
+        EXPECT_FALSE(SingleInstance::acquire(configuration));
+        EXPECT_TRUE(eventually([&] { return activations == 1; })) << missing.toStdString();
+    }
+}
+
 } // namespace

@@ -6,6 +6,7 @@
 #include <QCryptographicHash>
 #include <QDeadlineTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QLocalSocket>
 #include <QThread>
 #include <fcntl.h>
@@ -50,7 +51,8 @@ bool askToComeUp(const QString& socketPath) {
 
 std::unique_ptr<SingleInstance> SingleInstance::acquire(const QString& configurationFolder) {
     ApplicationFolder::create(configurationFolder);
-    const QString runtimeFolder = qEnvironmentVariable("XDG_RUNTIME_DIR", configurationFolder);
+    const QString session = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    const QString runtimeFolder = QFileInfo(session).isDir() ? session : configurationFolder;
     const QByteArray key = QCryptographicHash::hash(configurationFolder.toUtf8(), QCryptographicHash::Sha256);
     const QString name = "/velmora-timetracker-" + QString::fromLatin1(key.toHex().first(16));
     const QString socket = runtimeFolder + name + ".socket";
