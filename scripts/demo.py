@@ -20,7 +20,7 @@ def tell(text):
 def attended(desktop):
     tell(f"\nSign in with   {ACCOUNT[0]}   password   {ACCOUNT[1]}")
     tell(f"The employer's view: {desktop.backend.url}/")
-    tell("Close the window, or press Ctrl+C here, to end.\n")
+    tell("Press Ctrl+Q in the window, or Ctrl+C here, to end.\n")
     desktop.start_program()
     try:
         code = desktop.program.wait()
