@@ -55,6 +55,15 @@ qint64 World::count(const char* sql) const {
     return result;
 }
 
+qint64 World::pictureFiles() const {
+    qint64 files = 0;
+    for (QDirIterator it(folder_.path(), {QStringLiteral("*.jpg")}, QDir::Files,
+                         QDirIterator::Subdirectories);
+         it.hasNext(); it.next())
+        ++files;
+    return files;
+}
+
 QUuid World::sessionOfRow(const QString& row) const {
     QUuid session;
     Look(databaseFile())
@@ -101,6 +110,10 @@ void World::checkHistory(const std::vector<Session>& finished) {
         else if (std::abs(static_cast<double>(*session.reportedTotalSeconds) - session.totalSeconds(Date{})) >
                  1)
             complain(QStringLiteral("a frozen total is not the sum of its intervals"));
+        const qint64 counted = session.mouseCount + session.keyboardCount;
+        const int events = events_.value(session.id);
+        if (counted > events || (happened_.deaths == 0 && counted < events))
+            complain(QStringLiteral("a session counted %1 events of %2").arg(counted).arg(events));
         if (!changesClock_ && !changesZone_ && !session.intervals.empty() &&
             companyDate(session.intervals.front().startedAt) !=
                 companyDate(*session.intervals.back().stoppedAt))
@@ -162,24 +175,22 @@ void World::checkToday(const std::vector<Session>& all) {
             QStringLiteral("today shows %1 s, billed are %2 s, %3 s ran").arg(shown).arg(billed).arg(ran));
 }
 
-/// Each picture is on the disk, has arrived, or was dropped by name; a death may fall between the taking and
-/// the file.
+/// Of the pictures taken, those that are not on the disk, have not arrived and were not dropped by name.
+qint64 World::missingPictures() const {
+    return platform_.displays.picturesTaken - pictureFiles() - server_.screenshots.size() - droppedPictures_;
+}
+
 void World::checkPictures() {
-    qint64 files = 0;
-    for (QDirIterator it(folder_.path(), {QStringLiteral("*.jpg")}, QDir::Files,
-                         QDirIterator::Subdirectories);
-         it.hasNext(); it.next())
-        ++files;
-    const qint64 known = files + server_.screenshots.size() + droppedPictures_;
+    stampPictures();
     if (droppedPictures_ > server_.refusedPictures)
         complain(QStringLiteral("S: %1 pictures dropped, %2 refused")
                      .arg(droppedPictures_)
                      .arg(server_.refusedPictures));
     constexpr double ageingOut = 7 * 86400;
-    if (jumped_ < ageingOut && known + happened_.deaths < platform_.displays.picturesTaken)
-        complain(QStringLiteral("S: %1 pictures taken, %2 known")
-                     .arg(platform_.displays.picturesTaken)
-                     .arg(known));
+    if (jumped_ < ageingOut && missingPictures() > lostPictures_)
+        complain(QStringLiteral("S: %1 of %2 pictures are missing")
+                     .arg(missingPictures())
+                     .arg(platform_.displays.picturesTaken));
 }
 
 /// The beginning of each session and the end of each finished one has arrived as it was, waits in the queue,
@@ -194,13 +205,19 @@ void World::checkDelivery(const std::vector<Session>& finished, const std::vecto
                isClosedElsewhere(session.id);
     };
     const auto checkStart = [&](const Session& session) {
-        if (!server_.started.contains(session.id) && !beganPaused_.contains(session.id) &&
+        if (!changesZone_ && server_.startBodies.value(session.id).size() > 1)
+            complain(QStringLiteral("D: session %1 began with different bodies").arg(session.id.toString()));
+        if (!server_.startBodies.contains(session.id) && !beganPaused_.contains(session.id) &&
             !isAccountedFor(session, QStringLiteral("startSession")))
             complain(QStringLiteral("D: session %1 never began for the server").arg(session.id.toString()));
     };
     for (const Session& session : active)
         checkStart(session);
+    QSet<QUuid> known;
+    for (const Session& session : active)
+        known.insert(session.id);
     for (const Session& session : finished) {
+        known.insert(session.id);
         checkStart(session);
         const auto record = server_.sessions.value(session.id);
         if (record.completedBodies.isEmpty() && !isAccountedFor(session, QStringLiteral("heartbeat")))
@@ -210,6 +227,9 @@ void World::checkDelivery(const std::vector<Session>& finished, const std::vecto
         if (!record.completedBodies.isEmpty() && record.completedSeconds != session.reportedTotalSeconds)
             complain(QStringLiteral("D: session %1 came with another total").arg(session.id.toString()));
     }
+    for (auto started = server_.startBodies.keyBegin(); started != server_.startBodies.keyEnd(); ++started)
+        if (!known.contains(*started))
+            complain(QStringLiteral("D: session %1 began that does not exist").arg(started->toString()));
 }
 
 /// The slots of the calendar hold the seconds that ran in them, and have arrived as they stand.
@@ -219,13 +239,17 @@ void World::checkSegments() {
               "AND active_seconds + non_idle_seconds + mouse_movements + keyboard_movements > 0");
     if (unsent > 1)
         complain(QStringLiteral("D: %1 segments were never sent").arg(unsent));
-    QHash<QString, int> held;
+    struct Held {
+        int tracked, active, events;
+    };
+    QHash<QString, Held> held;
     Look(databaseFile())
-        .each("SELECT segment_date || '#' || segment_number, non_idle_seconds, uploaded_at IS NOT NULL "
-              "FROM activity_segments",
+        .each("SELECT segment_date || '#' || segment_number, non_idle_seconds, uploaded_at IS NOT NULL, "
+              "active_seconds, mouse_movements + keyboard_movements FROM activity_segments",
               [&](sqlite3_stmt* row) {
                   const QString slot = QString::fromUtf8(blob(row, 0));
-                  const int seconds = held[slot] = sqlite3_column_int(row, 1);
+                  const int seconds = sqlite3_column_int(row, 1);
+                  held[slot] = {seconds, sqlite3_column_int(row, 3), sqlite3_column_int(row, 4)};
                   const double arrived = server_.segments.value(slot, -1);
                   if (sqlite3_column_int(row, 2) != 0 && !changesCompany_ &&
                       std::abs(arrived - std::min(seconds / 6.0, 100.0)) > 0.01)
@@ -234,15 +258,22 @@ void World::checkSegments() {
     if (!isTidy())
         return;
     for (auto slot = slots_.cbegin(); slot != slots_.cend(); ++slot) {
-        const double seconds = held.take(slot.key());
+        const Held counted = held.take(slot.key());
         const double slack = Truth::tickSlack * (1 + slot->edges);
-        if (seconds > slot->ran + slack || (!slot->isShort && seconds < slot->ran - slack))
-            complain(QStringLiteral("B: segment %1 holds %2 s of %3 s")
-                         .arg(slot.key())
-                         .arg(seconds)
-                         .arg(slot->ran));
+        const auto compare = [&](const char* what, double holds, double happened, double within) {
+            if (holds > happened + within || (!slot->isShort && holds < happened - within))
+                complain(QStringLiteral("B: segment %1 holds %2 %3 of %4")
+                             .arg(slot.key())
+                             .arg(holds)
+                             .arg(QLatin1String(what))
+                             .arg(happened));
+        };
+        compare("s", counted.tracked, slot->ran, slack);
+        compare("events", counted.events, slot->events, 10 * slack);
+        if (counted.active > slot->touches + slack)
+            complain(QStringLiteral("B: segment %1 was active for %2 s").arg(slot.key()).arg(counted.active));
     }
-    for (const int seconds : held)
-        if (seconds > Truth::tickSlack)
-            complain(QStringLiteral("B: a segment holds %1 s in which nothing ran").arg(seconds));
+    for (const Held& counted : held)
+        if (counted.tracked > Truth::tickSlack)
+            complain(QStringLiteral("B: a segment holds %1 s in which nothing ran").arg(counted.tracked));
 }

@@ -57,18 +57,31 @@ Reply ModelServer::handle(const URLRequest& request) {
                    ? SimulatedURLSession::answer(200, chance() < 0.5 ? "<html>busy</html>" : R"({"data":[17)")
                    : done;
     }
-    case 7: { // refused for good
-        const int statuses[] = {400, 413, 422};
-        const QString path = request.url.path();
-        if (!path.contains(QStringLiteral("timetracker")))
-            return commit(request);
-        refusedPictures += path.endsWith(QStringLiteral("/screenshots"));
-        return SimulatedURLSession::answer(statuses[std::uniform_int_distribution<>(0, 2)(random_)]);
-    }
+    case 7:
+        return refuse(request);
     default:
         expireTokens();
         return commit(request);
     }
+}
+
+/// For good.
+Reply ModelServer::refuse(const URLRequest& request) {
+    const QString path = request.url.path();
+    if (!path.contains(QStringLiteral("timetracker")))
+        return commit(request);
+    const auto body = Json::object(request.body);
+    const QUuid session(body ? body->value("session_uuid").toString() : path.section(u'/', -2, -2));
+    const std::pair<const char*, const char*> types[] = {{"/screenshots", "screenshot"},
+                                                         {"/start", "startSession"},
+                                                         {"/heartbeat", "heartbeat"},
+                                                         {"/batch", "activitySegment"}};
+    for (const auto& [end, type] : types)
+        if (path.endsWith(QLatin1String(end)))
+            refused[QLatin1String(type)].insert(session);
+    refusedPictures += path.endsWith(QStringLiteral("/screenshots"));
+    const int statuses[] = {400, 413, 422};
+    return SimulatedURLSession::answer(statuses[std::uniform_int_distribution<>(0, 2)(random_)]);
 }
 
 Reply ModelServer::commit(const URLRequest& request) {
@@ -97,7 +110,7 @@ Reply ModelServer::commit(const URLRequest& request) {
     if (!body)
         return SimulatedURLSession::answer(422, R"({"message":"no JSON object"})");
     if (path.endsWith(QStringLiteral("sessions/start"))) {
-        started.insert(QUuid(body->value("session_uuid").toString()));
+        startBodies[QUuid(body->value("session_uuid").toString())].insert(request.body);
         return SimulatedURLSession::answer(200, todayTotal());
     }
     if (path.endsWith(QStringLiteral("sessions/heartbeat")))

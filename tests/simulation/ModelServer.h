@@ -32,12 +32,14 @@ public:
     bool isFailing = false;      ///< Answers 503 to everything.
 
     QHash<QUuid, SessionRecord> sessions;
-    QSet<QUuid> started;             ///< Sessions whose start was reported.
-    QSet<QString> screenshots;       ///< Names of the pictures received.
-    QHash<QString, double> segments; ///< The tracked percentage by "date#number".
+    QHash<QUuid, QSet<QByteArray>> startBodies; ///< What reported the start of each session.
+    QSet<QString> screenshots;                  ///< Names of the pictures received.
+    QHash<QString, double> segments;            ///< The tracked percentage by "date#number".
     int takeoverAnswers = 0;
     int faultsMet = 0;
     int refusedPictures = 0; ///< Answered with a status that no retry would change.
+    /// The sessions of which something was so answered, by the type of the row that it came from.
+    QHash<QString, QSet<QUuid>> refused;
 
     /// Run before a completed heartbeat is handled; answering true loses the request without a commit.
     std::function<bool(const QUuid& sessionId)> beforeCompleted;
@@ -50,6 +52,7 @@ public:
 
 private:
     using Reply = SimulatedURLSession::Reply;
+    Reply refuse(const URLRequest& request);
     Reply commit(const URLRequest& request);
     Reply heartbeat(const QJsonObject& body, const QByteArray& raw);
     Reply batch(const QJsonObject& body);

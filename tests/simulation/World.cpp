@@ -109,15 +109,26 @@ World::~World() {
 void World::hear(const QString& logLine) {
     if (logLine.startsWith(QStringLiteral("Server today_date changed")))
         serverDayMovedOn_ = platform_.timeline.date();
-    static const QRegularExpression drop(
-        QStringLiteral("^Task (\\S+) type=(\\w+) (?:failed \\(attempt 6\\)|permanent client error)"));
-    const auto match = drop.match(logLine);
+    static const QRegularExpression failure(
+        QStringLiteral("^Task (\\S+) type=(\\w+) (?:failed \\(attempt (\\d+)\\)|permanent client error)"));
+    const auto match = failure.match(logLine);
     if (!match.hasMatch())
         return;
+    const QString row = match.captured(1);
+    const QString type = match.captured(2);
+    if (match.hasCaptured(3)) {
+        const int attempt = match.captured(3).toInt();
+        if (attempt > std::exchange(attempts_[row], attempt) + 1)
+            complain(QStringLiteral("D: a failure of a %1 counted twice").arg(type));
+        if (attempt <= 5)
+            return;
+    }
+    const QUuid session = sessionOfRow(row);
+    if (!match.hasCaptured(3) && !server_.refused[type].contains(session))
+        complain(QStringLiteral("D: a %1 was dropped that nobody refused").arg(type));
     ++happened_.drops;
-    dropped_[match.captured(2)].insert(sessionOfRow(match.captured(1)));
-    if (match.captured(2) == QStringLiteral("screenshot") && logLine.contains(QStringLiteral("permanent")))
-        ++droppedPictures_;
+    dropped_[type].insert(session);
+    droppedPictures_ += type == QStringLiteral("screenshot") && !match.hasCaptured(3);
 }
 
 QStringList World::run() {
@@ -160,8 +171,11 @@ void World::pass(Seconds span) {
 
 void World::observe() {
     const SessionManager& engine = core_->sessionManager;
-    Seen now{engine.isTracking(), engine.isPaused(), engine.isIdle(),
-             engine.currentSession() ? engine.currentSession()->id : QUuid()};
+    Seen now{engine.isTracking(), engine.isPaused(), engine.isIdle(), {}, {}};
+    if (const auto& session = engine.currentSession()) {
+        now.session = session->id;
+        now.project = session->projectId;
+    }
     const Seconds idleFor = platform_.timeline.uptime() - lastInputUptime_;
     if (now == seen_) {
         // A new threshold holds from the next interval on.
@@ -176,6 +190,8 @@ void World::observe() {
     if (isRollover) {
         ++happened_.midnights;
         resolveGap(before.session, false);
+        if (before.project != now.project)
+            complain(QStringLiteral("midnight changed the project"));
         if (before.isPaused)
             beganPaused_.insert(now.session);
     }
@@ -346,6 +362,11 @@ void World::die() {
     }
     for (const double late : {0.0, Truth::tickSlack}) // the last tick may have been in the slot before
         slots_[slotOf(platform_.timeline.date() - late)].isShort = true;
+    endProcess();
+    lostPictures_ = std::clamp(missingPictures(), lostPictures_, lostPictures_ + 1);
+}
+
+void World::endProcess() {
     core_.reset();
     platform_.processDied();
     seen_ = {};

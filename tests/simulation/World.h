@@ -45,6 +45,7 @@ private:
         bool isPaused = false;
         bool isIdle = false;
         QUuid session;
+        QString project;
         friend bool operator==(const Seen&, const Seen&) = default;
         bool isRunning() const { return isTracking && !isPaused; }
     };
@@ -63,7 +64,8 @@ private:
     /// What a ten-minute slot of the company's calendar should hold.
     struct Slot {
         double ran = 0;
-        int edges = 0;        ///< Beginnings and ends of running in it: each may count a second more or less.
+        int edges = 0; ///< Beginnings and ends of running in it: each may count a second more or less.
+        int touches = 0, events = 0; ///< What was typed and moved while it ran: how often, and how much.
         bool isShort = false; ///< The counters began anew in it, or the clock repeated it: it may hold less.
     };
 
@@ -88,6 +90,7 @@ private:
     void startProcess(bool diesAtStart = false);
     void stampPictures();
     void die();
+    void endProcess();
 
     // What that means.
     void runningBegan(bool isRollover);
@@ -116,6 +119,8 @@ private:
     QString databaseFile() const;
     std::vector<Session> storedSessions(const char* table) const;
     qint64 count(const char* sql) const;
+    qint64 pictureFiles() const;
+    qint64 missingPictures() const;
     QUuid sessionOfRow(const QString& row) const;
     bool isClosedElsewhere(const QUuid& session) const {
         return server_.sessions.value(session).takenOver || closedByTakeover_.contains(session);
@@ -140,6 +145,8 @@ private:
     /// Sessions of which the program dropped a row for a reason that its log names, by the type of the row.
     QHash<QString, QSet<QUuid>> dropped_;
     int droppedPictures_ = 0;
+    qint64 lostPictures_ = 0;      ///< A death fell between the taking and the file.
+    QHash<QString, int> attempts_; ///< How often each row failed, as the log tells.
     /// When the server's figure of a new day took the place of an older one, which sets the sum of the finished
     /// sessions to zero, those of the new day included.
     Date serverDayMovedOn_;
@@ -167,6 +174,7 @@ private:
     QHash<QUuid, double> diedRunning_;
     std::vector<Span> spans_;
     QHash<QString, Slot> slots_;
+    QHash<QUuid, int> events_; ///< What was typed and moved in each session.
     /// Sessions that a take-over closed: their end is reported by the other device. The rule closes whatever
     /// session runs, also when the take-over was of an earlier one.
     QSet<QUuid> closedByTakeover_;

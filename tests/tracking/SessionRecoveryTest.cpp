@@ -68,7 +68,9 @@ TEST_F(SessionRecovery, RollsAPausedSessionOverWithoutAnInterval) {
     EXPECT_EQ(lastFinished().intervals.back().stoppedAt, paused);
     EXPECT_TRUE(world.session().intervals.empty());
     EXPECT_TRUE(engine().isPaused());
+    EXPECT_EQ(world.session().projectId, lastFinished().projectId);
     resume();
+    EXPECT_EQ(world.activeSessions(), std::vector{world.session()});
     world.tick(30);
     EXPECT_EQ(world.finishedSessions().size(), 1); // no second rollover
     EXPECT_EQ(engine().elapsedSeconds(), 30);
@@ -112,6 +114,7 @@ TEST_F(SessionRecovery, BillsACrashUpToTheLastMark) {
         engine().resumeInterruptedSession();
         const Session session = world.session();
         EXPECT_EQ(session.intervals.back().startedAt, now());
+        EXPECT_GE(session.intervals[1].stoppedAt, session.intervals[1].startedAt);
         EXPECT_EQ(world.mark(left.id), now());
         EXPECT_EQ(world.activeSessions(), std::vector{session});
         const Seconds total = session.totalSeconds(now()) - 600;
