@@ -32,7 +32,7 @@ endfunction()
 add_custom_target(engine-tests)
 
 # velmora_test(<name> SOURCES <files...> LINKS <targets...> [LABELS <labels...>] [TIMEOUT <seconds>])
-# The label "desktop" means a real display, bus, keyring or process: nothing else runs beside such a test.
+# The label "desktop" means a real display, bus, keyring or process: nothing of the other labels runs beside such a test.
 function(velmora_test name)
     cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LINKS;LABELS" ${ARGN})
     if(NOT ARG_TIMEOUT)

@@ -262,9 +262,9 @@ void World::calmDown() {
         pass(700);
         touch();
         stop();
-        pass(3000);
+        pass(900);
         changeCompany();
-        pass(1500);
+        pass(600);
     }
     checkHour();
     const qint64 rows = count("SELECT count(*) FROM upload_queue");
