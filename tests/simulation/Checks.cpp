@@ -186,8 +186,9 @@ void World::checkPictures() {
         complain(QStringLiteral("S: %1 pictures dropped, %2 refused")
                      .arg(droppedPictures_)
                      .arg(server_.refusedPictures));
-    constexpr double ageingOut = 7 * 86400;
-    if (jumped_ < ageingOut && missingPictures() > lostPictures_)
+    // They age out after a week in which the clock jumped ahead, or their company was not chosen.
+    constexpr double week = 7 * 86400;
+    if (jumped_ + (changesCompany_ ? real() : 0) < week && missingPictures() > lostPictures_)
         complain(QStringLiteral("S: %1 of %2 pictures are missing")
                      .arg(missingPictures())
                      .arg(platform_.displays.picturesTaken));

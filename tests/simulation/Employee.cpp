@@ -31,8 +31,8 @@ void World::act() {
     // The world begins at nine in the morning of the employee. Who lives long has evenings and weekends.
     const double hours = real() / 3600 + 9;
     const double hour = std::fmod(hours, 24);
-    const bool isFree = options_.days > 7 && (hour >= 18 || std::fmod(hours / 24, 7) >= 5);
-    if ((hour < 7 || isFree) && !oneIn(4)) {
+    const bool isFree = options_.days > 7 && (hour < 8 || hour >= 18 || std::fmod(hours / 24, 7) >= 5);
+    if (isFree || (hour < 7 && !oneIn(4))) {
         if (!oneIn(4))
             sleepMachine(between(600, 4 * 3600));
         else
