@@ -50,8 +50,7 @@ class BackendTest : public testing::Test {
 protected:
     const std::string device = "AAAAAAAA-0000-4000-8000-000000000001",
                       session = "BBBBBBBB-0000-4000-8000-000000000001";
-    const std::string otherDevice = "AAAAAAAA-0000-4000-8000-000000000002",
-                      startedAt = "2025-03-14T11:00:00+01:00";
+    const std::string startedAt = "2025-03-14T11:00:00+01:00";
     const std::string employees = "hr/timetracker/employees/",
                       pictureName = session + "_2025-03-14T11-01-00+01-00_0.jpg";
     /// The smallest bytes that tell a size, 1920 by 1080.
@@ -114,10 +113,10 @@ protected:
         return with(with(with(request, "X-App", ""), "app-client", "ios"), "Authorization",
                     "Bearer " + accessToken);
     }
-    Outgoing start(const std::string& uuid, const std::string& at, const std::string& from) const {
+    Outgoing start() const {
         return upload("sessions/start",
-                      json(R"({"task_id":"101","device_uuid":")" + from + R"(","session_uuid":")" + uuid +
-                           R"(","started_at":")" + at + "\"}"));
+                      json(R"({"task_id":"101","device_uuid":")" + device + R"(","session_uuid":")" +
+                           session + R"(","started_at":")" + startedAt + "\"}"));
     }
     static std::string interval(const std::string& from, const std::string& to) {
         return R"({"interval_uuid":"CCCCCCCC-0000-4000-8000-000000000001","started_at":")" + from +

@@ -9,21 +9,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-TEST(ThreadExecutorTest, RunsTheJobsOfEachPosterInOrderOnItsThread) {
-    ThreadExecutor executor("com.velmora.test.order");
-    std::vector<int> mine, theirs;
-    const auto fill = [&](std::vector<int>& order) {
-        for (int job = 0; job < 2000; ++job)
-            executor.post([&, job] { order.push_back(executor.isCurrent() ? job : -job); });
-    };
-    std::thread other(fill, std::ref(theirs));
-    fill(mine);
-    other.join();
-    executor.sync([] {});
-    for (const auto& order : {mine, theirs})
-        EXPECT_TRUE(order.size() == 2000 && std::is_sorted(order.begin(), order.end()));
-}
-
 TEST(ThreadExecutorTest, AStopDropsWhatIsQueuedAndWaitsForTheJobUnderWay) {
     auto kept = std::make_shared<int>();
     std::latch allPosted(1), entered(1);

@@ -1,4 +1,3 @@
-#include "AppVersion.h"
 #include "FullDisk.h"
 #include "ServerWorld.h"
 
@@ -37,12 +36,10 @@ protected:
     RemoteConfig config;
 };
 
-TEST_F(ConfigurationTest, TheLastGoodCopyStaysInAPrivateFile) {
+TEST_F(ConfigurationTest, TheLastGoodCopyStays) {
     EXPECT_FALSE(service.cachedConfig());
     EXPECT_TRUE(log.lines().isEmpty()) << "no file is no fault";
     fetched(reply());
-    const auto shared = QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther;
-    EXPECT_FALSE(QFile::permissions(service.fileURL()) & shared);
     EXPECT_EQ(fetched(R"({"data":{}})").failure, Kind::decodingFailed);
     {
         const FullDisk disk(10);
@@ -101,30 +98,14 @@ TEST_F(ConfigurationTest, ALoopThatWasReplacedOrStoppedIsSilent) {
 }
 
 TEST_F(ConfigurationTest, UnknownZonesAreTheSystems) {
-    const std::pair<QString, const char*> cases[] = {
-        {"Asia/Tokyo", "Asia/Tokyo"},
-        {"", "Europe/Paris"},
-        {"Mars/Olympus", "Europe/Paris"},
-        {"../../../etc/passwd", "Europe/Paris"},
-        {QString(100'000, 'x'), "Europe/Paris"},
-    };
-    for (const auto& [text, zone] : cases) {
+    for (const QString text : {"Asia/Tokyo", "", "Mars/Olympus", "../../../etc/passwd"}) {
         config.appTimezone = text;
-        EXPECT_EQ(zones.timezoneIdentifierForAPI(&config), zone) << qPrintable(text.left(50));
+        const QString zone = text == "Asia/Tokyo" ? text : "Europe/Paris";
+        EXPECT_EQ(zones.timezoneIdentifierForAPI(&config), zone);
         zones.store(text);
-        EXPECT_EQ(zones.storedTimezoneIdentifier(), text.isEmpty() ? "Europe/Paris" : text);
+        EXPECT_EQ(zones.storedTimezoneIdentifier(), text.isEmpty() ? zone : text);
         EXPECT_EQ(zones.storedTimeZone().id(), zone);
     }
-}
-
-TEST(AppVersionTest, ComparesLeadingNumbers) {
-    EXPECT_EQ(AppVersion::parse("1..2beta3.-2.007"), (std::vector<qint64>{1, 2, 0, 7}));
-    for (const auto& [lower, higher] :
-         {std::pair("1.2", "1.2.1"), {"1.9", "1.10"}, {"1.9.9", "2"}, {"", "0.1"}}) {
-        EXPECT_TRUE(AppVersion::isLower(lower, higher)) << lower;
-        EXPECT_FALSE(AppVersion::isLower(higher, lower)) << lower;
-    }
-    EXPECT_FALSE(AppVersion::isLower("1.2", "1.2.0") || AppVersion::isLower("1.2.0", "1.2"));
 }
 
 } // namespace

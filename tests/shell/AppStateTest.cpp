@@ -76,6 +76,7 @@ TEST_F(AppState, DecidesTheForcedUpdateByTheMarketingVersion) {
     for (const auto& [version, link, forced, latest, download] :
          {std::tuple<Text, Text, bool, Text, QString>{"1.2", url, false, "1.2", ""},
           {" 1.2.1\n", url, true, "1.2.1", url},
+          {"1.10", {}, true, "1.10", ""},
           {"2", "http://[broken", true, "2", ""},
           {{}, {}, false, {}, ""}}) {
         demand(version, link);

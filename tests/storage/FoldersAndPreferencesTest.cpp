@@ -15,7 +15,7 @@ TEST(ApplicationFolder, IsPrivateWhateverTheMaskAndWhateverItWas) {
         ::umask(before);
         for (const char* level : {"/..", "", "/captures", "/captures/acme.test"}) {
             EXPECT_EQ(modeOf(own + level), 0700U) << level << " mask " << mask;
-            ASSERT_TRUE(setMode(own + level, 0755));
+            ASSERT_EQ(::chmod(QFile::encodeName(own + level).constData(), 0755), 0);
         }
         EXPECT_TRUE(ApplicationFolder::create(own + "/captures"));
         EXPECT_EQ(modeOf(own + "/.."), 0755U) << "the user's own business";
@@ -46,14 +46,6 @@ TEST(DomainStorage, KeepsOneUrlAndNamesItsHost) {
     }
     domain.setBaseURL(QUrl("https://user:pw@acme.test:99/a%20b/api/v1/"));
     EXPECT_TRUE(domain.domainKey() == "acme.test" && domain.hasCompany());
-}
-
-TEST(DeviceId, IsDrawnOnce) {
-    MemoryPreferenceStore preferences;
-    SimulatedRandom random;
-    const QString drawn = DeviceIdProvider::current(preferences, random);
-    EXPECT_TRUE(parseUuid(drawn)) << drawn.toStdString();
-    EXPECT_EQ(DeviceIdProvider::current(preferences, random), drawn);
 }
 
 TEST(KeychainService, KeepsOneItemAndTellsALockFromNothing) {

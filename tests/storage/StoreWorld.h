@@ -22,17 +22,12 @@ inline QUuid numberedId(int number) {
 }
 
 inline Session storedSession(int number, Date startedAt, std::optional<Date> stoppedAt) {
-    return {numberedId(number),
-            "DEVICE",
-            "",
-            QString("Project %1").arg(number),
-            {{numberedId(number + 1000), startedAt, stoppedAt}},
-            0,
-            0,
-            double(number),
-            SessionStatus::active,
-            {},
-            {}};
+    Session session;
+    session.id = numberedId(number);
+    session.projectName = QString("Project %1").arg(number);
+    session.intervals = {{numberedId(number + 1000), startedAt, stoppedAt}};
+    session.activityScore = number;
+    return session;
 }
 
 inline UploadTask storedTask(int number, UploadTaskType type, int priority = 100, Date createdAt = start) {
@@ -43,10 +38,6 @@ inline UploadTask storedTask(int number, UploadTaskType type, int priority = 100
 inline mode_t modeOf(const QString& path) {
     struct stat status = {};
     return ::stat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_mode & 0777 : 0;
-}
-
-inline bool setMode(const QString& path, mode_t mode) {
-    return ::chmod(QFile::encodeName(path).constData(), mode) == 0;
 }
 
 /// Empty when there is no such file.

@@ -32,17 +32,6 @@ void EngineFixture::typeFor(int seconds) {
     }
 }
 
-void EngineFixture::sleepMachine(Seconds span, bool isAnnounced) {
-    if (isAnnounced)
-        machine.power.willSleep();
-    machine.timeline.settle();
-    machine.timeline.sleepMachine(span);
-    if (!isAnnounced)
-        machine.power.willSleep(span);
-    machine.power.didWake();
-    machine.timeline.settle();
-}
-
 SimulatedURLSession::Reply EngineFixture::answer(const URLRequest& request) const {
     if (request.url.path().endsWith("employees/config"))
         return SimulatedURLSession::answer(status, "{\"data\":" + encodeRemoteConfig(config) + "}");

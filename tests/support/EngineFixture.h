@@ -54,8 +54,6 @@ public:
     /// One key a second.
     void typeFor(int seconds);
     void jumpTo(const char* text) { machine.timeline.jumpWallClock(at(text) - machine.timeline.date()); }
-    /// With both notices; nothing runs in between. An unannounced sleep is told when it is over.
-    void sleepMachine(Seconds span, bool isAnnounced = true);
 
     // What is on disk and what the backend saw.
     std::vector<Session> finishedSessions() const { return storedSessions("session_history"); }

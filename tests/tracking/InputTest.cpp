@@ -29,19 +29,16 @@ struct Input : testing::Test {
 } // namespace
 
 TEST_F(Input, CountsByTheEventType) {
-    const struct {
-        InputEventType type;
-        qint64 mouse, keyboard;
-    } cases[] = {
-        {mouseMoved, 1, 0},        {leftMouseDragged, 1, 0},
-        {keyDown, 0, 1},           {static_cast<InputEventType>(1), 0, 0}, // a click
-        {disabledByTimeout, 0, 0},
-    };
-    for (const auto& c : cases) {
+    const auto click = static_cast<InputEventType>(1);
+    for (const auto& [type, mouse, keyboard] : {std::tuple(mouseMoved, 1, 0),
+                                                {leftMouseDragged, 1, 0},
+                                                {keyDown, 0, 1},
+                                                {click, 0, 0},
+                                                {disabledByTimeout, 0, 0}}) {
         tracker.reset();
-        tracker.handleEvent(c.type);
-        const bool counts = c.mouse + c.keyboard > 0;
-        EXPECT_EQ(tracker.snapshot(1), (ActivitySnapshot{c.mouse, c.keyboard, 0}));
+        tracker.handleEvent(type);
+        const bool counts = mouse + keyboard > 0;
+        EXPECT_EQ(tracker.snapshot(1), (ActivitySnapshot{mouse, keyboard, 0}));
         EXPECT_EQ(tracker.latestInputAt(), counts ? std::optional(clock.now()) : std::nullopt);
         EXPECT_EQ(tracker.consumeHadInputThisSecond(), counts);
         EXPECT_FALSE(tracker.consumeHadInputThisSecond()); // taken away by the first look
