@@ -1,5 +1,3 @@
-// The JSON forms of the stored records, and the arithmetic of a session.
-
 #include "AuthTokens.h"
 #include "Json.h"
 #include "RemoteConfig.h"

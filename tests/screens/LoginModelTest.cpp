@@ -1,5 +1,3 @@
-// Signing in against a scripted backend, in virtual time.
-
 #include "ScreensFixture.h"
 
 namespace {

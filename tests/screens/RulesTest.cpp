@@ -1,10 +1,7 @@
-// The pure decisions of the screens, as tables.
-
 #include "Formatting.h"
 #include "LoginRules.h"
 #include "MotivationalPhrases.h"
 #include "OTPEntry.h"
-#include "PopoverModel.h"
 #include "VR.h"
 #include "VRHeroBannerCrop.h"
 #include "VRImages.h"
@@ -67,16 +64,6 @@ TEST(Formatting, TellsTimes) {
         EXPECT_EQ(Formatting::hoursMinutes(c.seconds), QString(c.clock).chopped(3));
         EXPECT_EQ(MotivationalPhrases::active(-1, c.seconds), c.phrase); // around the list
     }
-}
-
-TEST(Routing, NamesTheStateByWhatMattersMost) {
-    using enum Routing::StatusTone;
-    using Routing::headerStatus; // tracking, needs a decision, idle, paused
-    EXPECT_EQ(headerStatus(false, true, true, true), (Routing::HeaderStatus{"Not Tracking", brand}));
-    EXPECT_EQ(headerStatus(true, true, true, true), (Routing::HeaderStatus{"Was Idle", warning}));
-    EXPECT_EQ(headerStatus(true, false, true, true), (Routing::HeaderStatus{"Idle – Paused", warning}));
-    EXPECT_EQ(headerStatus(true, false, false, true), (Routing::HeaderStatus{"Paused", warning}));
-    EXPECT_EQ(headerStatus(true, false, false, false), (Routing::HeaderStatus{"Tracking", success}));
 }
 
 TEST(DisplayText, TamesForeignNames) {

@@ -1,5 +1,3 @@
-// The window and the alerts.
-
 #include "AlertDialog.h"
 #include "MainWindow.h"
 #include "QtDesktop.h"

@@ -1,5 +1,3 @@
-// The watcher of the main thread's answers, and its log.
-
 #include "MainThreadWatchdog.h"
 #include "ISO8601.h"
 #include "Timeline.h"

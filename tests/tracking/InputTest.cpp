@@ -1,5 +1,3 @@
-// Counting of input, and the watcher of its absence.
-
 #include "ActivityTracker.h"
 #include "IdleDetector.h"
 #include "LogCapture.h"

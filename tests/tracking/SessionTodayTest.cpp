@@ -69,8 +69,6 @@ TEST_F(SessionToday, FollowsTheConfigurationAndTheServersAnswers) {
 }
 
 TEST_F(SessionToday, RatesTheLastFiveTrackedMinutes) {
-    engine().recordLast5MinInput(true); // no session
-    EXPECT_EQ(engine().last5MinActivityRate(), std::nullopt);
     world.start();
     world.typeFor(75);
     world.tick(75);
