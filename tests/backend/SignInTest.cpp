@@ -1,5 +1,26 @@
 #include "BackendTest.h"
 
+#include <QUrl>
+
+TEST_F(BackendTest, EachAccountGoesOnItsOwnWay) {
+    const QJsonObject straight = send(with(login("Demo@velmora.example"), "Host", "localhost:4711")).data();
+    EXPECT_EQ(text(straight[u"init"][u"endpoint"]), "http://localhost:4711/api/v1");
+    EXPECT_EQ(text(straight[u"data"][u"expires_at"]), "2025-03-14T12:00:00Z");
+    EXPECT_FALSE(straight.contains(u"companies") || straight.contains(u"access_token"));
+
+    const QJsonObject many = send(login("many@velmora.example")).data();
+    take(many);
+    EXPECT_EQ(many[u"companies"].toArray().size(), 3);
+    for (const QJsonValue& company : many[u"companies"].toArray()) {
+        const std::string path = QUrl(company[u"endpoint"].toString()).path().toStdString();
+        const Outgoing there = replacing(query(employees + "config"), "/api/v1", path);
+        EXPECT_EQ(send(there).data()[u"company_name"], company[u"name"]);
+    }
+    EXPECT_EQ(send(login("wrong@velmora.example", "not-demo1234")).status, 200);
+    EXPECT_EQ(send(login("wrong@velmora.example")).status, 401);
+    EXPECT_EQ(send(login("wrong@velmora.example")).raw, send(login("nobody@velmora.example")).raw);
+}
+
 TEST_F(BackendTest, AOneTimeCodeIsGoodOnceForTenMinutes) {
     const std::string email = "otp@velmora.example";
     const auto sendCode = [&] {
@@ -48,7 +69,6 @@ TEST_F(BackendTest, RequestsThatTheClientWouldNotSendAreRefusedWithAReason) {
         {"app-client", with(good, "app-client", "ios"), 400},
         {"X-App", with(good, "X-App", ""), 400},
         {"Authorization", with(good, "Authorization", "Bearer x"), 400},
-        {"", login("demo@velmora.example", "not-demo1234"), 401},
         {"not JSON", replacing(good, "{", "["), 400},
         {"password", replacing(good, "\"password\":\"demo1234\",", ""), 422},
         {"extra", replacing(good, "\"use_jwt\"", "\"extra\":1,\"use_jwt\""), 422},

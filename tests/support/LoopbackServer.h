@@ -12,15 +12,16 @@ class LoopbackServer : public QTcpServer {
 public:
     /// What to do about the one request of a connection, of which head and body are given.
     using Script = std::function<void(QTcpSocket&, const QByteArray& request)>;
+    enum class Calls { forWholeRequests, forFirstBytes };
 
-    explicit LoopbackServer(const Script& script) {
+    explicit LoopbackServer(const Script& script, Calls calls = Calls::forWholeRequests) {
         listen(QHostAddress::LocalHost);
-        connect(this, &QTcpServer::pendingConnectionAvailable, [this, script] {
+        connect(this, &QTcpServer::pendingConnectionAvailable, [this, script, calls] {
             QTcpSocket* socket = nextPendingConnection();
             connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
             connect(socket, &QTcpSocket::readyRead, [=, request = QByteArray()]() mutable {
                 request += socket->readAll();
-                if (isWhole(request))
+                if (calls == Calls::forFirstBytes || isWhole(request))
                     script(*socket, request);
             });
         });
@@ -29,15 +30,18 @@ public:
         return QUrl(QString("http://127.0.0.1:%1%2").arg(serverPort()).arg(path));
     }
 
+    /// The body of a request.
+    static QByteArray body(const QByteArray& request) { return request.mid(headSize(request)); }
+
 private:
+    static qsizetype headSize(const QByteArray& request) { return request.indexOf("\r\n\r\n") + 4; }
     static bool isWhole(const QByteArray& request) {
         const QByteArray name = "\r\ncontent-length: ";
-        const qsizetype headSize = request.indexOf("\r\n\r\n") + 4;
-        const QByteArray head = request.left(headSize).toLower();
+        const QByteArray head = request.left(headSize(request)).toLower();
         const auto begin = head.indexOf(name) + name.size();
         const auto length =
             head.contains(name) ? head.mid(begin, head.indexOf('\r', begin) - begin).toLongLong() : 0;
-        return head.endsWith("\r\n\r\n") && request.size() >= headSize + length;
+        return head.endsWith("\r\n\r\n") && body(request).size() >= length;
     }
 };
 

@@ -71,7 +71,9 @@ TEST_F(SessionRecovery, RollsAPausedSessionOverWithoutAnInterval) {
     EXPECT_EQ(world.finishedSessions().size(), 1); // no second rollover
     EXPECT_EQ(engine().elapsedSeconds(), 30);
     engine().pauseTracking();
-    world.sleepMachine(86400); // to the third day, and no wake ends this pause
+    world.machine.timeline.sleepMachine(86400);
+    world.machine.power.didWake(); // on the third day; no wake ends this pause
+    world.machine.timeline.settle();
     engine().stopTracking();
     EXPECT_EQ(lastTotal(), 0);
 }

@@ -1,3 +1,6 @@
+#include "LinuxURLSession.h"
+#include "LoopbackServer.h"
+#include "ScriptedServer.h"
 #include "UploadWorld.h"
 
 namespace {
@@ -6,11 +9,27 @@ using Type = UploadTaskType;
 using Code = URLError::Code;
 using Network = SimulatedURLSession;
 
+/// A status comes from a real server; a failure of the transport is simulated.
+struct FailingServer {
+    int status = 0;
+    ScriptedServer server{[this](const URLRequest&) { return URLResponse{status, {}, "failed"}; }};
+    LinuxURLSession http;
+
+    void answer(UploadWorld& world, const Network::Reply& failure) {
+        const auto* response = std::get_if<URLResponse>(&failure.result);
+        if (!response || !response->statusCode)
+            return world.reply(failure);
+        status = *response->statusCode;
+        world.domain.setBaseURL(server.root());
+        sendOver(http, world.machine.urlSession);
+    }
+};
+
 /// Sends one task into the failure, and checks all that is to come of it: 'r'etry, 'o'ffline, 't'akeover,
 /// 'd'ropped, 'D'ropped with its file.
-void check(Type type, const Network::Reply& failure, char outcome) {
+void check(FailingServer& server, Type type, const Network::Reply& failure, char outcome) {
     UploadWorld world;
-    world.reply(failure);
+    server.answer(world, failure);
     const QString picture = world.picture();
     type == Type::screenshot ? world.addScreenshot(picture) : world.add(type);
     if (type == Type::activitySegment)
@@ -42,10 +61,73 @@ TEST(UploadFailures, eachKindOfTaskDoesAsTheTableTells) {
     for (int code = 0; code <= int(Code::other); ++code)
         cases.emplace_back(Network::failure(Code(code)),
                            Code(code) <= Code::dataNotAllowed ? "oooo" : "rrrr");
+    FailingServer server;
     const Type types[] = {Type::heartbeat, Type::screenshot, Type::activitySegment, Type::startSession};
     for (std::size_t i = 0; i < 4 * cases.size(); ++i) {
         SCOPED_TRACE(testing::Message() << "failure " << i / 4 << " of task type " << i % 4);
-        check(types[i % 4], cases[i / 4].first, cases[i / 4].second[i % 4]);
+        check(server, types[i % 4], cases[i / 4].first, cases[i / 4].second[i % 4]);
+    }
+}
+
+// What the table above takes for granted: of the failures of a real connection, the time-outs are counted; the same
+// bytes then go out again.
+TEST_F(Upload, failuresOfTheRealNetworkAreToldApartAndDeliverLater) {
+    using enum LoopbackServer::Calls;
+    std::vector<QByteArray> arrived;
+    const auto taken = [&](const LoopbackServer::Script& script) {
+        return [&arrived, script](QTcpSocket& socket, const QByteArray& bytes) {
+            arrived.push_back(LoopbackServer::body(bytes));
+            script(socket, bytes);
+        };
+    };
+    const QByteArray truncated = "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n{";
+    const QUrl closed = LoopbackServer(saying("")).url();
+    const LoopbackServer cut(reset, forFirstBytes), committed(taken(reset)), silent(taken(stallingAfter("")));
+    const LoopbackServer wordless(taken(saying(""))), broken(taken(saying(truncated)));
+    const LoopbackServer stalling(taken(stallingAfter(truncated))),
+        other(taken(saying("220 smtp ready\r\n")));
+    const LoopbackServer good(taken(saying(response(200, "{}"))));
+    const struct {
+        const char* failure;
+        QUrl server;
+        bool timesOut;
+        bool arrives;
+    } cases[] = {
+        {"refused", closed, false, false},
+        {"host not found", QUrl("http://host.invalid/"), false, false},
+        {"reset in mid-request", cut.url(), false, false},
+        {"reset after the server had all", committed.url(), false, true},
+        {"closed without a word", wordless.url(), false, true},
+        {"200 with half a body", broken.url(), false, true},
+        {"no HTTP", other.url(), false, true},
+        {"no answer", silent.url(), true, true},
+        {"no end", stalling.url(), true, true},
+    };
+    LinuxURLSession http;
+    const auto sendTo = [&](const QUrl& server, Seconds timeout) {
+        sendOver(http, machine.urlSession, [=](URLRequest request) {
+            request.url = server.resolved(QUrl(request.url.path()));
+            request.timeout = timeout;
+            return request;
+        });
+    };
+    for (const auto& [failure, server, timesOut, arrives] : cases) {
+        SCOPED_TRACE(failure);
+        arrived.clear();
+        const QByteArray payload = QByteArray(failure).repeated(20000); // more than a connection buffers
+        add(Type::heartbeat, 10, payload);
+        circuitOpensAfter(3, std::nullopt);
+        sendTo(server, timesOut ? 0.3 : 60);
+        run();
+        EXPECT_EQ(rows(), timesOut ? "heartbeat failed 1" : "heartbeat failed 0");
+        EXPECT_NEAR(dueIn(), timesOut ? 4.5 : 75, timesOut ? 0.5 : 15);
+        EXPECT_EQ(arrived.empty(), !arrives);
+        EXPECT_EQ(circuitOpensAfter(1, 500), timesOut);
+        pass(91);
+        sendTo(good.url(), 60);
+        run();
+        EXPECT_EQ(rows(), "");
+        EXPECT_EQ(std::ranges::count(arrived, payload), arrived.size());
     }
 }
 
@@ -105,7 +187,8 @@ TEST_F(Upload, rowThatCannotBeSentMakesNoRequest) {
 }
 
 TEST_F(Upload, circuitOpensAtTheFifthFailureAndThenEachTimeForLonger) {
-    EXPECT_FALSE(circuitOpensAfter(5, 499));
+    EXPECT_FALSE(circuitOpensAfter(5, std::nullopt));
+    EXPECT_FALSE(circuitOpensAfter(1, 499));
     EXPECT_TRUE(circuitOpensAfter(1, 500)); // the others could not open it, but they count
     retry.registerSuccess();
     EXPECT_FALSE(circuitOpensAfter(4, 500));
