@@ -83,9 +83,8 @@ void SQLiteStore::markUploadTaskCompleted(const QUuid& id) {
 }
 
 void SQLiteStore::bringUploadTasksForward(Date now, Date latest) {
-    const QString domain = domain_.domainKey();
     withStatement(Sql::bringUploadTasksForward, [&](Statement& statement) {
-        statement.bindReal(now.secondsSince1970()).bindText(domain).bindReal(latest.secondsSince1970()).run();
+        statement.bindReal(now.secondsSince1970()).bindReal(latest.secondsSince1970()).run();
     });
 }
 

@@ -76,7 +76,7 @@ public:
     void markUploadTaskFailed(const QUuid& id, int retryCount, Date nextAttemptAt);
     /// A completed task has no row.
     void markUploadTaskCompleted(const QUuid& id);
-    /// Makes due at `now` what only later than `latest` would be.
+    /// Makes due at `now` what only later than `latest` would be. All domains.
     void bringUploadTasksForward(Date now, Date latest);
     /// All domains.
     void resetStaleInProgressTasks();

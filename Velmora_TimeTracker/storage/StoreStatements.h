@@ -126,9 +126,8 @@ SET status = ?, retry_count = ?, next_attempt_at = ?
 WHERE domain_key = ? AND id = ?;)";
 inline constexpr const char* markUploadTaskCompleted =
     "DELETE FROM upload_queue WHERE domain_key = ? AND id = ?;";
-inline constexpr const char* bringUploadTasksForward = R"(UPDATE upload_queue
-SET next_attempt_at = ?
-WHERE domain_key = ? AND status IN ('pending', 'failed') AND next_attempt_at > ?;)";
+inline constexpr const char* bringUploadTasksForward =
+    "UPDATE upload_queue SET next_attempt_at = ? WHERE next_attempt_at > ?;";
 inline constexpr const char* resetStaleInProgressTasks =
     "UPDATE upload_queue SET status = 'pending' WHERE status = 'inProgress';";
 inline constexpr const char* hasScreenshotTask =

@@ -17,6 +17,7 @@
 #include <QDir>
 #include <QFile>
 #include <QScopeGuard>
+#include <algorithm>
 
 using namespace UploadFailureAction;
 
@@ -126,11 +127,19 @@ Task<> UploadService::processQueueOnWorker() {
         qCInfo(Log::upload, "processQueue: no tasks in queue");
 }
 
+void UploadService::tryAgainAt(Date due, const UploadTask& task, int retryCount) {
+    latestDue_ = std::max(latestDue_, due);
+    on_.store.markUploadTaskFailed(task.id, retryCount, due);
+}
+
 /// A task whose next attempt was set by a clock that was ahead must not wait until that time has really come.
 void UploadService::bringStrandedTasksForward() {
     static_assert(offlineDelayMax <= RetryManager::longestDelay);
     const Date now = on_.clock.now();
-    on_.store.bringUploadTasksForward(now, now + RetryManager::longestDelay);
+    const Date latest = now + RetryManager::longestDelay;
+    if (latestDue_ > latest)
+        on_.store.bringUploadTasksForward(now, latest);
+    latestDue_ = std::min(latestDue_, latest);
 }
 
 Task<> UploadService::runTask(UploadTask task) {
@@ -188,14 +197,14 @@ void UploadService::retryLater(const UploadTask& task, std::optional<int> status
         return;
     }
     const int retryCount = static_cast<int>(attempt);
-    on_.store.markUploadTaskFailed(task.id, retryCount, on_.retry.nextAttemptDate(retryCount));
+    tryAgainAt(on_.retry.nextAttemptDate(retryCount), task, retryCount);
 }
 
 void UploadService::rescheduleOffline(const UploadTask& task) {
     qCInfo(Log::upload, "Task %s offline transport error; rescheduling without retry penalty",
            qUtf8Printable(uuidText(task.id)));
     const Seconds delay = on_.random.uniform(offlineDelayMin, offlineDelayMax);
-    on_.store.markUploadTaskFailed(task.id, task.retryCount, on_.clock.now() + delay);
+    tryAgainAt(on_.clock.now() + delay, task, task.retryCount);
 }
 
 void UploadService::enqueueSessionStart(const Session& session, const std::optional<QString>& domainKey) {

@@ -13,6 +13,7 @@
 #include <QStringList>
 #include <QUuid>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -98,6 +99,7 @@ private:
     void retryLater(const UploadTask& task, std::optional<int> statusCode, const std::exception_ptr& failure);
     void rescheduleOffline(const UploadTask& task);
     void maybeEnqueuePendingActivitySegmentsUpload();
+    void tryAgainAt(Date due, const UploadTask& task, int retryCount);
     void bringStrandedTasksForward();
     void removeUnattributableData();
     void enqueueOrphanedScreenshots();
@@ -126,6 +128,8 @@ private:
     const Dependencies on_;
     Notifications notifications_;
     std::unique_ptr<Executor::Timer> queueTask_; ///< The background loop between two runs.
+    /// No queued task is due later; at first that is not known.
+    Date latestDue_{std::numeric_limits<double>::infinity()};
     bool isProcessing_ = false;
     QSet<QUuid> takenOverSessions_;
     std::mutex enqueueing_; ///< Keeps "no live row yet, so add one" in one step.
