@@ -111,6 +111,8 @@ void SQLiteStore::openIfNeeded() {
 }
 
 int SQLiteStore::open() {
+    // Nobody reads the library's statistics of its memory, which cost a lock at each allocation.
+    [[maybe_unused]] static const int withoutStatistics = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
     makePrivateFile(dbURL_);
     const int opened = sqlite3_open(QFile::encodeName(dbURL_).constData(), &db_);
     if (opened != SQLITE_OK) {
