@@ -72,9 +72,9 @@ SimulatedPlatform::SimulatedPlatform(const QString& supportDirectory, quint32 se
 }
 
 Platform SimulatedPlatform::platform() {
-    return Platform{clock,         random,     main,        worker,  screenCapture, utility, idle, watchdog,
-                    userInitiated, urlSession, preferences, secrets, input,         input,   displays,
-                    permissions,   power,      path,        desktop, information};
+    return Platform{clock,    random,        main,       worker,      screenCapture, utility,    idle,
+                    watchdog, userInitiated, urlSession, preferences, secrets,       input,      input,
+                    displays, permissions,   power,      path,        desktop,       information};
 }
 
 void SimulatedPlatform::processDied() {
