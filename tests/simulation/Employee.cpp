@@ -32,7 +32,7 @@ void World::act() {
     const double hours = real() / 3600 + 9;
     const double hour = std::fmod(hours, 24);
     const bool isFree = options_.days > 7 && (hour < 8 || hour >= 18 || std::fmod(hours / 24, 7) >= 5);
-    if (isFree || (hour < 7 && !oneIn(4))) {
+    if (isFree || (hour < 8 && !oneIn(6))) {
         if (!oneIn(4))
             sleepMachine(between(600, 4 * 3600));
         else

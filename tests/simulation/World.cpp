@@ -234,6 +234,7 @@ void World::observe() {
 void World::runningBegan(bool isRollover) {
     if (!isCommanding_ && !isSleepy_ && !isRollover)
         complain(QStringLiteral("running for no reason"));
+    asleepSince_.reset();
     intervalBegan_ = real();
     wallBegan_ = platform_.timeline.date();
     jumpedBefore_ = jumped_;
