@@ -276,13 +276,14 @@ void World::countSlots(double from, double to) {
     constexpr double piece = 300;
     const double zero = truth_.start().secondsSince1970();
     const auto offset = [this](Date date) { return date.toDateTime(zone_).offsetFromUtc(); };
+    for (const double edge : {from, to})
+        ++slots_[slotOf(truth_.start() + edge)].edges;
     for (double at = from; at < to;) {
         const double end = std::min(to, (std::floor((at + zero) / piece + 1e-9) + 1) * piece - zero);
         const Date middle = truth_.start() + (at + end) / 2;
         Slot& slot = slots_[slotOf(middle)];
         slot.isShort = slot.isShort || offset(middle - 3600) > offset(middle + 3600);
         slot.ran += end - at;
-        slot.edges += (at == from) + (end == to);
         at = end;
     }
 }
