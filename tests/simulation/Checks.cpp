@@ -205,7 +205,9 @@ void World::checkDelivery(const std::vector<Session>& finished, const std::vecto
         return queued[type].contains(session.id) || dropped_[type].contains(session.id) ||
                isClosedElsewhere(session.id);
     };
+    QSet<QUuid> known;
     const auto checkStart = [&](const Session& session) {
+        known.insert(session.id);
         if (!changesZone_ && server_.startBodies.value(session.id).size() > 1)
             complain(QStringLiteral("D: session %1 began with different bodies").arg(session.id.toString()));
         if (!server_.startBodies.contains(session.id) && !beganPaused_.contains(session.id) &&
@@ -214,11 +216,7 @@ void World::checkDelivery(const std::vector<Session>& finished, const std::vecto
     };
     for (const Session& session : active)
         checkStart(session);
-    QSet<QUuid> known;
-    for (const Session& session : active)
-        known.insert(session.id);
     for (const Session& session : finished) {
-        known.insert(session.id);
         checkStart(session);
         const auto record = server_.sessions.value(session.id);
         if (record.completedBodies.isEmpty() && !isAccountedFor(session, QStringLiteral("heartbeat")))
