@@ -1,84 +1,33 @@
 #include "World.h"
 
+#include "DatabaseProbe.h"
+
 #include <QDirIterator>
 #include <cmath>
-#include <sqlite3.h>
 
-namespace {
-
-/// A second, read-only look at the program's database, past its own code.
-class Look {
-public:
-    explicit Look(const QString& file) {
-        sqlite3_open_v2(file.toUtf8(), &db_, SQLITE_OPEN_READONLY, nullptr);
-    }
-    ~Look() { sqlite3_close(db_); }
-    Look(const Look&) = delete;
-    Look& operator=(const Look&) = delete;
-
-    template <typename Row>
-    void each(const char* sql, Row row) const {
-        sqlite3_stmt* statement = nullptr;
-        if (sqlite3_prepare_v2(db_, sql, -1, &statement, nullptr) == SQLITE_OK)
-            while (sqlite3_step(statement) == SQLITE_ROW)
-                row(statement);
-        sqlite3_finalize(statement);
-    }
-
-private:
-    sqlite3* db_ = nullptr;
-};
-
-QByteArray blob(sqlite3_stmt* row, int column) {
-    return {static_cast<const char*>(sqlite3_column_blob(row, column)), sqlite3_column_bytes(row, column)};
+QStringList World::sql(const QByteArray& text) const {
+    return querySQLite(folder_.filePath("Velmora TimeTracker/timetracker.sqlite"), text);
 }
 
-} // namespace
-
-QString World::databaseFile() const {
-    return folder_.path() + QStringLiteral("/Velmora TimeTracker/timetracker.sqlite");
-}
-
-std::vector<Session> World::storedSessions(const char* table) const {
+std::vector<Session> World::storedSessions(const QByteArray& table) const {
     std::vector<Session> sessions;
-    Look(databaseFile())
-        .each((QByteArray("SELECT payload FROM ") + table).constData(), [&](sqlite3_stmt* row) {
-            if (const auto session = decodeSession(blob(row, 0)))
-                sessions.push_back(*session);
-        });
+    for (const QString& payload : sql("SELECT payload FROM " + table))
+        sessions.push_back(decodeSession(payload.toUtf8()).value());
     return sessions;
 }
 
-qint64 World::count(const char* sql) const {
-    qint64 result = 0;
-    Look(databaseFile()).each(sql, [&](sqlite3_stmt* row) { result = sqlite3_column_int64(row, 0); });
-    return result;
-}
-
-qint64 World::pictureFiles() const {
-    qint64 files = 0;
-    for (QDirIterator it(folder_.path(), {QStringLiteral("*.jpg")}, QDir::Files,
-                         QDirIterator::Subdirectories);
-         it.hasNext(); it.next())
-        ++files;
+QStringList World::pictureFiles() const {
+    QStringList files;
+    for (QDirIterator it(folder_.path(), {"*.jpg"}, QDir::Files, QDirIterator::Subdirectories); it.hasNext();)
+        files.append(it.next());
     return files;
-}
-
-QUuid World::sessionOfRow(const QString& row) const {
-    QUuid session;
-    Look(databaseFile())
-        .each(("SELECT session_id FROM upload_queue WHERE id = '" + row.toLatin1() + "'").constData(),
-              [&](sqlite3_stmt* found) { session = QUuid(QString::fromUtf8(blob(found, 0))); });
-    return session;
 }
 
 void World::checkHour() {
     nextHour_ = std::floor(real() / 3600) * 3600 + 3600;
     // A span that still runs is noted up to now, and goes on.
     if (seen_.isRunning()) {
-        truth_.note(intervalBegan_, real(), Truth::Second::worked);
-        truth_.blur(intervalBegan_);
-        truth_.blur(real());
+        truth_.noteRoughly(intervalBegan_, real(), Truth::Second::worked);
     }
     const std::vector<Session> finished = storedSessions("session_history");
     const std::vector<Session> active = storedSessions("sessions");
@@ -106,18 +55,18 @@ void World::checkHistory(const std::vector<Session>& finished) {
     for (const Session& session : finished) {
         if (session.status != SessionStatus::completed || !session.reportedTotalSeconds ||
             session.idleDiscardCutoffAt)
-            complain(QStringLiteral("a finished session is not frozen"));
+            complain("a finished session is not frozen");
         else if (std::abs(static_cast<double>(*session.reportedTotalSeconds) - session.totalSeconds(Date{})) >
                  1)
-            complain(QStringLiteral("a frozen total is not the sum of its intervals"));
+            complain("a frozen total is not the sum of its intervals");
         const qint64 counted = session.mouseCount + session.keyboardCount;
         const int events = events_.value(session.id);
-        if (counted > events || (happened_.deaths == 0 && counted < events))
-            complain(QStringLiteral("a session counted %1 events of %2").arg(counted).arg(events));
+        if (counted > events || (!happened_.contains("death") && counted < events))
+            complain("a session counted %1 events of %2", counted, events);
         if (!changesClock_ && !changesZone_ && !session.intervals.empty() &&
             companyDate(session.intervals.front().startedAt) !=
                 companyDate(*session.intervals.back().stoppedAt))
-            complain(QStringLiteral("a session spans two days of the company"));
+            complain("a session spans two days of the company");
     }
 }
 
@@ -138,14 +87,14 @@ void World::checkSpans(const std::vector<Session>& finished) {
                 interval == left.end() ? 0 : std::max(0.0, *interval->stoppedAt - interval->startedAt);
             const double slack = span.jumped + Truth::tickSlack;
             if (billed > span.seconds + slack)
-                complain(QStringLiteral("B: billed %1 s of %2 s").arg(billed).arg(span.seconds));
+                complain("B: billed %1 s of %2 s", billed, span.seconds);
             if (span.isPlain && billed < span.seconds - slack)
-                complain(QStringLiteral("L: billed %1 s of %2 s").arg(billed).arg(span.seconds));
+                complain("L: billed %1 s of %2 s", billed, span.seconds);
             if (interval != left.end())
                 left.erase(interval);
         }
         if (!left.empty())
-            complain(QStringLiteral("B: %1 intervals that nobody worked").arg(left.size()));
+            complain("B: %1 intervals that nobody worked", left.size());
     }
 }
 
@@ -171,36 +120,31 @@ void World::checkToday(const std::vector<Session>& all) {
     const double shown = core_->sessionManager.todayTotalSeconds();
     const double slack = Truth::tickSlack * static_cast<double>(1 + all.size());
     if (shown < billed - slack || shown > ran + slack)
-        complain(
-            QStringLiteral("today shows %1 s, billed are %2 s, %3 s ran").arg(shown).arg(billed).arg(ran));
+        complain("today shows %1 s, billed are %2 s, %3 s ran", shown, billed, ran);
 }
 
 /// Of the pictures taken, those that are not on the disk, have not arrived and were not dropped by name.
 qint64 World::missingPictures() const {
-    return platform_.displays.picturesTaken - pictureFiles() - server_.screenshots.size() - droppedPictures_;
+    return platform_.displays.picturesTaken - pictureFiles().size() - server_.screenshots.size() -
+           droppedPictures_;
 }
 
 void World::checkPictures() {
     stampPictures();
     if (droppedPictures_ > server_.refusedPictures)
-        complain(QStringLiteral("S: %1 pictures dropped, %2 refused")
-                     .arg(droppedPictures_)
-                     .arg(server_.refusedPictures));
+        complain("S: %1 pictures dropped, %2 refused", droppedPictures_, server_.refusedPictures);
     // They age out after a week in which the clock jumped ahead, or their company was not chosen.
     constexpr double week = 7 * 86400;
     if (jumped_ + (changesCompany_ ? real() : 0) < week && missingPictures() > lostPictures_)
-        complain(QStringLiteral("S: %1 of %2 pictures are missing")
-                     .arg(missingPictures())
-                     .arg(platform_.displays.picturesTaken));
+        complain("S: %1 of %2 pictures are missing", missingPictures(), platform_.displays.picturesTaken);
 }
 
 /// The beginning of each session and the end of each finished one has arrived as it was, waits in the queue,
 /// or was dropped by name.
 void World::checkDelivery(const std::vector<Session>& finished, const std::vector<Session>& active) {
     QHash<QString, QSet<QUuid>> queued;
-    Look(databaseFile()).each("SELECT type, session_id FROM upload_queue", [&](sqlite3_stmt* row) {
-        queued[QString::fromUtf8(blob(row, 0))].insert(QUuid(QString::fromUtf8(blob(row, 1))));
-    });
+    for (const QString& row : sql("SELECT type, session_id FROM upload_queue"))
+        queued[row.section(u'|', 0, 0)].insert(QUuid(row.section(u'|', 1)));
     const auto isAccountedFor = [&](const Session& session, const QString& type) {
         return queued[type].contains(session.id) || dropped_[type].contains(session.id) ||
                isClosedElsewhere(session.id);
@@ -209,51 +153,50 @@ void World::checkDelivery(const std::vector<Session>& finished, const std::vecto
     const auto checkStart = [&](const Session& session) {
         known.insert(session.id);
         if (!changesZone_ && server_.startBodies.value(session.id).size() > 1)
-            complain(QStringLiteral("D: session %1 began with different bodies").arg(session.id.toString()));
+            complain("D: session %1 began with different bodies", session.id.toString());
         if (!server_.startBodies.contains(session.id) && !beganPaused_.contains(session.id) &&
-            !isAccountedFor(session, QStringLiteral("startSession")))
-            complain(QStringLiteral("D: session %1 never began for the server").arg(session.id.toString()));
+            !isAccountedFor(session, "startSession"))
+            complain("D: session %1 never began for the server", session.id.toString());
     };
     for (const Session& session : active)
         checkStart(session);
     for (const Session& session : finished) {
         checkStart(session);
         const auto record = server_.sessions.value(session.id);
-        if (record.completedBodies.isEmpty() && !isAccountedFor(session, QStringLiteral("heartbeat")))
-            complain(QStringLiteral("D: the end of session %1 is lost").arg(session.id.toString()));
+        if (record.completedBodies.isEmpty() && !isAccountedFor(session, "heartbeat"))
+            complain("D: the end of session %1 is lost", session.id.toString());
         if (record.completedBodies.size() > 1)
-            complain(QStringLiteral("D: session %1 came with different bodies").arg(session.id.toString()));
+            complain("D: session %1 came with different bodies", session.id.toString());
         if (!record.completedBodies.isEmpty() && record.completedSeconds != session.reportedTotalSeconds)
-            complain(QStringLiteral("D: session %1 came with another total").arg(session.id.toString()));
+            complain("D: session %1 came with another total", session.id.toString());
     }
     for (auto started = server_.startBodies.keyBegin(); started != server_.startBodies.keyEnd(); ++started)
         if (!known.contains(*started))
-            complain(QStringLiteral("D: session %1 began that does not exist").arg(started->toString()));
+            complain("D: session %1 began that does not exist", started->toString());
 }
 
 /// The slots of the calendar hold the seconds that ran in them, and have arrived as they stand.
 void World::checkSegments() {
-    const qint64 unsent =
-        count("SELECT count(*) FROM activity_segments WHERE uploaded_at IS NULL "
-              "AND active_seconds + non_idle_seconds + mouse_movements + keyboard_movements > 0");
-    if (unsent > 1)
-        complain(QStringLiteral("D: %1 segments were never sent").arg(unsent));
+    const auto unsent =
+        sql("SELECT rowid FROM activity_segments WHERE uploaded_at IS NULL "
+            "AND active_seconds + non_idle_seconds + mouse_movements + keyboard_movements > 0");
+    if (unsent.size() > 1)
+        complain("D: %1 segments were never sent", unsent.size());
     struct Held {
         int tracked, active, events;
     };
     QHash<QString, Held> held;
-    Look(databaseFile())
-        .each("SELECT segment_date || '#' || segment_number, non_idle_seconds, uploaded_at IS NOT NULL, "
-              "active_seconds, mouse_movements + keyboard_movements FROM activity_segments",
-              [&](sqlite3_stmt* row) {
-                  const QString slot = QString::fromUtf8(blob(row, 0));
-                  const int seconds = sqlite3_column_int(row, 1);
-                  held[slot] = {seconds, sqlite3_column_int(row, 3), sqlite3_column_int(row, 4)};
-                  const double arrived = server_.segments.value(slot, -1);
-                  if (sqlite3_column_int(row, 2) != 0 && !changesCompany_ &&
-                      std::abs(arrived - std::min(seconds / 6.0, 100.0)) > 0.01)
-                      complain(QStringLiteral("D: segment %1 arrived with %2 %").arg(slot).arg(arrived));
-              });
+    for (const QString& row :
+         sql("SELECT segment_date || '#' || segment_number, non_idle_seconds, active_seconds, "
+             "mouse_movements + keyboard_movements, uploaded_at IS NOT NULL FROM activity_segments")) {
+        const QStringList columns = row.split(u'|');
+        const QString& slot = columns[0];
+        held[slot] = {columns[1].toInt(), columns[2].toInt(), columns[3].toInt()};
+        const double arrived = server_.segments.value(slot, -1);
+        if (columns[4] == u"1" && !changesCompany_ &&
+            std::abs(arrived - std::min(held[slot].tracked / 6.0, 100.0)) > 0.01)
+            complain("D: segment %1 arrived with %2 %", slot, arrived);
+    }
     if (!isTidy())
         return;
     for (auto slot = slots_.cbegin(); slot != slots_.cend(); ++slot) {
@@ -261,18 +204,14 @@ void World::checkSegments() {
         const double slack = Truth::tickSlack * (1 + slot->edges);
         const auto compare = [&](const char* what, double holds, double happened, double within) {
             if (holds > happened + within || (!slot->isShort && holds < happened - within))
-                complain(QStringLiteral("B: segment %1 holds %2 %3 of %4")
-                             .arg(slot.key())
-                             .arg(holds)
-                             .arg(QLatin1String(what))
-                             .arg(happened));
+                complain("B: segment %1 holds %2 %3 of %4", slot.key(), holds, what, happened);
         };
         compare("s", counted.tracked, slot->ran, slack);
         compare("events", counted.events, slot->events, 10 * slack);
         if (counted.active > slot->touches + slack)
-            complain(QStringLiteral("B: segment %1 was active for %2 s").arg(slot.key()).arg(counted.active));
+            complain("B: segment %1 was active for %2 s", slot.key(), counted.active);
     }
     for (const Held& counted : held)
         if (counted.tracked > Truth::tickSlack)
-            complain(QStringLiteral("B: a segment holds %1 s in which nothing ran").arg(counted.tracked));
+            complain("B: a segment holds %1 s in which nothing ran", counted.tracked);
 }

@@ -98,7 +98,6 @@ void World::useTheProgram() {
     } else if (!engine.isTracking()) {
         if (pressed < 0.7) {
             platform_.permissions.screenRecording = true;
-            ++happened_.starts;
             lastCountedInput_.reset();
             engine.startTracking(pressed < 0.4 ? std::optional(server_.config.projects.front())
                                                : std::nullopt);
@@ -112,7 +111,7 @@ void World::useTheProgram() {
             if (engine.isPaused())
                 engine.resumeTracking();
         } else {
-            engine.stopTracking(oneIn(2) ? std::optional(QStringLiteral("idle")) : std::nullopt);
+            engine.stopTracking(oneIn(2) ? std::optional("idle") : std::nullopt);
         }
     } else if (pressed < 0.08) {
         engine.pauseTracking();
@@ -145,16 +144,15 @@ void World::resumeInterrupted() {
 
 void World::storeSignIn() {
     server_.rejectsRefresh = false;
-    DomainStorage(platform_.preferences).setBaseURL(QUrl(QStringLiteral("https://a.example/api/v1/")));
+    DomainStorage(platform_.preferences).setBaseURL(QUrl("https://a.example/api/v1/"));
     KeychainService(platform_.secrets)
-        .saveAuthTokens({QString::fromLatin1(server_.accessToken()), QStringLiteral("refresh"), Date{},
-                         Date{}, QStringLiteral("2099-01-01T00:00:00Z"),
-                         QStringLiteral("2099-01-01T00:00:00Z")});
+        .saveAuthTokens({QString::fromLatin1(server_.accessToken()), "refresh", Date{}, Date{},
+                         "2099-01-01T00:00:00Z", "2099-01-01T00:00:00Z"});
 }
 
 /// What the sign-in screen does once the server let the employee in.
 void World::signIn() {
-    ++happened_.signIns;
+    ++happened_["sign-in"];
     storeSignIn();
     isCommanding_ = true;
     core_->appState.publish(server_.config);
@@ -167,7 +165,7 @@ void World::signIn() {
 }
 
 void World::sleepMachine(Seconds span) {
-    ++happened_.sleeps;
+    ++happened_["sleep"];
     isSleepy_ = true;
     const bool ran = seen_.isRunning();
     const bool isAnnounced = !oneIn(5);
@@ -189,7 +187,7 @@ void World::sleepMachine(Seconds span) {
     observe();
     asleepSince_.reset();
     if (ran && isHeard && seen_.isTracking && seen_.isPaused && !seen_.isIdle)
-        complain(QStringLiteral("still paused after the wake"));
+        complain("still paused after the wake");
     isSleepy_ = false;
     pass(3);
 }
@@ -203,7 +201,7 @@ void World::changeSettings() {
     if (gaps_.isEmpty())
         config.discardIdleTime = oneIn(2);
     if (changesZone_ && oneIn(3)) {
-        ++happened_.zoneChanges;
+        ++happened_["zone change"];
         config.appTimezone = QString::fromLatin1(zones[std::uniform_int_distribution<>(0, 11)(random_)]);
     }
     if (oneIn(2)) {
@@ -217,15 +215,14 @@ void World::changeSettings() {
 void World::changeCompany() {
     if (core_->sessionManager.isTracking())
         return; // one left behind by a crash waits for its company
-    ++happened_.companyChanges;
-    const bool isFirst = core_->domain.domainKey() == QStringLiteral("a.example");
-    core_->domain.setBaseURL(QUrl(isFirst ? QStringLiteral("https://b.example/api/v1/")
-                                          : QStringLiteral("https://a.example/api/v1/")));
+    ++happened_["company change"];
+    const bool isFirst = core_->domain.domainKey() == "a.example";
+    core_->domain.setBaseURL(QUrl(isFirst ? "https://b.example/api/v1/" : "https://a.example/api/v1/"));
     core_->sessionManager.recoverInterruptedSessionForCurrentDomain();
 }
 
 void World::jumpClock() {
-    ++happened_.clockJumps;
+    ++happened_["clock jump"];
     const double sizes[] = {1, 60, 3600, 90000, 10 * 365.25 * 86400};
     const double by =
         (oneIn(2) ? 1 : -1) * sizes[std::uniform_int_distribution<>(0, 4)(random_)] * between(0.5, 1);
@@ -267,9 +264,8 @@ void World::calmDown() {
         pass(600);
     }
     checkHour();
-    const qint64 rows = count("SELECT count(*) FROM upload_queue");
-    if (rows != 0)
-        complain(QStringLiteral("D: %1 rows are still queued after the calm").arg(rows));
+    if (const auto rows = sql("SELECT id FROM upload_queue"); !rows.isEmpty())
+        complain("D: %1 rows are still queued after the calm", rows.size());
     // Pictures that no row was made for are found by the next launch.
     for (int company = 0; company < 2 && complaints_.isEmpty(); ++company) {
         endProcess();
@@ -277,6 +273,6 @@ void World::calmDown() {
         pass(600);
         changeCompany();
     }
-    if (const qint64 left = pictureFiles(); left != 0)
-        complain(QStringLiteral("S: %1 pictures lie there after the calm").arg(left));
+    if (const auto left = pictureFiles(); !left.isEmpty())
+        complain("S: %1 pictures lie there after the calm", left.size());
 }

@@ -4,14 +4,13 @@
 #include "Session.h"
 
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QRegularExpression>
 
-namespace {
 using Reply = SimulatedURLSession::Reply;
 
-QByteArray json(const QJsonObject& object) {
-    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+namespace {
+Reply data(const QJsonObject& record) {
+    return SimulatedURLSession::answer(200, Json::compact({{"success", true}, {"data", record}}));
 }
 } // namespace
 
@@ -20,17 +19,13 @@ ModelServer::ModelServer(Timeline& timeline, quint32 seed)
     , random_(seed) {}
 
 Reply ModelServer::handle(const URLRequest& request) {
-    if (isUnreachable) {
-        ++faultsMet;
-        return SimulatedURLSession::failure(URLError::Code::notConnectedToInternet);
-    }
-    if (isFailing) {
-        ++faultsMet;
-        return SimulatedURLSession::answer(503, R"({"message":"down for a while"})");
-    }
-    if (chance() >= faultRate)
+    if (!isUnreachable && !isFailing && chance() >= faultRate)
         return commit(request);
     ++faultsMet;
+    if (isUnreachable)
+        return SimulatedURLSession::failure(URLError::Code::notConnectedToInternet);
+    if (isFailing)
+        return SimulatedURLSession::answer(503, R"({"message":"down for a while"})");
     switch (std::uniform_int_distribution<>(0, 8)(random_)) {
     case 0:
         return SimulatedURLSession::answer(chance() < 0.5 ? 500 : 503);
@@ -68,7 +63,7 @@ Reply ModelServer::handle(const URLRequest& request) {
 /// For good.
 Reply ModelServer::refuse(const URLRequest& request) {
     const QString path = request.url.path();
-    if (!path.contains(QStringLiteral("timetracker")))
+    if (!path.contains("timetracker"))
         return commit(request);
     const auto body = Json::object(request.body);
     const QUuid session(body ? body->value("session_uuid").toString() : path.section(u'/', -2, -2));
@@ -77,9 +72,9 @@ Reply ModelServer::refuse(const URLRequest& request) {
                                                          {"/heartbeat", "heartbeat"},
                                                          {"/batch", "activitySegment"}};
     for (const auto& [end, type] : types)
-        if (path.endsWith(QLatin1String(end)))
-            refused[QLatin1String(type)].insert(session);
-    refusedPictures += path.endsWith(QStringLiteral("/screenshots"));
+        if (path.endsWith(end))
+            refused[type].insert(session);
+    refusedPictures += path.endsWith("/screenshots");
     const int statuses[] = {400, 413, 422};
     return SimulatedURLSession::answer(statuses[std::uniform_int_distribution<>(0, 2)(random_)]);
 }
@@ -87,35 +82,31 @@ Reply ModelServer::refuse(const URLRequest& request) {
 Reply ModelServer::commit(const URLRequest& request) {
     const QString path = request.url.path();
     const auto body = Json::object(request.body);
-    if (path.endsWith(QStringLiteral("authentication/refresh"))) {
+    if (path.endsWith("authentication/refresh")) {
         if (rejectsRefresh)
             return SimulatedURLSession::answer(401, R"({"message":"signed out"})");
-        const QString texts[] = {QString::fromLatin1(accessToken()), QStringLiteral("refresh")};
-        return SimulatedURLSession::answer(
-            200, json({{"data", QJsonObject{{"access_token", texts[0]},
-                                            {"refresh_token", texts[1]},
-                                            {"expires_at", "2099-01-01T00:00:00Z"}}}}));
+        return data({{"access_token", QString::fromLatin1(accessToken())},
+                     {"refresh_token", "refresh"},
+                     {"expires_at", "2099-01-01T00:00:00Z"}});
     }
     if (request.header("Authorization") != "Bearer " + accessToken())
         return SimulatedURLSession::answer(401, R"({"message":"token expired"})");
-    if (path.endsWith(QStringLiteral("employees/config"))) {
-        const auto record = Json::object(encodeRemoteConfig(config));
-        return SimulatedURLSession::answer(200, json({{"data", *record}}));
-    }
-    if (path.endsWith(QStringLiteral("/screenshots"))) {
-        static const QRegularExpression name(QStringLiteral("filename=\"([^\"]+)\""));
+    if (path.endsWith("employees/config"))
+        return data(Json::object(encodeRemoteConfig(config)).value());
+    if (path.endsWith("/screenshots")) {
+        static const QRegularExpression name("filename=\"([^\"]+)\"");
         screenshots.insert(name.match(QString::fromLatin1(request.body.left(400))).captured(1));
         return SimulatedURLSession::answer(200, "{}");
     }
     if (!body)
         return SimulatedURLSession::answer(422, R"({"message":"no JSON object"})");
-    if (path.endsWith(QStringLiteral("sessions/start"))) {
+    if (path.endsWith("sessions/start")) {
         startBodies[QUuid(body->value("session_uuid").toString())].insert(request.body);
-        return SimulatedURLSession::answer(200, todayTotal());
+        return todayTotal();
     }
-    if (path.endsWith(QStringLiteral("sessions/heartbeat")))
+    if (path.endsWith("sessions/heartbeat"))
         return heartbeat(*body, request.body);
-    if (path.endsWith(QStringLiteral("segments/batch")))
+    if (path.endsWith("segments/batch"))
         return batch(*body);
     return SimulatedURLSession::answer(404);
 }
@@ -136,7 +127,7 @@ Reply ModelServer::heartbeat(const QJsonObject& body, const QByteArray& raw) {
         session.completedBodies.insert(raw);
         session.completedSeconds = session.reportedSeconds;
     }
-    return SimulatedURLSession::answer(200, todayTotal());
+    return todayTotal();
 }
 
 Reply ModelServer::batch(const QJsonObject& body) {
@@ -146,26 +137,21 @@ Reply ModelServer::batch(const QJsonObject& body) {
         if (chance() < faultRate * 0.2)
             continue; // left out of the answer: must be offered again
         const QJsonObject row = rows[index].toObject();
-        segments[QStringLiteral("%1#%2")
+        segments[QString("%1#%2")
                      .arg(row.value("segment_date").toString())
                      .arg(row.value("segment_number").toInt())] = row.value("non_idle_percent").toDouble();
         accepted.append(index);
     }
-    return SimulatedURLSession::answer(
-        200,
-        json({{"success", true}, {"data", QJsonObject{{"accepted", accepted}, {"rejected", QJsonArray()}}}}));
+    return data({{"accepted", accepted}, {"rejected", QJsonArray()}});
 }
 
-QByteArray ModelServer::todayTotal() {
-    const QTimeZone zone(config.appTimezone.value_or(QStringLiteral("UTC")).toLatin1());
+Reply ModelServer::todayTotal() {
+    const QTimeZone zone(config.appTimezone.value_or("UTC").toLatin1());
     // A replica of the server may be a day behind.
     const int daysBehind = chance() < faultRate ? 1 : 0;
     const QDate today = timeline_.date().toDateTime(zone).date().addDays(-daysBehind);
     qint64 total = daysBehind * 80000;
     for (const SessionRecord& session : sessions)
         total += session.startedAt.toTimeZone(zone).date() == today ? session.reportedSeconds : 0;
-    return json({{"success", true},
-                 {"data", QJsonObject{{"ok", true},
-                                      {"today_total_seconds", total},
-                                      {"today_date", today.toString(Qt::ISODate)}}}});
+    return data({{"ok", true}, {"today_total_seconds", total}, {"today_date", today.toString(Qt::ISODate)}});
 }

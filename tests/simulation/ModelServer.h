@@ -56,7 +56,7 @@ private:
     Reply commit(const URLRequest& request);
     Reply heartbeat(const QJsonObject& body, const QByteArray& raw);
     Reply batch(const QJsonObject& body);
-    QByteArray todayTotal();
+    Reply todayTotal();
     double chance() { return std::uniform_real_distribution<>(0, 1)(random_); }
 
     Timeline& timeline_;

@@ -45,8 +45,7 @@ QStringList Truth::compare(const std::vector<Session>& sessions, double since, d
                             : truth == Second::worked && part < 0.99F ? "L: lost:"
                                                                       : nullptr;
         if (fault && faults.size() < 5)
-            faults.append(
-                QStringLiteral("%1 second %2 (billed %3)").arg(QLatin1String(fault)).arg(second).arg(part));
+            faults.append(QString("%1 second %2 (billed %3)").arg(fault).arg(second).arg(part));
     }
     return faults;
 }

@@ -32,6 +32,12 @@ public:
 
     /// Notes [from, to) of real time.
     void note(double from, double to, Second what);
+    /// The same of a span whose ends are known only roughly.
+    void noteRoughly(double from, double to, Second what) {
+        note(from, to, what);
+        blur(from);
+        blur(to);
+    }
     /// The seconds around `at` may fall to either side.
     void blur(double at, double by = tickSlack) { note(at - by, at + by, Second::allowed); }
 

@@ -1,9 +1,9 @@
 #include "World.h"
 
+#include "DatabaseProbe.h"
 #include "PreferenceStores.h"
 #include "TrackingHeartbeat.h"
 
-#include <QDirIterator>
 #include <QLoggingCategory>
 #include <QRegularExpression>
 #include <cmath>
@@ -28,12 +28,6 @@ const Start& startOf(quint32 seed) {
     return starts[seed / 5 % std::size(starts)];
 }
 
-QString fastFolder() {
-    const QString memory = QStringLiteral("/dev/shm");
-    return (QFileInfo(memory).isWritable() ? memory : QDir::tempPath()) +
-           QStringLiteral("/velmora-world-XXXXXX");
-}
-
 /// The world whose program is logging at this moment.
 World* listening = nullptr;
 
@@ -44,21 +38,10 @@ const char* const World::zones[12] = {
     "Asia/Kolkata", "Asia/Jakarta",      "Asia/Kathmandu",   "Australia/Lord_Howe",
     "Africa/Cairo", "America/Sao_Paulo", "Pacific/Auckland", "Pacific/Honolulu"};
 
-World::Happened& World::Happened::operator+=(const Happened& other) {
-    for (const auto count :
-         {&Happened::deaths, &Happened::sleeps, &Happened::idlePauses, &Happened::midnights,
-          &Happened::starts, &Happened::takeovers, &Happened::clockJumps, &Happened::zoneChanges,
-          &Happened::offsetChanges, &Happened::companyChanges, &Happened::serverFaults, &Happened::drops,
-          &Happened::signIns})
-        this->*count += other.*count;
-    workedSeconds += other.workedSeconds;
-    return *this;
-}
-
 World::World(const Options& options)
     : options_(options)
     , random_(options.seed)
-    , folder_(fastFolder())
+    , folder_(fastTemporaryFolder())
     , platform_(folder_.path(), options.seed, Date::since1970(startOf(options.seed).noon),
                 zones[(options.seed / 3) % std::size(zones)])
     , server_(platform_.timeline, options.seed + 77)
@@ -72,12 +55,12 @@ World::World(const Options& options)
     changesZone_ = options.seed % 7 == 3;
     changesCompany_ = options.seed % 5 == 2;
     platform_.timeline.makeTimersLate(options.seed);
-    server_.config.deviceId = QStringLiteral("device");
-    server_.config.projects = {{QStringLiteral("p1"), QStringLiteral("One")}};
+    server_.config.deviceId = "device";
+    server_.config.projects = {{"p1", "One"}};
     server_.config.screenshotIntervalMinutes = 10;
     server_.config.idleMinutesThreshold = 5;
     server_.config.discardIdleTime = oneIn(2);
-    server_.config.idleAction = QStringLiteral("ask");
+    server_.config.idleAction = "ask";
     const char* anyZone = zones[(options.seed / 3) % std::size(zones)];
     zone_ = QTimeZone(oneIn(2) ? startOf(options.seed).zone : anyZone);
     server_.config.appTimezone = QString::fromLatin1(zone_.id());
@@ -107,10 +90,10 @@ World::~World() {
 
 /// What the program drops, it must name; the row is still there while it does.
 void World::hear(const QString& logLine) {
-    if (logLine.startsWith(QStringLiteral("Server today_date changed")))
+    if (logLine.startsWith("Server today_date changed"))
         serverDayMovedOn_ = platform_.timeline.date();
     static const QRegularExpression failure(
-        QStringLiteral("^Task (\\S+) type=(\\w+) (?:failed \\(attempt (\\d+)\\)|permanent client error)"));
+        "^Task (\\S+) type=(\\w+) (?:failed \\(attempt (\\d+)\\)|permanent client error)");
     const auto match = failure.match(logLine);
     if (!match.hasMatch())
         return;
@@ -119,16 +102,17 @@ void World::hear(const QString& logLine) {
     if (match.hasCaptured(3)) {
         const int attempt = match.captured(3).toInt();
         if (attempt > std::exchange(attempts_[row], attempt) + 1)
-            complain(QStringLiteral("D: a failure of a %1 counted twice").arg(type));
+            complain("D: a failure of a %1 counted twice", type);
         if (attempt <= 5)
             return;
     }
-    const QUuid session = sessionOfRow(row);
+    const QUuid session(
+        sql("SELECT session_id FROM upload_queue WHERE id = '" + row.toLatin1() + "'").value(0));
     if (!match.hasCaptured(3) && !server_.refused[type].contains(session))
-        complain(QStringLiteral("D: a %1 was dropped that nobody refused").arg(type));
-    ++happened_.drops;
+        complain("D: a %1 was dropped that nobody refused", type);
+    ++happened_["drop"];
     dropped_[type].insert(session);
-    droppedPictures_ += type == QStringLiteral("screenshot") && !match.hasCaptured(3);
+    droppedPictures_ += type == "screenshot" && !match.hasCaptured(3);
 }
 
 QStringList World::run() {
@@ -140,19 +124,12 @@ QStringList World::run() {
         calmDown();
     if (complaints_.isEmpty())
         checkSegments();
-    happened_.serverFaults = server_.faultsMet;
-    happened_.takeovers = server_.takeoverAnswers;
-    happened_.workedSeconds = truth_.workedSeconds();
+    happened_["server fault"] = server_.faultsMet;
+    happened_["takeover"] = server_.takeoverAnswers;
     return complaints_;
 }
 
-void World::complain(const QString& what) {
-    if (complaints_.size() < 10)
-        complaints_.append(QStringLiteral("[%1 s] %2").arg(real(), 0, 'f', 1).arg(what));
-}
-
 // ---- time
-// ----------------------------------------------------------------------------------------------------------
 
 void World::pass(Seconds span) {
     const Seconds until = platform_.timeline.uptime() + span;
@@ -181,17 +158,17 @@ void World::observe() {
         // A new threshold holds from the next interval on.
         const Seconds unnoticed = std::min(idleFor - idleThreshold_, real() - intervalBegan_);
         if (now.isRunning() && unnoticed > 7.5 && !isSleepy_)
-            complain(QStringLiteral("idle for %1 s, and not noticed").arg(idleFor));
+            complain("idle for %1 s, and not noticed", idleFor);
         return;
     }
     const Seen before = seen_;
     const bool isRollover = before.isTracking && now.isTracking && before.session != now.session;
     const bool isIdlePause = before.isRunning() && now.isTracking && now.isPaused && now.isIdle;
     if (isRollover) {
-        ++happened_.midnights;
+        ++happened_["midnight"];
         resolveGap(before.session, false);
         if (before.project != now.project)
-            complain(QStringLiteral("midnight changed the project"));
+            complain("midnight changed the project");
         if (before.isPaused)
             beganPaused_.insert(now.session);
     }
@@ -205,14 +182,14 @@ void World::observe() {
     if (now.isRunning() && (!before.isRunning() || isRollover))
         runningBegan(isRollover);
     if (isIdlePause) {
-        ++happened_.idlePauses;
+        ++happened_["idle pause"];
         if (idleFor < idleThreshold_ - 0.1)
-            complain(QStringLiteral("paused as idle after %1 s").arg(idleFor));
+            complain("paused as idle after %1 s", idleFor);
         const double lastInput = std::max(intervalBegan_, lastCountedInput_.value_or(intervalBegan_));
         gaps_[now.session] = {lastInput, real()};
         truth_.note(lastInput, real(), Truth::Second::allowed);
     } else if (before.isRunning() && now.isTracking && now.isPaused && !isCommanding_ && !isSleepy_) {
-        complain(QStringLiteral("paused for no reason"));
+        complain("paused for no reason");
     }
     if (before.isTracking && !now.isTracking) {
         resolveGap(before.session, false);
@@ -220,20 +197,18 @@ void World::observe() {
             server_.takeoverAnswers > std::exchange(seenTakeovers_, server_.takeoverAnswers);
         if (takenOver && !isCommanding_)
             closedByTakeover_.insert(before.session);
-        const bool idleStop = engine.lastStatusMessage() == QStringLiteral("Tracking stopped: idle");
+        const bool idleStop = engine.lastStatusMessage() == "Tracking stopped: idle";
         if (!isCommanding_ && !takenOver && !idleStop && platform_.permissions.screenRecording &&
             core_->appState.isAuthenticated())
-            complain(QStringLiteral("stopped for no reason: ") +
-                     engine.lastStatusMessage().value_or(QString()));
+            complain("stopped for no reason: " + engine.lastStatusMessage().value_or(QString()));
     }
 }
 
 // ---- what it means
-// -------------------------------------------------------------------------------------------------
 
 void World::runningBegan(bool isRollover) {
     if (!isCommanding_ && !isSleepy_ && !isRollover)
-        complain(QStringLiteral("running for no reason"));
+        complain("running for no reason");
     asleepSince_.reset();
     intervalBegan_ = real();
     wallBegan_ = platform_.timeline.date();
@@ -257,14 +232,12 @@ void World::runningBegan(bool isRollover) {
 /// Of the session in `seen_`, which ran until now, or until the machine fell asleep.
 void World::runningEnded(bool isPlain) {
     const double end = awakeUntil();
-    truth_.note(intervalBegan_, end, Truth::Second::worked);
-    truth_.blur(intervalBegan_);
-    truth_.blur(end);
+    truth_.noteRoughly(intervalBegan_, end, Truth::Second::worked);
     countSlots(intervalBegan_, end);
     const QTimeZone zone = companyZone();
     if (wallBegan_.toDateTime(zone).offsetFromUtc() !=
         platform_.timeline.date().toDateTime(zone).offsetFromUtc())
-        ++happened_.offsetChanges;
+        ++happened_["offset change"];
     if (changesClock_)
         spans_.push_back({seen_.session, wallBegan_, end - intervalBegan_, jumped_ - jumpedBefore_, isPlain});
 }
@@ -293,9 +266,7 @@ void World::resolveGap(const QUuid& session, bool goesOn) {
         return;
     const Gap gap = gaps_.take(session);
     const bool isBilled = goesOn || !discards();
-    truth_.note(gap.from, gap.to, isBilled ? Truth::Second::worked : Truth::Second::idle);
-    truth_.blur(gap.from);
-    truth_.blur(gap.to);
+    truth_.noteRoughly(gap.from, gap.to, isBilled ? Truth::Second::worked : Truth::Second::idle);
 }
 
 /// The policy of the last configuration that the program took over.
@@ -320,8 +291,8 @@ double World::companyMidnight(Date date, int days) const {
 
 QString World::slotOf(Date date) const {
     const QDateTime there = date.toDateTime(zone_);
-    return QStringLiteral("%1#%2")
-        .arg(there.toString(QStringLiteral("yyyy-MM-dd")))
+    return QString("%1#%2")
+        .arg(there.toString("yyyy-MM-dd"))
         .arg((there.time().hour() * 60 + there.time().minute()) / 10);
 }
 
@@ -338,10 +309,7 @@ void World::startProcess(bool diesAtStart) {
 
 /// The files live on the machine of the test, whose clock is another one than the world's.
 void World::stampPictures() {
-    for (QDirIterator it(folder_.path(), {QStringLiteral("*.jpg")}, QDir::Files,
-                         QDirIterator::Subdirectories);
-         it.hasNext();) {
-        const QString path = it.next();
+    for (const QString& path : pictureFiles()) {
         QFile file(path);
         if (!stamped_.contains(path) && file.open(QIODevice::ReadWrite)) {
             file.setFileTime(platform_.timeline.date().toDateTime(QTimeZone::utc()),
@@ -352,7 +320,7 @@ void World::stampPictures() {
 }
 
 void World::die() {
-    ++happened_.deaths;
+    ++happened_["death"];
     if (seen_.isRunning()) {
         runningEnded(false);
         const double end = awakeUntil();

@@ -9,6 +9,7 @@
 #include <QSet>
 #include <QStringList>
 #include <QTemporaryDir>
+#include <map>
 #include <memory>
 #include <random>
 
@@ -25,12 +26,8 @@ public:
         double days = 1.5;
         PlantedFault fault = PlantedFault::none;
     };
-    struct Happened {
-        int deaths = 0, sleeps = 0, idlePauses = 0, midnights = 0, starts = 0, takeovers = 0, clockJumps = 0,
-            zoneChanges = 0, offsetChanges = 0, companyChanges = 0, serverFaults = 0, drops = 0, signIns = 0;
-        double workedSeconds = 0;
-        Happened& operator+=(const Happened& other);
-    };
+    /// How often what came about.
+    using Happened = std::map<std::string, int>;
 
     explicit World(const Options& options);
     ~World();
@@ -38,6 +35,7 @@ public:
     /// Lives the whole time. What is wrong, at the first hour at which something is; empty when all is well.
     QStringList run();
     const Happened& happened() const { return happened_; }
+    double workedSeconds() const { return truth_.workedSeconds(); }
 
 private:
     struct Seen {
@@ -104,7 +102,13 @@ private:
     /// Real time of the midnight that begins the company's day `days` after that of `date`.
     double companyMidnight(Date date, int days = 0) const;
     QString slotOf(Date date) const;
-    void complain(const QString& what);
+    /// With the values in the place of %1, %2 and so on.
+    template <typename... Values>
+    void complain(QString what, const Values&... values) {
+        ((what = what.arg(values)), ...);
+        if (complaints_.size() < 10)
+            complaints_.append(QString("[%1 s] ").arg(real(), 0, 'f', 1) + what);
+    }
     void hear(const QString& logLine);
 
     // Checks.
@@ -116,12 +120,10 @@ private:
     void checkPictures();
     void checkSegments();
     void calmDown();
-    QString databaseFile() const;
-    std::vector<Session> storedSessions(const char* table) const;
-    qint64 count(const char* sql) const;
-    qint64 pictureFiles() const;
+    QStringList sql(const QByteArray& text) const;
+    std::vector<Session> storedSessions(const QByteArray& table) const;
+    QStringList pictureFiles() const;
     qint64 missingPictures() const;
-    QUuid sessionOfRow(const QString& row) const;
     bool isClosedElsewhere(const QUuid& session) const {
         return server_.sessions.value(session).takenOver || closedByTakeover_.contains(session);
     }

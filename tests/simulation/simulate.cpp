@@ -27,13 +27,12 @@ int main(int argc, char** argv) {
     QElapsedTimer clock;
     clock.start();
     int failed = 0;
-    World::Happened last;
     double worked = 0;
     for (int index = 0; index < seeds; ++index) {
         const quint32 seed = first + static_cast<quint32>(index);
         World world({.seed = seed, .days = days});
         const QStringList faults = world.run();
-        worked += world.happened().workedSeconds;
+        worked += world.workedSeconds();
         if (!faults.isEmpty()) {
             ++failed;
             std::printf("\nseed %u:\n  %s\nreplay: scripts/simulate --first %u --seeds 1 --days %g\n", seed,
