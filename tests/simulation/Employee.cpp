@@ -266,6 +266,11 @@ void World::calmDown() {
     checkHour();
     if (const auto rows = sql("SELECT id FROM upload_queue"); !rows.isEmpty())
         complain("D: %1 rows are still queued after the calm", rows.size());
+    const auto unsent =
+        sql("SELECT rowid FROM activity_segments WHERE uploaded_at IS NULL "
+            "AND active_seconds + non_idle_seconds + mouse_movements + keyboard_movements > 0");
+    if (unsent.size() > 1)
+        complain("D: %1 segments were never sent", unsent.size());
     // Pictures that no row was made for are found by the next launch.
     for (int company = 0; company < 2 && complaints_.isEmpty(); ++company) {
         endProcess();

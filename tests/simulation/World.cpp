@@ -122,8 +122,6 @@ QStringList World::run() {
         act();
     if (complaints_.isEmpty())
         calmDown();
-    if (complaints_.isEmpty())
-        checkSegments();
     happened_["server fault"] = server_.faultsMet;
     happened_["takeover"] = server_.takeoverAnswers;
     return complaints_;
@@ -213,6 +211,8 @@ void World::runningBegan(bool isRollover) {
     intervalBegan_ = real();
     wallBegan_ = platform_.timeline.date();
     jumpedBefore_ = jumped_;
+    slotsCounted_ = real();
+    ++slots_[slotOf(wallBegan_)].edges;
     truth_.blur(intervalBegan_);
     const auto& config = core_->sessionManager.config();
     idleThreshold_ =
@@ -233,7 +233,8 @@ void World::runningBegan(bool isRollover) {
 void World::runningEnded(bool isPlain) {
     const double end = awakeUntil();
     truth_.noteRoughly(intervalBegan_, end, Truth::Second::worked);
-    countSlots(intervalBegan_, end);
+    countSlots(end);
+    ++slots_[slotOf(truth_.start() + end)].edges;
     const QTimeZone zone = companyZone();
     if (wallBegan_.toDateTime(zone).offsetFromUtc() !=
         platform_.timeline.date().toDateTime(zone).offsetFromUtc())
@@ -243,20 +244,19 @@ void World::runningEnded(bool isPlain) {
 }
 
 /// Slots begin at multiples of five minutes of universal time in every zone there is.
-void World::countSlots(double from, double to) {
+void World::countSlots(double to) {
     if (!isTidy())
         return;
     constexpr double piece = 300;
     const double zero = truth_.start().secondsSince1970();
     const auto offset = [this](Date date) { return date.toDateTime(zone_).offsetFromUtc(); };
-    for (const double edge : {from, to})
-        ++slots_[slotOf(truth_.start() + edge)].edges;
-    for (double at = from; at < to;) {
+    for (double& at = slotsCounted_; at < to;) {
         const double end = std::min(to, (std::floor((at + zero) / piece + 1e-9) + 1) * piece - zero);
         const Date middle = truth_.start() + (at + end) / 2;
         Slot& slot = slots_[slotOf(middle)];
         slot.isShort = slot.isShort || offset(middle - 3600) > offset(middle + 3600);
         slot.ran += end - at;
+        slot.countedUntil = platform_.timeline.uptime();
         at = end;
     }
 }

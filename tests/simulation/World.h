@@ -65,6 +65,7 @@ private:
         int edges = 0; ///< Beginnings and ends of running in it: each may count a second more or less.
         int touches = 0, events = 0; ///< What was typed and moved while it ran: how often, and how much.
         bool isShort = false; ///< The counters began anew in it, or the clock repeated it: it may hold less.
+        Seconds countedUntil = 0; ///< Uptime at which something last ran in it.
     };
 
     // Time.
@@ -93,7 +94,7 @@ private:
     // What that means.
     void runningBegan(bool isRollover);
     void runningEnded(bool isPlain);
-    void countSlots(double from, double to);
+    void countSlots(double to);
     void resolveGap(const QUuid& session, bool goesOn);
     void resumeInterrupted();
     bool discards() const;
@@ -166,6 +167,7 @@ private:
     bool isSleepy_ = false;             ///< The machine is about to sleep, or woke this moment.
     Seen seen_;
     double intervalBegan_ = 0;
+    double slotsCounted_ = 0; ///< Until when the interval that runs is noted in the slots.
     Date wallBegan_;
     double jumpedBefore_ = 0;
     std::optional<double> lastCountedInput_;
