@@ -2,34 +2,29 @@
 #include "StoreWorld.h"
 
 #include <random>
-#include <sqlite3.h>
 
 namespace {
 
-/// A disk that is dying: after so many reads of a database opened while this lives, each further one fails.
+/// A disk that is dying: after so many reads while this lives, each further one fails.
 struct DyingDisk {
-    static inline sqlite3_vfs* const real = sqlite3_vfs_find(nullptr);
-    static inline sqlite3_vfs vfs = *real;
-    static inline const sqlite3_io_methods* sound;
-    static inline sqlite3_io_methods methods;
     static inline int readsLeft;
 
     explicit DyingDisk(int reads) {
         readsLeft = reads;
-        vfs.xOpen = [](sqlite3_vfs*, auto name, sqlite3_file* file, int flags, int* outFlags) {
-            const int code = real->xOpen(real, name, file, flags, outFlags);
-            if (code == SQLITE_OK && (flags & SQLITE_OPEN_MAIN_DB)) {
-                methods = *(sound = file->pMethods);
-                methods.xRead = [](sqlite3_file* from, void* into, int size, sqlite3_int64 offset) {
-                    return readsLeft-- > 0 ? sound->xRead(from, into, size, offset) : SQLITE_IOERR_READ;
-                };
-                file->pMethods = &methods;
-            }
-            return code;
-        };
-        sqlite3_vfs_register(&vfs, 1);
+        readWith([](int file, void* into, std::size_t size, off_t offset) {
+            if (readsLeft-- > 0)
+                return ::pread(file, into, size, offset);
+            errno = ESTALE; // the library takes EIO for a malformed file
+            return ssize_t(-1);
+        });
     }
-    ~DyingDisk() { sqlite3_vfs_unregister(&vfs), sqlite3_vfs_register(real, 1); }
+    ~DyingDisk() { readWith(nullptr); }
+
+    static void readWith(ssize_t (*read)(int, void*, std::size_t, off_t)) {
+        sqlite3_vfs* const disk = sqlite3_vfs_find(nullptr);
+        for (const char* call : {"pread", "pread64"}) // the library was built with one of them
+            disk->xSetSystemCall(disk, call, reinterpret_cast<sqlite3_syscall_ptr>(read));
+    }
 };
 
 void fill(SQLiteStore& store, int rows) {
@@ -61,51 +56,58 @@ bool works(SQLiteStore& store) {
 }
 
 struct SQLiteDamage : testing::Test, StoreWorld {
-    /// A sound database with rows, closed.
-    QByteArray begin(int rows) {
-        fill(open(), rows);
-        close();
-        return contentOf(file);
+    const QString aside = database + ".unreadable-20231114-221320";
+
+    /// Leaves nothing but these bytes as the database.
+    void beginWith(const QByteArray& bytes) {
+        store.reset();
+        QDir(folder).removeRecursively();
+        overwrite(database, bytes);
     }
+    /// Leaves nothing but a sound database with rows, closed; its bytes.
+    QByteArray begin(int rows) {
+        beginWith("");
+        fill(open(), rows);
+        store.reset();
+        return contentOf(database);
+    }
+    qsizetype databasesAside() const { return QDir(folder).entryList({"*.unreadable-*[0-9]"}).size(); }
 };
 
 TEST_F(SQLiteDamage, SetsAFileAsideThatIsNoDatabase) {
     const QByteArray whole = begin(40);
-    const auto with = [&](int offset, char byte) { return QByteArray(whole).replace(offset, 1, &byte, 1); };
     const std::pair<const char*, QByteArray> cases[] = {
         {"garbage", QByteArray(5000, 'x')},
         {"half a file", whole.left(whole.size() / 2)},
-        {"a later format for writing", with(18, 9)},
+        {"a later format for writing", QByteArray(whole).replace(18, 1, "\x09")},
         {"no schema", QByteArray(whole).replace("CREATE INDEX", "CREATE IMDEX")},
         {"a lost column", QByteArray(whole).replace("active_seconds INTEGER", "active_sekonds INTEGER")},
     };
     for (const auto& [name, damaged] : cases) {
-        overwrite(file, damaged);
+        SCOPED_TRACE(name);
+        beginWith(damaged);
         const LogCapture log;
-        EXPECT_TRUE(works(open())) << name;
-        EXPECT_EQ(log.lines(QtCriticalMsg).filter("set aside as").size(), 1) << name;
-        EXPECT_EQ(log.lines().size(), 1) << name;
-        EXPECT_EQ(contentOf(aside), damaged) << name;
+        EXPECT_TRUE(works(open()));
+        EXPECT_EQ(log.lines(QtCriticalMsg).filter("set aside as").size(), 1);
+        EXPECT_EQ(log.lines().size(), 1);
+        EXPECT_EQ(contentOf(aside), damaged);
         EXPECT_EQ(modeOf(aside), 0600U);
-        EXPECT_TRUE(works(open()) && databasesAside() == 1) << name;
-        close();
-        ASSERT_TRUE(QFile::remove(aside));
+        EXPECT_TRUE(works(open()) && databasesAside() == 1);
     }
 }
 
 TEST_F(SQLiteDamage, SetsLogsAsideWithTheirFileAndTakesNoNameTwice) {
     begin(5);
     open().markUploadTaskCompleted(numberedId(1));
-    const QByteArray log = contentOf(file + "-wal");
+    const QByteArray log = contentOf(database + "-wal");
     ASSERT_FALSE(log.isEmpty());
-    close();
-    overwrite(file, "garbage");
-    overwrite(file + "-wal", log);
+    beginWith("garbage");
+    overwrite(database + "-wal", log);
     EXPECT_TRUE(works(open()));
     EXPECT_TRUE(contentOf(aside) == "garbage" && contentOf(aside + "-wal") == log);
     EXPECT_EQ(sql("SELECT count(*) FROM upload_queue"), "0");
-    close();
-    ASSERT_TRUE(QFile::remove(file) && QDir().mkpath(file + "/a folder"));
+    store.reset();
+    ASSERT_TRUE(QFile::remove(database) && QDir().mkpath(database + "/a folder"));
     EXPECT_TRUE(works(open()) && QDir(aside + "-2/a folder").exists());
 }
 
@@ -121,13 +123,11 @@ TEST_F(SQLiteDamage, SurvivesRandomMutations) {
             bytes.replace(below(bytes.size() / 512) * 512, 512, QByteArray(512, char(below(256))));
         if (trial % 4 == 2)
             bytes.truncate(below(bytes.size()));
-        StoreWorld world;
-        ASSERT_TRUE(QDir().mkpath(world.folder));
-        overwrite(world.file, bytes);
+        beginWith(bytes);
         const LogCapture log;
-        works(world.open()); // damage that only use shows is mended or replaced here
-        EXPECT_TRUE(works(*world.store) && works(world.open())) << trial;
-        replaced += world.databasesAside() > 0;
+        works(open()); // damage that only use shows is mended or replaced here
+        EXPECT_TRUE(works(*store) && works(open())) << trial;
+        replaced += databasesAside() > 0;
     }
     EXPECT_TRUE(replaced > 40 && replaced < 110)
         << "harm was done, and what can be kept is kept: " << replaced;
@@ -135,7 +135,7 @@ TEST_F(SQLiteDamage, SurvivesRandomMutations) {
 
 TEST_F(SQLiteDamage, MendsAnIndexInUseWithoutLosingRows) {
     // In the index alone, the status of one row becomes another one; the row itself stays.
-    overwrite(file, begin(40).replace("acme.testpending", "acme.testpendinh"));
+    beginWith(begin(40).replace("acme.testpending", "acme.testpendinh"));
     const LogCapture log;
     open();
     for (int number = 0; number < 40; ++number) {
@@ -144,59 +144,55 @@ TEST_F(SQLiteDamage, MendsAnIndexInUseWithoutLosingRows) {
     }
     EXPECT_GE(log.count("failed rc=11"), 1) << "the planted damage was met";
     EXPECT_TRUE(works(*store) && databasesAside() == 0);
-    EXPECT_EQ(sql("SELECT count(*) FROM upload_queue; PRAGMA integrity_check"), "40 ok");
+    EXPECT_EQ(sql("SELECT count(*) FROM upload_queue; PRAGMA integrity_check"), "40, ok");
 }
 
-TEST(SQLiteFullDisk, LosesNothingInSilence) {
+TEST_F(SQLiteDamage, AFullDiskLosesNothingInSilence) {
+    const UploadTask task = storedTask(100, heartbeat, 500);
     int trials = 0;
     for (bool isFull = true; isFull; ++trials) {
-        StoreWorld world;
-        fill(world.open(), 2);
-        world.close();
-        const UploadTask task = storedTask(100, heartbeat, 500);
+        begin(2);
         const LogCapture log;
         {
             const FullDisk disk(1000 * trials);
-            world.open().enqueueUploadTask(task);
-            world.store->upsertActivitySegment({"2024-05-02", 1, 1, 1, 1, 1});
-            world.store->markUploadTaskFailed(task.id, 1, start);
+            open().enqueueUploadTask(task);
+            store->upsertActivitySegment({"2024-05-02", 1, 1, 1, 1, 1});
+            store->markUploadTaskFailed(task.id, 1, start);
         }
         isFull = !log.lines().isEmpty();
-        ASSERT_TRUE(works(world.open())) << trials;
-        ASSERT_EQ(world.databasesAside(), 0) << trials << ": a sound file was set aside";
-        ASSERT_GE(world.store->pendingUploadTaskIds(task.sessionId, {heartbeat}).size(), 2U);
+        ASSERT_TRUE(works(open())) << trials;
+        ASSERT_EQ(databasesAside(), 0) << trials << ": a sound file was set aside";
+        ASSERT_GE(store->pendingUploadTaskIds(task.sessionId, {heartbeat}).size(), 2U);
         if (!isFull) {
-            EXPECT_EQ(world.store->nextUploadTask(start)->retryCount, 1);
-            EXPECT_EQ(world.store->pendingActivitySegmentsForUpload("2024-05-02", 2).size(), 3U);
+            EXPECT_EQ(store->nextUploadTask(start)->retryCount, 1);
+            EXPECT_EQ(store->pendingActivitySegmentsForUpload("2024-05-02", 2).size(), 3U);
         }
     }
     EXPECT_GT(trials, 30);
 }
 
-TEST(SQLiteFullDisk, GivesAFirstDatabaseItsTablesWhenThereIsRoom) {
-    StoreWorld world;
+TEST_F(SQLiteDamage, AFullDiskGivesAFirstDatabaseItsTablesWhenThereIsRoom) {
     const LogCapture log;
     {
         const FullDisk disk(0);
-        EXPECT_FALSE(works(world.open()));
+        EXPECT_FALSE(works(open()));
     }
-    EXPECT_TRUE(works(*world.store));
-    EXPECT_EQ(world.databasesAside(), 0);
+    EXPECT_TRUE(works(*store));
+    EXPECT_EQ(databasesAside(), 0);
 }
 
-TEST(SQLiteDyingDisk, IsNoReasonToSetASoundFileAside) {
+TEST_F(SQLiteDamage, ADyingDiskIsNoReasonToSetASoundFileAside) {
     for (int reads = 0; reads < 40; ++reads) {
-        StoreWorld world;
-        fill(world.open(), 20);
-        world.close();
+        begin(20);
         {
             const DyingDisk disk(reads);
             const LogCapture log;
-            works(world.open());
-            world.close();
+            works(open());
+            store.reset();
+            EXPECT_TRUE(disk.readsLeft < 0 || reads > 9) << "it was met";
         }
-        EXPECT_TRUE(works(world.open()) && world.databasesAside() == 0) << reads;
-        EXPECT_GE(world.store->loadAllActiveSessions().size(), 20U) << reads;
+        EXPECT_TRUE(works(open()) && databasesAside() == 0) << reads;
+        EXPECT_GE(store->loadAllActiveSessions().size(), 20U) << reads;
     }
 }
 
@@ -210,15 +206,14 @@ TEST_F(SQLiteDamage, WithoutAFileEverythingIsEmpty) {
 
 TEST_F(SQLiteDamage, BringsOlderFilesUpToDate) {
     begin(1);
-    sql("DROP INDEX idx_upload_queue_lookup; DROP INDEX idx_upload_queue_order; DROP INDEX "
-        "idx_sessions_domain;"
-        "DROP INDEX idx_session_history_domain;"
+    sql("DROP INDEX idx_upload_queue_lookup; DROP INDEX idx_upload_queue_order;"
+        "DROP INDEX idx_sessions_domain; DROP INDEX idx_session_history_domain;"
         "ALTER TABLE sessions DROP COLUMN domain_key; ALTER TABLE session_history DROP COLUMN domain_key;"
         "ALTER TABLE upload_queue DROP COLUMN next_attempt_at");
     open();
     EXPECT_EQ(sql("SELECT domain_key FROM sessions; SELECT domain_key FROM session_history;"
                   "SELECT domain_key, next_attempt_at FROM upload_queue"),
-              "global global acme.test|0.0"); // one of the later columns was there
+              "global, global, acme.test 0.0"); // one of the later columns was there
     EXPECT_TRUE(works(*store) && databasesAside() == 0);
 }
 

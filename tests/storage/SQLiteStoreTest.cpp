@@ -5,12 +5,12 @@ namespace {
 using Sessions = std::vector<Session>;
 
 struct SQLite : testing::Test, StoreWorld {
-    SQLiteStore& database = open();
-    const Date now = clock.now();
+    const Date now = machine.clock.now();
 
+    SQLite() { open(); }
     void enqueue(std::initializer_list<UploadTask> tasks) {
         for (const UploadTask& task : tasks)
-            database.enqueueUploadTask(task);
+            store->enqueueUploadTask(task);
     }
 };
 
@@ -18,20 +18,20 @@ TEST_F(SQLite, KeepsSnapshotsByCompanyNewestFirst) {
     const Session first = storedSession(1, start + 0.123456789, std::nullopt);
     const Session second = storedSession(2, start, start + 5);
     for (const Session& saved : {first, second, first}) {
-        database.saveActiveSession(saved);
-        timeline.advance(1);
+        store->saveActiveSession(saved);
+        machine.timeline.advance(1);
     }
-    EXPECT_EQ(database.loadActiveSession(), first);
+    EXPECT_EQ(store->loadActiveSession(), first);
     sql("INSERT INTO sessions VALUES ('a','acme.test','','','',x'7b7d',9e9),"
         "('b','acme.test','','','',x'',9e9),('c','acme.test','','','','text',9e9)");
     useCompany("other.test");
-    EXPECT_FALSE(database.loadActiveSession());
-    database.clearActiveSession(first.id);
-    database.clearActiveSession(std::nullopt);
+    EXPECT_FALSE(store->loadActiveSession());
+    store->clearActiveSession(first.id);
+    store->clearActiveSession(std::nullopt);
     useCompany("acme.test");
-    EXPECT_EQ(database.loadAllActiveSessions(), (Sessions{first, second})) << "unreadable ones are skipped";
-    database.clearActiveSession(std::nullopt);
-    EXPECT_TRUE(database.loadAllActiveSessions().empty());
+    EXPECT_EQ(store->loadAllActiveSessions(), (Sessions{first, second})) << "unreadable ones are skipped";
+    store->clearActiveSession(std::nullopt);
+    EXPECT_TRUE(store->loadAllActiveSessions().empty());
 }
 
 TEST_F(SQLite, TellsTheHistoryOfARange) {
@@ -41,13 +41,13 @@ TEST_F(SQLite, TellsTheHistoryOfARange) {
     Session middleOpen = storedSession(3, now - 90, std::nullopt);
     middleOpen.intervals.push_back({numberedId(2005), now - 40, now - 30});
     for (const Session& session : {frozen, closed, closed, middleOpen})
-        database.appendSessionHistory(session);
+        store->appendSessionHistory(session);
     const std::vector<SQLiteStore::SessionSummaryRow> rows{
         {"Project 2", 30, 2, now - 200}, {"Project 1", 7, 1, now - 100}, {"Project 3", 70, 3, now - 90}};
-    EXPECT_EQ(database.sessionHistory(now - 200, now), rows);
-    EXPECT_EQ(database.sessionHistory(now - 200, now - 100).size(), 1U) << "the end is not part of the range";
+    EXPECT_EQ(store->sessionHistory(now - 200, now), rows);
+    EXPECT_EQ(store->sessionHistory(now - 200, now - 100).size(), 1U) << "the end is not part of the range";
     useCompany("other.test");
-    EXPECT_TRUE(database.sessionHistory(now - 1000, now + 1000).empty());
+    EXPECT_TRUE(store->sessionHistory(now - 1000, now + 1000).empty());
 }
 
 TEST_F(SQLite, GivesTheMostUrgentDueTaskOfItsCompany) {
@@ -57,23 +57,23 @@ TEST_F(SQLite, GivesTheMostUrgentDueTaskOfItsCompany) {
     oldest.filePath = "/tmp/é \"quoted\".jpg";
     oldest.sessionId = QUuid();
     enqueue({storedTask(3, heartbeat, 10, start + 1), oldest, urgent});
-    EXPECT_EQ(database.nextUploadTask(start), urgent);
-    database.markUploadTaskCompleted(urgent.id);
-    EXPECT_EQ(database.nextUploadTask(start), oldest);
+    EXPECT_EQ(store->nextUploadTask(start), urgent);
+    store->markUploadTaskCompleted(urgent.id);
+    EXPECT_EQ(store->nextUploadTask(start), oldest);
     const UploadTask theirs = storedTask(4, heartbeat);
-    database.enqueueUploadTask(theirs, "other.test");
+    store->enqueueUploadTask(theirs, "other.test");
     useCompany("other.test");
-    EXPECT_EQ(database.nextUploadTask(start), theirs);
-    database.markUploadTaskCompleted(oldest.id);
-    database.updateUploadTaskStatus(oldest.id, UploadTaskStatus::completed);
-    database.markUploadTaskFailed(oldest.id, 9, start + 999);
+    EXPECT_EQ(store->nextUploadTask(start), theirs);
+    store->markUploadTaskCompleted(oldest.id);
+    store->updateUploadTaskStatus(oldest.id, UploadTaskStatus::completed);
+    store->markUploadTaskFailed(oldest.id, 9, start + 999);
     useCompany("acme.test");
-    EXPECT_EQ(database.nextUploadTask(start), oldest);
-    database.markUploadTaskFailed(oldest.id, 1, start + 60.5);
-    EXPECT_NE(database.nextUploadTask(start + 60.4)->id, oldest.id);
+    EXPECT_EQ(store->nextUploadTask(start), oldest);
+    store->markUploadTaskFailed(oldest.id, 1, start + 60.5);
+    EXPECT_NE(store->nextUploadTask(start + 60.4)->id, oldest.id);
     enqueue({oldest}); // the same id again is the same row, as new
-    EXPECT_EQ(database.nextUploadTask(start), oldest);
-    EXPECT_EQ(sql("SELECT count(*), sum(next_attempt_at) FROM upload_queue"), "3|0.0");
+    EXPECT_EQ(store->nextUploadTask(start), oldest);
+    EXPECT_EQ(sql("SELECT count(*), sum(next_attempt_at) FROM upload_queue"), "3 0.0");
 }
 
 TEST_F(SQLite, AnswersWhatIsStillToBeSent) {
@@ -84,15 +84,15 @@ TEST_F(SQLite, AnswersWhatIsStillToBeSent) {
     for (const UploadTaskStatus status : {failed, inProgress, completed}) {
         const bool isAlive = status != completed;
         for (const int number : {1, 2, 3, 4})
-            database.updateUploadTaskStatus(numberedId(number), status);
-        EXPECT_EQ(database.hasScreenshotTask(shot.sessionId, "/tmp/a.jpg"), isAlive);
-        EXPECT_FALSE(database.hasScreenshotTask(numberedId(2), "/tmp/a.jpg"));
-        EXPECT_EQ(database.hasActivitySegmentTask(), isAlive);
-        EXPECT_EQ(database.pendingUploadFilePaths().contains("/tmp/a.jpg"), isAlive);
-        EXPECT_EQ(database.pendingUploadTaskIds(shot.sessionId, {heartbeat, startSession}).size(),
+            store->updateUploadTaskStatus(numberedId(number), status);
+        EXPECT_EQ(store->hasScreenshotTask(shot.sessionId, "/tmp/a.jpg"), isAlive);
+        EXPECT_FALSE(store->hasScreenshotTask(numberedId(2), "/tmp/a.jpg"));
+        EXPECT_EQ(store->hasActivitySegmentTask(), isAlive);
+        EXPECT_EQ(store->pendingUploadFilePaths().contains("/tmp/a.jpg"), isAlive);
+        EXPECT_EQ(store->pendingUploadTaskIds(shot.sessionId, {heartbeat, startSession}).size(),
                   isAlive ? 2U : 0U);
     }
-    EXPECT_FALSE(database.nextUploadTask(start));
+    EXPECT_FALSE(store->nextUploadTask(start));
 }
 
 TEST_F(SQLite, GivesNoTaskOfAnUnreadableRowAndFreshIdsForBadOnes) {
@@ -101,7 +101,7 @@ TEST_F(SQLite, GivesNoTaskOfAnUnreadableRowAndFreshIdsForBadOnes) {
           {"'1','acme.test','','telepathy',NULL,NULL,0,5,'pending',100,0", false},
           {"'no uuid','acme.test','','heartbeat',NULL,NULL,0,5,'failed',100,0", true}}) {
         sql(QByteArray("DELETE FROM upload_queue; INSERT INTO upload_queue VALUES (") + row + ")");
-        const auto task = database.nextUploadTask(start);
+        const auto task = store->nextUploadTask(start);
         EXPECT_EQ(task.has_value(), isReadable) << row;
         EXPECT_EQ(sql("SELECT count(*) FROM upload_queue"), "1");
         EXPECT_TRUE(!task || !(task->id.isNull() || task->sessionId.isNull()));
@@ -109,17 +109,17 @@ TEST_F(SQLite, GivesNoTaskOfAnUnreadableRowAndFreshIdsForBadOnes) {
 }
 
 TEST_F(SQLite, CleansUpWhatNoCompanyWillSend) {
-    database.enqueueUploadTask(storedTask(1, heartbeat), "global");
+    store->enqueueUploadTask(storedTask(1, heartbeat), "global");
     enqueue({storedTask(2, heartbeat)});
     sql("INSERT INTO sessions VALUES ('a','global','','','',x'',1);"
         "INSERT INTO activity_segments VALUES ('global','2024-05-01',1,1,1,1,1,NULL),"
         "('acme.test','2024-05-01',2,0,0,0,0,NULL),('acme.test','2020-01-01',3,1,0,0,0,NULL),"
         "('other.test','2024-03-31',4,1,0,0,0,NULL),('other.test','2024-04-01',5,1,0,0,0,NULL),"
         "('other.test','2020-01-01',6,1,0,0,0,5)");
-    EXPECT_EQ(database.cleanupUnattributableData("2024-04-01"), 4);
-    EXPECT_EQ(sql("SELECT segment_number FROM activity_segments ORDER BY 1"), "3 5 6");
+    EXPECT_EQ(store->cleanupUnattributableData("2024-04-01"), 4);
+    EXPECT_EQ(sql("SELECT segment_number FROM activity_segments ORDER BY 1"), "3, 5, 6");
     EXPECT_EQ(sql("SELECT domain_key FROM upload_queue; SELECT domain_key FROM sessions"),
-              "acme.test global");
+              "acme.test, global");
 }
 
 } // namespace

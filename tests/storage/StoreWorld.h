@@ -4,14 +4,9 @@
 #include "DomainStorage.h"
 #include "LogCapture.h"
 #include "SQLiteStore.h"
-#include "SimulatedStores.h"
-#include "Timeline.h"
+#include "SimulatedPlatform.h"
 
-#include <QDir>
-#include <QFile>
-#include <QRegularExpression>
 #include <QTemporaryDir>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 using enum UploadTaskType;
@@ -31,8 +26,7 @@ inline Session storedSession(int number, Date startedAt, std::optional<Date> sto
 }
 
 inline UploadTask storedTask(int number, UploadTaskType type, int priority = 100, Date createdAt = start) {
-    return {numberedId(number),        numberedId(7), type, {}, {}, 0, createdAt,
-            UploadTaskStatus::pending, priority};
+    return {numberedId(number), numberedId(7), type, {}, {}, 0, createdAt, {}, priority};
 }
 
 inline mode_t modeOf(const QString& path) {
@@ -43,39 +37,35 @@ inline mode_t modeOf(const QString& path) {
 /// Empty when there is no such file.
 inline QByteArray contentOf(const QString& path) {
     QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return file.open(QFile::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-inline void overwrite(const QString& path, const QByteArray& bytes) {
+/// Makes the folders above it, too.
+inline void overwrite(const QString& path, const QByteArray& bytes, Date modified = start) {
     QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(bytes);
+    EXPECT_TRUE(QDir().mkpath(QFileInfo(path).path()) && file.open(QFile::WriteOnly));
+    EXPECT_TRUE(file.write(bytes) == bytes.size() && file.flush());
+    EXPECT_TRUE(file.setFileTime(modified.toDateTime(QTimeZone::utc()), QFile::FileModificationTime));
 }
 
-/// A store on a real file in a temporary folder, and a second connection to look at the file.
+/// The store of a simulated machine, on a real file in a temporary folder, and a second connection to look at it.
 struct StoreWorld {
     QTemporaryDir directory{fastTemporaryFolder()};
-    MemoryPreferenceStore preferences;
-    DomainStorage domain{preferences};
-    Timeline timeline;
-    SimulatedClock clock{timeline};
-    SimulatedRandom random;
-    QString folder = directory.filePath("Velmora TimeTracker");
-    QString file = folder + "/timetracker.sqlite";
-    QString aside = file + ".unreadable-20231114-221320";
+    SimulatedPlatform machine{directory.path()};
+    DomainStorage domain{machine.preferences};
+    const QString folder = directory.filePath("Velmora TimeTracker");
+    const QString database = folder + "/timetracker.sqlite";
     std::optional<SQLiteStore> store;
 
     StoreWorld() { useCompany("acme.test"); }
 
     void useCompany(const QString& host) { domain.setBaseURL(QUrl("https://" + host + "/api/v1/")); }
-    void close() { store.reset(); }
     SQLiteStore& open() {
-        close();
-        return store.emplace(folder, domain, clock, random);
+        store.reset();
+        return store.emplace(folder, domain, machine.clock, machine.random);
     }
-    qsizetype databasesAside() const {
-        return QDir(folder).entryList({"*.unreadable-*"}).filter(QRegularExpression("-[0-9]+$")).size();
+    /// Runs SQL on the file and gives its rows joined with ", ", columns joined with blanks.
+    QString sql(const QByteArray& text) const {
+        return querySQLite(database, text).replaceInStrings("|", " ").join(", ");
     }
-    /// Runs SQL on the file and gives its rows joined with blanks, columns joined with "|".
-    std::string sql(const QByteArray& text) const { return querySQLite(file, text).join(' ').toStdString(); }
 };

@@ -32,7 +32,7 @@ TEST(Payloads, completedHeartbeatClosesOnlyTheLastInterval) {
     for (const std::optional<Date>& end : {std::optional<Date>(), {halfPastNine + 300}}) {
         session.intervals[1].stoppedAt = end;
         const auto bytes = buildHeartbeatPayload(session, HeartbeatStatus::completed, now, QTimeZone::utc());
-        const QJsonObject body = jsonObject(bytes.value());
+        const QJsonObject body = QJsonDocument::fromJson(bytes.value()).object();
         const QString stopped = end ? "2024-05-01T09:35:00+00:00" : "2024-05-01T09:40:00+00:00";
         EXPECT_TRUE(body["stopped_at"] == stopped && body["intervals"][1]["stopped_at"] == stopped);
         EXPECT_TRUE(body["status"] == "completed" && body["intervals"][0]["stopped_at"].isNull());

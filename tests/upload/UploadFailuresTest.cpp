@@ -5,129 +5,96 @@
 
 namespace {
 
-using Type = UploadTaskType;
 using Code = URLError::Code;
 using Network = SimulatedURLSession;
 
-/// A status comes from a real server; a failure of the transport is simulated.
-struct FailingServer {
-    int status = 0;
-    ScriptedServer server{[this](const URLRequest&) { return URLResponse{status, {}, "failed"}; }};
-    LinuxURLSession http;
-
-    void answer(UploadWorld& world, const Network::Reply& failure) {
-        const auto* response = std::get_if<URLResponse>(&failure.result);
-        if (!response || !response->statusCode)
-            return world.reply(failure);
-        status = *response->statusCode;
-        world.domain.setBaseURL(server.root());
-        sendOver(http, world.machine.urlSession);
-    }
+struct Failure {
+    QByteArray name;
+    /// What becomes of a heartbeat, a screenshot, an activitySegment and a startSession, or of a heartbeat alone:
+    /// 'r'etry, 'o'ffline, 't'akeover, 'd'ropped, 'D'ropped with its file.
+    const char* outcomes;
+    /// A real server that gets the whole request, one that does not, or a simulated answer.
+    std::variant<LoopbackServer::Script, QUrl, Network::Reply> cause;
+    Seconds timeout = 60;
 };
-
-/// Sends one task into the failure, and checks all that is to come of it: 'r'etry, 'o'ffline, 't'akeover,
-/// 'd'ropped, 'D'ropped with its file.
-void check(FailingServer& server, Type type, const Network::Reply& failure, char outcome) {
-    UploadWorld world;
-    server.answer(world, failure);
-    const QString picture = world.picture();
-    type == Type::screenshot ? world.addScreenshot(picture) : world.add(type);
-    if (type == Type::activitySegment)
-        world.closedSegment(9);
-    world.refreshedToken = "no better";
-    world.circuitOpensAfter(3, std::nullopt);
-    world.run();
-    EXPECT_EQ(world.requests.size(), 1u + world.refreshes); // a new token is tried once
-    const auto* response = std::get_if<URLResponse>(&failure.result);
-    EXPECT_EQ(world.refreshes, response && response->statusCode == 401);
-    EXPECT_EQ(QFile::exists(picture), outcome != 'D');
-    EXPECT_EQ(world.heard.size(), outcome == 't');
-    const QString left = outcome == 'r' ? " failed 1" : outcome == 'o' ? " failed 0" : "";
-    EXPECT_EQ(world.rows(), left.isEmpty() ? left : rawName(type) + left);
-    // Three failures before this task; only a retry makes it four, so that one more opens the circuit.
-    EXPECT_EQ(world.circuitOpensAfter(1, 500), outcome == 'r');
-}
 
 } // namespace
 
-TEST(UploadFailures, eachKindOfTaskDoesAsTheTableTells) {
-    std::vector<std::pair<Network::Reply, const char*>> cases{{{URLResponse{}}, "rrrr"}}; // not HTTP
+TEST(UploadFailures, endEachKindOfTaskAsTheTableTellsAndWhatIsLeftArrivesLater) {
+    const QByteArray truncated = "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n{";
+    const LoopbackServer cut(reset, LoopbackServer::Calls::forFirstBytes);
+    std::vector<Failure> failures{
+        {"refused", "o", LoopbackServer(reset).url()},  {"host not found", "o", QUrl("http://host.invalid/")},
+        {"reset in mid-request", "o", cut.url()},       {"reset after the server had all", "o", reset},
+        {"closed without a word", "o", saying("")},     {"200 with half a body", "o", saying(truncated)},
+        {"no HTTP", "o", saying("220 smtp ready\r\n")}, {"no answer", "r", stallingAfter(""), 0.3},
+        {"no end", "r", stallingAfter(truncated), 0.3}, {"no status", "rrrr", Network::Reply{URLResponse()}},
+    };
     const std::pair<int, const char*> statuses[] = {
-        // heartbeat, screenshot, activitySegment, startSession
         {400, "drdr"}, {404, "trrd"}, {409, "trrd"}, {413, "rDrr"}, {422, "dDdd"}, {301, "rrrr"},
         {401, "rrrr"}, {403, "rrrr"}, {429, "rrrr"}, {500, "rrrr"}, {503, "rrrr"}};
     for (const auto& [status, outcomes] : statuses)
-        cases.emplace_back(Network::answer(status, "failed"), outcomes);
+        failures.emplace_back(QByteArray::number(status), outcomes, saying(response(status, "failed")));
     for (int code = 0; code <= int(Code::other); ++code)
-        cases.emplace_back(Network::failure(Code(code)),
-                           Code(code) <= Code::dataNotAllowed ? "oooo" : "rrrr");
-    FailingServer server;
-    const Type types[] = {Type::heartbeat, Type::screenshot, Type::activitySegment, Type::startSession};
-    for (std::size_t i = 0; i < 4 * cases.size(); ++i) {
-        SCOPED_TRACE(testing::Message() << "failure " << i / 4 << " of task type " << i % 4);
-        check(server, types[i % 4], cases[i / 4].first, cases[i / 4].second[i % 4]);
-    }
-}
+        failures.emplace_back("code " + QByteArray::number(code),
+                              Code(code) <= Code::dataNotAllowed ? "oooo" : "rrrr",
+                              Network::failure(Code(code)));
 
-// What the table above takes for granted: of the failures of a real connection, the time-outs are counted; the same
-// bytes then go out again.
-TEST_F(Upload, failuresOfTheRealNetworkAreToldApartAndDeliverLater) {
-    using enum LoopbackServer::Calls;
-    std::vector<QByteArray> arrived;
-    const auto taken = [&](const LoopbackServer::Script& script) {
-        return [&arrived, script](QTcpSocket& socket, const QByteArray& bytes) {
-            arrived.push_back(LoopbackServer::body(bytes));
-            script(socket, bytes);
-        };
-    };
-    const QByteArray truncated = "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n{";
-    const QUrl closed = LoopbackServer(saying("")).url();
-    const LoopbackServer cut(reset, forFirstBytes), committed(taken(reset)), silent(taken(stallingAfter("")));
-    const LoopbackServer wordless(taken(saying(""))), broken(taken(saying(truncated)));
-    const LoopbackServer stalling(taken(stallingAfter(truncated))),
-        other(taken(saying("220 smtp ready\r\n")));
-    const LoopbackServer good(taken(saying(response(200, "{}"))));
-    const struct {
-        const char* failure;
-        QUrl server;
-        bool timesOut;
-        bool arrives;
-    } cases[] = {
-        {"refused", closed, false, false},
-        {"host not found", QUrl("http://host.invalid/"), false, false},
-        {"reset in mid-request", cut.url(), false, false},
-        {"reset after the server had all", committed.url(), false, true},
-        {"closed without a word", wordless.url(), false, true},
-        {"200 with half a body", broken.url(), false, true},
-        {"no HTTP", other.url(), false, true},
-        {"no answer", silent.url(), true, true},
-        {"no end", stalling.url(), true, true},
-    };
     LinuxURLSession http;
-    const auto sendTo = [&](const QUrl& server, Seconds timeout) {
-        sendOver(http, machine.urlSession, [=](URLRequest request) {
-            request.url = server.resolved(QUrl(request.url.path()));
+    LoopbackServer::Script script;
+    std::vector<QByteArray> arrived;
+    const LoopbackServer server([&](QTcpSocket& socket, const QByteArray& request) {
+        arrived.push_back(LoopbackServer::body(request));
+        script(socket, request);
+    });
+    const auto answerBy = [&](UploadWorld& world, const Failure& failure) {
+        if (const auto* simulated = std::get_if<Network::Reply>(&failure.cause))
+            return world.reply(*simulated);
+        const auto* does = std::get_if<LoopbackServer::Script>(&failure.cause);
+        script = does ? *does : nullptr;
+        const QUrl url = does ? server.url() : std::get<QUrl>(failure.cause);
+        sendOver(http, world.machine.urlSession, [url, timeout = failure.timeout](URLRequest request) {
+            request.url = url.resolved(QUrl(request.url.path()));
             request.timeout = timeout;
             return request;
         });
     };
-    for (const auto& [failure, server, timesOut, arrives] : cases) {
-        SCOPED_TRACE(failure);
-        arrived.clear();
-        const QByteArray payload = QByteArray(failure).repeated(20000); // more than a connection buffers
-        add(Type::heartbeat, 10, payload);
-        circuitOpensAfter(3, std::nullopt);
-        sendTo(server, timesOut ? 0.3 : 60);
-        run();
-        EXPECT_EQ(rows(), timesOut ? "heartbeat failed 1" : "heartbeat failed 0");
-        EXPECT_NEAR(dueIn(), timesOut ? 4.5 : 75, timesOut ? 0.5 : 15);
-        EXPECT_EQ(arrived.empty(), !arrives);
-        EXPECT_EQ(circuitOpensAfter(1, 500), timesOut);
-        pass(91);
-        sendTo(good.url(), 60);
-        run();
-        EXPECT_EQ(rows(), "");
-        EXPECT_EQ(std::ranges::count(arrived, payload), arrived.size());
+    for (const Failure& failure : failures) {
+        const bool isOfTransport = !failure.outcomes[1];
+        const int repeats = isOfTransport ? 20000 : 1; // more than a connection buffers
+        for (std::size_t i = 0; failure.outcomes[i]; ++i) {
+            const auto type = std::array{heartbeat, screenshot, activitySegment, startSession}[i];
+            const char outcome = failure.outcomes[i];
+            SCOPED_TRACE(qPrintable(failure.name + ", " + rawName(type)));
+            UploadWorld world;
+            const QString picture = world.picture();
+            const QByteArray payload = failure.name.repeated(repeats);
+            type == screenshot ? world.addScreenshot(picture) : world.add(type, 10, payload);
+            if (type == activitySegment)
+                world.closedSegment(9);
+            world.refreshedToken = "no better";
+            world.circuitOpensAfter(3, std::nullopt);
+            arrived.clear();
+            answerBy(world, failure);
+            world.run();
+            EXPECT_EQ(world.refreshes, failure.name == "401");
+            EXPECT_EQ(world.requests.size(), 1u + world.refreshes); // a new token is tried once
+            EXPECT_EQ(arrived.empty(), failure.cause.index() != 0);
+            EXPECT_EQ(QFile::exists(picture), outcome != 'D');
+            EXPECT_EQ(world.heard.size(), outcome == 't');
+            // Three failures before this task; only a retry makes it four, so that one more opens the circuit.
+            EXPECT_EQ(world.circuitOpensAfter(1, 500), outcome == 'r');
+            const QString left = outcome == 'r' ? " failed 1" : outcome == 'o' ? " failed 0" : "";
+            EXPECT_EQ(world.rows(), left.isEmpty() ? left : rawName(type) + left);
+            if (isOfTransport) { // the same bytes go out again
+                EXPECT_NEAR(world.dueIn(), outcome == 'r' ? 4.5 : 75, outcome == 'r' ? 0.5 : 15);
+                world.pass(91);
+                answerBy(world, {"", "", saying(response(200, "{}"))});
+                world.run();
+                EXPECT_EQ(world.rows(), "");
+                EXPECT_EQ(std::ranges::count(arrived, payload), arrived.size());
+            }
+        }
     }
 }
 
@@ -149,7 +116,7 @@ TEST_F(Upload, ladderEndsWithTheSixthFailure) {
 }
 
 TEST_F(Upload, beingOfflineNeverCountsAndTheDelayIsSpread) {
-    add(Type::heartbeat);
+    add(heartbeat);
     sql("UPDATE upload_queue SET retry_count = 5");
     reply(Network::failure(Code::notConnectedToInternet));
     std::set<Seconds> delays;
@@ -163,7 +130,7 @@ TEST_F(Upload, beingOfflineNeverCountsAndTheDelayIsSpread) {
 }
 
 TEST_F(Upload, dueTimeOfAClockThatWasAheadDoesNotStrandItsRow) {
-    add(Type::heartbeat);
+    add(heartbeat);
     reply(Network::failure(Code::notConnectedToInternet));
     machine.timeline.jumpWallClock(1e8);
     run();
@@ -179,7 +146,7 @@ TEST_F(Upload, rowThatCannotBeSentMakesNoRequest) {
     addScreenshot("/nowhere/at/all.jpg");
     run();
     EXPECT_EQ(rows(), "");
-    add(Type::heartbeat, 10, std::nullopt);
+    add(heartbeat, 10, std::nullopt);
     addScreenshot(directory.path()); // a folder is there, but does not read
     run();
     EXPECT_EQ(rows(), "heartbeat failed 1, screenshot failed 1");
