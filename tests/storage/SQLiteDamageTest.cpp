@@ -27,15 +27,6 @@ struct DyingDisk {
     }
 };
 
-void fill(SQLiteStore& store, int rows) {
-    for (int number = 0; number < rows; ++number) {
-        store.enqueueUploadTask(storedTask(number, heartbeat, 100, start + number));
-        store.upsertActivitySegment({"2024-05-01", number, 1, 1, 1, 1});
-        store.saveActiveSession(storedSession(number, start, std::nullopt));
-        store.appendSessionHistory(storedSession(number, start, start + 5));
-    }
-}
-
 /// Whether each table takes a row and gives it back.
 bool works(SQLiteStore& store) {
     const UploadTask task = storedTask(90001, startSession, 1000, start - 1e6);
@@ -67,7 +58,13 @@ struct SQLiteDamage : testing::Test, StoreWorld {
     /// Leaves nothing but a sound database with rows, closed; its bytes.
     QByteArray begin(int rows) {
         beginWith("");
-        fill(open(), rows);
+        open();
+        for (int number = 0; number < rows; ++number) {
+            store->enqueueUploadTask(storedTask(number, heartbeat, 100, start + number));
+            store->upsertActivitySegment({"2024-05-01", number, 1, 1, 1, 1});
+            store->saveActiveSession(storedSession(number, start, std::nullopt));
+            store->appendSessionHistory(storedSession(number, start, start + 5));
+        }
         store.reset();
         return contentOf(database);
     }

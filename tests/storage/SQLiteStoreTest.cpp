@@ -1,9 +1,5 @@
 #include "StoreWorld.h"
 
-namespace {
-
-using Sessions = std::vector<Session>;
-
 struct SQLite : testing::Test, StoreWorld {
     const Date now = machine.clock.now();
 
@@ -29,25 +25,27 @@ TEST_F(SQLite, KeepsSnapshotsByCompanyNewestFirst) {
     store->clearActiveSession(first.id);
     store->clearActiveSession(std::nullopt);
     useCompany("acme.test");
-    EXPECT_EQ(store->loadAllActiveSessions(), (Sessions{first, second})) << "unreadable ones are skipped";
+    EXPECT_EQ(store->loadAllActiveSessions(), (std::vector{first, second})) << "unreadable ones are skipped";
     store->clearActiveSession(std::nullopt);
     EXPECT_TRUE(store->loadAllActiveSessions().empty());
 }
 
 TEST_F(SQLite, TellsTheHistoryOfARange) {
-    Session frozen = storedSession(1, now - 100, now - 50);
+    Session frozen = storedSession(1, start - 100, start - 50);
     frozen.reportedTotalSeconds = 7;
-    const Session closed = storedSession(2, now - 200, now - 170);
-    Session middleOpen = storedSession(3, now - 90, std::nullopt);
-    middleOpen.intervals.push_back({numberedId(2005), now - 40, now - 30});
+    const Session closed = storedSession(2, start - 200, start - 170);
+    Session middleOpen = storedSession(3, start - 90, std::nullopt);
+    middleOpen.intervals.push_back({numberedId(2005), start - 40, start - 30});
     for (const Session& session : {frozen, closed, closed, middleOpen})
         store->appendSessionHistory(session);
-    const std::vector<SQLiteStore::SessionSummaryRow> rows{
-        {"Project 2", 30, 2, now - 200}, {"Project 1", 7, 1, now - 100}, {"Project 3", 70, 3, now - 90}};
-    EXPECT_EQ(store->sessionHistory(now - 200, now), rows);
-    EXPECT_EQ(store->sessionHistory(now - 200, now - 100).size(), 1U) << "the end is not part of the range";
+    const std::vector<SQLiteStore::SessionSummaryRow> rows{{"Project 2", 30, 2, start - 200},
+                                                           {"Project 1", 7, 1, start - 100},
+                                                           {"Project 3", 70, 3, start - 90}};
+    EXPECT_EQ(store->sessionHistory(start - 200, start), rows);
+    EXPECT_EQ(store->sessionHistory(start - 200, start - 100).size(), 1U)
+        << "the end is not part of the range";
     useCompany("other.test");
-    EXPECT_TRUE(store->sessionHistory(now - 1000, now + 1000).empty());
+    EXPECT_TRUE(store->sessionHistory(start - 1000, start + 1000).empty());
 }
 
 TEST_F(SQLite, GivesTheMostUrgentDueTaskOfItsCompany) {
@@ -107,19 +105,3 @@ TEST_F(SQLite, GivesNoTaskOfAnUnreadableRowAndFreshIdsForBadOnes) {
         EXPECT_TRUE(!task || !(task->id.isNull() || task->sessionId.isNull()));
     }
 }
-
-TEST_F(SQLite, CleansUpWhatNoCompanyWillSend) {
-    store->enqueueUploadTask(storedTask(1, heartbeat), "global");
-    enqueue({storedTask(2, heartbeat)});
-    sql("INSERT INTO sessions VALUES ('a','global','','','',x'',1);"
-        "INSERT INTO activity_segments VALUES ('global','2024-05-01',1,1,1,1,1,NULL),"
-        "('acme.test','2024-05-01',2,0,0,0,0,NULL),('acme.test','2020-01-01',3,1,0,0,0,NULL),"
-        "('other.test','2024-03-31',4,1,0,0,0,NULL),('other.test','2024-04-01',5,1,0,0,0,NULL),"
-        "('other.test','2020-01-01',6,1,0,0,0,5)");
-    EXPECT_EQ(store->cleanupUnattributableData("2024-04-01"), 4);
-    EXPECT_EQ(sql("SELECT segment_number FROM activity_segments ORDER BY 1"), "3, 5, 6");
-    EXPECT_EQ(sql("SELECT domain_key FROM upload_queue; SELECT domain_key FROM sessions"),
-              "acme.test, global");
-}
-
-} // namespace

@@ -6,14 +6,10 @@
 
 #include <QJsonArray>
 
-namespace {
+static const QTimeZone hanoi("Asia/Ho_Chi_Minh");
 
-const QTimeZone hanoi("Asia/Ho_Chi_Minh");
-const Date now = halfPastNine + 600;
-
-} // namespace
-
-TEST(Payloads, activeHeartbeatLeavesTheEndOpen) {
+TEST(Payloads, heartbeatLeavesTheEndOpenUntilCompletedAndThenClosesTheLastInterval) {
+    const Date now = halfPastNine + 600;
     EXPECT_EQ(
         buildHeartbeatPayload(sampleSession(), HeartbeatStatus::active, now + 0.9, hanoi),
         R"({"activity_rate":56.5,"device_uuid":"DEVICE","intervals":[)"
@@ -24,15 +20,12 @@ TEST(Payloads, activeHeartbeatLeavesTheEndOpen) {
         R"("mouse_movements":12,"session_uuid":"0A1B2C3D-0000-4000-8000-000000000007",)"
         R"("started_at":"2024-05-01T16:30:00+07:00","status":"active","stopped_at":null,"task_id":"41",)"
         R"("total_seconds":570})");
-}
-
-TEST(Payloads, completedHeartbeatClosesOnlyTheLastInterval) {
     Session session = sampleSession();
     session.intervals[0].stoppedAt.reset(); // a middle one stays open
     for (const std::optional<Date>& end : {std::optional<Date>(), {halfPastNine + 300}}) {
         session.intervals[1].stoppedAt = end;
-        const auto bytes = buildHeartbeatPayload(session, HeartbeatStatus::completed, now, QTimeZone::utc());
-        const QJsonObject body = QJsonDocument::fromJson(bytes.value()).object();
+        const auto body = QJsonDocument::fromJson(
+            buildHeartbeatPayload(session, HeartbeatStatus::completed, now, QTimeZone::utc()).value());
         const QString stopped = end ? "2024-05-01T09:35:00+00:00" : "2024-05-01T09:40:00+00:00";
         EXPECT_TRUE(body["stopped_at"] == stopped && body["intervals"][1]["stopped_at"] == stopped);
         EXPECT_TRUE(body["status"] == "completed" && body["intervals"][0]["stopped_at"].isNull());
@@ -67,14 +60,4 @@ TEST(Payloads, repliesAreReadWholeOrNotAtAll) {
               (std::vector<qint64>{0, -1}));
     for (const char* data : {"{}", R"({"accepted":[0,null]})", R"({"accepted":[0],"rejected":"x"})"})
         EXPECT_FALSE(accepted(reply(data))) << data;
-}
-
-TEST(Payloads, segmentBatchHoldsRowsInOrderWithTheirShareOfAWholeSlot) {
-    EXPECT_EQ(
-        SegmentBatch::build({{"2024-05-01", 57, 601, 1200, 3, 4}, {"2024-05-02", 0, 150, -5, 0, 9}}, "DEVICE",
-                            "Asia/Tokyo"),
-        R"({"device_uuid":"DEVICE","segments":[{"activity_rate":100,"key_press_count":4,"mouse_movements":3,)"
-        R"("non_idle_percent":100,"segment_date":"2024-05-01","segment_number":57,"timezone":"Asia/Tokyo"},)"
-        R"({"activity_rate":25,"key_press_count":9,"mouse_movements":0,"non_idle_percent":0,)"
-        R"("segment_date":"2024-05-02","segment_number":0,"timezone":"Asia/Tokyo"}]})");
 }

@@ -28,7 +28,7 @@ TEST_F(Upload, overHTTPEachKindOfTaskArrivesAndARefreshedTokenRepeatsOnce) {
     run();
     EXPECT_EQ(rows(), ""); // the second row of the file ended as "file not found"
     EXPECT_FALSE(QFile::exists(mine));
-    EXPECT_EQ(heard, QStringList(3, "9 s on d")); // by all but the picture
+    EXPECT_EQ(heard, QStringList(3, "d 9 s")); // by all but the picture
 
     const auto arrived = server.requests();
     ASSERT_EQ(arrived.size(), 8u);

@@ -11,6 +11,7 @@
 
 #include <QJsonDocument>
 
+using Network = SimulatedURLSession;
 inline const QString sessionText = "0A1B2C3D-0000-4000-8000-000000000007";
 inline const Date halfPastNine = ISO8601::parse("2024-05-01T09:30:00Z").value();
 
@@ -25,7 +26,6 @@ inline Session sampleSession() {
 /// The pipeline on a simulated machine: a real database and real files, virtual time, and a server that
 /// answers as told.
 struct UploadWorld : StoreWorld {
-    using Network = SimulatedURLSession;
     APITimeZoneResolver zones{machine.preferences, machine.clock};
     KeychainService keychain{machine.secrets};
     APIEndpoints endpoints{domain, machine.information};
@@ -46,10 +46,8 @@ struct UploadWorld : StoreWorld {
     UploadWorld() {
         keychain.saveAuthTokens({"first-token", "refresh", {}, {}, {}, {}});
         service.setNotifications(
-            {[this](const ServerTodayTotal& total) {
-                 heard += QString("%1 s on %2").arg(total.totalSeconds).arg(total.date);
-             },
-             [this](QUuid id, int status) { heard += QString("%1 gone %2").arg(uuidText(id)).arg(status); }});
+            {[this](const ServerTodayTotal& it) { heard += it.date + QString(" %1 s").arg(it.totalSeconds); },
+             [this](QUuid id, int status) { heard += uuidText(id) + QString(" gone %1").arg(status); }});
         answer(200);
     }
     void reply(const Network::Reply& reply) {
