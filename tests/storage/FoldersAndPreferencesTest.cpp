@@ -1,7 +1,6 @@
 #include "ApplicationFolder.h"
 #include "KeychainService.h"
 #include "PreferenceStores.h"
-#include "SimulatedPlatform.h"
 #include "StoreWorld.h"
 
 TEST(ApplicationFolder, IsPrivateWhateverTheMaskAndWhateverItWas) {

@@ -1,8 +1,6 @@
 #include "StoreWorld.h"
 
 struct SQLite : testing::Test, StoreWorld {
-    const Date now = machine.clock.now();
-
     SQLite() { open(); }
     void enqueue(std::initializer_list<UploadTask> tasks) {
         for (const UploadTask& task : tasks)
@@ -42,8 +40,7 @@ TEST_F(SQLite, TellsTheHistoryOfARange) {
                                                            {"Project 1", 7, 1, start - 100},
                                                            {"Project 3", 70, 3, start - 90}};
     EXPECT_EQ(store->sessionHistory(start - 200, start), rows);
-    EXPECT_EQ(store->sessionHistory(start - 200, start - 100).size(), 1U)
-        << "the end is not part of the range";
+    EXPECT_EQ(store->sessionHistory(start - 200, start - 100).size(), 1U) << "the end is not in it";
     useCompany("other.test");
     EXPECT_TRUE(store->sessionHistory(start - 1000, start + 1000).empty());
 }
@@ -88,7 +85,7 @@ TEST_F(SQLite, AnswersWhatIsStillToBeSent) {
         EXPECT_EQ(store->hasActivitySegmentTask(), isAlive);
         EXPECT_EQ(store->pendingUploadFilePaths().contains("/tmp/a.jpg"), isAlive);
         EXPECT_EQ(store->pendingUploadTaskIds(shot.sessionId, {heartbeat, startSession}).size(),
-                  isAlive ? 2U : 0U);
+                  2U * isAlive);
     }
     EXPECT_FALSE(store->nextUploadTask(start));
 }

@@ -17,12 +17,9 @@ inline QUuid numberedId(int number) {
 }
 
 inline Session storedSession(int number, Date startedAt, std::optional<Date> stoppedAt) {
-    Session session;
-    session.id = numberedId(number);
-    session.projectName = QString("Project %1").arg(number);
-    session.intervals = {{numberedId(number + 1000), startedAt, stoppedAt}};
-    session.activityScore = number;
-    return session;
+    const TrackingInterval interval{numberedId(number + 1000), startedAt, stoppedAt};
+    const QString project = QString("Project %1").arg(number);
+    return {numberedId(number), {}, {}, project, {interval}, 0, 0, double(number), {}, {}, {}};
 }
 
 inline UploadTask storedTask(int number, UploadTaskType type, int priority = 100, Date createdAt = start) {

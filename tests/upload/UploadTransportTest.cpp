@@ -35,11 +35,9 @@ TEST_F(Upload, overHTTPEachKindOfTaskArrivesAndARefreshedTokenRepeatsOnce) {
     const char* const paths[] = {"sessions/start", "sessions/heartbeat", "segments/batch",
                                  "sessions/0A1B2C3D-0000-4000-8000-000000000007/screenshots"};
     for (std::size_t i = 0; i < arrived.size(); ++i) {
-        const URLRequest& request = arrived[i];
-        const QByteArray token = i % 2 == 0 ? "Bearer first-token" : "Bearer second-token";
-        EXPECT_EQ(request.method + ' ' + request.url.path().toUtf8(),
+        EXPECT_EQ(arrived[i].method + ' ' + arrived[i].url.path().toUtf8(),
                   QByteArray("POST /api/v1/hr/timetracker/employees/") + paths[i / 2]);
-        EXPECT_EQ(request.header("Authorization"), token);
+        EXPECT_EQ(arrived[i].header("Authorization"), i % 2 ? "Bearer second-token" : "Bearer first-token");
         EXPECT_EQ(requests[i].body, requests[i - i % 2].body);
     }
     EXPECT_EQ(arrived[0].body,

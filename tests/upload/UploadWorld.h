@@ -103,8 +103,8 @@ struct UploadWorld : StoreWorld {
     }
     /// Seconds until the one row is due.
     double dueIn() const {
-        return sql("SELECT next_attempt_at FROM upload_queue").toDouble() -
-               machine.clock.now().secondsSince1970();
+        return Date::since1970(sql("SELECT next_attempt_at FROM upload_queue").toDouble()) -
+               machine.clock.now();
     }
     bool circuitIsOpen() const { return !retry.canAttempt(machine.clock.now()); }
     bool circuitOpensAfter(int failures, std::optional<int> status) {
