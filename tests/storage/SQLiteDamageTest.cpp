@@ -95,11 +95,10 @@ TEST_F(SQLiteDamage, SetsLogsAsideWithTheirFileAndTakesNoNameTwice) {
     begin(5);
     open().markUploadTaskCompleted(numberedId(1));
     const QByteArray log = contentOf(database + "-wal");
-    ASSERT_FALSE(log.isEmpty());
     beginWith("garbage");
     overwrite(database + "-wal", log);
     EXPECT_TRUE(works(open()));
-    EXPECT_TRUE(contentOf(aside) == "garbage" && contentOf(aside + "-wal") == log);
+    EXPECT_TRUE(contentOf(aside) == "garbage" && !log.isEmpty() && contentOf(aside + "-wal") == log);
     EXPECT_EQ(sql("SELECT count(*) FROM upload_queue"), "0");
     store.reset();
     ASSERT_TRUE(QFile::remove(database) && QDir().mkpath(database + "/a folder"));

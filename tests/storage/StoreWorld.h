@@ -45,7 +45,7 @@ inline void overwrite(const QString& path, const QByteArray& bytes, Date modifie
     EXPECT_TRUE(file.setFileTime(modified.toDateTime(QTimeZone::utc()), QFile::FileModificationTime));
 }
 
-/// The store of a simulated machine, on a real file in a temporary folder, and a second connection to look at it.
+/// The store of a simulated machine on a real file, and a second connection to look at that file.
 struct StoreWorld {
     QTemporaryDir directory{fastTemporaryFolder()};
     SimulatedPlatform machine{directory.path()};

@@ -8,7 +8,7 @@ using Code = URLError::Code;
 TEST(UploadFailures, endEachKindOfTaskAsTheTableTellsAndWhatIsLeftArrivesLater) {
     struct Failure {
         QByteArray name;
-        /// What becomes of a heartbeat, a screenshot, an activitySegment and a startSession, or of a heartbeat alone:
+        /// Of a heartbeat, a screenshot, an activitySegment and a startSession, or of the first alone:
         /// 'r'etry, 'o'ffline, 't'akeover, 'd'ropped, 'D'ropped with its file.
         const char* outcomes;
         /// A real server that gets the whole request, one that does not, or a simulated answer.
@@ -55,14 +55,13 @@ TEST(UploadFailures, endEachKindOfTaskAsTheTableTellsAndWhatIsLeftArrivesLater) 
     };
     for (const Failure& failure : failures) {
         const bool isOfTransport = !failure.outcomes[1];
-        const int repeats = isOfTransport ? 20000 : 1; // more than a connection buffers
         for (std::size_t i = 0; failure.outcomes[i]; ++i) {
             const auto type = std::array{heartbeat, screenshot, activitySegment, startSession}[i];
             const char outcome = failure.outcomes[i];
             SCOPED_TRACE(qPrintable(failure.name + ", " + rawName(type)));
             UploadWorld world;
             const QString picture = world.picture();
-            const QByteArray payload = failure.name.repeated(repeats);
+            const QByteArray payload = failure.name.repeated(isOfTransport ? 20000 : 1); // overfills a buffer
             type == screenshot ? world.addScreenshot(picture) : world.add(type, 10, payload);
             if (type == activitySegment)
                 world.closedSegment(9);
@@ -76,7 +75,7 @@ TEST(UploadFailures, endEachKindOfTaskAsTheTableTellsAndWhatIsLeftArrivesLater) 
             EXPECT_EQ(arrived.empty(), failure.cause.index() != 0);
             EXPECT_EQ(QFile::exists(picture), outcome != 'D');
             EXPECT_EQ(world.heard.size(), outcome == 't');
-            // Three failures before this task; only a retry makes it four, so that one more opens the circuit.
+            // Three failures before this one; only a retry makes it four, so that one more opens the circuit.
             EXPECT_EQ(world.circuitOpensAfter(1, 500), outcome == 'r');
             const QString left = outcome == 'r' ? " failed 1" : outcome == 'o' ? " failed 0" : "";
             EXPECT_EQ(world.rows(), left.isEmpty() ? left : rawName(type) + left);
