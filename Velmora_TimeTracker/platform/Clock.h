@@ -13,7 +13,7 @@ public:
     /// The wall clock. It can jump either way at any moment.
     virtual Date now() const = 0;
 
-    /// The monotonic clock: never goes back; whether it counts through a sleep of the machine is not promised.
+    /// The monotonic clock: never goes back, and stands still while the machine sleeps.
     virtual std::chrono::nanoseconds uptime() const = 0;
 
     /// The zone that the machine is set to at this moment.

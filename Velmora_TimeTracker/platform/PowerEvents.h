@@ -1,17 +1,14 @@
 #pragma once
 
-#include "Date.h"
-
 #include <functional>
 
 /// The machine's and the session's life. Main thread.
 class PowerEvents {
 public:
     struct Handlers {
-        /// The machine is about to sleep: `ago` is 0, and it does not sleep before this handler, and everything that it
-        /// posted to the main executor, has run. Or it fell asleep unannounced `ago` seconds ago and has just woken:
-        /// then `didWake` follows at once.
-        std::function<void(Seconds ago)> willSleep;
+        /// The machine is about to sleep, and does not before this handler, and everything that it posted to the main
+        /// executor, has run. Or it fell asleep unannounced and has just woken: then `didWake` follows at once.
+        std::function<void()> willSleep;
         std::function<void()> didWake;
         /// The process is about to end: a termination signal, the end of the desktop session, or quitting. The process
         /// ends after the handler returned.

@@ -7,6 +7,8 @@
 #include "Statement.h"
 #include "StoreStatements.h"
 
+#include <sqlite3.h>
+
 namespace {
 
 std::optional<QByteArray> encoded(const Session& session, const char* operation) {
@@ -109,7 +111,10 @@ std::vector<SQLiteStore::SessionSummaryRow> SQLiteStore::sessionHistory(Date fro
         for (const Session& session : sessions(statement)) {
             const Date now = clock_.now();
             rows.push_back({session.projectName, session.totalSecondsForReporting(endOf(session, now)),
-                            session.activityScore, startOf(session, now)});
+                            session.activityScore, startOf(session, now), session.id});
+        }
+        if (statement.failure() != SQLITE_OK) {
+            rows.clear();
         }
     });
     return rows;

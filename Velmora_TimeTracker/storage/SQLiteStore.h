@@ -41,6 +41,7 @@ public:
         Seconds totalSeconds = 0;
         double activityScore = 0;
         Date startedAt;
+        QUuid id; ///< Of the session.
 
         friend bool operator==(const SessionSummaryRow&, const SessionSummaryRow&) = default;
     };
@@ -65,7 +66,7 @@ public:
     void clearActiveSession(const std::optional<QUuid>& id,
                             const std::optional<QString>& domainKey = std::nullopt);
     void appendSessionHistory(const Session& session, const std::optional<QString>& domainKey = std::nullopt);
-    /// Sessions that began in [from, to), oldest first.
+    /// Sessions that began in [from, to), oldest first; none when the database cannot be read.
     std::vector<SessionSummaryRow> sessionHistory(Date from, Date to);
 
     // Upload queue.

@@ -17,14 +17,16 @@
 
 #include <QPointer>
 #include <algorithm>
+#include <cmath>
 #include <tuple>
 
 namespace {
 
 constexpr Seconds tickInterval = 1.0;
 constexpr Seconds tickTolerance = 0.2;
-constexpr int ticksPerSnapshot = 5;       ///< Running seconds between two looks at the counters.
-constexpr int snapshotsPerAliveMark = 12; ///< So a last-alive mark every 60 running seconds.
+constexpr Seconds smallestClockStep = 1.0; ///< Less is slewing, and rounding.
+constexpr int ticksPerSnapshot = 5;        ///< Running seconds between two looks at the counters.
+constexpr int snapshotsPerAliveMark = 12;  ///< So a last-alive mark every 60 running seconds.
 
 } // namespace
 
@@ -216,9 +218,12 @@ void SessionManager::updateLiveMetrics() {
     };
     const auto before = figures();
     const Date now = on_.clock.now();
+    cutAtClockStep(now);
     maybePerformMidnightRolloverIfNeeded(now);
     if (!currentSession_)
         return;
+    if (!isPaused_)
+        lastSeenRunning_ = {now, on_.clock.uptime()};
     elapsedSeconds_ = SessionArithmetic::sessionTotal(*currentSession_, now);
     recomputeTodayTotalSeconds();
     if (!isPaused_ && ++liveMetricsTick_ >= ticksPerSnapshot) {
@@ -319,11 +324,19 @@ void SessionManager::processQueue() {
     spawn(on_.uploads.processQueue(), "processQueue");
 }
 
-void SessionManager::closeCurrentInterval(Date at) {
+void SessionManager::closeCurrentInterval(Date now) {
     if (!currentSession_ || currentSession_->intervals.empty() || currentSession_->intervals.back().stoppedAt)
         return;
-    currentSession_->intervals.back().stoppedAt = at;
+    currentSession_->intervals.back().stoppedAt = endOfRunning(now);
     save();
+}
+
+/// The end of an interval that is closed at `now`. When the wall clock was set since it was last seen to run, or the
+/// machine slept unannounced, that is as much later than then as the monotonic clock counted: neither is billed.
+Date SessionManager::endOfRunning(Date now) const {
+    const std::chrono::duration<Seconds> since = on_.clock.uptime() - lastSeenRunning_.uptime;
+    const Date expected = lastSeenRunning_.at + since.count();
+    return std::abs(now - expected) < smallestClockStep ? now : expected;
 }
 
 void SessionManager::copyCounts(Session& session, Date asOf) const {
@@ -367,7 +380,8 @@ Session SessionManager::newSession(const ProjectReference& project) const {
     return session;
 }
 
-TrackingInterval SessionManager::newInterval(Date startedAt) const {
+TrackingInterval SessionManager::newInterval(Date startedAt) {
+    lastSeenRunning_ = {startedAt, on_.clock.uptime()};
     return TrackingInterval{on_.random.uuid(), startedAt, std::nullopt};
 }
 

@@ -10,6 +10,7 @@
 
 #include <QObject>
 #include <QTimeZone>
+#include <chrono>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -110,8 +111,7 @@ public:
     void handleSessionTakenOver();
     void handleForceUpdateRequired();
     void handleScreenRecordingPermissionLost();
-    /// The machine falls asleep now, or did so `ago` seconds ago: none of them is billed.
-    void handleWillSleep(Seconds ago = 0);
+    void handleWillSleep();
     void handleDidWake();
     /// Everything is on disk when it returns.
     void handleWillTerminate();
@@ -159,7 +159,7 @@ private:
     void setTracking(bool isTracking);
     void setScreenRecordingPermissionLost(bool lost);
     void updateCaptureEligibility();
-    void closeCurrentInterval(Date at);
+    void closeCurrentInterval(Date now);
     enum class EndReport { enqueued, none };
     void endCurrentSession(EndReport endReport);
     Session finished(Session session, Date asOf) const;
@@ -174,7 +174,8 @@ private:
     void copyCounts(Session& session, Date asOf) const;
     void save() const;
     Session newSession(const ProjectReference& project) const;
-    TrackingInterval newInterval(Date startedAt) const;
+    TrackingInterval newInterval(Date startedAt);
+    Date endOfRunning(Date now) const;
     QString dateText(Date date) const;
     Date startOfDay(Date date) const;
     /// Runs `handle` on the main executor, unless the engine is gone by then. Any thread may call what it
@@ -197,10 +198,12 @@ private:
     void completeStaleActiveSessions();
     void complete(Session stale, Date now);
     void loadInterruptedSession();
+    void cutAtClockStep(Date now);
 
     // SessionToday.cpp
     Seconds currentLocalTotal() const;
     void refreshTodayCompletedSeconds();
+    void refreshBesideServer(Seconds localBefore);
     void recomputeTodayTotalSeconds();
 
     const Dependencies on_;
@@ -229,10 +232,16 @@ private:
 
     Seconds todayCompletedSeconds_ = 0;
     std::optional<ServerTodayTotal> serverTodayTotal_;
+    QString serverTodayTotalDomain_; ///< The company whose figure it is.
     Seconds localTotalAtServerAnchor_ = 0;
     std::deque<bool> last5MinInputBuffer_;
     std::optional<RemoteConfig> config_;
     std::unique_ptr<Executor::Timer> ticker_;
+    /// The last moment at which the running interval was seen, by both clocks.
+    struct {
+        Date at;
+        std::chrono::nanoseconds uptime{};
+    } lastSeenRunning_;
     std::optional<Date> idleStartedAt_;
     bool idleAskPresentedForCurrentIdlePeriod_ = false;
     bool pausedDueToSystemSleep_ = false;

@@ -42,7 +42,6 @@ void SessionManager::performMidnightRollover(Date newDate) {
     heartbeatTick_ = 0;
     serverTodayTotal_.reset();
     localTotalAtServerAnchor_ = 0;
-    refreshTodayCompletedSeconds();
 
     // The seconds between the boundary and its detection belong to neither session.
     const bool wasPaused = isPaused_;
@@ -52,6 +51,7 @@ void SessionManager::performMidnightRollover(Date newDate) {
         next.intervals.push_back(newInterval(newDate));
     selectedProjectId_ = next.projectId;
     begin(next, newDate, wasPaused);
+    refreshTodayCompletedSeconds();
     qCInfo(Log::session,
            "Midnight rollover: session %s completed, new session %s started at %s, wasPaused: %s",
            qPrintable(uuidText(old.id)), qPrintable(uuidText(next.id)),
@@ -86,6 +86,8 @@ void SessionManager::recoverInterruptedSessionForCurrentDomain() {
     interruptedSession_.reset();
     lastStatusMessage_.reset();
     loadInterruptedSession();
+    if (serverTodayTotalDomain_ != on_.domain.domainKey())
+        serverTodayTotal_.reset(); // of another company
     refreshTodayCompletedSeconds();
 }
 
@@ -111,9 +113,7 @@ void SessionManager::resumeInterruptedSession() {
     crossDayAutoCompletedProject_.reset();
     currentSessionDomain_ = interruptedSessionDomain_;
     begin(session, now);
-    // The server knows the recovered hours already: they must not be added on top of its figure.
-    localTotalAtServerAnchor_ += currentLocalTotal() - localBefore;
-    recomputeTodayTotalSeconds();
+    refreshBesideServer(localBefore);
     save();
     TrackingHeartbeat::record(session.id, now, on_.preferences);
     on_.activityTracker.start();
@@ -185,9 +185,7 @@ void SessionManager::completeStaleActiveSessions() {
         if (interruptedSession_ && interruptedSession_->id == stale.id)
             interruptedSession_.reset(); // finished: no longer to be resumed
     }
-    refreshTodayCompletedSeconds();
-    localTotalAtServerAnchor_ += currentLocalTotal() - localBefore;
-    recomputeTodayTotalSeconds();
+    refreshBesideServer(localBefore);
 }
 
 /// A stale session ends at the moment it is found, unless it was closed before.
@@ -203,7 +201,7 @@ void SessionManager::complete(Session stale, Date now) {
 
 // ---- The machine's life
 
-void SessionManager::handleWillSleep(Seconds ago) {
+void SessionManager::handleWillSleep() {
     if (!isTracking_ || isPaused_)
         return;
     const Operation operation(*this);
@@ -211,10 +209,7 @@ void SessionManager::handleWillSleep(Seconds ago) {
     on_.screenCapture.stop();
     on_.activityTracker.stop();
     ticker_.reset();
-    // Told late, a sleep may lie before the interval.
-    const auto& intervals = currentSession_->intervals;
-    const Date at = on_.clock.now() - ago;
-    closeCurrentInterval(ago > 0 && !intervals.empty() ? std::max(at, intervals.back().startedAt) : at);
+    closeCurrentInterval(on_.clock.now());
     isPaused_ = true;
     updateCaptureEligibility();
     save();
@@ -227,7 +222,28 @@ void SessionManager::handleDidWake() {
     const Operation operation(*this, false);
     if (pausedDueToSystemSleep_ && isTracking_)
         resumeTracking();
-    maybePerformMidnightRolloverIfNeeded(on_.clock.now());
+    const Date now = on_.clock.now();
+    cutAtClockStep(now);
+    maybePerformMidnightRolloverIfNeeded(now);
+    if (isTracking_)
+        return;
+    operation.note(true);
+    refreshTodayCompletedSeconds(); // the day may be another one
+}
+
+/// Goes on with a new interval where the wall clock was set or the machine slept unannounced.
+void SessionManager::cutAtClockStep(Date now) {
+    if (!isTracking_ || isPaused_ || endOfRunning(now) == now)
+        return;
+    const Operation operation(*this);
+    qCInfo(Log::session, "The clock was set or the machine slept: the interval ends at %s",
+           qPrintable(readable(endOfRunning(now), engineTimeZone())));
+    closeCurrentInterval(now);
+    if (maybePerformMidnightRolloverIfNeeded(now))
+        return;
+    currentSession_->intervals.push_back(newInterval(now));
+    TrackingHeartbeat::record(currentSession_->id, now, on_.preferences);
+    save();
 }
 
 /// The row stays a running one: the next launch offers the session again, with a clean end.

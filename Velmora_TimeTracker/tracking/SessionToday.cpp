@@ -1,4 +1,5 @@
 #include "Clock.h"
+#include "DomainStorage.h"
 #include "Log.h"
 #include "SQLiteStore.h"
 #include "SessionArithmetic.h"
@@ -22,7 +23,16 @@ void SessionManager::refreshTodayCompletedSeconds() {
     const Date from = startOfDay(on_.clock.now());
     todayCompletedSeconds_ = 0;
     for (const auto& row : on_.store.sessionHistory(from, from + secondsPerDay))
-        todayCompletedSeconds_ += row.totalSeconds;
+        if (!currentSession_ ||
+            currentSession_->id != row.id) // a crash while it was filed left it in both tables
+            todayCompletedSeconds_ += row.totalSeconds;
+    recomputeTodayTotalSeconds();
+}
+
+/// Counts anew after a change of the local sum of which the server knows: it is not added on top of its figure.
+void SessionManager::refreshBesideServer(Seconds localBefore) {
+    refreshTodayCompletedSeconds();
+    localTotalAtServerAnchor_ += currentLocalTotal() - localBefore;
     recomputeTodayTotalSeconds();
 }
 
@@ -34,6 +44,10 @@ void SessionManager::recomputeTodayTotalSeconds() {
 void SessionManager::applyServerTodayTotal(const ServerTodayTotal& incoming) {
     const QString today = dateText(on_.clock.now());
     switch (TodayTotal::judge(incoming, serverTodayTotal_, today)) {
+    case TodayTotal::Verdict::malformed:
+        qCCritical(Log::session, "Ignoring server today_total: no date: %s",
+                   qPrintable(incoming.date.left(40)));
+        return;
     case TodayTotal::Verdict::outdated:
         qCInfo(Log::session, "Ignoring outdated server today_total: dated %s, today is %s",
                qPrintable(incoming.date), qPrintable(today));
@@ -47,8 +61,12 @@ void SessionManager::applyServerTodayTotal(const ServerTodayTotal& incoming) {
     }
     const Operation operation(*this);
     const auto previous = std::exchange(serverTodayTotal_, incoming);
+    serverTodayTotalDomain_ = on_.domain.domainKey();
     if (previous && previous->date != incoming.date) {
-        todayCompletedSeconds_ = 0;
+        if (incoming.date == today)
+            refreshTodayCompletedSeconds(); // of the old day, nothing
+        else
+            todayCompletedSeconds_ = 0; // this clock is behind the server's: all is of the old day
         qCInfo(Log::session, "Server today_date changed %s(%llds) → %s(%llds); local reset to 0",
                qPrintable(previous->date), previous->totalSeconds, qPrintable(incoming.date),
                incoming.totalSeconds);

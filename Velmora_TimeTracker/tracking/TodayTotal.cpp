@@ -1,5 +1,6 @@
 #include "TodayTotal.h"
 
+#include <QDate>
 #include <algorithm>
 
 Seconds TodayTotal::shown(Seconds local, const std::optional<ServerTodayTotal>& server,
@@ -12,6 +13,9 @@ Seconds TodayTotal::shown(Seconds local, const std::optional<ServerTodayTotal>& 
 
 TodayTotal::Verdict TodayTotal::judge(const ServerTodayTotal& incoming,
                                       const std::optional<ServerTodayTotal>& current, const QString& today) {
+    // Texts are compared below, which orders only dates of one form.
+    if (QDate::fromString(incoming.date, Qt::ISODate).toString(Qt::ISODate) != incoming.date)
+        return Verdict::malformed;
     if (incoming.date < today)
         return Verdict::outdated;
     return current && incoming.date < current->date ? Verdict::stale : Verdict::accept;

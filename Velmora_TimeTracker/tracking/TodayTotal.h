@@ -12,7 +12,7 @@ namespace TodayTotal {
 Seconds shown(Seconds local, const std::optional<ServerTodayTotal>& server, Seconds localTotalAtServerAnchor,
               const QString& today);
 
-enum class Verdict { accept, outdated, stale };
+enum class Verdict { accept, malformed, outdated, stale };
 /// Whether an incoming figure may replace the present one.
 Verdict judge(const ServerTodayTotal& incoming, const std::optional<ServerTodayTotal>& current,
               const QString& today);

@@ -73,48 +73,53 @@ void World::checkHistory(const std::vector<Session>& finished) {
 }
 
 /// With a clock that jumps, wall times no longer name real seconds; but each interval must be one in which the
-/// session ran, and as long, within what the clock was moved meanwhile.
+/// session ran, and as long. A jump cuts it.
 void World::checkSpans(const std::vector<Session>& finished) {
     for (const Session& session : finished) {
-        if (endedWithTheirDay_.contains(session.id))
+        if (endedByRule_.contains(session.id))
             continue;
         std::vector<TrackingInterval> left = session.intervals;
+        // The longest first: one that is too short to matter may begin where its neighbour does.
+        const auto length = [](const TrackingInterval& one) {
+            return std::max(0.0, *one.stoppedAt - one.startedAt);
+        };
+        std::ranges::sort(left, std::greater(), length);
         for (const Span& span : spans_) {
-            if (span.session != session.id)
+            if (span.session != session.id || span.seconds < Truth::tickSlack)
                 continue;
-            const auto interval = std::find_if(left.begin(), left.end(), [&](const TrackingInterval& one) {
+            const auto interval = std::ranges::find_if(left, [&](const TrackingInterval& one) {
                 return std::abs(one.startedAt - span.wallBegan) <= Truth::tickSlack;
             });
-            const double billed =
-                interval == left.end() ? 0 : std::max(0.0, *interval->stoppedAt - interval->startedAt);
-            const double slack = span.jumped + Truth::tickSlack;
-            if (billed > span.seconds + slack)
+            const double billed = interval == left.end() ? 0 : length(*interval);
+            if (billed > span.seconds + Truth::tickSlack)
                 complain("B: billed %1 s of %2 s", billed, span.seconds);
-            if (span.isPlain && billed < span.seconds - slack)
+            if (span.isPlain && billed < span.seconds - Truth::tickSlack)
                 complain("L: billed %1 s of %2 s", billed, span.seconds);
             if (interval != left.end())
                 left.erase(interval);
         }
-        if (!left.empty())
-            complain("B: %1 intervals that nobody worked", left.size());
+        for (const TrackingInterval& one : left)
+            if (length(one) > Truth::tickSlack)
+                complain("B: billed %1 s that nobody worked", length(one));
     }
 }
 
 /// Today's figure lies between what is billed and all that ran: the server may still know time that an idle
 /// rule took out later.
 void World::checkToday(const std::vector<Session>& all) {
-    if (!seen_.isTracking || seen_.isPaused || real() - intervalBegan_ < 5 ||
+    if (!seen_.isTracking || heardNoWake_ || real() - intervalBegan_ < 5 ||
         real() - companyMidnight(platform_.timeline.date()) < 5)
         return; // it is brought up to date by the ticker, and at a rollover
     const QDate today = companyDate(platform_.timeline.date());
     double billed = 0;
+    double ran = seen_.isRunning() ? real() - slotsCounted_ : 0;
     for (const Session& session : all)
         if (!session.intervals.empty() && companyDate(session.intervals.front().startedAt) == today &&
-            (session.status == SessionStatus::completed
-                 ? session.intervals.back().stoppedAt > serverDayMovedOn_
-                 : session.id == seen_.session))
-            billed += session.totalSeconds(platform_.timeline.date());
-    double ran = seen_.isRunning() ? real() - slotsCounted_ : 0;
+            (session.status == SessionStatus::completed || session.id == seen_.session)) {
+            const Seconds total = session.totalSeconds(platform_.timeline.date());
+            billed += total;
+            ran += endedByRule_.contains(session.id) ? total : 0;
+        }
     const QString prefix = today.toString(Qt::ISODate) + u'#';
     for (auto slot = slots_.cbegin(); slot != slots_.cend(); ++slot)
         if (slot.key().startsWith(prefix))

@@ -94,7 +94,10 @@ void World::useTheProgram() {
     SessionManager& engine = core_->sessionManager;
     const double pressed = chance();
     if (engine.interruptedSession()) {
-        resumeInterrupted();
+        if (pressed < 0.8)
+            resumeInterrupted();
+        else
+            discardInterrupted();
     } else if (!engine.isTracking()) {
         if (pressed < 0.7) {
             platform_.permissions.screenRecording = true;
@@ -123,15 +126,15 @@ void World::useTheProgram() {
     isCommanding_ = false;
 }
 
-/// What a person does who finds the session that a crash left behind.
-void World::resumeInterrupted() {
+/// The session that a crash left behind goes on, or ends by a rule. When it died, unless that is told.
+std::optional<double> World::leaveInterrupted() {
     const Session found = *core_->sessionManager.interruptedSession();
     const std::optional<double> died =
         diedRunning_.contains(found.id) ? std::optional(diedRunning_.take(found.id)) : std::nullopt;
     const bool crossesDay = !found.intervals.empty() && companyDate(found.intervals.front().startedAt) !=
                                                             companyDate(platform_.timeline.date());
     if (crossesDay)
-        endedWithTheirDay_.insert(found.id);
+        endedByRule_.insert(found.id);
     // The rule for a session left open over midnight: it ends with its first day, which a change of zone may
     // move to before the crash.
     if (crossesDay && (died || changesZone_))
@@ -139,7 +142,22 @@ void World::resumeInterrupted() {
                              died.value_or(real()) - Truth::crashLoss),
                     real(), Truth::Second::allowed);
     resolveGap(found.id, false);
+    return died;
+}
+
+/// What a person does who finds it.
+void World::resumeInterrupted() {
+    leaveInterrupted();
     core_->sessionManager.resumeInterruptedSession();
+}
+
+/// What becomes of it when the sign-in is no longer good: it ends when it is found.
+void World::discardInterrupted() {
+    ++happened_["discard"];
+    endedByRule_.insert(core_->sessionManager.interruptedSession()->id);
+    if (const auto died = leaveInterrupted())
+        truth_.note(*died - Truth::crashLoss, real(), Truth::Second::allowed);
+    core_->sessionManager.discardInterruptedSession();
 }
 
 void World::storeSignIn() {
@@ -168,26 +186,37 @@ void World::sleepMachine(Seconds span) {
     ++happened_["sleep"];
     isSleepy_ = true;
     const bool ran = seen_.isRunning();
-    const bool isAnnounced = !oneIn(5);
-    const bool isHeard = !isAnnounced || !oneIn(5); // the signal may get lost
+    const bool isAnnounced = !oneIn(4);
+    const bool isTold = !isAnnounced && oneIn(2); // when it is over
+    const bool isHeard = isTold || !oneIn(5);     // the signal of the wake may get lost
     if (isAnnounced) {
         platform_.power.willSleep();
         pass(0);
         observe();
     }
-    asleepSince_ = real();
+    const bool runsThrough = seen_.isRunning() && !isTold;
+    if (runsThrough)
+        runningEnded(true);
+    else
+        asleepSince_ = real();
     platform_.timeline.sleepMachine(span);
     slept_ += span;
+    if (changesClock_ && oneIn(3))
+        moveClock();
+    if (runsThrough)
+        intervalBegan();
     touch(); // somebody woke it
-    if (!isAnnounced)
-        platform_.power.willSleep(span);
+    if (isTold)
+        platform_.power.willSleep();
     if (isHeard)
         platform_.power.didWake();
     pass(0);
     observe();
     asleepSince_.reset();
+    heardNoWake_ = !isHeard && seen_.isPaused;
     if (ran && isHeard && seen_.isTracking && seen_.isPaused && !seen_.isIdle)
         complain("still paused after the wake");
+    pass(1.5); // a tick: the program looks at its clocks
     isSleepy_ = false;
     pass(3);
 }
@@ -222,10 +251,19 @@ void World::changeCompany() {
 }
 
 void World::jumpClock() {
+    const bool runs = seen_.isRunning();
+    if (runs)
+        runningEnded(true);
+    moveClock();
+    if (runs)
+        intervalBegan();
+}
+
+void World::moveClock() {
     ++happened_["clock jump"];
-    const double sizes[] = {1, 60, 3600, 90000, 10 * 365.25 * 86400};
+    const double sizes[] = {2, 60, 3600, 90000, 10 * 365.25 * 86400};
     const double by =
-        (oneIn(2) ? 1 : -1) * sizes[std::uniform_int_distribution<>(0, 4)(random_)] * between(0.5, 1);
+        (oneIn(2) ? 1 : -1) * sizes[std::uniform_int_distribution<>(0, 4)(random_)] * between(0.6, 1);
     jumped_ += std::abs(by);
     platform_.timeline.jumpWallClock(by);
 }

@@ -24,7 +24,7 @@ protected:
             return; // a replay of a few
         for (const char* what :
              {"death", "sleep", "idle pause", "midnight", "takeover", "clock jump", "zone change",
-              "offset change", "company change", "server fault", "drop", "sign-in"})
+              "offset change", "company change", "server fault", "drop", "sign-in", "discard"})
             EXPECT_GT(met[what], 0) << what;
         EXPECT_GT(worked, lives * 3600);
     }

@@ -90,8 +90,6 @@ World::~World() {
 
 /// What the program drops, it must name; the row is still there while it does.
 void World::hear(const QString& logLine) {
-    if (logLine.startsWith("Server today_date changed"))
-        serverDayMovedOn_ = platform_.timeline.date();
     static const QRegularExpression failure(
         "^Task (\\S+) type=(\\w+) (?:failed \\(attempt (\\d+)\\)|permanent client error)");
     const auto match = failure.match(logLine);
@@ -139,7 +137,7 @@ void World::pass(Seconds span) {
                 platform_.timeline.advance(between(0, 600)); // the machine goes on without the program
             startProcess(oneIn(4));
         }
-        if (real() >= nextHour_ && !asleepSince_)
+        if (real() >= nextHour_ && !isSleepy_)
             checkHour();
     }
 }
@@ -173,12 +171,16 @@ void World::observe() {
     if (before.isRunning() && (!now.isRunning() || isRollover))
         runningEnded(!isRollover && !isIdlePause);
     seen_ = now;
+    heardNoWake_ = false;
     if (isRollover && changesZone_)
         // The new zone's midnight may lie far back: what ran since then belongs to nobody.
         truth_.note(std::max(intervalBegan_, companyMidnight(platform_.timeline.date())), real(),
                     Truth::Second::allowed);
-    if (now.isRunning() && (!before.isRunning() || isRollover))
+    if (now.isRunning() && (!before.isRunning() || isRollover)) {
+        if (!isCommanding_ && !isSleepy_ && !isRollover)
+            complain("running for no reason");
         runningBegan(isRollover);
+    }
     if (isIdlePause) {
         ++happened_["idle pause"];
         if (idleFor < idleThreshold_ - 0.1)
@@ -205,15 +207,8 @@ void World::observe() {
 // ---- what it means
 
 void World::runningBegan(bool isRollover) {
-    if (!isCommanding_ && !isSleepy_ && !isRollover)
-        complain("running for no reason");
     asleepSince_.reset();
-    intervalBegan_ = real();
-    wallBegan_ = platform_.timeline.date();
-    jumpedBefore_ = jumped_;
-    slotsCounted_ = real();
-    ++slots_[slotOf(wallBegan_)].edges;
-    truth_.blur(intervalBegan_);
+    intervalBegan();
     const auto& config = core_->sessionManager.config();
     idleThreshold_ =
         60.0 * static_cast<double>(std::max<qint64>(config ? config->idleMinutesThreshold : 5, 1));
@@ -229,6 +224,13 @@ void World::runningBegan(bool isRollover) {
     }
 }
 
+void World::intervalBegan() {
+    intervalBegan_ = slotsCounted_ = real();
+    wallBegan_ = platform_.timeline.date();
+    ++slots_[slotOf(wallBegan_)].edges;
+    truth_.blur(intervalBegan_);
+}
+
 /// Of the session in `seen_`, which ran until now, or until the machine fell asleep.
 void World::runningEnded(bool isPlain) {
     const double end = awakeUntil();
@@ -240,7 +242,7 @@ void World::runningEnded(bool isPlain) {
         platform_.timeline.date().toDateTime(zone).offsetFromUtc())
         ++happened_["offset change"];
     if (changesClock_)
-        spans_.push_back({seen_.session, wallBegan_, end - intervalBegan_, jumped_ - jumpedBefore_, isPlain});
+        spans_.push_back({seen_.session, wallBegan_, end - intervalBegan_, isPlain});
 }
 
 /// Slots begin at multiples of five minutes of universal time in every zone there is.

@@ -56,8 +56,7 @@ private:
         QUuid session;
         Date wallBegan;
         double seconds;
-        double jumped; ///< How far the clock was moved in it.
-        bool isPlain;  ///< Ended by a pause or stop of the employee: nothing may be missing of it.
+        bool isPlain; ///< Ended by a pause or stop of the employee: nothing may be missing of it.
     };
     /// What a ten-minute slot of the company's calendar should hold.
     struct Slot {
@@ -86,6 +85,7 @@ private:
     void changeSettings();
     void changeCompany();
     void jumpClock();
+    void moveClock();
     void startProcess(bool diesAtStart = false);
     void stampPictures();
     void die();
@@ -93,10 +93,13 @@ private:
 
     // What that means.
     void runningBegan(bool isRollover);
+    void intervalBegan();
     void runningEnded(bool isPlain);
     void countSlots(double to);
     void resolveGap(const QUuid& session, bool goesOn);
+    std::optional<double> leaveInterrupted();
     void resumeInterrupted();
+    void discardInterrupted();
     bool discards() const;
     QTimeZone companyZone() const;
     QDate companyDate(Date date) const;
@@ -150,10 +153,7 @@ private:
     int droppedPictures_ = 0;
     qint64 lostPictures_ = 0;      ///< A death fell between the taking and the file.
     QHash<QString, int> attempts_; ///< How often each row failed, as the log tells.
-    /// When the server's figure of a new day took the place of an older one, which sets the sum of the finished
-    /// sessions to zero, those of the new day included.
-    Date serverDayMovedOn_;
-    QSet<QString> stamped_; ///< Pictures whose files bear the world's time.
+    QSet<QString> stamped_;        ///< Pictures whose files bear the world's time.
 
     bool changesClock_ = false;
     bool changesZone_ = false;
@@ -164,12 +164,12 @@ private:
     qint64 jobsUntilDeath_ = -1;
     bool isCommanding_ = false;         ///< The employee is pressing something right now.
     std::optional<double> asleepSince_; ///< While the program has not yet heard that the machine woke.
+    bool heardNoWake_ = false;          ///< It is still paused for the sleep, and nothing runs.
     bool isSleepy_ = false;             ///< The machine is about to sleep, or woke this moment.
     Seen seen_;
     double intervalBegan_ = 0;
     double slotsCounted_ = 0; ///< Until when the interval that runs is noted in the slots.
     Date wallBegan_;
-    double jumpedBefore_ = 0;
     std::optional<double> lastCountedInput_;
     Seconds lastInputUptime_ = 0;
     Seconds idleThreshold_ = 300;
@@ -185,7 +185,7 @@ private:
     int seenTakeovers_ = 0;
     /// Sessions that a midnight began while the employee paused: they have no start to report.
     QSet<QUuid> beganPaused_;
-    /// Sessions found open on a later day: the rule ends them with their first day.
-    QSet<QUuid> endedWithTheirDay_;
+    /// Sessions found open and ended by a rule: with their first day, or when they were found.
+    QSet<QUuid> endedByRule_;
     double nextHour_ = 3600;
 };

@@ -36,9 +36,9 @@ TEST_F(SQLite, TellsTheHistoryOfARange) {
     middleOpen.intervals.push_back({numberedId(2005), start - 40, start - 30});
     for (const Session& session : {frozen, closed, closed, middleOpen})
         store->appendSessionHistory(session);
-    const std::vector<SQLiteStore::SessionSummaryRow> rows{{"Project 2", 30, 2, start - 200},
-                                                           {"Project 1", 7, 1, start - 100},
-                                                           {"Project 3", 70, 3, start - 90}};
+    const std::vector<SQLiteStore::SessionSummaryRow> rows{{"Project 2", 30, 2, start - 200, closed.id},
+                                                           {"Project 1", 7, 1, start - 100, frozen.id},
+                                                           {"Project 3", 70, 3, start - 90, middleOpen.id}};
     EXPECT_EQ(store->sessionHistory(start - 200, start), rows);
     EXPECT_EQ(store->sessionHistory(start - 200, start - 100).size(), 1U) << "the end is not in it";
     useCompany("other.test");

@@ -78,18 +78,40 @@ TEST_F(SessionRecovery, RollsAPausedSessionOverWithoutAnInterval) {
     EXPECT_EQ(lastTotal(), 0);
 }
 
-TEST_F(SessionRecovery, BillsNoSleepThatNobodyAnnounced) {
-    startAt("2024-05-15T22:00:00Z");
-    world.machine.timeline.sleepMachine(3 * 3600); // past midnight
-    world.machine.power.willSleep(3 * 3600);
-    world.machine.power.didWake();
-    world.machine.timeline.settle();
-    EXPECT_EQ(lastTotal(), 60);
-    engine().stopTracking();
+TEST_F(SessionRecovery, BillsNeitherASleepThatNobodyAnnouncedNorAClockThatIsSet) {
+    SimulatedPower& power = world.machine.power;
+    Timeline& timeline = world.machine.timeline;
+    constexpr Seconds tenYears = 10 * 365.25 * 86400;
+    const std::function<void()> moves[] = {
+        [&] {
+            timeline.sleepMachine(36 * 3600), power.willSleep(), power.didWake();
+        },                                                          // told when it was over,
+        [&] { timeline.sleepMachine(36 * 3600), power.didWake(); }, // half of it told, and
+        [&] { timeline.sleepMachine(36 * 3600); },                  // none
+        [&] { timeline.jumpWallClock(3600); },
+        [&] { timeline.jumpWallClock(-3600); },
+        [&] { timeline.jumpWallClock(tenYears); },
+        [&] { timeline.jumpWallClock(-tenYears); },
+        [&] { timeline.jumpWallClock(3600), engine().pauseTracking(), engine().resumeTracking(); },
+    };
+    for (const auto& move : moves) {
+        startAt("2024-05-15T12:00:00Z");
+        world.tick(0.5);
+        const auto before = world.finishedSessions().size();
+        move();
+        world.tick(30.25);
+        engine().stopTracking();
+        Seconds billed = 0;
+        const auto finished = world.finishedSessions();
+        for (auto session = finished.begin() + qsizetype(before); session != finished.end(); ++session)
+            billed += session->totalSeconds(now());
+        EXPECT_NEAR(billed, 90.75, 0.01) << &move - moves;
+    }
     world.start();
-    world.machine.power.willSleep(60); // heard late, of a sleep before the start
-    world.machine.timeline.settle();
-    EXPECT_EQ(world.session().intervals[0].stoppedAt, world.session().intervals[0].startedAt);
+    timeline.jumpWallClock(3600);
+    world.tick(1.2);
+    EXPECT_EQ(world.mark(world.session().id), world.session().intervals.back().startedAt); // a crash finds it
+    EXPECT_EQ(world.activeSessions(), std::vector{world.session()});
 }
 
 TEST_F(SessionRecovery, BillsACrashUpToTheLastMark) {

@@ -28,7 +28,9 @@ TEST_F(SessionToday, RunsWithTheSessionFromTheServersFigure) {
     world.tick(1);
     EXPECT_EQ(shown(), 3601);
     EXPECT_EQ(shownAfter(1000), 1000); // smaller, same day: the server wins
-    EXPECT_EQ(shownAfter(1), 101);     // but never below local work
+    EXPECT_EQ(shownAfter(1), 101);     // but never below local work,
+    world.tick(1);
+    EXPECT_EQ(shown(), 102); // with which it rises
     world.typeFor(100);
     world.tick(200);
     EXPECT_EQ(shownAfter(5000), 5000);
@@ -42,12 +44,68 @@ TEST_F(SessionToday, IgnoresFiguresOfDaysGoneBy) {
     EXPECT_EQ(shownAfter(9000, "2024-05-14"), 0);
     EXPECT_EQ(shownAfterWork(100), 100);
     EXPECT_EQ(shownAfter(50), 100);
+    EXPECT_TRUE(log.contains("Ignoring outdated server today_total: dated 2024-05-14, today is 2024-05-15"));
     EXPECT_EQ(shownAfter(7000, "2024-05-16"), 7000); // a server ahead of this clock
+    for (const char* later : {"2024-05-15", "2024-5-17", "x"})
+        EXPECT_EQ(shownAfter(9000, later), 7000);
+    EXPECT_TRUE(
+        log.contains("Ignoring stale server today_total: incoming date 2024-05-15 < current 2024-05-16"));
     EXPECT_TRUE(log.contains("Server today_date changed 2024-05-15(50s) → 2024-05-16(7000s); local reset"));
     EXPECT_EQ(shownAfterWork(60), 7060); // the history, counted anew, is not added on top
     EXPECT_EQ(shownAfter(60), 7060);
-    world.jumpTo("2024-05-17T00:00:00Z");
+    world.machine.timeline.sleepMachine(2 * 86400);
+    world.machine.power.didWake(); // on a new day, of which no server has spoken yet
+    world.tick(0);
+    EXPECT_EQ(shown(), 0);
     EXPECT_EQ(shownAfterWork(10), 10);
+}
+
+TEST_F(SessionToday, ShowsNothingOfYesterdayAtAnyMoment) {
+    world.jumpTo("2024-05-15T21:00:00Z");
+    for (const bool isPaused : {true, false}) {
+        world.start();
+        world.tick(100);
+        if (isPaused)
+            engine().pauseTracking();
+        world.machine.power.willSleep();
+        world.tick(0);
+        Seconds most = 0;
+        const auto watch =
+            QObject::connect(&engine(), &SessionManager::changed, [&] { most = std::max(most, shown()); });
+        world.machine.timeline.sleepMachine(10 * 3600);
+        world.machine.power.didWake();
+        world.tick(5);
+        QObject::disconnect(watch);
+        EXPECT_NEAR(most, isPaused ? 0 : 5, 0.1);
+        engine().stopTracking();
+        world.jumpTo("2024-05-16T21:00:00Z");
+    }
+}
+
+TEST_F(SessionToday, CountsASessionOnceThatACrashLeftFiledAndRunning) {
+    world.start();
+    world.typeFor(1000);
+    const Session running = world.session();
+    engine().stopTracking();
+    world.core->store.saveActiveSession(running);
+    TrackingHeartbeat::record(running.id, now(), world.machine.preferences);
+    world.restart();
+    EXPECT_EQ(shown(), 1000);
+    touch();
+    engine().resumeInterruptedSession();
+    world.tick(10);
+    EXPECT_EQ(shown(), 1010);
+    engine().stopTracking();
+    EXPECT_EQ(shown(), 1010);
+}
+
+TEST_F(SessionToday, ForgetsTheFigureOfAnotherCompany) {
+    EXPECT_EQ(shownAfter(20000), 20000);
+    engine().recoverInterruptedSessionForCurrentDomain();
+    EXPECT_EQ(shown(), 20000);
+    world.signIn("https://b.test/api/v1/");
+    engine().recoverInterruptedSessionForCurrentDomain();
+    EXPECT_EQ(shown(), 0);
 }
 
 TEST_F(SessionToday, FollowsTheConfigurationAndTheServersAnswers) {

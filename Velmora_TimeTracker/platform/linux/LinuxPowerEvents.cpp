@@ -87,7 +87,7 @@ void LinuxPowerEvents::lookForSleep() {
     if (slept < shortestSleep)
         return;
     if (handlers_.willSleep)
-        handlers_.willSleep(slept.count());
+        handlers_.willSleep();
     if (handlers_.didWake)
         handlers_.didWake();
 }
@@ -101,7 +101,7 @@ void LinuxPowerEvents::sessionIsEnding() {
 void LinuxPowerEvents::prepareForSleep(bool begins) {
     if (begins) {
         if (handlers_.willSleep)
-            handlers_.willSleep(0);
+            handlers_.willSleep();
         releaseInhibitorAfterPostedWork();
     } else {
         lookForSleep();

@@ -9,9 +9,9 @@ void callIfSet(const std::function<void()>& handler) {
 }
 } // namespace
 
-void SimulatedPower::willSleep(Seconds ago) const {
+void SimulatedPower::willSleep() const {
     if (handlers_.willSleep)
-        handlers_.willSleep(ago);
+        handlers_.willSleep();
 }
 void SimulatedPower::didWake() const {
     callIfSet(handlers_.didWake);

@@ -13,7 +13,7 @@
 class SimulatedPower : public PowerEvents {
 public:
     void start(Handlers handlers) override { handlers_ = std::move(handlers); }
-    void willSleep(Seconds ago = 0) const;
+    void willSleep() const;
     void didWake() const;
     void willTerminate() const;
     /// The process died: nobody listens any more.

@@ -145,10 +145,10 @@ Task<bool> TimeTrackerCore::refreshTokens() {
 
 void TimeTrackerCore::listenToPower() {
     const auto later = [this](auto handle) {
-        return [weak = QPointer(&sessionManager), &main = platform.main, handle](auto... arguments) {
-            main.post([weak, handle, arguments...] {
+        return [weak = QPointer(&sessionManager), &main = platform.main, handle] {
+            main.post([weak, handle] {
                 if (weak)
-                    (weak.data()->*handle)(arguments...);
+                    (weak.data()->*handle)();
             });
         };
     };
