@@ -18,26 +18,21 @@ protected:
     QByteArray reply() const { return R"({"data":)" + encodeRemoteConfig(config) + '}'; }
     Outcome<RemoteConfig> fetched(const QByteArray& body) {
         answer(Network::answer(200, body));
-        return outcomeOf(service.fetchConfig());
+        return outcomeOf(remoteConfig.fetchConfig());
     }
-    QStringList filesOfFolder() const { return QFileInfo(service.fileURL()).dir().entryList(QDir::Files); }
-    void writeCache(const QByteArray& content) {
-        QFile file(service.fileURL());
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(content);
+    QStringList filesOfFolder() const {
+        return QFileInfo(remoteConfig.fileURL()).dir().entryList(QDir::Files);
     }
     void passUntilRequest(std::size_t number) {
-        while (requests().size() < number)
+        while (requests.size() < number)
             pass(1);
     }
 
-    RemoteConfigService& service = services.remoteConfig;
-    APITimeZoneResolver& zones = services.timeZones;
     RemoteConfig config;
 };
 
 TEST_F(ConfigurationTest, TheLastGoodCopyStays) {
-    EXPECT_FALSE(service.cachedConfig());
+    EXPECT_FALSE(remoteConfig.cachedConfig());
     EXPECT_TRUE(log.lines().isEmpty()) << "no file is no fault";
     fetched(reply());
     EXPECT_EQ(fetched(R"({"data":{}})").failure, Kind::decodingFailed);
@@ -45,18 +40,18 @@ TEST_F(ConfigurationTest, TheLastGoodCopyStays) {
         const FullDisk disk(10);
         fetched(reply());
     }
-    EXPECT_EQ(service.cachedConfig(), config);
+    EXPECT_EQ(remoteConfig.cachedConfig(), config);
     EXPECT_EQ(filesOfFolder(), QStringList{"config.json"});
-    ASSERT_TRUE(QFile::remove(service.fileURL()) && QDir().mkdir(service.fileURL()));
+    ASSERT_TRUE(QFile::remove(remoteConfig.fileURL()) && QDir().mkdir(remoteConfig.fileURL()));
     EXPECT_EQ(fetched(reply()).value, config) << "a cache that cannot be written is no failure";
 }
 
 TEST_F(ConfigurationTest, AnUnreadableCacheIsSetAsideOnce) {
     const QByteArray keyless = encodeRemoteConfig(config).replace("device_id", "devise_id");
     for (const QByteArray& damage : {QByteArray(""), QByteArray("{"), keyless}) {
-        writeCache(damage);
+        ApplicationFolder::replaceFile(remoteConfig.fileURL(), damage);
         const auto lines = log.lines(QtCriticalMsg).size();
-        EXPECT_FALSE(service.cachedConfig() || service.cachedConfig());
+        EXPECT_FALSE(remoteConfig.cachedConfig() || remoteConfig.cachedConfig());
         EXPECT_EQ(log.lines(QtCriticalMsg).size(), lines + 1);
     }
     EXPECT_EQ(filesOfFolder().filter("config.json.unreadable-20231114-221320").size(), 3);
@@ -72,7 +67,7 @@ TEST_F(ConfigurationTest, PeriodicRefreshOverDays) {
         longest = std::max(longest, interval);
         return Network::answer(++fetches % 2 ? 200 : 500, reply(), 0);
     });
-    service.startPeriodicRefresh([&](const RemoteConfig& update) { updates += update == config; });
+    remoteConfig.startPeriodicRefresh([&](const RemoteConfig& update) { updates += update == config; });
     pass(7 * day);
     EXPECT_EQ(updates, (fetches + 1) / 2);
     EXPECT_TRUE(shortest >= 1200 && shortest < 1300) << shortest;
@@ -83,28 +78,28 @@ TEST_F(ConfigurationTest, PeriodicRefreshOverDays) {
 TEST_F(ConfigurationTest, ALoopThatWasReplacedOrStoppedIsSilent) {
     answer(Network::answer(200, reply(), 10));
     int first = 0, second = 0;
-    service.startPeriodicRefresh([&](const RemoteConfig&) { ++first; });
+    remoteConfig.startPeriodicRefresh([&](const RemoteConfig&) { ++first; });
     passUntilRequest(1); // replaced while its fetch is under way
-    service.startPeriodicRefresh([&](const RemoteConfig&) { ++second; });
+    remoteConfig.startPeriodicRefresh([&](const RemoteConfig&) { ++second; });
     passUntilRequest(2);
-    EXPECT_EQ(outcomeOf(service.fetchConfig(), 11).value, config);
-    EXPECT_EQ(requests().size(), 2u) << "a person's fetch joined the timer's";
+    EXPECT_EQ(outcomeOf(remoteConfig.fetchConfig(), 11).value, config);
+    EXPECT_EQ(requests.size(), 2u) << "a person's fetch joined the timer's";
     EXPECT_TRUE(first == 0 && second == 1) << "one loop only";
     passUntilRequest(3);
-    service.stopPeriodicRefresh(); // in its fetch
+    remoteConfig.stopPeriodicRefresh(); // in its fetch
     pass(day);
     EXPECT_EQ(second, 1);
-    EXPECT_EQ(requests().size(), 3u);
+    EXPECT_EQ(requests.size(), 3u);
 }
 
 TEST_F(ConfigurationTest, UnknownZonesAreTheSystems) {
     for (const QString text : {"Asia/Tokyo", "", "Mars/Olympus", "../../../etc/passwd"}) {
         config.appTimezone = text;
         const QString zone = text == "Asia/Tokyo" ? text : "Europe/Paris";
-        EXPECT_EQ(zones.timezoneIdentifierForAPI(&config), zone);
-        zones.store(text);
-        EXPECT_EQ(zones.storedTimezoneIdentifier(), text.isEmpty() ? zone : text);
-        EXPECT_EQ(zones.storedTimeZone().id(), zone);
+        EXPECT_EQ(timeZones.timezoneIdentifierForAPI(&config), zone);
+        timeZones.store(text);
+        EXPECT_EQ(timeZones.storedTimezoneIdentifier(), text.isEmpty() ? zone : text);
+        EXPECT_EQ(timeZones.storedTimeZone().id(), zone);
     }
 }
 

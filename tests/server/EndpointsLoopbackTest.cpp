@@ -12,17 +12,17 @@ TEST_F(EndpointsLoopbackTest, EachHasItsMethodTokenAndBody) {
     });
     LinuxURLSession network;
     sendOver(network, machine.urlSession);
-    services.domain.setBaseURL(server.root());
+    domain.setBaseURL(server.root());
     signIn("old");
 
     const LoginRequest code{.email = "a@b", .password = "123456", .isOtp = 1};
-    EXPECT_EQ(outcomeOf(services.auth.login("a@b", "c4n4ry")).failure, Kind::decodingFailed);
-    EXPECT_EQ(outcomeOf(services.remoteConfig.fetchConfig()).statusCode, 503);
-    EXPECT_FALSE(outcomeOf(services.auth.performSingleLogin(code)).value);
-    EXPECT_TRUE(outcomeOf(succeeding(services.auth.generateOtp("a@b"))).value);
-    EXPECT_TRUE(outcomeOf(succeeding(services.auth.requestPasswordRecovery("a@b"))).value);
-    EXPECT_TRUE(outcomeOf(services.auth.handleUnauthorized()).value);
-    EXPECT_TRUE(outcomeOf(succeeding(services.auth.logout())).value);
+    EXPECT_EQ(outcomeOf(auth.login("a@b", "c4n4ry")).failure, Kind::decodingFailed);
+    EXPECT_EQ(outcomeOf(remoteConfig.fetchConfig()).statusCode, 503);
+    EXPECT_FALSE(outcomeOf(auth.performSingleLogin(code)).value);
+    EXPECT_TRUE(succeeds(auth.generateOtp("a@b")));
+    EXPECT_TRUE(succeeds(auth.requestPasswordRecovery("a@b")));
+    EXPECT_TRUE(outcomeOf(auth.handleUnauthorized()).value);
+    EXPECT_TRUE(succeeds(auth.logout()));
     QStringList seen;
     for (const URLRequest& request : server.requests())
         seen << QStringList{request.method, pathOf(request), request.header("app-client"),
