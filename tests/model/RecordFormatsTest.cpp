@@ -122,21 +122,12 @@ TEST(Records, CarryNumbersBitForBitOrNotAtAll) {
 }
 
 TEST(SessionTotals, CountIntervalsAndFrozenTotals) {
+    const auto at = &Date::since2001;
     Session counted;
-    const auto total = [&](const std::vector<std::pair<double, std::optional<double>>>& spans) {
-        counted.intervals.clear();
-        for (const auto& [from, to] : spans) {
-            counted.intervals.push_back({QUuid(), Date::since2001(from), std::nullopt});
-            if (to)
-                counted.intervals.back().stoppedAt = Date::since2001(*to);
-        }
-        return counted.totalSeconds(Date::since2001(1000));
-    };
-    EXPECT_EQ(total({{500, 400}, {600, 610}}), 10); // a clock set back costs its own interval only
-    EXPECT_EQ(total({{2000, {}}}), 0);
-    EXPECT_EQ(total({{100, 150.5}, {900, {}}}), 150.5);
-    EXPECT_EQ(counted.totalSecondsForReporting(Date::since2001(1001)), 151.5);
+    counted.intervals = {{{}, at(500), at(400)}, {{}, at(600), at(610.5)}, {{}, at(900), {}}};
+    EXPECT_EQ(counted.totalSeconds(at(890)), 10.5); // a clock set back costs its own interval only
+    EXPECT_EQ(counted.totalSecondsForReporting(at(1001)), 111.5);
     counted.reportedTotalSeconds = 0; // a total like any other
-    EXPECT_EQ(counted.totalSecondsForReporting(Date::since2001(1001)), 0);
-    EXPECT_EQ(counted.totalSeconds(Date::since2001(1001)), 151.5);
+    EXPECT_EQ(counted.totalSecondsForReporting(at(1001)), 0);
+    EXPECT_EQ(counted.totalSeconds(at(1001)), 111.5);
 }

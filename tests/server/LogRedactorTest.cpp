@@ -8,36 +8,26 @@ namespace {
 using LogRedactor::redact;
 using LogRedactor::stringifyJSONorText;
 
-TEST(LogRedactorTest, RedactsByRule) {
-    const std::pair<const char*, const char*> cases[] = {
+TEST(LogRedactorTest, RedactsByRuleWhateverComesAndCutsItShort) {
+    const QByteArray family = "👩‍👩‍👧"; // one character of eight code units
+    const std::pair<std::optional<QByteArray>, QByteArray> cases[] = {
         {R"("Password" : "x")", R"("Password":"<redacted>")"},
         {R"("secret":"a\"b\\","x":"y")", R"("secret":"<redacted>","x":"y")"},
         {R"("token_type":"Bearer","my_password":"x")", R"("token_type":"Bearer","my_password":"x")"},
         {R"("access_token":"cut off\)", R"("access_token":"<redacted>")"},
         {"Authorization: Bearer ab.c-d_e~f+g/h==;", "Authorization: Bearer <redacted>;"},
-    };
-    for (const auto& [text, redacted] : cases)
-        EXPECT_EQ(redact(text), redacted);
-    for (const char* key :
-         {"access_token", "refresh_token", "token", "authorization", "otp", "api_key", "client_secret"})
-        EXPECT_EQ(redact(QString(R"("%1":"a")").arg(key)), QString(R"("%1":"<redacted>")").arg(key));
-}
-
-TEST(LogRedactorTest, StringifiesWhateverComesAndCutsItShort) {
-    const QByteArray family =
-        QString::fromUtf8("👩‍👩‍👧").toUtf8(); // one character of eight code units
-    const QByteArray tail = QString::fromUtf8("…(2001 chars total)").toUtf8();
-    const std::pair<std::optional<QByteArray>, QByteArray> cases[] = {
         {std::nullopt, "nil"},
         {R"({"pass\u0077ord":"x"})", "{\n    \"password\":\"<redacted>\"\n}"},
-        {"<html>Bearer abc</html>", "<html>Bearer <redacted></html>"},
         {"cut in a character \xc3", "Non-UTF8 binary payload (20 bytes)"},
         {QByteArray(2000, 'x'), QByteArray(2000, 'x')},
-        {family.repeated(2001), family.repeated(2000) + tail},
+        {family.repeated(2001), family.repeated(2000) + "…(2001 chars total)"},
         {R"("token":")" + QByteArray(5000, 's') + '"', R"("token":"<redacted>")"}, // redacted first
     };
     for (const auto& [data, text] : cases)
         EXPECT_EQ(stringifyJSONorText(data, 2000), text);
+    for (const char* key :
+         {"access_token", "refresh_token", "token", "authorization", "otp", "api_key", "client_secret"})
+        EXPECT_EQ(redact(QString(R"("%1":"a")").arg(key)), QString(R"("%1":"<redacted>")").arg(key));
 }
 
 TEST(LogRedactorTest, OfALargePayloadOnlyTheBeginningIsRead) {

@@ -99,11 +99,8 @@ protected:
     APIClient api{machine.urlSession, endpoints, keychain, machine.worker, machine.main};
     AuthService auth{
         {api, keychain, domain, machine.preferences, timeZones, machine.clock, machine.worker, machine.main}};
-    RemoteConfigService remoteConfig{api,
-                                     machine.preferences,
-                                     machine.clock,
-                                     machine.random,
-                                     machine.worker,
-                                     ApplicationFolder::path(machine.information)};
+    const QString ownFolder = ApplicationFolder::path(machine.information);
+    RemoteConfigService remoteConfig{
+        api, machine.preferences, machine.clock, machine.random, machine.worker, ownFolder};
     int sessionInvalidations = 0;
 };
