@@ -88,11 +88,11 @@ TEST_F(AuthServiceTest, ASecondLoginJoinsTheFirst) {
 
 TEST_F(AuthServiceTest, OnlyARejectedRefreshEndsTheSession) {
     const AuthTokens old = tokensNamed("old");
-    const QByteArray sparse = R"("access_token":"new","expires_at":"2024-05-01 12:00:00")";
+    const QByteArray sparse = R"("access_token":"new","expires_at":"2024-05-01T12:00:00Z")";
     AuthTokens kept = old;
     kept.accessToken = "new";
     kept.expiresAt = Date::since1970(1'714'564'800);
-    kept.expiresAtRaw = "2024-05-01 12:00:00";
+    kept.expiresAtRaw = "2024-05-01T12:00:00Z";
     const struct {
         Reply reply;
         std::optional<AuthTokens> stored;

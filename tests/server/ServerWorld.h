@@ -25,14 +25,14 @@ struct Outcome {
 };
 
 inline AuthTokens tokensNamed(const QString& name) {
-    return {name + "-access-c4n4ry",        name + "-refresh-c4n4ry", Date::since1970(1'800'000'000),
-            Date::since1970(1'900'000'000), "2027-01-15T08:00:00Z",   "2030-03-17 17:46:40"};
+    return {name + "-access-c4n4ry",        name + "-refresh-c4n4ry",    Date::since1970(1'800'000'000),
+            Date::since1970(1'900'000'000), "2027-01-15T15:00:00+07:00", "2030-03-17 17:46:40"};
 }
 
 /// The members that hand out tokens of that name, of a refresh or a login.
 inline QByteArray tokenMembers(const QByteArray& name) {
     return R"("access_token":")" + name + R"(-access-c4n4ry","refresh_token":")" + name +
-           R"(-refresh-c4n4ry","token_type":"Bearer","expires_at":"2027-01-15T08:00:00Z",)"
+           R"(-refresh-c4n4ry","token_type":"Bearer","expires_at":"2027-01-15T15:00:00+07:00",)"
            R"("refresh_expires_at":"2030-03-17 17:46:40")";
 }
 
