@@ -3,116 +3,135 @@
 namespace {
 
 struct TrackingTest : BackendTest {
+    const std::string session = "BBBBBBBB-0000-4000-8000-000000000001";
+    const std::string about =
+        R"({"task_id":"101","started_at":"2025-03-14T11:00:00+01:00","session_uuid":")" + session +
+        R"(","device_uuid":"AAAAAAAA-0000-4000-8000-000000000001")";
+    const std::string pictureName = session + "_2025-03-14T11-01-00+01-00_0.jpg";
+    /// The smallest bytes that tell a size, 1920 by 1080.
+    const std::string picture{"\xff\xd8\xff\xe0\0\4ab\xff\xc4\0\3x\xff\xc0\0\13\10\4\70\7\x80"
+                              "abcd\xff\xd9",
+                              28};
+
     TrackingTest() { signIn(); }
 
-    qint64 totalAfter(const Outgoing& request) {
-        return send(request).data()[u"today_total_seconds"].toInteger(-1);
+    Outgoing upload(const std::string& path, const std::string& body) const {
+        Outgoing made = with(withBearer(request(employees + path, body)), "app-client", "ios");
+        made.headers.erase("X-App");
+        return made;
     }
-    Outgoing finalBeat() const {
-        const std::string end = "2025-03-14T11:20:00+01:00";
-        return heartbeat(R"({"status":"completed","total_seconds":1200,"stopped_at":")" + end +
-                         R"(","intervals":[)" + interval(startedAt, end) + "]}");
+    Outgoing start() const { return upload("sessions/start", about + "}"); }
+    Outgoing heartbeat(const std::string& totalSeconds = "600") const {
+        const std::string facts = R"(,"stopped_at":null,"status":"active","mouse_movements":12,
+            "key_press_count":34,"activity_rate":56.5,"intervals":[{"started_at":"2025-03-14T11:00:00+01:00",
+            "interval_uuid":"CCCCCCCC-0000-4000-8000-000000000001","stopped_at":null}],"total_seconds":)";
+        return upload("sessions/heartbeat", about + facts + totalSeconds + "}");
+    }
+    /// The session has stopped, or its interval, when that was said before.
+    static Outgoing stopped(const Outgoing& heartbeat) {
+        return replacing(heartbeat, "null", "\"2025-03-14T11:20:00+01:00\"");
+    }
+    Outgoing screenshot() const {
+        const std::string boundary = "Boundary-DDDDDDDD-0000-4000-8000-000000000001";
+        const std::string form = "\r\nContent-Disposition: form-data; name=\"screenshots[]\"; filename=\"" +
+                                 pictureName + "\"\r\nContent-Type: image/jpeg\r\n\r\n" + picture + "\r\n--";
+        return with(
+            upload("sessions/" + session + "/screenshots", "--" + boundary + form + boundary + "--\r\n"),
+            "Content-Type", "multipart/form-data; boundary=" + boundary);
+    }
+    QJsonValue totalAfter(const Outgoing& request) const {
+        return answer(request)["data"]["today_total_seconds"];
     }
 };
 
 TEST_F(TrackingTest, ReportsReplaceTheOneBeforeAndTheFinalOneStays) {
     for (int attempt = 0; attempt < 2; ++attempt)
-        EXPECT_TRUE(send(start()).data()[u"ok"].toBool());
-    EXPECT_EQ(totalAfter(beat("total_seconds", "900")), 900);
-    EXPECT_EQ(totalAfter(beat("total_seconds", "700")), 700);
-    EXPECT_EQ(totalAfter(finalBeat()), 1200);
-    EXPECT_EQ(totalAfter(beat("total_seconds", "60")), 1200) << "a late report reopened the session";
-    EXPECT_EQ(text(summary()[u"sessions"][0][u"status"]), "completed");
+        EXPECT_EQ(answer(start())["data"]["ok"], true);
+    EXPECT_EQ(totalAfter(heartbeat("900")), 900);
+    EXPECT_EQ(totalAfter(heartbeat("700")), 700);
+    EXPECT_EQ(totalAfter(replacing(stopped(stopped(heartbeat("1200"))), "active", "completed")), 1200);
+    EXPECT_EQ(totalAfter(heartbeat("60")), 1200) << "a late report reopened the session";
+    EXPECT_EQ(summary()["sessions"][0]["status"], "completed");
     signIn("many@velmora.example");
     for (const Outgoing& foreign : {start(), heartbeat(), screenshot()})
-        EXPECT_EQ(send(foreign).status, 404);
+        expect(404, foreign);
 }
 
 TEST_F(TrackingTest, BadReportsAreRefusedWithAReasonAndChangeNothing) {
     const Outgoing good = heartbeat();
-    const auto bad = [&](const char* key, const std::string& value) {
-        return Case{key, beat(key, value), 422};
-    };
-    expectAnswers({
-        bad("session_uuid", "\"bbbbbbbb-0000-4000-8000-000000000001\""),
-        bad("started_at", "\"2025-03-14T11:00:00.5+01:00\""),
-        bad("stopped_at", "\"" + startedAt + "\""),
-        bad("status", "\"paused\""),
-        bad("mouse_movements", "-1"),
-        {"interval_uuid", replacing(good, "CCCCCCCC-", "cccccccc-"), 422},
-        bad("extra", "1"),
-        {"app-client", with(good, "app-client", "mac"), 400},
-    });
-    EXPECT_TRUE(summary()[u"sessions"].toArray().isEmpty());
+    expect(422, replacing(good, "BBBBBBBB-", "bbbbbbbb-"), "session_uuid");
+    expect(422, replacing(good, "11:00:00+", "11:00:00.5+"), "started_at");
+    expect(422, stopped(good), "stopped_at");
+    expect(422, replacing(good, "active", "paused"), "status");
+    expect(422, replacing(good, "12,", "-1,"), "mouse_movements");
+    expect(422, replacing(good, "CCCCCCCC-", "cccccccc-"), "interval_uuid");
+    expect(422, replacing(good, "\"status\"", "\"extra\":1,\"status\""), "extra");
+    expect(400, with(good, "app-client", "mac"), "app-client");
+    EXPECT_TRUE(summary()["sessions"].toArray().isEmpty());
 }
 
 TEST_F(TrackingTest, ABatchIsTakenRowByRow) {
-    const std::pair<QJsonValue, const char*> rows[] = {
-        {row(60), nullptr},
-        {row(144), "segment_number"},
-        {row(61, R"({"segment_date":"2025-02-29"})"), "segment_date"},
-        {u"no object"_qs, "segment_date"},
-        {row(60, R"({"key_press_count":77})"), nullptr},
+    const auto row = [](const std::string& number, const std::string& date, const std::string& keys) {
+        return R"({"timezone":"Europe/Berlin","activity_rate":41.5,"mouse_movements":10,
+            "non_idle_percent":100,"segment_number":)" +
+               number + R"(,"segment_date":")" + date + R"(","key_press_count":)" + keys + "},";
     };
-    QJsonArray sent;
-    for (const auto& each : rows)
-        sent.append(each.first);
-    const QJsonObject data = send(batch(sent)).data();
-    EXPECT_EQ(data[u"accepted"].toArray(), (QJsonArray{0, 4}));
-    EXPECT_EQ(data[u"rejected"].toArray().size(), 3);
-    for (const QJsonValue& refused : data[u"rejected"].toArray())
-        EXPECT_EQ(text(refused[u"reason"]).find(rows[refused[u"index"].toInt()].second), 0U);
-    EXPECT_EQ(summary()[u"segments"].toInt(), 1);
-    EXPECT_EQ(summary()[u"segment_rows"][0][u"key_press_count"].toInt(), 77)
-        << "a later row replaces an earlier one";
+    const std::string rows = row("60", "2025-03-14", "20") + row("144", "2025-03-14", "20") +
+                             row("61", "2025-02-29", "20") + row("60", "2025-03-14", "77");
+    const std::string batch = R"({"device_uuid":"AAAAAAAA-0000-4000-8000-000000000001","segments":[)";
+    const std::string reply = send(upload("segments/batch", batch + rows + "\"no object\"]}")).body;
+    for (const char* part :
+         {R"("accepted":[0,3])", R"({"index":1,"reason":"segment_number must)",
+          R"({"index":2,"reason":"segment_date must)", R"({"index":4,"reason":"segment_date is missing)"})
+        EXPECT_NE(reply.find(part), reply.npos) << reply;
+    EXPECT_EQ(summary()["segments"], 1);
+    EXPECT_EQ(summary()["segment_rows"][0]["key_press_count"], 77) << "a later row replaces an earlier one";
 }
 
 TEST_F(TrackingTest, PicturesOfTheRightFormAreKeptAlsoOverARestart) {
     send(heartbeat());
     const Outgoing good = screenshot();
-    expectAnswers({
-        {"file name", replacing(good, pictureName, "../" + pictureName), 422},
-        {"file name", replacing(good, "T11-01-00", "T25-01-00"), 422},
-        {"JPEG", replacing(good, picture, "GIF89a"), 422},
-        {"screenshots[]", replacing(good, "screenshots[]", "screenshot"), 422},
-        {"image/jpeg", replacing(good, "image/jpeg", "image/png"), 422},
-        {"", good, 200},
-        {"", good, 200},
-    });
-    EXPECT_EQ(summary()[u"screenshots"].toInt(), 1);
-    EXPECT_EQ(summary()[u"screenshot_files"][0][u"width"].toInt(), 1920);
-    EXPECT_EQ(get("/media/" + session + "/..%2f..%2f..%2fbackend.sqlite").status, 404);
+    expect(422, replacing(good, pictureName, "../" + pictureName), "file name");
+    expect(422, replacing(good, "T11-01-00", "T25-01-00"), "file name");
+    expect(422, replacing(good, picture, "GIF89a"), "JPEG");
+    expect(422, replacing(good, "screenshots[]", "screenshot"), "screenshots[]");
+    expect(422, replacing(good, "image/jpeg", "image/png"), "image/jpeg");
+    expect(200, good);
+    expect(200, good);
+    const QJsonDocument before = summary();
+    EXPECT_EQ(before["screenshots"], 1);
+    EXPECT_EQ(before["screenshot_files"][0]["width"], 1920);
+    expect(404, request("/media/" + session + "/..%2f..%2f..%2fbackend.sqlite"));
 
-    const QJsonObject before = summary();
     restart();
     EXPECT_EQ(summary(), before);
-    EXPECT_EQ(totalAfter(beat("total_seconds", "601")), 601) << "the token did not outlive the restart";
+    EXPECT_EQ(totalAfter(heartbeat("601")), 601) << "the token did not outlive the restart";
 }
 
 TEST_F(TrackingTest, FaultsStrikeAsAskedAndNoOftener) {
     int taken = 0;
-    const auto expect = [&](const std::string& fault, int status, int takes) {
-        EXPECT_EQ(control("faults", R"({"kind":")" + fault + "}").status, 200);
+    const auto strike = [&](const std::string& fault, int status, int takes) {
+        expect(200, request("/control/faults", R"({"kind":")" + fault + "}"));
         EXPECT_EQ(send(heartbeat()).status, status) << fault;
-        EXPECT_EQ(summary()[u"heartbeats"].toInt(), taken += takes) << fault;
+        EXPECT_EQ(summary()["heartbeats"], taken += takes) << fault;
     };
-    expect(R"(status","path":"sessions/heartbeat","status":503,"count":2)", 503, 0);
-    EXPECT_EQ(configuration().status, 200) << "another path";
-    EXPECT_EQ(send(heartbeat()).status, 503);
-    expect(R"(status","status":200,"body":"<html>")", 200, 0);
-    expect("reset-before\"", 0, 0);
-    expect("reset-after\"", 0, 1);
-    expect("truncate\"", 0, 1);
-    expect(R"(delay","seconds":0.01)", 200, 1);
-    EXPECT_EQ(send(heartbeat()).status, 200);
-    EXPECT_EQ(control("faults", R"({"kind":"explode"})").status, 422);
-    control("takeover", "{\"session_uuid\":\"" + session + "\"}");
-    EXPECT_EQ(send(heartbeat()).status, 409);
+    strike(R"(status","path":"sessions/heartbeat","status":503,"count":2)", 503, 0);
+    expect(200, configuration()); // another path
+    expect(503, heartbeat());
+    strike(R"(status","status":200,"body":"<html>")", 200, 0);
+    strike("reset-before\"", -1, 0);
+    strike("reset-after\"", -1, 1);
+    strike("truncate\"", -1, 1);
+    strike(R"(delay","seconds":0.01)", 200, 1);
+    expect(200, heartbeat());
+    expect(422, request("/control/faults", R"({"kind":"explode"})"));
+    send(request("/control/takeover", R"({"session_uuid":")" + session + "\"}"));
+    expect(409, heartbeat());
 }
 
 TEST_F(TrackingTest, ThePageShowsNoMarkupOfOthers) {
-    send(beat("task_id", R"("<script>alert(1)</script>")"));
-    const std::string page = get("/").raw;
+    send(replacing(heartbeat(), "101", "<script>alert(1)</script>"));
+    const std::string page = send(request("/")).body;
     EXPECT_TRUE(page.find("&lt;script&gt;") != page.npos && page.find("<script>alert") == page.npos);
 }
 
