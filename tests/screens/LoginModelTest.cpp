@@ -1,25 +1,29 @@
+#include "Json.h"
 #include "ScreensFixture.h"
+
+#include <QLineEdit>
 
 namespace {
 
-const QByteArray user = R"({"data":{"user":{"email":"ann@acme.com","name":"Ann"},)";
-const QByteArray tokens = R"("data":{"access_token":"a","refresh_token":"r","token_type":"Bearer",)"
-                          R"("expires_at":"","refresh_expires_at":""}}})";
-
 struct Login : ScreensFixture {
-    QByteArray reply = user + R"("init":{"endpoint":"acme.test"},)" + tokens;
-    int status = 200;
-    bool hasConfig = true;
-    std::vector<QJsonObject> requests; ///< All but those for the configuration.
+    int status = 200, configStatus = 200;
+    /// What the server tells about a sign-in.
+    QJsonObject data{{"user", QJsonObject{{"email", hostile}, {"name", hostile}}},
+                     {"init", QJsonObject{{"endpoint", "acme.test"}}},
+                     {"access_token", "a"},
+                     {"refresh_token", "r"},
+                     {"expires_at", ""},
+                     {"refresh_expires_at", ""}};
 
     Login() {
-        signOut();
+        world.machine.secrets.remove(KeychainService::service, KeychainService::account);
+        DomainStorage(world.machine.preferences).setBaseURL(std::nullopt);
+        relaunch();
         world.machine.urlSession.setServer([this](const URLRequest& request) {
             if (request.url.path().endsWith("employees/config"))
-                return SimulatedURLSession::answer(hasConfig ? 200 : 500,
+                return SimulatedURLSession::answer(configStatus,
                                                    "{\"data\":" + encodeRemoteConfig(world.config) + "}");
-            requests.push_back(QJsonDocument::fromJson(request.body).object());
-            return SimulatedURLSession::answer(status, reply);
+            return SimulatedURLSession::answer(status, Json::compact({{"data", data}}));
         });
         login->setEmail(" ann@acme.com\n");
         login->setPassword("secret ");
@@ -32,6 +36,7 @@ struct Login : ScreensFixture {
         return login->otpErrorMessage().value_or(QString());
     }
     QString signIn() { return run(login->performLogin()); }
+    std::vector<QJsonObject> signIns() { return world.bodies("authentication/singleLogin"); }
     void expectSignedIn() {
         EXPECT_EQ(root->screen(), Routing::Screen::tabs);
         EXPECT_EQ(world.core->appState.remoteConfig(), world.config);
@@ -47,31 +52,47 @@ TEST_F(Login, TakesTheSignInOverTheFinishLine) {
     spawn(login->performLogin(), "a press; another during the run does nothing");
     EXPECT_EQ(signIn(), "");
     expectSignedIn();
-    ASSERT_EQ(requests.size(), 1U);
-    EXPECT_EQ(requests[0].value("email"), "ann@acme.com");
-    EXPECT_EQ(requests[0].value("password"), "secret "); // as typed
-    EXPECT_EQ(world.machine.preferences.string(PreferenceKey::userName), "Ann");
+    ASSERT_EQ(signIns().size(), 1U);
+    EXPECT_EQ(signIns()[0]["email"], "ann@acme.com");
+    EXPECT_EQ(signIns()[0]["password"], "secret "); // as typed
+    EXPECT_EQ(world.machine.preferences.string(PreferenceKey::userName), hostile);
 }
 
 TEST_F(Login, StopsAtTheFormWithWords) {
-    login->setPassword("abc");
-    EXPECT_EQ(signIn(), "Password must be at least 4 characters.");
-    EXPECT_TRUE(requests.empty());
-    login->setPassword("abcd");
-    hasConfig = false;
+    show();
+    auto* password = control<QLineEdit>(*shown, "#loginPassword");
+    login->setEmail("");
+    password->setText("abcd");
+    key(password, Qt::Key_Return);
+    EXPECT_EQ(text("#loginMessage"), "Email cannot be empty.");
+    EXPECT_TRUE(signIns().empty());
+    EXPECT_NE(password->displayText(), "abcd");
+    press("#loginPasswordEye");
+    EXPECT_EQ(password->displayText(), "abcd");
+    login->setEmail("ann@acme.com");
+    configStatus = 500;
     EXPECT_EQ(signIn(), "Failed to load configuration.");
     EXPECT_FALSE(world.core->appState.isAuthenticated());
+    status = 500;
+    EXPECT_EQ(signIn(), "Login failed. Check your credentials and connection.");
+    login->setNoAccountInfoShown(true);
+    inEveryLook("#closeNoAccount");
+    login->openForgotPassword();
+    inEveryLook("#sendResetLink");
 }
 
 TEST_F(Login, ChecksAOneTimeCode) {
-    const QByteArray direct =
-        std::exchange(reply, R"({"data":{"otp_required":1,"user":{"email":"a**@acme.com"}}})");
+    data["otp_required"] = 1;
     signIn();
+    inEveryLook("#verifyCode");
+    key(control(*shown, "#otpDigit2"), Qt::Key_1, "x"); // no letter stays
+    EXPECT_EQ(text("#otpDigit2"), "Digit 2 of 6");
     EXPECT_FALSE(login->canVerifyOtp());
-    login->changeOtp(2, "123456");
+    key(control(*shown, "#otpDigit3"), Qt::Key_1, "123456");
+    EXPECT_EQ(text("#otpDigit1"), "Digit 1 of 61");
     EXPECT_EQ(run(login->performVerifyOtp()), "Invalid OTP code. Please try again.");
-    EXPECT_EQ(requests.back().value("password"), "123456");
-    EXPECT_EQ(requests.back().value("is_otp"), 1);
+    EXPECT_EQ(signIns().back()["password"], "123456");
+    EXPECT_EQ(signIns().back()["is_otp"], 1);
     status = 500;
     run(login->performResendOtp()); // too early: nothing happens
     EXPECT_EQ(run(login->performVerifyOtp()), "Verification failed. Check the code and try again.");
@@ -79,21 +100,21 @@ TEST_F(Login, ChecksAOneTimeCode) {
     EXPECT_EQ(run(login->performResendOtp()), "Failed to resend the code.");
     EXPECT_GT(login->resendCooldownSeconds(), 50);
     status = 200;
-    reply = direct;
+    data["otp_required"] = 0;
     EXPECT_EQ(run(login->performVerifyOtp()), "");
     expectSignedIn();
 }
 
 TEST_F(Login, LetsACompanyBeChosen) {
-    world.machine.preferences.set(PreferenceKey::lastSelectedCompanyEndpoint, "zeta.test");
-    reply =
-        user +
-        R"("companies":[{"name":"acme","endpoint":"acme.test"},{"name":"Zeta","endpoint":"zeta.test"}],)" +
-        tokens;
+    world.machine.preferences.set(PreferenceKey::lastSelectedCompanyEndpoint, "recent.test");
+    data.remove("init");
+    data["companies"] = QJsonArray{QJsonObject{{"name", hostile}, {"endpoint", "acme.test"}},
+                                   QJsonObject{{"name", "A & B"}, {"endpoint", "recent.test"}}};
     signIn();
+    inEveryLook("#company");
     const auto choice = std::get<LoginPhase::CompanyChoice>(login->phase());
-    EXPECT_EQ(choice.companies.front().name, "Zeta"); // the recent one first
-    EXPECT_EQ(choice.recentEndpoint, "zeta.test");
+    EXPECT_EQ(choice.companies.front().name, "A & B"); // the recent one first
+    EXPECT_EQ(choice.recentEndpoint, "recent.test");
     EXPECT_EQ(run(login->performCompanySelect(choice.companies.back())), "");
     expectSignedIn();
     EXPECT_EQ(LastCompanyStorage::lastEndpoint(world.machine.preferences), "acme.test");

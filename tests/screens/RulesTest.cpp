@@ -13,56 +13,44 @@ using Text = std::optional<QString>;
 TEST(LoginRules, SayWhatIsWrong) {
     const char* badEmail = "Invalid email format.";
     const char* shortPassword = "Password must be at least 4 characters.";
-    const struct {
-        const char *email, *password;
-        Text whileTyping, atThePress;
-    } cases[] = {
-        {"", "", {}, "Email cannot be empty."},
-        {"ann@acme.c", "abc", badEmail, badEmail},
-        {"ann@acme.com", "", {}, "Password cannot be empty."},
-        {"ann@acme.com", "👩👩👧", shortPassword, shortPassword}, // characters, not code units
-        {"A.N+n_1%-@SUB.acme-x.COM", "    ", {}, {}},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(LoginRules::clientValidationMessage(c.email, c.password), c.whileTyping) << c.email;
-        EXPECT_EQ(LoginRules::validationError(c.email, c.password), c.atThePress) << c.email;
+    for (const auto& [email, password, whileTyping, atThePress] : {
+             std::tuple<const char*, const char*, Text, Text>{"", "", {}, "Email cannot be empty."},
+             {"ann@acme.c", "abc", badEmail, badEmail},
+             {"ann@acme.com", "", {}, "Password cannot be empty."},
+             {"ann@acme.com", "👩👩👧", shortPassword, shortPassword}, // characters, not code units
+             {"A.N+n_1%-@SUB.acme-x.COM", "    ", {}, {}},
+         }) {
+        EXPECT_EQ(LoginRules::clientValidationMessage(email, password), whileTyping) << email;
+        EXPECT_EQ(LoginRules::validationError(email, password), atThePress) << email;
     }
 }
 
 TEST(OTPEntry, FillsItsBoxes) {
-    const struct {
-        int box;
-        const char *typed, *digits;
-        int focus;
-    } steps[] = {
-        {2, "12a-34 56789", "1 2 3 4 5 6", 5}, // a paste fills from the first box, whatever box received it
-        {3, "", "1 2 3  5 6", 5},              // an emptied box leaves the focus where it was
-        {0, "78", "7 8 3  5 6", 2},            // boxes past a short paste keep their content
-    };
     OTPEntry entry;
-    for (const auto& step : steps) {
-        entry.change(step.box, step.typed);
-        EXPECT_EQ(QStringList(entry.digits.begin(), entry.digits.end()).join(' '), step.digits);
-        EXPECT_EQ(entry.focusedField, step.focus) << step.typed;
-        EXPECT_EQ(entry.isComplete(), !QString(step.digits).contains("  "));
+    for (const auto& [box, typed, digits, focus] : {
+             // A paste fills from the first box, whatever box received it.
+             std::tuple{2, "12a-34 56789", "1 2 3 4 5 6", 5},
+             {3, "", "1 2 3  5 6", 5},   // an emptied box leaves the focus where it was
+             {0, "78", "7 8 3  5 6", 2}, // boxes past a short paste keep their content
+         }) {
+        entry.change(box, typed);
+        EXPECT_EQ(QStringList(entry.digits.begin(), entry.digits.end()).join(' '), digits);
+        EXPECT_EQ(entry.focusedField, focus) << typed;
+        EXPECT_EQ(entry.isComplete(), !QString(digits).contains("  "));
     }
 }
 
 TEST(Formatting, TellsTimes) {
-    const struct {
-        Seconds seconds;
-        const char *clock, *phrase;
-    } durations[] = {
-        {-5, "00:00:00", "Let's get started"},
-        {59.999, "00:00:59", "Let's get started"},
-        {3599, "00:59:59", "59 minutes of finding your rhythm today"},
-        {90 * 60, "01:30:00", "2 hours of finding your rhythm today"},
-        {362340, "100:39:00", "101 hours of finding your rhythm today"},
-    };
-    for (const auto& c : durations) {
-        EXPECT_EQ(Formatting::duration(c.seconds), c.clock);
-        EXPECT_EQ(Formatting::hoursMinutes(c.seconds), QString(c.clock).chopped(3));
-        EXPECT_EQ(MotivationalPhrases::active(-1, c.seconds), c.phrase); // around the list
+    for (const auto& [seconds, clock, phrase] : {
+             std::tuple{-5.0, "00:00:00", "Let's get started"},
+             {59.999, "00:00:59", "Let's get started"},
+             {3599, "00:59:59", "59 minutes of finding your rhythm today"},
+             {90 * 60, "01:30:00", "2 hours of finding your rhythm today"},
+             {362340, "100:39:00", "101 hours of finding your rhythm today"},
+         }) {
+        EXPECT_EQ(Formatting::duration(seconds), clock);
+        EXPECT_EQ(Formatting::hoursMinutes(seconds), QString(clock).chopped(3));
+        EXPECT_EQ(MotivationalPhrases::active(-1, seconds), phrase); // around the list
     }
 }
 
@@ -84,18 +72,13 @@ TEST(Banners, ADrawingStandsBehindEveryName) {
 }
 
 TEST(Banners, ACropFillsTheRoomAroundTheFigure) {
-    const struct {
-        VRBannerSpec banner;
-        QSizeF room;
-        QRectF part;
-    } cases[] = {
-        {{"", 2, 1, 0.625}, {100, 100}, {0.375, 0, 0.5, 1}},
-        {{"", 2, 1, 0.9}, {100, 100}, {0.5, 0, 0.5, 1}}, // the edge is nearer
-        {{"", 2}, {400, 100}, {0, 0.25, 1, 0.5}},
-        {{"", 2, 1, 0.5, 0}, {400, 100}, {0, 0, 1, 0.5}},
-        {{"", 2, 0.5, 0.625, 1}, {200, 100}, {0.375, 0.5, 0.5, 0.5}},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(VRHeroBannerCrop::visiblePart(c.banner, c.room), c.part)
-            << c.banner.charCenterX << ' ' << c.room.width();
+    for (const auto& [banner, room, part] : {
+             std::tuple<VRBannerSpec, QSizeF, QRectF>{{"", 2, 1, 0.625}, {100, 100}, {0.375, 0, 0.5, 1}},
+             {{"", 2, 1, 0.9}, {100, 100}, {0.5, 0, 0.5, 1}}, // the edge is nearer
+             {{"", 2}, {400, 100}, {0, 0.25, 1, 0.5}},
+             {{"", 2, 1, 0.5, 0}, {400, 100}, {0, 0, 1, 0.5}},
+             {{"", 2, 0.5, 0.625, 1}, {200, 100}, {0.375, 0.5, 0.5, 0.5}},
+         })
+        EXPECT_EQ(VRHeroBannerCrop::visiblePart(banner, room), part)
+            << banner.charCenterX << ' ' << room.width();
 }

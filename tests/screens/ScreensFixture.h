@@ -7,12 +7,17 @@
 #include "PreferenceStores.h"
 #include "ThemeManager.h"
 #include "TrackerModel.h"
+#include "VRButton.h"
 #include "VRImages.h"
+#include "VRLabel.h"
 
-#include <QAbstractButton>
 #include <QCoreApplication>
-#include <QEvent>
+#include <QKeyEvent>
 #include <gmock/gmock.h>
+
+/// What a server may send as a name.
+inline const QString hostile =
+    QString::fromUtf8("<b>مشروع\u202Ex</b>\t<img src='file:///etc/passwd'>\n") + QString(10000, 'W');
 
 /// The control of that identifier that can be seen in `root`; null when there is none.
 template <typename Control = QWidget>
@@ -45,12 +50,6 @@ struct ScreensFixture : testing::Test {
         root.emplace(*world.core);
         tracker.emplace(*world.core);
     }
-    /// Nobody is signed in, as at the very first start.
-    void signOut() {
-        world.machine.secrets.remove(KeychainService::service, KeychainService::account);
-        DomainStorage(world.machine.preferences).setBaseURL(std::nullopt);
-        relaunch();
-    }
     void show(PopoverView::Place place = PopoverView::Place::window) {
         shown =
             std::make_unique<PopoverView>(PopoverView::Models{*root, *login, *tracker}, theme, images, place);
@@ -62,7 +61,8 @@ struct ScreensFixture : testing::Test {
         world.machine.timeline.settle();
         QCoreApplication::sendPostedEvents();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        shown->grab();
+        if (shown)
+            shown->grab();
     }
     /// What the control of that identifier says; "-" when it is not on the screen.
     QString text(const QString& identifier) {
@@ -74,5 +74,42 @@ struct ScreensFixture : testing::Test {
         ASSERT_TRUE(button) << qPrintable(identifier);
         button->click();
         settle();
+    }
+    void key(QObject* to, int key, const QString& text = {}) {
+        QKeyEvent down(QEvent::KeyPress, key, Qt::NoModifier, text);
+        QCoreApplication::sendEvent(to, &down);
+        settle();
+    }
+    /// Nothing reaches beyond the width, and what a person must read is whole.
+    void expectSound() {
+        for (QWidget* widget : shown->findChildren<QWidget*>()) {
+            if (!widget->isVisibleTo(shown.get()))
+                continue;
+            SCOPED_TRACE(qPrintable(widget->accessibleDescription() + widget->property("text").toString()));
+            const QRect place(widget->mapTo(shown.get(), QPoint()), widget->size());
+            EXPECT_TRUE(place.left() >= 0 && place.right() <= shown->width());
+            if (const auto* button = dynamic_cast<VRButton*>(widget)) {
+                EXPECT_FALSE(button->accessibleDescription().isEmpty());
+                EXPECT_GE(button->width(), button->fontMetrics().horizontalAdvance(button->text()));
+            }
+            const auto* label = dynamic_cast<VRLabel*>(widget);
+            if (label && label->text().size() < 100) {
+                EXPECT_GE(label->height(), label->heightForWidth(label->width()));
+                EXPECT_FALSE(label->isElided());
+            }
+        }
+    }
+    /// `sign` tells that it is the screen that was meant.
+    void inEveryLook(const QString& sign) {
+        SCOPED_TRACE(qPrintable(sign));
+        for (const char* palette : {"pink", "black"})
+            for (const auto place : {PopoverView::Place::window, PopoverView::Place::popover}) {
+                theme.select(VRPalette::byID(palette));
+                show(place);
+                EXPECT_TRUE(control(*shown, sign));
+                EXPECT_EQ(shown->grab().toImage().pixelColor(0, shown->height() - 1),
+                          theme.palette().appBackground);
+                expectSound();
+            }
     }
 };

@@ -2,9 +2,6 @@
 #include "MainWindow.h"
 #include "QtDesktop.h"
 #include "ScreensFixture.h"
-#include "VRLabel.h"
-
-#include <QKeyEvent>
 
 using Shell = ScreensFixture;
 
@@ -43,18 +40,11 @@ TEST_F(Shell, AsksUntilAButtonIsChosenOrTheQuestionIsWithdrawn) {
     const auto press = [](const char* identifier) {
         return [=](QDialog& dialog) { control<QAbstractButton>(dialog, identifier)->click(); };
     };
-    const Does escape = [](QDialog& dialog) {
-        QKeyEvent key(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
-        QCoreApplication::sendEvent(&dialog, &key);
-    };
+    const Does escape = [&](QDialog& dialog) { key(&dialog, Qt::Key_Escape); };
     const Does close = [](QDialog& dialog) { dialog.close(); };
     const Does withdraw = [&](QDialog&) { desktop.withdraw("Other"), desktop.withdraw("Id"); };
     const QStringList question{"Continue", "Stop"}, notice{"OK"};
-    const struct {
-        QStringList buttons;
-        std::vector<Does> steps;
-        std::vector<int> answers;
-    } cases[] = {
+    const std::tuple<QStringList, std::vector<Does>, std::vector<int>> cases[] = {
         {question, {press("#alertContinue")}, {0}},
         {question, {escape, close, press("#alertStop")}, {1}},
         {question, {escape, close, withdraw}, {}},
@@ -63,19 +53,20 @@ TEST_F(Shell, AsksUntilAButtonIsChosenOrTheQuestionIsWithdrawn) {
         {notice, {close}, {0}},
     };
     for (const auto& c : cases) {
+        const auto& [buttons, steps, expected] = c;
         SCOPED_TRACE(&c - cases);
         std::vector<int> answers;
-        desktop.present({Alert::Style::warning, true, "<b>idle</b>", QString(10000, 'W'), c.buttons, "Id"},
+        desktop.present({Alert::Style::warning, true, "<b>idle</b>", QString(10000, 'W'), buttons, "Id"},
                         [&](int button) { answers.push_back(button); });
         auto& dialog = *window.findChild<QDialog*>();
         EXPECT_EQ(dialog.accessibleDescription(), "#Id");
         EXPECT_EQ(dialog.findChild<VRLabel*>()->text(), "<b>idle</b>");
-        for (const Does& step : c.steps) {
+        for (const Does& step : steps) {
             EXPECT_TRUE(dialog.isVisible() && dialog.isModal() && dialog.height() < 500);
             step(dialog);
         }
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        settle();
         EXPECT_FALSE(window.findChild<QDialog*>());
-        EXPECT_EQ(answers, c.answers);
+        EXPECT_EQ(answers, expected);
     }
 }

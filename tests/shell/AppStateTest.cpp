@@ -1,5 +1,3 @@
-// What the person may see: the launch read, the forced update, signing out, the manual update check.
-
 #include "EngineFixture.h"
 #include "UpdateCheck.h"
 
@@ -7,28 +5,12 @@
 
 namespace {
 
-struct AppState : testing::Test {
-    EngineFixture world;
-    SimulatedPlatform& machine = world.machine;
-    AppStateManager& state = world.core->appState;
+struct AppState : testing::Test, EngineFixture {
+    AppStateManager& state = core->appState;
 
-    std::unique_ptr<AppStateManager> restoring(std::function<Task<bool>()> read) {
-        return std::make_unique<AppStateManager>(AppStateManager::Dependencies{
-            world.core->remoteConfig, machine.information, machine.clock, machine.main, machine.userInitiated,
-            std::move(read), [] { return true; }});
-    }
-    static Task<> wait(AppStateManager& state, QString& order, char name) {
-        co_await state.awaitAuthRestore();
-        order += QLatin1Char(name);
-    }
-    void demand(const std::optional<QString>& version, const std::optional<QString>& url = {}) {
-        world.config.latestClientVersion = version;
-        world.config.clientDownloadURL = url;
-        state.publish(world.config);
-    }
     const Alert& checkForUpdates() {
-        spawn(checkForUpdatesFromMenu(state, world.engine(), machine.desktop), "check");
-        world.tick(1);
+        spawn(checkForUpdatesFromMenu(state, engine(), machine.desktop), "check");
+        tick(1);
         return machine.desktop.alerts.back();
     }
 };
@@ -36,34 +18,38 @@ struct AppState : testing::Test {
 } // namespace
 
 TEST_F(AppState, EndsTheLaunchReadOnceInEveryOrderOfAnswerAndPerson) {
-    const struct {
-        std::function<void(AppStateManager&)> meanwhile;
-        bool stored, authenticated;
-    } cases[] = {
-        {[](AppStateManager&) {}, true, true},
-        {[](AppStateManager&) {}, false, false},
-        {[](AppStateManager& gaveUp) { gaveUp.abandonAuthRestore(); }, true, false},
-        {[](AppStateManager& signedIn) { signedIn.setAuthenticated(true); }, false, true},
-        {[](AppStateManager& thrownOut) { thrownOut.applySessionInvalidated(); }, true, false},
+    const std::tuple<std::function<void(AppStateManager&)>, bool, bool> cases[] = {
+        {[](const auto&) {}, true, true},
+        {[](const auto&) {}, false, false},
+        {&AppStateManager::abandonAuthRestore, true, false},
+        {[](auto& signedIn) { signedIn.setAuthenticated(true); }, false, true},
+        {&AppStateManager::applySessionInvalidated, true, false},
     };
     for (const auto& c : cases) {
+        const auto& [meanwhile, isStored, isAuthenticated] = c;
         for (const Seconds hangs : {2.0, 20.0}) {
             SCOPED_TRACE(testing::Message() << "case " << &c - cases << " after " << hangs << " s");
-            QString order;
-            auto fresh = restoring([&]() -> Task<bool> {
+            const auto read = [&, answer = isStored]() -> Task<bool> {
                 co_await sleepFor(machine.userInitiated, hangs);
-                co_return c.stored;
-            });
+                co_return answer;
+            };
+            AppStateManager fresh({core->remoteConfig, machine.information, machine.clock, machine.main,
+                                   machine.userInitiated, read, [] { return true; }});
+            QString order;
+            const auto wait = [&](char name) -> Task<> {
+                co_await fresh.awaitAuthRestore();
+                order += QLatin1Char(name);
+            };
             for (const char name : {'a', 'b', 'c'})
-                spawn(wait(*fresh, order, name), "wait");
-            world.tick(hangs - 0.5);
-            EXPECT_EQ(fresh->authRestoreIsSlow(), hangs > 8);
-            EXPECT_TRUE(fresh->isRestoringSession() && order.isEmpty()); // a slow read alone ends nothing
-            c.meanwhile(*fresh);
-            world.tick(20);
-            EXPECT_FALSE(fresh->isRestoringSession() || fresh->authRestoreIsSlow());
-            EXPECT_EQ(fresh->isAuthenticated(), c.authenticated);
-            spawn(wait(*fresh, order, 'd'), "without suspending");
+                spawn(wait(name), "wait");
+            tick(hangs - 0.5);
+            EXPECT_EQ(fresh.authRestoreIsSlow(), hangs > 8);
+            EXPECT_TRUE(fresh.isRestoringSession() && order.isEmpty()); // a slow read alone ends nothing
+            meanwhile(fresh);
+            tick(20);
+            EXPECT_FALSE(fresh.isRestoringSession() || fresh.authRestoreIsSlow());
+            EXPECT_EQ(fresh.isAuthenticated(), isAuthenticated);
+            spawn(wait('d'), "without suspending");
             EXPECT_EQ(order, "abcd");
         }
     }
@@ -79,7 +65,9 @@ TEST_F(AppState, DecidesTheForcedUpdateByTheMarketingVersion) {
           {"1.10", {}, true, "1.10", ""},
           {"2", "http://[broken", true, "2", ""},
           {{}, {}, false, {}, ""}}) {
-        demand(version, link);
+        config.latestClientVersion = version;
+        config.clientDownloadURL = link;
+        state.publish(config);
         EXPECT_EQ(state.forceClientUpdate(), forced);
         EXPECT_EQ(state.forceUpdateLatestVersion(), latest);
         EXPECT_EQ(state.forceUpdateDownloadURL().value_or(QUrl()), QUrl(download));
@@ -88,14 +76,13 @@ TEST_F(AppState, DecidesTheForcedUpdateByTheMarketingVersion) {
 
 TEST_F(AppState, TellsTheOutcomeOfTheUpdateCheck) {
     EXPECT_EQ(checkForUpdates().message, "You’re up to date.");
-    EXPECT_EQ(world.engine().config(), world.config);
-    world.config.latestClientVersion = "9";
+    EXPECT_EQ(engine().config(), config);
+    config.latestClientVersion = "9";
     EXPECT_EQ(checkForUpdates().message, "A newer version is available.");
-    world.status = 500;
+    status = 500;
     EXPECT_EQ(checkForUpdates().message, "Failed to check for updates.");
-    world.status = 200;
-    spawn([](AppStateManager& asked) -> Task<> { co_await asked.refreshRemoteConfigFromServer(); }(state),
-          "refresh");
+    status = 200;
+    spawn(state.refreshRemoteConfigFromServer(), "refresh");
     state.applySignedOut();
     EXPECT_EQ(checkForUpdates().message, "Sign in to check for updates.");
     EXPECT_FALSE(state.remoteConfig()); // what comes after signing out is another user's

@@ -1,6 +1,3 @@
-// The core as one: boot, keyring, power, what the pipeline and the authentication tell, what the person is
-// asked.
-
 #include "EngineFixture.h"
 #include "PreferenceStores.h"
 
@@ -8,142 +5,132 @@
 #include <gtest/gtest.h>
 
 namespace {
-struct Core : testing::Test {
-    EngineFixture world;
-
-    TimeTrackerCore& core() { return *world.core; }
-    SimulatedDesktop& desktop() { return world.machine.desktop; }
-};
+struct Core : testing::Test, EngineFixture {};
 } // namespace
 
 TEST_F(Core, BootsFromTheCachedConfigurationAndRefreshesIt) {
-    world.config.appTimezone = "Asia/Tokyo";
-    QFile cache(core().remoteConfig.fileURL());
+    config.appTimezone = "Asia/Tokyo";
+    QFile cache(core->remoteConfig.fileURL());
     ASSERT_TRUE(cache.open(QFile::WriteOnly));
-    cache.write(encodeRemoteConfig(world.config));
+    cache.write(encodeRemoteConfig(config));
     cache.close();
-    world.machine.preferences.remove(PreferenceKey::apiTimezoneIdentifier);
-    world.die();
-    world.core = std::make_unique<TimeTrackerCore>(world.machine.platform());
-    EXPECT_EQ(core().timeZones.storedTimezoneIdentifier(), "Asia/Tokyo"); // before anything has run
-    world.machine.timeline.settle();
-    EXPECT_EQ(core().appState.remoteConfig(), world.config);
-    world.config.idleMinutesThreshold = 9;
-    world.tick(2500);
-    EXPECT_EQ(world.engine().config(), world.config);
+    machine.preferences.remove(PreferenceKey::apiTimezoneIdentifier);
+    die();
+    core = std::make_unique<TimeTrackerCore>(machine.platform());
+    EXPECT_EQ(core->timeZones.storedTimezoneIdentifier(), "Asia/Tokyo"); // before anything has run
+    machine.timeline.settle();
+    EXPECT_EQ(core->appState.remoteConfig(), config);
+    config.idleMinutesThreshold = 9;
+    tick(2500);
+    EXPECT_EQ(engine().config(), config);
 }
 
 TEST_F(Core, WaitsForALockedKeyringAndAsksForItsUnlockOnce) {
-    world.start();
-    world.die(); // with a session to report
-    world.machine.secrets.isLocked = true;
-    world.machine.secrets.prompts = 0;
-    world.launch();
-    world.tick(600);
-    EXPECT_TRUE(core().appState.authRestoreIsSlow());
-    EXPECT_TRUE(core().appState.isRestoringSession()); // never taken for "signed out"
-    EXPECT_EQ(world.machine.secrets.prompts, 1);
-    world.machine.secrets.isLocked = false;
-    world.tick(2);
-    EXPECT_TRUE(core().appState.isAuthenticated());
+    start();
+    die(); // with a session to report
+    machine.secrets.isLocked = true;
+    machine.secrets.prompts = 0;
+    launch();
+    tick(600);
+    EXPECT_TRUE(core->appState.authRestoreIsSlow());
+    EXPECT_TRUE(core->appState.isRestoringSession()); // never taken for "signed out"
+    EXPECT_EQ(machine.secrets.prompts, 1);
+    machine.secrets.isLocked = false;
+    tick(2);
+    EXPECT_TRUE(core->appState.isAuthenticated());
 }
 
 TEST_F(Core, TakesAKeyringThatStopsAnsweringForBeingOffline) {
-    MemorySecretStore& keyring = world.machine.secrets;
-    const struct {
-        bool isLocked;
-        bool isUnlockedWhenAsked;
-        int prompts;
-    } cases[] = {{true, false, 1}, {false, false, 0}, {true, true, 1}};
-    for (const auto& [isLocked, isUnlockedWhenAsked, prompts] : cases) {
+    MemorySecretStore& keyring = machine.secrets;
+    for (const auto& [isLocked, isUnlockedWhenAsked, prompts] :
+         {std::tuple{true, false, 1}, {false, false, 0}, {true, true, 1}}) {
         keyring.prompts = 0;
         keyring.unlocksWhenAsked = isUnlockedWhenAsked;
         keyring.isLocked = isLocked;
         keyring.isBroken = !isLocked;
-        world.machine.urlSession.requests.clear();
-        world.start();
-        world.typeFor(1300); // queue, direct heartbeats, refresh of the configuration
+        machine.urlSession.requests.clear();
+        start();
+        typeFor(1300); // queue, direct heartbeats, refresh of the configuration
         EXPECT_EQ(keyring.prompts, prompts);
-        EXPECT_EQ(world.machine.urlSession.requests.empty(), !isUnlockedWhenAsked);
-        EXPECT_TRUE(core().appState.isAuthenticated() && world.engine().isTracking());
+        EXPECT_EQ(machine.urlSession.requests.empty(), !isUnlockedWhenAsked);
+        EXPECT_TRUE(core->appState.isAuthenticated() && engine().isTracking());
         if (!isUnlockedWhenAsked) {
-            EXPECT_EQ(world.sql("SELECT DISTINCT retry_count FROM upload_queue"), QStringList("0"));
+            EXPECT_EQ(sql("SELECT DISTINCT retry_count FROM upload_queue"), QStringList("0"));
         }
         keyring.isLocked = keyring.isBroken = false;
-        world.tick(130);
-        world.engine().stopTracking();
-        world.tick(1);
-        EXPECT_TRUE(world.sql("SELECT type FROM upload_queue").isEmpty());
-        for (const URLRequest& request : world.machine.urlSession.requests)
+        tick(130);
+        engine().stopTracking();
+        tick(1);
+        EXPECT_TRUE(sql("SELECT type FROM upload_queue").isEmpty());
+        for (const URLRequest& request : machine.urlSession.requests)
             EXPECT_EQ(request.header("Authorization"), "Bearer access");
     }
 }
 
 TEST_F(Core, TakesAKeyringThatStopsAnsweringBeforeTheRefreshForBeingOffline) {
-    world.machine.urlSession.setServer([&](const URLRequest&) {
-        world.machine.secrets.isBroken = true;
+    machine.urlSession.setServer([&](const URLRequest&) {
+        machine.secrets.isBroken = true;
         return SimulatedURLSession::answer(401);
     });
-    world.start();
-    world.tick(1);
-    EXPECT_EQ(world.sql("SELECT status, retry_count FROM upload_queue"), QStringList("failed|0"));
-    EXPECT_TRUE(core().appState.isAuthenticated());
+    start();
+    tick(1);
+    EXPECT_EQ(sql("SELECT status, retry_count FROM upload_queue"), QStringList("failed|0"));
+    EXPECT_TRUE(core->appState.isAuthenticated());
 }
 
 TEST_F(Core, StopsTheSessionThatAnotherDeviceTookOver) {
-    world.start();
-    world.typeFor(59);
-    world.status = 409;
-    world.typeFor(2);
-    EXPECT_EQ(world.message(), "Session was resumed on another device.");
-    ASSERT_EQ(desktop().alerts.size(), 1U);
-    EXPECT_EQ(desktop().alerts.back().message, "Session resumed on another device");
-    EXPECT_EQ(desktop().activations, 1);
+    start();
+    typeFor(59);
+    status = 409;
+    typeFor(2);
+    EXPECT_EQ(message(), "Session was resumed on another device.");
+    ASSERT_EQ(machine.desktop.alerts.size(), 1U);
+    EXPECT_EQ(machine.desktop.alerts.back().message, "Session resumed on another device");
+    EXPECT_EQ(machine.desktop.activations, 1);
 }
 
 TEST_F(Core, EndsEverythingWhenTheSignInIsRejected) {
-    world.applyConfig();
+    applyConfig();
     bool wasToldWhenAllWasDone = false;
-    QObject::connect(&core(), &TimeTrackerCore::authSessionDidInvalidate, &core(),
-                     [&] { wasToldWhenAllWasDone = !world.engine().isTracking(); });
-    world.start();
-    world.status = 401;
-    world.typeFor(65); // each road tries its one refresh, which is granted
-    EXPECT_TRUE(world.engine().isTracking());
-    EXPECT_FALSE(world.bodies("authentication/refresh").empty());
-    world.refreshStatus = 401;
-    world.tick(2500);
+    QObject::connect(core.get(), &TimeTrackerCore::authSessionDidInvalidate, core.get(),
+                     [&] { wasToldWhenAllWasDone = !engine().isTracking(); });
+    start();
+    status = 401;
+    typeFor(65); // each road tries its one refresh, which is granted
+    EXPECT_TRUE(engine().isTracking());
+    EXPECT_FALSE(bodies("authentication/refresh").empty());
+    refreshStatus = 401;
+    tick(2500);
     EXPECT_TRUE(wasToldWhenAllWasDone);
-    EXPECT_FALSE(core().appState.isAuthenticated() || core().appState.remoteConfig() ||
-                 world.engine().config());
-    EXPECT_EQ(world.message(), "Tracking stopped: Session ended");
-    world.machine.urlSession.requests.clear();
-    world.tick(5000);
-    EXPECT_TRUE(world.machine.urlSession.requests.empty()); // the refresh loop ended, nothing is due
-    world.status = world.refreshStatus = 200;
-    world.signIn();
-    world.tick(60);
-    const auto reports = world.bodies("sessions/heartbeat"); // the session's end waited for its company
+    EXPECT_FALSE(core->appState.isAuthenticated() || core->appState.remoteConfig() || engine().config());
+    EXPECT_EQ(message(), "Tracking stopped: Session ended");
+    machine.urlSession.requests.clear();
+    tick(5000);
+    EXPECT_TRUE(machine.urlSession.requests.empty()); // the refresh loop ended, nothing is due
+    status = refreshStatus = 200;
+    signIn();
+    tick(60);
+    const auto reports = bodies("sessions/heartbeat"); // the session's end waited for its company
     ASSERT_EQ(reports.size(), 1U);
     EXPECT_EQ(reports[0]["status"], "completed");
-    world.restart();
-    EXPECT_FALSE(world.engine().interruptedSession()); // it is over for good, and was worked for this company
-    EXPECT_NEAR(world.engine().todayTotalSeconds(), 65, 2);
+    restart();
+    EXPECT_FALSE(engine().interruptedSession()); // it is over for good, and was worked for this company
+    EXPECT_NEAR(engine().todayTotalSeconds(), 65, 2);
 }
 
 TEST_F(Core, EnforcesAForcedUpdateAndAsksNothingBehindItsWall) {
-    world.config.latestClientVersion = "9";
+    config.latestClientVersion = "9";
     for (const int raised : {0, 1, 1}) { // without a window, with one, and once only
-        world.start();
-        world.applyConfig();
-        EXPECT_EQ(world.message(), "Tracking stopped: Update required");
-        EXPECT_EQ(desktop().windowsRaised, raised);
-        desktop().hasWindow = true;
+        start();
+        applyConfig();
+        EXPECT_EQ(message(), "Tracking stopped: Update required");
+        EXPECT_EQ(machine.desktop.windowsRaised, raised);
+        machine.desktop.hasWindow = true;
     }
-    world.start(); // a session that the wall did not stop
-    world.tick(305);
-    world.machine.input.happen(InputEventType::keyDown);
-    world.tick(5);
-    EXPECT_TRUE(world.engine().needsIdleDecision());
-    EXPECT_TRUE(desktop().alerts.empty());
+    start(); // a session that the wall did not stop
+    tick(305);
+    machine.input.happen(InputEventType::keyDown);
+    tick(5);
+    EXPECT_TRUE(engine().needsIdleDecision());
+    EXPECT_TRUE(machine.desktop.alerts.empty());
 }

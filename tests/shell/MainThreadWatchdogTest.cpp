@@ -9,14 +9,11 @@
 
 namespace {
 /// A main thread that answers late.
-class BusyExecutor : public SimulatedExecutor {
-public:
+struct BusyExecutor : SimulatedExecutor {
     using SimulatedExecutor::SimulatedExecutor;
     Seconds busyFor = 0;
-    void post(Job job) override { pending_.push_back(after(busyFor, std::move(job))); }
-
-private:
-    std::vector<std::unique_ptr<Timer>> pending_;
+    std::vector<std::unique_ptr<Timer>> answers;
+    void post(Job job) override { answers.push_back(after(busyFor, std::move(job))); }
 };
 } // namespace
 
