@@ -9,10 +9,11 @@
 
 using Outgoing = httplib::Request;
 
-/// The request with another value of a header.
+/// The request with another value of a header; an empty one takes the header away.
 inline Outgoing with(Outgoing request, const std::string& header, const std::string& value) {
     request.headers.erase(header);
-    request.headers.emplace(header, value);
+    if (!value.empty())
+        request.headers.emplace(header, value);
     return request;
 }
 /// The request with another text in its path or in its body, or in both.

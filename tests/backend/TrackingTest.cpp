@@ -16,9 +16,7 @@ struct TrackingTest : BackendTest {
     TrackingTest() { signIn(); }
 
     Outgoing upload(const std::string& path, const std::string& body) const {
-        Outgoing made = with(withBearer(request(employees + path, body)), "app-client", "ios");
-        made.headers.erase("X-App");
-        return made;
+        return with(with(withBearer(request(employees + path, body)), "app-client", "ios"), "X-App", "");
     }
     Outgoing start() const { return upload("sessions/start", about + "}"); }
     Outgoing heartbeat(const std::string& totalSeconds = "600") const {

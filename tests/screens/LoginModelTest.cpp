@@ -65,11 +65,14 @@ TEST_F(Login, StopsAtTheFormWithWords) {
     password->setText("abcd");
     key(password, Qt::Key_Return);
     EXPECT_EQ(text("#loginMessage"), "Email cannot be empty.");
-    EXPECT_TRUE(signIns().empty());
     EXPECT_NE(password->displayText(), "abcd");
     press("#loginPasswordEye");
     EXPECT_EQ(password->displayText(), "abcd");
     login->setEmail("ann@acme.com");
+    login->setPassword("abc");
+    EXPECT_EQ(signIn(), "Password must be at least 4 characters.");
+    EXPECT_TRUE(signIns().empty());
+    login->setPassword("abcd");
     configStatus = 500;
     EXPECT_EQ(signIn(), "Failed to load configuration.");
     EXPECT_FALSE(world.core->appState.isAuthenticated());
@@ -82,7 +85,7 @@ TEST_F(Login, StopsAtTheFormWithWords) {
 }
 
 TEST_F(Login, ChecksAOneTimeCode) {
-    data["otp_required"] = 1;
+    const QJsonObject direct = std::exchange(data, {{"otp_required", 1}, {"user", data["user"]}});
     signIn();
     inEveryLook("#verifyCode");
     key(control(*shown, "#otpDigit2"), Qt::Key_1, "x"); // no letter stays
@@ -100,7 +103,7 @@ TEST_F(Login, ChecksAOneTimeCode) {
     EXPECT_EQ(run(login->performResendOtp()), "Failed to resend the code.");
     EXPECT_GT(login->resendCooldownSeconds(), 50);
     status = 200;
-    data["otp_required"] = 0;
+    data = direct;
     EXPECT_EQ(run(login->performVerifyOtp()), "");
     expectSignedIn();
 }

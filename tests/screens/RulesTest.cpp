@@ -13,13 +13,12 @@ using Text = std::optional<QString>;
 TEST(LoginRules, SayWhatIsWrong) {
     const char* badEmail = "Invalid email format.";
     const char* shortPassword = "Password must be at least 4 characters.";
-    for (const auto& [email, password, whileTyping, atThePress] : {
-             std::tuple<const char*, const char*, Text, Text>{"", "", {}, "Email cannot be empty."},
-             {"ann@acme.c", "abc", badEmail, badEmail},
-             {"ann@acme.com", "", {}, "Password cannot be empty."},
-             {"ann@acme.com", "👩👩👧", shortPassword, shortPassword}, // characters, not code units
-             {"A.N+n_1%-@SUB.acme-x.COM", "    ", {}, {}},
-         }) {
+    for (const auto& [email, password, whileTyping, atThePress] :
+         {std::tuple<const char*, const char*, Text, Text>{"", "", {}, "Email cannot be empty."},
+          {"ann@acme.c", "abc", badEmail, badEmail},
+          {"ann@acme.com", "", {}, "Password cannot be empty."},
+          {"ann@acme.com", "👩👩👧", shortPassword, shortPassword}, // characters, not code units
+          {"A.N+n_1%-@SUB.acme-x.COM", "    ", {}, {}}}) {
         EXPECT_EQ(LoginRules::clientValidationMessage(email, password), whileTyping) << email;
         EXPECT_EQ(LoginRules::validationError(email, password), atThePress) << email;
     }
@@ -41,13 +40,12 @@ TEST(OTPEntry, FillsItsBoxes) {
 }
 
 TEST(Formatting, TellsTimes) {
-    for (const auto& [seconds, clock, phrase] : {
-             std::tuple{-5.0, "00:00:00", "Let's get started"},
-             {59.999, "00:00:59", "Let's get started"},
-             {3599, "00:59:59", "59 minutes of finding your rhythm today"},
-             {90 * 60, "01:30:00", "2 hours of finding your rhythm today"},
-             {362340, "100:39:00", "101 hours of finding your rhythm today"},
-         }) {
+    for (const auto& [seconds, clock, phrase] :
+         {std::tuple{-5.0, "00:00:00", "Let's get started"},
+          {59.999, "00:00:59", "Let's get started"},
+          {3599, "00:59:59", "59 minutes of finding your rhythm today"},
+          {90 * 60, "01:30:00", "2 hours of finding your rhythm today"},
+          {362340, "100:39:00", "101 hours of finding your rhythm today"}}) {
         EXPECT_EQ(Formatting::duration(seconds), clock);
         EXPECT_EQ(Formatting::hoursMinutes(seconds), QString(clock).chopped(3));
         EXPECT_EQ(MotivationalPhrases::active(-1, seconds), phrase); // around the list
@@ -72,13 +70,12 @@ TEST(Banners, ADrawingStandsBehindEveryName) {
 }
 
 TEST(Banners, ACropFillsTheRoomAroundTheFigure) {
-    for (const auto& [banner, room, part] : {
-             std::tuple<VRBannerSpec, QSizeF, QRectF>{{"", 2, 1, 0.625}, {100, 100}, {0.375, 0, 0.5, 1}},
-             {{"", 2, 1, 0.9}, {100, 100}, {0.5, 0, 0.5, 1}}, // the edge is nearer
-             {{"", 2}, {400, 100}, {0, 0.25, 1, 0.5}},
-             {{"", 2, 1, 0.5, 0}, {400, 100}, {0, 0, 1, 0.5}},
-             {{"", 2, 0.5, 0.625, 1}, {200, 100}, {0.375, 0.5, 0.5, 0.5}},
-         })
+    for (const auto& [banner, room, part] :
+         {std::tuple<VRBannerSpec, QSizeF, QRectF>{{"", 2, 1, 0.625}, {100, 100}, {0.375, 0, 0.5, 1}},
+          {{"", 2, 1, 0.9}, {100, 100}, {0.5, 0, 0.5, 1}}, // the edge is nearer
+          {{"", 2}, {400, 100}, {0, 0.25, 1, 0.5}},
+          {{"", 2, 1, 0.5, 0}, {400, 100}, {0, 0, 1, 0.5}},
+          {{"", 2, 0.5, 0.625, 1}, {200, 100}, {0.375, 0.5, 0.5, 0.5}}})
         EXPECT_EQ(VRHeroBannerCrop::visiblePart(banner, room), part)
             << banner.charCenterX << ' ' << room.width();
 }

@@ -1,7 +1,6 @@
 #include "EngineFixture.h"
 #include "PreferenceStores.h"
 
-#include <QFile>
 #include <gtest/gtest.h>
 
 namespace {
@@ -10,10 +9,7 @@ struct Core : testing::Test, EngineFixture {};
 
 TEST_F(Core, BootsFromTheCachedConfigurationAndRefreshesIt) {
     config.appTimezone = "Asia/Tokyo";
-    QFile cache(core->remoteConfig.fileURL());
-    ASSERT_TRUE(cache.open(QFile::WriteOnly));
-    cache.write(encodeRemoteConfig(config));
-    cache.close();
+    tick(2500);
     machine.preferences.remove(PreferenceKey::apiTimezoneIdentifier);
     die();
     core = std::make_unique<TimeTrackerCore>(machine.platform());
