@@ -1,5 +1,5 @@
 #include "LinuxURLSession.h"
-#include "ScriptedServer.h"
+#include "LoopbackServer.h"
 #include "ServerWorld.h"
 
 namespace {
@@ -7,12 +7,12 @@ namespace {
 using EndpointsLoopbackTest = ServerTest;
 
 TEST_F(EndpointsLoopbackTest, EachHasItsMethodTokenAndBody) {
-    const ScriptedServer server([](const URLRequest& request) {
+    const LoopbackServer server(answering([](const URLRequest& request) {
         return URLResponse{request.url.path().endsWith("config") ? 503 : 200, {}, "{}"};
-    });
+    }));
     LinuxURLSession network;
     sendOver(network, machine.urlSession);
-    domain.setBaseURL(server.root());
+    domain.setBaseURL(server.url("/api/v1/"));
     signIn("old");
 
     const LoginRequest code{.email = "a@b", .password = "123456", .isOtp = 1};
@@ -24,7 +24,7 @@ TEST_F(EndpointsLoopbackTest, EachHasItsMethodTokenAndBody) {
     EXPECT_TRUE(outcomeOf(auth.handleUnauthorized()).value);
     EXPECT_TRUE(succeeds(auth.logout()));
     QStringList seen;
-    for (const URLRequest& request : server.requests())
+    for (const URLRequest& request : server.requests)
         seen << QStringList{request.method, pathOf(request), request.header("app-client"),
                             request.header("Authorization"), request.body}
                     .join('|');

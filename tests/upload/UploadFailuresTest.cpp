@@ -1,6 +1,5 @@
 #include "LinuxURLSession.h"
 #include "LoopbackServer.h"
-#include "ScriptedServer.h"
 #include "UploadWorld.h"
 
 using Code = URLError::Code;
@@ -37,8 +36,8 @@ TEST(UploadFailures, endEachKindOfTaskAsTheTableTellsAndWhatIsLeftArrivesLater) 
     LinuxURLSession http;
     LoopbackServer::Script script;
     std::vector<QByteArray> arrived;
-    const LoopbackServer server([&](QTcpSocket& socket, const QByteArray& request) {
-        arrived.push_back(LoopbackServer::body(request));
+    const LoopbackServer server([&](QTcpSocket& socket, const URLRequest& request) {
+        arrived.push_back(request.body);
         script(socket, request);
     });
     const auto answerBy = [&](UploadWorld& world, const Failure& failure) {

@@ -1,15 +1,15 @@
 #include "LinuxURLSession.h"
-#include "ScriptedServer.h"
+#include "LoopbackServer.h"
 #include "UploadWorld.h"
 
 TEST_F(Upload, overHTTPEachKindOfTaskArrivesAndARefreshedTokenRepeatsOnce) {
-    const ScriptedServer server([](const URLRequest& request) {
+    const LoopbackServer server(answering([](const URLRequest& request) {
         const bool isExpired = request.header("Authorization") == "Bearer first-token";
         return isExpired ? URLResponse{401, {}, {}}
                          : URLResponse{200, {}, R"({"data":{"today_total_seconds":9,"today_date":"d"}})"};
-    });
+    }));
     LinuxURLSession http;
-    domain.setBaseURL(server.root());
+    domain.setBaseURL(server.url("/api/v1/"));
     sendOver(http, machine.urlSession);
     zones.store("Asia/Ho_Chi_Minh");
     refreshedToken = "second-token";
@@ -30,7 +30,7 @@ TEST_F(Upload, overHTTPEachKindOfTaskArrivesAndARefreshedTokenRepeatsOnce) {
     EXPECT_FALSE(QFile::exists(mine));
     EXPECT_EQ(heard, QStringList(3, "d 9 s")); // by all but the picture
 
-    const auto arrived = server.requests();
+    const auto& arrived = server.requests;
     ASSERT_EQ(arrived.size(), 8u);
     const char* const paths[] = {"sessions/start", "sessions/heartbeat", "segments/batch",
                                  "sessions/0A1B2C3D-0000-4000-8000-000000000007/screenshots"};
