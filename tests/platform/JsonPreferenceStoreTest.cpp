@@ -38,16 +38,11 @@ TEST_F(JsonPreferenceStoreTest, ValuesOutliveTheProcessAndAFailedWriteGoesWithTh
     store.set("moment", 1700000000.1234567);
     store.set("gone", 1);
     store.remove("gone");
-    // A file in the place of the folder keeps anybody from writing, root included.
-    ASSERT_TRUE(QDir().rename(folder, folder + ".away") && QFile(folder).open(QIODevice::WriteOnly));
-    const LogCapture log;
-    store.set("flag", true);
-    EXPECT_EQ(log.count("Preferences cannot be written"), 1);
-    ASSERT_TRUE(QFile::remove(folder) && QDir().rename(folder + ".away", folder));
     {
+        const LogCapture log;
         const FullDisk disk(10);
         store.set("flag", true);
-        EXPECT_EQ(log.count("Preferences cannot be written"), 2);
+        EXPECT_EQ(log.count("Preferences cannot be written"), 1);
     }
     const JsonPreferenceStore before(file, clock);
     EXPECT_EQ(before.number("moment"), 1700000000.1234567) << "the old file is whole";

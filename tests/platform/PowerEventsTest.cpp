@@ -1,42 +1,19 @@
 #include "LinuxPowerEvents.h"
 
-#include "Eventually.h"
 #include "LinuxPathMonitor.h"
 #include "PrivateBus.h"
 #include "QtExecutor.h"
 
-#include <QDBusMessage>
 #include <QDebug>
-#include <gtest/gtest.h>
 
 namespace {
 
-/// A system service played by a mock.
-struct Mock {
-    const PrivateBus& bus;
-    const QString name, path, templateName;
-    Program process = nullptr;
-
-    void start() {
-        process =
-            startProgram("/usr/bin/python3", {"-m", "dbusmock", "--system", "--template", templateName});
-        ASSERT_TRUE(eventually([&] { return bus.has(name); }));
-    }
-    void stop() {
-        process.reset();
-        ASSERT_TRUE(eventually([&] { return !bus.has(name); }));
-    }
-    QDBusMessage call(const QString& interface, const QString& method,
-                      const QVariantList& arguments = {}) const {
-        QDBusMessage message = QDBusMessage::createMethodCall(name, path, interface, method);
-        message.setArguments(arguments);
-        return bus.connection().call(message);
-    }
-};
+/// A system service's part is played by its template.
+const QString mock = "/usr/bin/python3 -m dbusmock --system --template ";
 
 struct LogindTest : testing::Test {
     const PrivateBus bus;
-    Mock logind{bus, "org.freedesktop.login1", "/org/freedesktop/login1", "logind"};
+    BusService logind{bus, "org.freedesktop.login1", mock + "logind"};
     MainExecutor main;
     std::chrono::seconds asleep{7};
     LinuxPowerEvents power{main, bus.connection(), [this] { return asleep; }};
@@ -122,7 +99,7 @@ TEST(TerminationDeathTest, AnExitFromALibraryRunsTheHandlerToo) {
 
 TEST(NetworkManagerTest, TheAnswerFollowsTheServiceAndItsState) {
     const PrivateBus bus;
-    Mock manager{bus, "org.freedesktop.NetworkManager", "/org/freedesktop/NetworkManager", "networkmanager"};
+    BusService manager{bus, "org.freedesktop.NetworkManager", mock + "networkmanager"};
     LinuxPathMonitor monitor(bus.connection());
     std::vector<bool> updates;
     monitor.start([&](bool online) { updates.push_back(online); });

@@ -1,10 +1,13 @@
 #pragma once
 
+#include "Eventually.h"
 #include "Program.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
+#include <QDBusMessage>
 #include <QTemporaryDir>
+#include <gtest/gtest.h>
 
 /// A message bus of the test's own. From here on it is this process's session and system bus, and its folder
 /// the home.
@@ -19,12 +22,37 @@ public:
     ~PrivateBus() { QDBusConnection::disconnectFromBus(address_); }
 
     QDBusConnection connection() const { return QDBusConnection::connectToBus(address_, address_); }
-    bool has(const QString& name) const { return connection().interface()->isServiceRegistered(name); }
 
 private:
     const QTemporaryDir folder_;
     const Program daemon_ =
-        startProgram("dbus-daemon", {"--nofork", "--print-address", "--address=unix:dir=" + folder_.path(),
-                                     "--config-file=" BUS_CONFIGURATION});
+        startProgram("dbus-daemon --nofork --print-address --address=unix:dir=" + folder_.path() +
+                     " --config-file=\"" BUS_CONFIGURATION "\"");
     const QString address_ = firstLineOf(daemon_);
+};
+
+/// A service on the bus, from start() to stop().
+struct BusService {
+    const PrivateBus& bus;
+    const QString name, command;
+    const QByteArray input = {};
+    Program process = nullptr;
+
+    bool isThere() const { return bus.connection().interface()->isServiceRegistered(name); }
+    void start() {
+        process = startProgram(command, input);
+        ASSERT_TRUE(eventually([this] { return isThere(); }));
+    }
+    void stop() {
+        process.reset();
+        ASSERT_TRUE(eventually([this] { return !isThere(); }));
+    }
+    /// Calls the object that has its path from the service's name.
+    QDBusMessage call(const QString& interface, const QString& method,
+                      const QVariantList& arguments = {}) const {
+        const QString path = '/' + QString(name).replace('.', '/');
+        QDBusMessage message = QDBusMessage::createMethodCall(name, path, interface, method);
+        message.setArguments(arguments);
+        return bus.connection().call(message);
+    }
 };

@@ -16,11 +16,11 @@ struct KillProgram {
 using Program = std::unique_ptr<QProcess, KillProgram>;
 
 /// Writes `input` to the program, and what the program says on its standard error to ours.
-inline Program startProgram(const QString& name, const QStringList& arguments, const QByteArray& input = {}) {
+inline Program startProgram(const QString& command, const QByteArray& input = {}) {
     Program program(new QProcess);
     program->setProcessChannelMode(QProcess::ForwardedErrorChannel);
     program->setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGKILL); });
-    program->start(name, arguments);
+    program->startCommand(command);
     program->write(input);
     program->closeWriteChannel();
     return program;

@@ -3,7 +3,7 @@
 #include "Eventually.h"
 
 #include <QTemporaryDir>
-#include <QThread>
+#include <QThreadPool>
 #include <atomic>
 #include <gtest/gtest.h>
 #include <latch>
@@ -11,20 +11,18 @@
 TEST(SingleInstance, OfStartsAtOnceOneWinsInEachHome) {
     const QTemporaryDir runtime, home;
     qputenv("XDG_RUNTIME_DIR", runtime.path().toUtf8());
+    QThreadPool threads;
+    threads.setMaxThreadCount(4);
     for (int round = 0; round < 20; ++round) {
         std::atomic<int> winners = 0;
         std::latch decided(4);
-        std::unique_ptr<QThread> starts[4];
-        for (auto& thread : starts) {
-            thread.reset(QThread::create([&] {
+        for (int i = 0; i < 4; ++i)
+            threads.start([&] {
                 const auto instance = SingleInstance::acquire(home.filePath("config"));
                 winners += instance != nullptr;
                 decided.arrive_and_wait();
-            }));
-            thread->start();
-        }
-        for (const auto& thread : starts)
-            thread->wait();
+            });
+        threads.waitForDone();
         ASSERT_EQ(winners, 1);
     }
     const auto instance = SingleInstance::acquire(home.filePath("config"));

@@ -37,9 +37,9 @@ bool shows(const PictureResult& result, const QRect& area, QSize size) {
 } // namespace
 
 TEST(X11DisplaySource, TakesEachMonitorWithAndWithoutSharedMemory) {
-    for (const QStringList& options : {QStringList(), QStringList{"-extension", "MIT-SHM"}}) {
-        SCOPED_TRACE(options.size());
-        const XvfbServer server(QStringLiteral("1500x600x24"), options);
+    for (const char* options : {"", "-extension MIT-SHM"}) {
+        SCOPED_TRACE(options);
+        const XvfbServer server("1500x600x24", options);
         const SessionEnvironment environment(server.display());
         X11TestClient(server.display()).paint(QRect(0, 0, 1500, 600), colourAt);
         X11DisplaySource source;
@@ -77,7 +77,7 @@ TEST(X11DisplaySource, ReportsALostServerAndFindsTheNextOne) {
 }
 
 TEST(LinuxPermissions, AreWhatTheSessionOffersAtTheMoment) {
-    const XvfbServer server, deaf(QStringLiteral("640x480x24"), {"-extension", "RECORD"});
+    const XvfbServer server, deaf("640x480x24", "-extension RECORD");
     X11InputListener input;
     X11DisplaySource displays;
     LinuxPermissions permissions(input, displays);

@@ -5,11 +5,9 @@
 /// An X server of a test's own, without a screen, on a display number that the server found free.
 class XvfbServer {
 public:
-    explicit XvfbServer(const QString& screen = QStringLiteral("1280x800x24"),
-                        const QStringList& options = {})
-        : process_(startProgram(QStringLiteral("Xvfb"),
-                                QStringLiteral("-displayfd 1 -noreset -nolisten tcp -screen 0").split(' ') +
-                                    QStringList(screen) + options))
+    explicit XvfbServer(const QString& screen = "1280x800x24", const QString& options = {})
+        : process_(
+              startProgram("Xvfb -displayfd 1 -noreset -nolisten tcp -screen 0 " + screen + ' ' + options))
         , display_(':' + firstLineOf(process_)) {}
 
     /// As in DISPLAY; nobody's when the server did not start.
