@@ -7,33 +7,27 @@
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
+#include <fstream>
 #include <gtest/gtest.h>
 
-namespace {
-
-struct JsonPreferenceStoreTest : testing::Test {
+TEST(JsonPreferenceStore, AFileThatCannotBeReadIsKeptAside) {
     LinuxClock clock;
-    const QTemporaryDir home;
-    const QString folder = home.filePath("config/velmora-timetracker");
-    const QString file = folder + "/preferences.json";
-};
-
-TEST_F(JsonPreferenceStoreTest, AFileThatCannotBeReadIsKeptAside) {
     for (const QByteArray& broken : {QByteArray("{\"a\": 1"), QByteArray("[1]"), QByteArray()}) {
-        QDir(folder).removeRecursively();
-        QDir().mkpath(folder);
-        QFile damaged(file);
-        ASSERT_TRUE(damaged.open(QIODevice::WriteOnly) && damaged.write(broken) == broken.size());
-        damaged.close();
+        const QTemporaryDir folder;
+        const QString file = folder.filePath("preferences.json");
+        std::ofstream(file.toStdString()) << broken.toStdString();
         JsonPreferenceStore(file, clock).set("key", "new");
-        QFile kept(folder + '/' + QDir(folder).entryList({"preferences.json.unreadable-*"}).value(0));
+        QFile kept(folder.filePath(QDir(folder.path()).entryList({"*.json.unreadable-*"}).value(0)));
         ASSERT_TRUE(kept.open(QIODevice::ReadOnly));
         EXPECT_EQ(kept.readAll(), broken);
         EXPECT_EQ(JsonPreferenceStore(file, clock).string("key"), "new");
     }
 }
 
-TEST_F(JsonPreferenceStoreTest, ValuesOutliveTheProcessAndAFailedWriteGoesWithTheNext) {
+TEST(JsonPreferenceStore, ValuesOutliveTheProcessAndAFailedWriteGoesWithTheNext) {
+    LinuxClock clock;
+    const QTemporaryDir home;
+    const QString file = home.filePath("config/velmora-timetracker/preferences.json");
     JsonPreferenceStore store(file, clock);
     store.set("moment", 1700000000.1234567);
     store.set("gone", 1);
@@ -50,5 +44,3 @@ TEST_F(JsonPreferenceStoreTest, ValuesOutliveTheProcessAndAFailedWriteGoesWithTh
     store.set("flag", true);
     EXPECT_EQ(JsonPreferenceStore(file, clock).boolean("flag"), true);
 }
-
-} // namespace

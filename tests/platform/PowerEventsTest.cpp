@@ -82,18 +82,16 @@ TEST_F(LogindTest, AShutdownTerminatesOnceAndLetsTheMachineGo) {
     EXPECT_EQ(happened, QStringList{"terminate"});
 }
 
-/// As Qt does when the X server is gone.
-void exitFromALibrary() {
-    MainExecutor main;
-    LinuxPowerEvents power(main, QDBusConnection("no such bus"));
-    power.start({.willSleep = {}, .didWake = {}, .willTerminate = [] { std::fputs("saved\n", stderr); }});
-    for (const int harmless : {SIGPIPE, SIGXFSZ}) // a broken pipe, and a file that grew too large
-        std::raise(harmless);
-    std::exit(3);
-}
-
 TEST(TerminationDeathTest, AnExitFromALibraryRunsTheHandlerToo) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto exitFromALibrary = [] { // as Qt does when the X server is gone
+        MainExecutor main;
+        LinuxPowerEvents power(main, QDBusConnection("no such bus"));
+        power.start({{}, {}, [] { std::fputs("saved\n", stderr); }});
+        for (const int harmless : {SIGPIPE, SIGXFSZ}) // a broken pipe, and a file that grew too large
+            std::raise(harmless);
+        std::exit(3);
+    };
     EXPECT_EXIT(exitFromALibrary(), testing::ExitedWithCode(3), testing::Eq("saved\n"));
 }
 

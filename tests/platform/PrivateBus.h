@@ -25,10 +25,9 @@ public:
 
 private:
     const QTemporaryDir folder_;
-    const Program daemon_ =
-        startProgram("dbus-daemon --nofork --print-address --address=unix:dir=" + folder_.path() +
-                     " --config-file=\"" BUS_CONFIGURATION "\"");
-    const QString address_ = firstLineOf(daemon_);
+    Program daemon_{"dbus-daemon --nofork --print-address --address=unix:dir=" + folder_.path() +
+                    " --config-file=\"" BUS_CONFIGURATION "\""};
+    const QString address_ = daemon_.firstLine();
 };
 
 /// A service on the bus, from start() to stop().
@@ -36,15 +35,15 @@ struct BusService {
     const PrivateBus& bus;
     const QString name, command;
     const QByteArray input = {};
-    Program process = nullptr;
+    std::unique_ptr<Program> program = nullptr;
 
     bool isThere() const { return bus.connection().interface()->isServiceRegistered(name); }
     void start() {
-        process = startProgram(command, input);
+        program = std::make_unique<Program>(command, input);
         ASSERT_TRUE(eventually([this] { return isThere(); }));
     }
     void stop() {
-        process.reset();
+        program.reset();
         ASSERT_TRUE(eventually([this] { return !isThere(); }));
     }
     /// Calls the object that has its path from the service's name.

@@ -5,25 +5,22 @@
 #include <latch>
 #include <thread>
 
-namespace {
-
 using namespace std::chrono_literals;
 
 TEST(ThreadExecutorTest, AStopDropsWhatIsQueuedAndWaitsForTheJobUnderWay) {
     auto kept = std::make_shared<int>();
-    std::latch allPosted(1), entered(1);
+    std::latch entered(1);
     std::atomic<bool> finished = false;
     std::atomic<int> ran = 0;
+    std::unique_ptr<Executor::Timer> timer;
     ThreadExecutor executor("com.velmora.test.stop");
     executor.post([&] {
-        allPosted.wait();
+        executor.post([&ran, kept] { ++ran; });
+        timer = executor.every(0.001, 0.001, 0, [&] { ++ran; });
         entered.count_down();
         std::this_thread::sleep_for(50ms);
         finished = true;
     });
-    executor.post([&ran, kept] { ++ran; });
-    const auto timer = executor.every(0.001, 0.001, 0, [&] { ++ran; });
-    allPosted.count_down();
     entered.wait();
     executor.stop();
     EXPECT_TRUE(finished);
@@ -35,13 +32,12 @@ TEST(ThreadExecutorTest, AStopDropsWhatIsQueuedAndWaitsForTheJobUnderWay) {
 }
 
 TEST(ThreadExecutorTest, TimersAreNeverEarlyAndMissedOnesAreNotMadeUpFor) {
-    using Clock = std::chrono::steady_clock;
     ThreadExecutor executor("com.velmora.test.timers");
-    std::vector<Clock::duration> fired;
+    std::vector<std::chrono::nanoseconds> fired;
     std::promise<void> done;
-    const auto start = Clock::now();
+    const auto start = std::chrono::steady_clock::now();
     const auto repeating = executor.every(0.1, 0.1, 0, [&] {
-        fired.push_back(Clock::now() - start);
+        fired.push_back(std::chrono::steady_clock::now() - start);
         if (fired.size() == 1)
             std::this_thread::sleep_for(400ms);
         if (fired.size() == 4)
@@ -74,5 +70,3 @@ TEST(ThreadExecutorTest, ATimerDestroyedOnItsThreadNeverFiresAndMayDestroyItself
     executor.sync([] {});
     EXPECT_EQ(wrong, 0);
 }
-
-} // namespace

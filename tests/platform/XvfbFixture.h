@@ -6,16 +6,15 @@
 class XvfbServer {
 public:
     explicit XvfbServer(const QString& screen = "1280x800x24", const QString& options = {})
-        : process_(
-              startProgram("Xvfb -displayfd 1 -noreset -nolisten tcp -screen 0 " + screen + ' ' + options))
-        , display_(':' + firstLineOf(process_)) {}
+        : program_("Xvfb -displayfd 1 -noreset -nolisten tcp -screen 0 " + screen + ' ' + options)
+        , display_(':' + program_.firstLine()) {}
 
     /// As in DISPLAY; nobody's when the server did not start.
     QByteArray display() const { return display_; }
-    void kill() { process_.reset(); }
+    void kill() { program_.end(); }
 
 private:
-    Program process_;
+    Program program_;
     const QByteArray display_;
 };
 

@@ -4,10 +4,10 @@
 #include <QDeadlineTimer>
 #include <QThread>
 
-/// Runs the event loop until `condition` holds; false when it does not within `seconds`.
+/// Runs the event loop until `condition` holds; false when it does not within half a minute.
 template <typename Condition>
-bool eventually(Condition condition, int seconds = 30) {
-    for (const QDeadlineTimer deadline(seconds * 1000); !condition(); QThread::usleep(500)) {
+bool eventually(Condition condition) {
+    for (const QDeadlineTimer deadline(30000); !condition(); QThread::usleep(500)) {
         if (deadline.hasExpired())
             return false;
         QCoreApplication::processEvents();
