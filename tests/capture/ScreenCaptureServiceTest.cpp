@@ -22,7 +22,9 @@ struct ScreenCapture : testing::Test {
     APITimeZoneResolver zones{machine.preferences, machine.clock};
     SQLiteStore store{directory.filePath("Velmora TimeTracker"), domain, machine.clock, machine.random};
     SimulatedDisplays displays;
-    std::unique_ptr<ScreenCaptureService> service;
+    std::unique_ptr<ScreenCaptureService> service{
+        new ScreenCaptureService({displays, machine.permissions, machine.information, domain, zones, store,
+                                  machine.clock, machine.screenCapture, machine.utility})};
     bool eligible = true;
     int asked = 0, lost = 0, complete = 0;
     const QString prefix = "0A1B2C3D-0000-4000-8000-000000000007_";
@@ -32,9 +34,6 @@ struct ScreenCapture : testing::Test {
     ScreenCapture() {
         domain.setBaseURL(QUrl("https://acme.test/api/v1/"));
         displays.list = {{1, {1920, 1080}, 2}, {2, {1440, 900}, 1}};
-        service = std::make_unique<ScreenCaptureService>(ScreenCaptureService::Dependencies{
-            displays, machine.permissions, machine.information, domain, zones, store, machine.clock,
-            machine.screenCapture, machine.utility});
     }
     void start(qint64 minutes = 5) {
         const auto shouldCapture = [this] { return ++asked, eligible; };

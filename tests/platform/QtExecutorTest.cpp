@@ -9,19 +9,18 @@ using namespace std::chrono_literals;
 
 TEST(ThreadExecutorTest, AStopDropsWhatIsQueuedAndWaitsForTheJobUnderWay) {
     auto kept = std::make_shared<int>();
-    std::latch entered(1);
+    std::latch underWay(2);
     std::atomic<bool> finished = false;
     std::atomic<int> ran = 0;
-    std::unique_ptr<Executor::Timer> timer;
     ThreadExecutor executor("com.velmora.test.stop");
     executor.post([&] {
-        executor.post([&ran, kept] { ++ran; });
-        timer = executor.every(0.001, 0.001, 0, [&] { ++ran; });
-        entered.count_down();
+        underWay.arrive_and_wait();
         std::this_thread::sleep_for(50ms);
         finished = true;
     });
-    entered.wait();
+    executor.post([&ran, kept] { ++ran; });
+    const auto timer = executor.every(0.001, 0.001, 0, [&] { ++ran; });
+    underWay.arrive_and_wait();
     executor.stop();
     EXPECT_TRUE(finished);
     EXPECT_EQ(kept.use_count(), 1) << "dropped jobs let go of what they hold";

@@ -11,8 +11,6 @@ using enum InputEventType;
 
 namespace {
 
-constexpr uint8_t keyA = X11TestClient::keyA;
-
 struct X11InputListenerTest : testing::Test {
     XvfbServer server;
     SessionEnvironment environment{server.display()};
@@ -32,24 +30,24 @@ TEST_F(X11InputListenerTest, DeliversEveryKeyMotionAndLeftOrRightDragAndNothingE
     });
     ASSERT_TRUE(tap);
     user.stroke(X11TestClient::keyShift);
-    user.stroke(keyA);
+    user.stroke();
     for (const uint8_t button : {1, 2, 3, 4, 5})
         user.click(button);
     user.move();
     for (const uint8_t button : {1, 3, 2})
         user.click(button, true);
-    user.stroke(keyA);
+    user.stroke();
     user.sync();
     ASSERT_TRUE(eventually([&] { return count >= 5; }));
     EXPECT_THAT(events,
                 testing::ElementsAre(keyDown, mouseMoved, leftMouseDragged, rightMouseDragged, keyDown));
     other.reset();
     const int before = others;
-    user.stroke(keyA);
+    user.stroke();
     user.sync();
     EXPECT_TRUE(eventually([&] { return count == 6; }));
     EXPECT_EQ(others, before) << "none comes after a tap is gone";
-    user.press(keyA);
+    user.press();
     user.sync();
     EXPECT_TRUE(eventually([&] { return count >= 9; })) << "a key held down repeats";
 }
@@ -67,7 +65,7 @@ TEST_F(X11InputListenerTest, KnowsIdleTimesOfMotionAndKeysApartWithoutATap) {
     const double before = idle(mouseMoved);
     for (const uint8_t button : {1, 4})
         user.click(button);
-    user.stroke(keyA);
+    user.stroke();
     user.sync();
     EXPECT_TRUE(eventually([&] { return idle(keyDown) < idle(mouseMoved); }));
     EXPECT_GT(idle(mouseMoved), before);
@@ -95,7 +93,7 @@ TEST_F(X11InputListenerTest, OutlivesTheServerAndComesBackWhenEnabled) {
     const SessionEnvironment nextEnvironment(next.display());
     X11TestClient nextUser(next.display());
     EXPECT_TRUE(eventually([&] {
-        nextUser.stroke(keyA);
+        nextUser.stroke();
         nextUser.sync();
         QThread::msleep(20);
         return counted > 0;

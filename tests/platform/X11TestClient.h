@@ -19,8 +19,8 @@ public:
         xcb_get_extension_data(connection_.get(), &xcb_test_id);
     }
 
-    void press(uint8_t key) { fake(XCB_KEY_PRESS, key); }
-    void stroke(uint8_t key) {
+    void press(uint8_t key = keyA) { fake(XCB_KEY_PRESS, key); }
+    void stroke(uint8_t key = keyA) {
         press(key);
         fake(XCB_KEY_RELEASE, key);
     }
