@@ -17,7 +17,7 @@ struct LinuxURLSessionTest : testing::Test {
     LinuxURLSession session;
 
     URLSession::Result answerAt(const QUrl& url, Seconds timeout = 60) {
-        return answerOver(session, {url, "GET", {}, {}, timeout});
+        return answerOver(session, {url, "GET", {{"Authorization", "Bearer abc"}}, {}, timeout});
     }
     URLSession::Result answerOf(const LoopbackServer::Script& script, Seconds timeout = 60) {
         const LoopbackServer server(script);
