@@ -7,8 +7,9 @@ class PowerEvents {
 public:
     struct Handlers {
         /// The machine is about to sleep, and does not before this handler, and everything that it posted to the main
-        /// executor, has run. Or it fell asleep unannounced and has just woken: then `didWake` follows at once.
+        /// executor, has run. Not every sleep is announced.
         std::function<void()> willSleep;
+        /// The machine woke. May come twice for one sleep.
         std::function<void()> didWake;
         /// The process is about to end: a termination signal, the end of the desktop session, or quitting. The process
         /// ends after the handler returned.

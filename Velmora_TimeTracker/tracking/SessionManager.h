@@ -100,7 +100,8 @@ public:
     void resumeInterruptedSession();
 
     // The application's operations.
-    /// Finishes the pending session.
+    /// Leaves the pending session. It is finished when it is of an earlier day, or its company still signed in to; else it
+    /// is offered again at the next sign-in.
     void discardInterruptedSession();
     /// Looks for the pending session of the company that is now signed in to.
     void recoverInterruptedSessionForCurrentDomain();

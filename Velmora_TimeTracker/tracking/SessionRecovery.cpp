@@ -116,6 +116,7 @@ void SessionManager::resumeInterruptedSession() {
     refreshBesideServer(localBefore);
     save();
     TrackingHeartbeat::record(session.id, now, on_.preferences);
+    on_.activityTracker.reset(); // of another session of this run
     on_.activityTracker.start();
     configureAndStartIdleDetector();
     startTicker();

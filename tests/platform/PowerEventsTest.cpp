@@ -20,8 +20,8 @@ struct LogindTest : testing::Test {
     QStringList happened;
 
     void start() {
-        const auto sleep = [this](Seconds ago) {
-            happened += ago == 0 ? "sleep" : QString("slept %1").arg(ago);
+        const auto sleep = [this] {
+            happened += "sleep";
             main.post([this] { happened += isHeld() ? "saved" : "too late"; });
         };
         power.start({sleep, [this] { happened += "wake"; }, [this] { happened += "terminate"; }});
@@ -61,15 +61,15 @@ TEST_F(LogindTest, ASleepThatNobodyAnnouncedIsToldWhenItIsOver) {
     asleep += std::chrono::hours(1);
     power.lookForSleep();
     power.lookForSleep();
-    EXPECT_EQ(happened, QStringList({"slept 3600", "wake"}));
-    logind.start(); // whose word of the wake may be the first, and comes only once
+    EXPECT_EQ(happened, QStringList{"wake"});
+    logind.start(); // whose word of the wake may be the first
     ASSERT_TRUE(becomesHeld(true));
     asleep += std::chrono::minutes(1);
     happened.clear();
     announce("PrepareForSleep", false);
-    EXPECT_TRUE(eventually([&] { return happened.count("wake") == 2; }));
+    EXPECT_TRUE(eventually([&] { return happened == QStringList{"wake"}; }));
     power.lookForSleep();
-    EXPECT_EQ(happened.count("wake"), 2);
+    EXPECT_EQ(happened.count("wake"), 1);
 }
 
 TEST_F(LogindTest, AShutdownTerminatesOnceAndLetsTheMachineGo) {

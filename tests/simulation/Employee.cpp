@@ -186,19 +186,16 @@ void World::sleepMachine(Seconds span) {
     ++happened_["sleep"];
     isSleepy_ = true;
     const bool ran = seen_.isRunning();
-    const bool isAnnounced = !oneIn(4);
-    const bool isTold = !isAnnounced && oneIn(2); // when it is over
-    const bool isHeard = isTold || !oneIn(5);     // the signal of the wake may get lost
+    const bool isAnnounced = !oneIn(5);
+    const bool isHeard = !oneIn(5); // the signal of the wake may get lost
     if (isAnnounced) {
         platform_.power.willSleep();
         pass(0);
         observe();
     }
-    const bool runsThrough = seen_.isRunning() && !isTold;
+    const bool runsThrough = seen_.isRunning();
     if (runsThrough)
         runningEnded(true);
-    else
-        asleepSince_ = real();
     platform_.timeline.sleepMachine(span);
     slept_ += span;
     if (changesClock_ && oneIn(3))
@@ -206,13 +203,10 @@ void World::sleepMachine(Seconds span) {
     if (runsThrough)
         intervalBegan();
     touch(); // somebody woke it
-    if (isTold)
-        platform_.power.willSleep();
     if (isHeard)
         platform_.power.didWake();
     pass(0);
     observe();
-    asleepSince_.reset();
     heardNoWake_ = !isHeard && seen_.isPaused;
     if (ran && isHeard && seen_.isTracking && seen_.isPaused && !seen_.isIdle)
         complain("still paused after the wake");

@@ -207,7 +207,6 @@ void World::observe() {
 // ---- what it means
 
 void World::runningBegan(bool isRollover) {
-    asleepSince_.reset();
     intervalBegan();
     const auto& config = core_->sessionManager.config();
     idleThreshold_ =
@@ -233,7 +232,7 @@ void World::intervalBegan() {
 
 /// Of the session in `seen_`, which ran until now, or until the machine fell asleep.
 void World::runningEnded(bool isPlain) {
-    const double end = awakeUntil();
+    const double end = real();
     truth_.noteRoughly(intervalBegan_, end, Truth::Second::worked);
     countSlots(end);
     ++slots_[slotOf(truth_.start() + end)].edges;
@@ -325,7 +324,7 @@ void World::die() {
     ++happened_["death"];
     if (seen_.isRunning()) {
         runningEnded(false);
-        const double end = awakeUntil();
+        const double end = real();
         truth_.note(std::max(intervalBegan_ - Truth::tickSlack, end - Truth::crashLoss),
                     end + Truth::tickSlack, Truth::Second::allowed);
         diedRunning_[seen_.session] = end;

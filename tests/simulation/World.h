@@ -69,8 +69,6 @@ private:
 
     // Time.
     double real() const { return platform_.timeline.uptime() + slept_; }
-    /// The last moment at which the machine was awake, as far as the program can know.
-    double awakeUntil() const { return asleepSince_.value_or(real()); }
     void pass(Seconds span);
     void observe();
 
@@ -162,10 +160,9 @@ private:
     double slept_ = 0;
     double jumped_ = 0;
     qint64 jobsUntilDeath_ = -1;
-    bool isCommanding_ = false;         ///< The employee is pressing something right now.
-    std::optional<double> asleepSince_; ///< While the program has not yet heard that the machine woke.
-    bool heardNoWake_ = false;          ///< It is still paused for the sleep, and nothing runs.
-    bool isSleepy_ = false;             ///< The machine is about to sleep, or woke this moment.
+    bool isCommanding_ = false; ///< The employee is pressing something right now.
+    bool heardNoWake_ = false;  ///< It is still paused for the sleep, and nothing runs.
+    bool isSleepy_ = false;     ///< The machine is about to sleep, or woke this moment.
     Seen seen_;
     double intervalBegan_ = 0;
     double slotsCounted_ = 0; ///< Until when the interval that runs is noted in the slots.

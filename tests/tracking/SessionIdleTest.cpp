@@ -103,3 +103,21 @@ TEST_F(SessionIdle, LetsAQuestionLapseWithItsPause) {
     // At midnight the pause goes on as a plain one.
     expectLapse([this] { world.jumpTo("2024-05-16T00:00:05Z"), world.tick(2); }, true, true);
 }
+
+TEST_F(SessionIdle, BillsNothingWithoutAnyInputAndLeavesAPauseByHandAlone) {
+    world.start();
+    world.tick(310);
+    EXPECT_TRUE(engine().isIdle());
+    engine().stopTracking();
+    EXPECT_EQ(lastTotal(), 0);
+    world.start();
+    world.typeFor(20);
+    engine().pauseTracking();
+    world.tick(1000);
+    comeBack();
+    EXPECT_FALSE(engine().isIdle() || engine().needsIdleDecision());
+    EXPECT_TRUE(engine().isPaused());
+    EXPECT_TRUE(desktop.alerts.empty());
+    engine().stopTracking();
+    EXPECT_EQ(lastTotal(), 20);
+}

@@ -2,7 +2,10 @@
 
 #include "EngineTest.h"
 #include "LogCapture.h"
+#include "SessionArithmetic.h"
 #include "TrackingHeartbeat.h"
+
+#include <span>
 
 namespace {
 
@@ -34,8 +37,30 @@ struct SessionRecovery : EngineTest {
 
 } // namespace
 
+TEST(SessionArithmetic, KnowsTheDaysOfASession) {
+    const Date start = EngineFixture::at("2024-05-15T12:00:00Z");
+    Session session;
+    EXPECT_FALSE(SessionArithmetic::isSessionCrossDay(session, start, QTimeZone::utc()));
+    session.intervals = {{{}, start, start + 60}, {{}, start + 120, {}}};
+    for (const auto& [days, isLater] : {std::pair{-1, false}, {0, false}, {1, true}})
+        EXPECT_EQ(SessionArithmetic::isSessionCrossDay(session, start + days * 86400, QTimeZone::utc()),
+                  isLater);
+    const auto stops = [&](Date stopAt) {
+        Session clamped = session;
+        SessionArithmetic::clampSessionIntervalsToStopAt(clamped, stopAt);
+        std::vector<Seconds> ends;
+        for (const TrackingInterval& interval : clamped.intervals)
+            ends.push_back(*interval.stoppedAt - start);
+        return ends;
+    };
+    EXPECT_EQ(stops(start + 200), (std::vector<Seconds>{60, 200}));
+    EXPECT_EQ(stops(start + 30), std::vector<Seconds>{30});
+    EXPECT_EQ(stops(start - 30), std::vector<Seconds>{-30}); // one is left
+}
+
 TEST_F(SessionRecovery, CutsARunningSessionInTwoAtMidnight) {
     startAt("2024-05-15T23:50:00Z");
+    engine().selectProject("p2");
     engine().pauseTracking();
     world.tick(0.3); // ticks fall beside the boundary
     resume();
@@ -47,6 +72,7 @@ TEST_F(SessionRecovery, CutsARunningSessionInTwoAtMidnight) {
     EXPECT_FALSE(world.mark(old.id));
     const Session next = world.session();
     EXPECT_EQ(next.deviceId + next.projectName, old.deviceId + "First");
+    EXPECT_EQ(engine().selectedProjectId(), "p1");
     EXPECT_NEAR(next.intervals.at(0).startedAt - at("2024-05-16T00:00:00Z"), 0.3, 1e-6); // at the detection
     EXPECT_NEAR(engine().todayTotalSeconds(), engine().elapsedSeconds(), 1e-6);          // nothing of before
     EXPECT_LE(engine().keyboardEvents(), 11);
@@ -74,6 +100,7 @@ TEST_F(SessionRecovery, RollsAPausedSessionOverWithoutAnInterval) {
     world.machine.timeline.sleepMachine(86400);
     world.machine.power.didWake(); // on the third day; no wake ends this pause
     world.machine.timeline.settle();
+    EXPECT_TRUE(engine().isPaused());
     engine().stopTracking();
     EXPECT_EQ(lastTotal(), 0);
 }
@@ -82,30 +109,30 @@ TEST_F(SessionRecovery, BillsNeitherASleepThatNobodyAnnouncedNorAClockThatIsSet)
     SimulatedPower& power = world.machine.power;
     Timeline& timeline = world.machine.timeline;
     constexpr Seconds tenYears = 10 * 365.25 * 86400;
-    const std::function<void()> moves[] = {
-        [&] {
-            timeline.sleepMachine(36 * 3600), power.willSleep(), power.didWake();
-        },                                                          // told when it was over,
-        [&] { timeline.sleepMachine(36 * 3600), power.didWake(); }, // half of it told, and
-        [&] { timeline.sleepMachine(36 * 3600); },                  // none
-        [&] { timeline.jumpWallClock(3600); },
-        [&] { timeline.jumpWallClock(-3600); },
-        [&] { timeline.jumpWallClock(tenYears); },
-        [&] { timeline.jumpWallClock(-tenYears); },
-        [&] { timeline.jumpWallClock(3600), engine().pauseTracking(), engine().resumeTracking(); },
+    const std::pair<std::function<void()>, std::size_t> moves[] = {
+        // and the sessions that come of it
+        {[&] { timeline.sleepMachine(36 * 3600), power.didWake(); }, 2},
+        {[&] { timeline.sleepMachine(36 * 3600); }, 2}, // not even its end is told
+        {[&] { timeline.jumpWallClock(3600); }, 1},
+        {[&] { timeline.jumpWallClock(-3600); }, 1},
+        {[&] { timeline.jumpWallClock(tenYears); }, 2},
+        {[&] { timeline.jumpWallClock(-tenYears); }, 2},
+        {[&] { timeline.jumpWallClock(3600), engine().pauseTracking(), engine().resumeTracking(); }, 1},
     };
-    for (const auto& move : moves) {
+    for (const auto& [move, sessions] : moves) {
         startAt("2024-05-15T12:00:00Z");
         world.tick(0.5);
-        const auto before = world.finishedSessions().size();
+        auto finished = world.finishedSessions();
+        const auto before = finished.size();
         move();
         world.tick(30.25);
         engine().stopTracking();
+        finished = world.finishedSessions();
+        EXPECT_EQ(finished.size(), before + sessions);
         Seconds billed = 0;
-        const auto finished = world.finishedSessions();
-        for (auto session = finished.begin() + qsizetype(before); session != finished.end(); ++session)
-            billed += session->totalSeconds(now());
-        EXPECT_NEAR(billed, 90.75, 0.01) << &move - moves;
+        for (const Session& session : std::span(finished).subspan(before))
+            billed += session.totalSeconds(now());
+        EXPECT_NEAR(billed, 90.75, 0.01);
     }
     world.start();
     timeline.jumpWallClock(3600);
@@ -199,8 +226,10 @@ TEST_F(SessionRecovery, KeepsASessionThatOutlivesASignOutForItsCompany) {
     ASSERT_TRUE(engine().interruptedSession());
     EXPECT_EQ(world.activeSessions().size(), 1U);
     touch();
+    const int pictures = world.machine.displays.picturesTaken;
     engine().resumeInterruptedSession();
-    world.tick(60);
+    world.tick(61);
+    EXPECT_EQ(world.machine.displays.picturesTaken, pictures + 1);
     EXPECT_EQ(endsReported(lastFinished().id), 1);
     EXPECT_EQ(world.bodies("sessions/start").back().value("session_uuid"), uuidText(world.session().id));
 }
@@ -213,4 +242,38 @@ TEST_F(SessionRecovery, AddsRecoveredHoursOnlyOnceAndWithoutTheIdleTime) {
     engine().stopTracking();
     EXPECT_EQ(lastTotal(), 3010);
     EXPECT_EQ(today(), 3010);
+}
+
+TEST_F(SessionRecovery, CountsNothingOfAnotherCompanysSession) {
+    leftBehind({{"2024-05-15T08:00:00Z", "2024-05-15T08:30:00Z"}});
+    world.signIn("https://b.test/api/v1/");
+    engine().recoverInterruptedSessionForCurrentDomain();
+    world.start();
+    world.typeFor(50);
+    engine().stopTracking("why");
+    world.signIn();
+    engine().recoverInterruptedSessionForCurrentDomain();
+    engine().resumeInterruptedSession();
+    engine().stopTracking();
+    EXPECT_EQ(lastFinished().keyboardCount, 0);
+    world.signIn("https://b.test/api/v1/");
+    engine().recoverInterruptedSessionForCurrentDomain();
+    EXPECT_EQ(world.message(), ""); // nothing of the other company
+}
+
+TEST_F(SessionRecovery, ClosesARunningIntervalWhenTheProgramEndsAndLeavesAPausedOne) {
+    LogCapture log;
+    const auto rows = [this] { return world.sql("SELECT payload, updated_at FROM sessions"); };
+    startAt("2024-05-15T10:00:00Z");
+    engine().pauseTracking();
+    const auto before = rows();
+    world.tick(100);
+    world.machine.power.willTerminate();
+    EXPECT_EQ(rows(), before);
+    EXPECT_FALSE(log.contains("Tracking interval closed on app termination"));
+    resume();
+    world.tick(10);
+    world.machine.power.willTerminate();
+    EXPECT_EQ(world.activeSessions()[0].intervals.back().stoppedAt, now());
+    EXPECT_TRUE(log.contains("Tracking interval closed on app termination"));
 }

@@ -79,16 +79,11 @@ void LinuxPowerEvents::watchClocks() {
     });
 }
 
-/// An announced sleep ends here too, and its wake may have come before or come after. That does no harm: who
-/// is asleep cannot fall asleep, and who is awake cannot wake.
+/// An announced sleep ends here too, before or after logind tells of it: the first of the two is the wake.
 void LinuxPowerEvents::lookForSleep() {
     const auto asleep = timeAsleep_();
-    const std::chrono::duration<Seconds> slept = asleep - std::exchange(knownAsleep_, asleep);
-    if (slept < shortestSleep)
-        return;
-    if (handlers_.willSleep)
-        handlers_.willSleep();
-    if (handlers_.didWake)
+    const bool slept = asleep - std::exchange(knownAsleep_, asleep) >= shortestSleep;
+    if (slept && handlers_.didWake)
         handlers_.didWake();
 }
 
@@ -104,7 +99,7 @@ void LinuxPowerEvents::prepareForSleep(bool begins) {
             handlers_.willSleep();
         releaseInhibitorAfterPostedWork();
     } else {
-        lookForSleep();
+        knownAsleep_ = timeAsleep_();
         if (handlers_.didWake)
             handlers_.didWake();
         takeInhibitor();

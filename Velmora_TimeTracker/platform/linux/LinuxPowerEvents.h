@@ -54,5 +54,4 @@ private:
     Handlers handlers_;
     QDBusUnixFileDescriptor inhibitor_;
     std::unique_ptr<TerminationSignals> signals_;
-    bool terminated_ = false;
 };
