@@ -60,6 +60,15 @@ TEST_F(SessionToday, IgnoresFiguresOfDaysGoneBy) {
     EXPECT_EQ(shownAfterWork(10), 10);
 }
 
+TEST_F(SessionToday, AddsNothingTwiceToTheFirstFigureOfADay) {
+    shownAfter(5000);
+    world.jumpTo("2024-05-16T09:00:00Z");
+    EXPECT_EQ(shownAfterWork(100), 100);
+    EXPECT_EQ(shownAfter(100, "2024-05-16"), 100);
+    world.applyConfig(); // which counts anew
+    EXPECT_EQ(shown(), 100);
+}
+
 TEST_F(SessionToday, ShowsNothingOfYesterdayAtAnyMoment) {
     world.jumpTo("2024-05-15T21:00:00Z");
     for (const bool isPaused : {true, false}) {
