@@ -10,8 +10,10 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <algorithm>
 #include <cstdio>
 #include <sqlite3.h>
+#include <vector>
 
 namespace {
 
@@ -25,6 +27,25 @@ bool isDamage(int code) {
     const int primary = code & 0xff;
     return primary == SQLITE_ERROR || primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB ||
            primary == SQLITE_CONSTRAINT;
+}
+
+/// Whether the disk gives every byte of the file, if one is open. What it does not give the library calls damaged.
+bool isReadable(sqlite3* db) {
+    sqlite3_file* file = nullptr;
+    if (db) {
+        sqlite3_file_control(db, "main", SQLITE_FCNTL_FILE_POINTER, &file);
+    }
+    if (!file || !file->pMethods) {
+        return true;
+    }
+    std::vector<char> bytes(1 << 16);
+    const auto most = static_cast<sqlite3_int64>(bytes.size());
+    sqlite3_int64 size = 0;
+    int code = file->pMethods->xFileSize(file, &size);
+    for (sqlite3_int64 at = 0; at < size && code == SQLITE_OK; at += most) {
+        code = file->pMethods->xRead(file, bytes.data(), static_cast<int>(std::min(most, size - at)), at);
+    }
+    return code == SQLITE_OK;
 }
 
 /// Enough of a statement to know it by in a log line.
@@ -105,8 +126,13 @@ void SQLiteStore::openIfNeeded() {
     }
     const QFileInfo file(dbURL_);
     const int code = file.exists() && !file.isFile() ? SQLITE_NOTADB : open();
-    if (isDamage(code)) {
+    if (!isDamage(code)) {
+        return;
+    }
+    if (isReadable(db_)) {
         beginNewDatabase(code);
+    } else {
+        qCCritical(Log::session, "SQLiteStore: the disk does not give the database (rc=%d)", code);
     }
 }
 
@@ -208,7 +234,7 @@ void SQLiteStore::noteOutcome(const char* sql, int code) {
         // did not help, or that met worse, ends the file's use. A disk that refuses it says nothing of the
         // file.
         const int mended = mend();
-        if (mended == SQLITE_OK ? failures > 1 : isDamage(mended)) {
+        if ((mended == SQLITE_OK ? failures > 1 : isDamage(mended)) && isReadable(db_)) {
             beginNewDatabase(code);
         }
     }

@@ -14,7 +14,7 @@ struct DyingDisk {
         readWith([](int file, void* into, std::size_t size, off_t offset) {
             if (readsLeft-- > 0)
                 return ::pread(file, into, size, offset);
-            errno = ESTALE; // the library takes EIO for a malformed file
+            errno = EIO;
             return ssize_t(-1);
         });
     }
