@@ -10,7 +10,7 @@ class IdleTimeSource {
 public:
     virtual ~IdleTimeSource() = default;
 
-    /// Seconds since the last event of the type: mouseMoved, of which a drag may be one, or keyDown. Since the source came up when there was none
-    /// yet. Absent when this session cannot tell: then nobody is ever called idle.
+    /// Seconds since the last event of the type: mouseMoved, which a drag may count as, or keyDown; since the source came
+    /// up when there was none yet. Absent when this session cannot tell: then nobody is ever called idle.
     virtual std::optional<Seconds> secondsSinceLast(InputEventType type) = 0;
 };
