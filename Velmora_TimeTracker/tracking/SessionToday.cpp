@@ -22,10 +22,11 @@ Seconds SessionManager::currentLocalTotal() const {
 void SessionManager::refreshTodayCompletedSeconds() {
     const Date from = startOfDay(on_.clock.now());
     todayCompletedSeconds_ = 0;
-    for (const auto& row : on_.store.sessionHistory(from, from + secondsPerDay))
-        if (!currentSession_ ||
-            currentSession_->id != row.id) // a crash while it was filed left it in both tables
-            todayCompletedSeconds_ += row.totalSeconds;
+    for (const auto& row : on_.store.sessionHistory(from, from + secondsPerDay)) {
+        // A crash while it was filed may have left the running one there, too.
+        const bool isRunning = currentSession_ && currentSession_->id == row.id;
+        todayCompletedSeconds_ += isRunning ? 0 : row.totalSeconds;
+    }
     recomputeTodayTotalSeconds();
 }
 
