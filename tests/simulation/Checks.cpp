@@ -26,25 +26,23 @@ QStringList World::pictureFiles() const {
 void World::checkHour() {
     nextHour_ = std::floor(real() / 3600) * 3600 + 3600;
     // A span that still runs is noted up to now, and goes on.
-    if (seen_.isRunning()) {
-        truth_.noteRoughly(intervalBegan_, real(), Truth::Second::worked);
-        countSlots(real());
-    }
+    if (seen_.isRunning())
+        noteRunning();
     const std::vector<Session> finished = storedSessions("session_history");
-    const std::vector<Session> active = storedSessions("sessions");
+    std::vector<Session> all = storedSessions("sessions");
+    all.insert(all.end(), finished.begin(), finished.end());
     checkHistory(finished);
-    checkDelivery(finished, active);
+    checkDelivery(all);
     checkPictures();
     checkSegments();
     if (changesClock_) {
         checkSpans(finished);
         return;
     }
-    std::vector<Session> all = finished;
-    all.insert(all.end(), active.begin(), active.end());
-    QHash<QUuid, double> openUntil = diedRunning_;
-    if (seen_.isRunning())
-        openUntil[seen_.session] = real();
+    const auto openUntil = [this](const QUuid& session) {
+        const bool runs = seen_.isRunning() && session == seen_.session;
+        return runs ? std::optional(real()) : known_.value(session).diedRunning;
+    };
     // What a finished session holds does not change any more, but for one found open on a later day.
     const double since = real() < options_.days * 86400 ? real() - 3 * 86400 : 0;
     for (const QString& fault : truth_.compare(all, since, real(), openUntil))
@@ -62,7 +60,7 @@ void World::checkHistory(const std::vector<Session>& finished) {
                  1)
             complain("a frozen total is not the sum of its intervals");
         const qint64 counted = session.mouseCount + session.keyboardCount;
-        const int events = events_.value(session.id);
+        const int events = known_.value(session.id).events;
         if (counted > events || (!happened_.contains("death") && counted < events))
             complain("a session counted %1 events of %2", counted, events);
         if (!changesClock_ && !changesZone_ && !session.intervals.empty() &&
@@ -76,7 +74,8 @@ void World::checkHistory(const std::vector<Session>& finished) {
 /// session ran, and as long. A jump cuts it.
 void World::checkSpans(const std::vector<Session>& finished) {
     for (const Session& session : finished) {
-        if (endedByRule_.contains(session.id))
+        const Known& known = known_[session.id];
+        if (known.endedByRule)
             continue;
         std::vector<TrackingInterval> left = session.intervals;
         // The longest first: one that is too short to matter may begin where its neighbour does.
@@ -84,8 +83,8 @@ void World::checkSpans(const std::vector<Session>& finished) {
             return std::max(0.0, *one.stoppedAt - one.startedAt);
         };
         std::ranges::sort(left, std::greater(), length);
-        for (const Span& span : spans_) {
-            if (span.session != session.id || span.seconds < Truth::tickSlack)
+        for (const Span& span : known.spans) {
+            if (span.seconds < Truth::tickSlack)
                 continue;
             const auto interval = std::ranges::find_if(left, [&](const TrackingInterval& one) {
                 return std::abs(one.startedAt - span.wallBegan) <= Truth::tickSlack;
@@ -118,7 +117,7 @@ void World::checkToday(const std::vector<Session>& all) {
             (session.status == SessionStatus::completed || session.id == seen_.session)) {
             const Seconds total = session.totalSeconds(platform_.timeline.date());
             billed += total;
-            ran += endedByRule_.contains(session.id) ? total : 0;
+            ran += known_.value(session.id).endedByRule ? total : 0;
         }
     const QString prefix = today.toString(Qt::ISODate) + u'#';
     for (auto slot = slots_.cbegin(); slot != slots_.cend(); ++slot)
@@ -138,8 +137,8 @@ qint64 World::missingPictures() const {
 
 void World::checkPictures() {
     stampPictures();
-    if (droppedPictures_ > server_.refusedPictures)
-        complain("S: %1 pictures dropped, %2 refused", droppedPictures_, server_.refusedPictures);
+    if (const auto refused = server_.refused["screenshot"].size(); droppedPictures_ > refused)
+        complain("S: %1 pictures dropped, %2 refused", droppedPictures_, refused);
     // They age out after a week in which the clock jumped ahead, or their company was not chosen.
     constexpr double week = 7 * 86400;
     if (jumped_ + (changesCompany_ ? real() : 0) < week && missingPictures() > lostPictures_)
@@ -148,38 +147,36 @@ void World::checkPictures() {
 
 /// The beginning of each session and the end of each finished one has arrived as it was, waits in the queue,
 /// or was dropped by name.
-void World::checkDelivery(const std::vector<Session>& finished, const std::vector<Session>& active) {
+void World::checkDelivery(const std::vector<Session>& all) {
     QHash<QString, QSet<QUuid>> queued;
     for (const QString& row : sql("SELECT type, session_id FROM upload_queue"))
         queued[row.section(u'|', 0, 0)].insert(QUuid(row.section(u'|', 1)));
-    const auto isAccountedFor = [&](const Session& session, const QString& type) {
-        return queued[type].contains(session.id) || dropped_[type].contains(session.id) ||
-               isClosedElsewhere(session.id);
-    };
-    QSet<QUuid> known;
-    const auto checkStart = [&](const Session& session) {
-        known.insert(session.id);
-        if (!changesZone_ && server_.startBodies.value(session.id).size() > 1)
-            complain("D: session %1 began with different bodies", session.id.toString());
-        if (!server_.startBodies.contains(session.id) && !beganPaused_.contains(session.id) &&
-            !isAccountedFor(session, "startSession"))
-            complain("D: session %1 never began for the server", session.id.toString());
-    };
-    for (const Session& session : active)
-        checkStart(session);
-    for (const Session& session : finished) {
-        checkStart(session);
+    auto unknown = server_.sessions;
+    for (const Session& session : all) {
+        const QString id = session.id.toString();
         const auto record = server_.sessions.value(session.id);
-        if (record.completedBodies.isEmpty() && !isAccountedFor(session, "heartbeat"))
-            complain("D: the end of session %1 is lost", session.id.toString());
+        unknown.remove(session.id);
+        const Known& known = known_[session.id];
+        const auto isAccountedFor = [&](const QString& type) {
+            return queued[type].contains(session.id) || known.dropped.contains(type) || record.takenOver ||
+                   known.closedByTakeover;
+        };
+        if (!changesZone_ && record.startBodies.size() > 1)
+            complain("D: session %1 began with different bodies", id);
+        if (record.startBodies.isEmpty() && !known.beganPaused && !isAccountedFor("startSession"))
+            complain("D: session %1 never began for the server", id);
+        if (session.status != SessionStatus::completed)
+            continue;
+        if (record.completedBodies.isEmpty() && !isAccountedFor("heartbeat"))
+            complain("D: the end of session %1 is lost", id);
         if (record.completedBodies.size() > 1)
-            complain("D: session %1 came with different bodies", session.id.toString());
+            complain("D: session %1 came with different bodies", id);
         if (!record.completedBodies.isEmpty() && record.completedSeconds != session.reportedTotalSeconds)
-            complain("D: session %1 came with another total", session.id.toString());
+            complain("D: session %1 came with another total", id);
     }
-    for (auto started = server_.startBodies.keyBegin(); started != server_.startBodies.keyEnd(); ++started)
-        if (!known.contains(*started))
-            complain("D: session %1 began that does not exist", started->toString());
+    for (const auto& [id, record] : unknown.asKeyValueRange())
+        if (!record.startBodies.isEmpty())
+            complain("D: session %1 began that does not exist", id.toString());
 }
 
 /// The slots of the calendar hold the seconds that ran in them, written each minute, and have arrived as they stand.

@@ -9,7 +9,7 @@ void World::touch() {
     const int events = oneIn(3) ? 5 : 1;
     if (seen_.isRunning()) {
         lastCountedInput_ = real();
-        events_[seen_.session] += events;
+        known_[seen_.session].events += events;
         if (isTidy()) {
             Slot& slot = slots_[slotOf(platform_.timeline.date())];
             ++slot.touches;
@@ -42,7 +42,7 @@ void World::act() {
     useTheProgram();
     if (oneIn(3))
         server_.isUnreachable = false; // most outages are short
-    switch (std::uniform_int_distribution<>(0, 13)(random_)) {
+    switch (number(0, 13)) {
     case 0:
         pass(between(200, 1500)); // away from the desk
         touch();
@@ -57,7 +57,7 @@ void World::act() {
         break;
     case 3:
         if (oneIn(3) && jobsUntilDeath_ < 0)
-            jobsUntilDeath_ = std::uniform_int_distribution<>(0, 4000)(random_);
+            jobsUntilDeath_ = number(0, 4000);
         break;
     case 4:
         changeSettings();
@@ -71,7 +71,7 @@ void World::act() {
         break;
     case 7:
         if (changesClock_ && oneIn(3))
-            jumpClock();
+            sleepOrSetClock(0, true);
         else if (changesCompany_ && oneIn(2))
             changeCompany();
         break;
@@ -90,24 +90,25 @@ void World::useTheProgram() {
     touch();
     if (!core_->appState.isAuthenticated() && !core_->appState.isRestoringSession())
         signIn();
-    isCommanding_ = true;
+    command([this] { press(chance()); });
+    platform_.desktop.forget(); // open questions are answered by the same buttons on the screen
+}
+
+/// One of the buttons that the screen offers, or none.
+void World::press(double chosen) {
     SessionManager& engine = core_->sessionManager;
-    const double pressed = chance();
     if (engine.interruptedSession()) {
-        if (pressed < 0.8)
-            resumeInterrupted();
-        else
-            discardInterrupted();
+        leaveInterrupted(chosen < 0.8);
     } else if (!engine.isTracking()) {
-        if (pressed < 0.7) {
+        if (chosen < 0.7) {
             platform_.permissions.screenRecording = true;
             lastCountedInput_.reset();
-            engine.startTracking(pressed < 0.4 ? std::optional(server_.config.projects.front())
-                                               : std::nullopt);
+            engine.startTracking(chosen < 0.4 ? std::optional(server_.config.projects.front())
+                                              : std::nullopt);
         }
     } else if (engine.isPaused()) {
-        if (pressed < 0.75) {
-            const double pausedAt = gaps_.contains(seen_.session) ? gaps_[seen_.session].to : real();
+        if (chosen < 0.75) {
+            const double pausedAt = known_[seen_.session].gap.value_or(Gap{0, real()}).to;
             if (companyDate(truth_.start() + pausedAt + jumped_) == companyDate(platform_.timeline.date()))
                 resolveGap(seen_.session, true);
             engine.continueAfterIdle();
@@ -116,25 +117,23 @@ void World::useTheProgram() {
         } else {
             engine.stopTracking(oneIn(2) ? std::optional("idle") : std::nullopt);
         }
-    } else if (pressed < 0.08) {
+    } else if (chosen < 0.08) {
         engine.pauseTracking();
-    } else if (pressed < 0.14) {
+    } else if (chosen < 0.14) {
         engine.stopTracking();
     }
-    observe();
-    platform_.desktop.forget(); // open questions are answered by the same buttons on the screen
-    isCommanding_ = false;
 }
 
-/// The session that a crash left behind goes on, or ends by a rule. When it died, unless that is told.
-std::optional<double> World::leaveInterrupted() {
-    const Session found = *core_->sessionManager.interruptedSession();
-    const std::optional<double> died =
-        diedRunning_.contains(found.id) ? std::optional(diedRunning_.take(found.id)) : std::nullopt;
+/// The session that a crash left behind goes on, as a person lets it who finds it, or ends when it is found, as when
+/// the sign-in is no longer good.
+void World::leaveInterrupted(bool resumes) {
+    SessionManager& engine = core_->sessionManager;
+    const Session found = *engine.interruptedSession();
+    const auto died = std::exchange(known_[found.id].diedRunning, std::nullopt);
     const bool crossesDay = !found.intervals.empty() && companyDate(found.intervals.front().startedAt) !=
                                                             companyDate(platform_.timeline.date());
-    if (crossesDay)
-        endedByRule_.insert(found.id);
+    if (crossesDay || !resumes)
+        known_[found.id].endedByRule = true;
     // The rule for a session left open over midnight: it ends with its first day, which a change of zone may
     // move to before the crash.
     if (crossesDay && (died || changesZone_))
@@ -142,22 +141,14 @@ std::optional<double> World::leaveInterrupted() {
                              died.value_or(real()) - Truth::crashLoss),
                     real(), Truth::Second::allowed);
     resolveGap(found.id, false);
-    return died;
-}
-
-/// What a person does who finds it.
-void World::resumeInterrupted() {
-    leaveInterrupted();
-    core_->sessionManager.resumeInterruptedSession();
-}
-
-/// What becomes of it when the sign-in is no longer good: it ends when it is found.
-void World::discardInterrupted() {
+    if (resumes) {
+        engine.resumeInterruptedSession();
+        return;
+    }
     ++happened_["discard"];
-    endedByRule_.insert(core_->sessionManager.interruptedSession()->id);
-    if (const auto died = leaveInterrupted())
+    if (died)
         truth_.note(*died - Truth::crashLoss, real(), Truth::Second::allowed);
-    core_->sessionManager.discardInterruptedSession();
+    engine.discardInterruptedSession();
 }
 
 void World::storeSignIn() {
@@ -172,14 +163,13 @@ void World::storeSignIn() {
 void World::signIn() {
     ++happened_["sign-in"];
     storeSignIn();
-    isCommanding_ = true;
-    core_->appState.publish(server_.config);
-    core_->appState.setAuthenticated(true);
-    core_->sessionManager.applyConfig(server_.config);
-    core_->sessionManager.recoverInterruptedSessionForCurrentDomain();
-    core_->startPeriodicRefresh();
-    observe();
-    isCommanding_ = false;
+    command([this] {
+        core_->appState.publish(server_.config);
+        core_->appState.setAuthenticated(true);
+        core_->sessionManager.applyConfig(server_.config);
+        core_->sessionManager.recoverInterruptedSessionForCurrentDomain();
+        core_->startPeriodicRefresh();
+    });
 }
 
 void World::sleepMachine(Seconds span) {
@@ -193,15 +183,7 @@ void World::sleepMachine(Seconds span) {
         pass(0);
         observe();
     }
-    const bool runsThrough = seen_.isRunning();
-    if (runsThrough)
-        runningEnded(true);
-    platform_.timeline.sleepMachine(span);
-    slept_ += span;
-    if (changesClock_ && oneIn(3))
-        moveClock();
-    if (runsThrough)
-        intervalBegan();
+    sleepOrSetClock(span, changesClock_ && oneIn(3));
     touch(); // somebody woke it
     if (isHeard)
         platform_.power.didWake();
@@ -218,21 +200,17 @@ void World::sleepMachine(Seconds span) {
 void World::changeSettings() {
     RemoteConfig& config = server_.config;
     const char* actions[] = {"ask", "pause", "stop", "whatever"};
-    config.idleAction = QString::fromLatin1(actions[std::uniform_int_distribution<>(0, 3)(random_)]);
-    config.idleMinutesThreshold = std::uniform_int_distribution<>(0, 12)(random_);
-    config.screenshotIntervalMinutes = std::uniform_int_distribution<>(3, 20)(random_);
-    if (gaps_.isEmpty())
+    config.idleAction = QString::fromLatin1(actions[number(0, 3)]);
+    config.idleMinutesThreshold = number(0, 12);
+    config.screenshotIntervalMinutes = number(3, 20);
+    if (std::ranges::none_of(known_, [](const Known& session) { return session.gap.has_value(); }))
         config.discardIdleTime = oneIn(2);
     if (changesZone_ && oneIn(3)) {
         ++happened_["zone change"];
-        config.appTimezone = QString::fromLatin1(zones[std::uniform_int_distribution<>(0, 11)(random_)]);
+        config.appTimezone = QString::fromLatin1(zones[number(0, 11)]);
     }
-    if (oneIn(2)) {
-        isCommanding_ = true;
-        core_->apply(config);
-        observe();
-        isCommanding_ = false;
-    }
+    if (oneIn(2))
+        command([&] { core_->apply(config); });
 }
 
 void World::changeCompany() {
@@ -244,22 +222,22 @@ void World::changeCompany() {
     core_->sessionManager.recoverInterruptedSessionForCurrentDomain();
 }
 
-void World::jumpClock() {
+/// What runs is cut there.
+void World::sleepOrSetClock(Seconds span, bool setsClock) {
     const bool runs = seen_.isRunning();
     if (runs)
         runningEnded(true);
-    moveClock();
+    platform_.timeline.sleepMachine(span);
+    slept_ += span;
+    if (setsClock) {
+        ++happened_["clock jump"];
+        const double sizes[] = {2, 60, 3600, 90000, 10 * 365.25 * 86400};
+        const double by = (oneIn(2) ? 1 : -1) * sizes[number(0, 4)] * between(0.6, 1);
+        jumped_ += std::abs(by);
+        platform_.timeline.jumpWallClock(by);
+    }
     if (runs)
         intervalBegan();
-}
-
-void World::moveClock() {
-    ++happened_["clock jump"];
-    const double sizes[] = {2, 60, 3600, 90000, 10 * 365.25 * 86400};
-    const double by =
-        (oneIn(2) ? 1 : -1) * sizes[std::uniform_int_distribution<>(0, 4)(random_)] * between(0.6, 1);
-    jumped_ += std::abs(by);
-    platform_.timeline.jumpWallClock(by);
 }
 
 /// The storm is over: every row must find its way now, of either company.
@@ -272,14 +250,9 @@ void World::calmDown() {
     const auto stop = [this] {
         if (!core_->appState.isAuthenticated())
             signIn();
-        isCommanding_ = true;
-        if (core_->sessionManager.interruptedSession()) {
-            resumeInterrupted();
-            observe();
-        }
-        core_->sessionManager.stopTracking();
-        observe();
-        isCommanding_ = false;
+        if (core_->sessionManager.interruptedSession())
+            command([this] { leaveInterrupted(true); });
+        command([this] { core_->sessionManager.stopTracking(); });
     };
     if (changesClock_ || changesZone_) {
         // Slots that lie in the future of a clock or zone set back wait for their moment: let it come.

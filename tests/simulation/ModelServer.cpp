@@ -73,8 +73,7 @@ Reply ModelServer::refuse(const URLRequest& request) {
                                                          {"/batch", "activitySegment"}};
     for (const auto& [end, type] : types)
         if (path.endsWith(end))
-            refused[type].insert(session);
-    refusedPictures += path.endsWith("/screenshots");
+            refused[type].append(session);
     const int statuses[] = {400, 413, 422};
     return SimulatedURLSession::answer(statuses[std::uniform_int_distribution<>(0, 2)(random_)]);
 }
@@ -101,7 +100,7 @@ Reply ModelServer::commit(const URLRequest& request) {
     if (!body)
         return SimulatedURLSession::answer(422, R"({"message":"no JSON object"})");
     if (path.endsWith("sessions/start")) {
-        startBodies[QUuid(body->value("session_uuid").toString())].insert(request.body);
+        sessions[QUuid(body->value("session_uuid").toString())].startBodies.insert(request.body);
         return todayTotal();
     }
     if (path.endsWith("sessions/heartbeat"))
@@ -113,9 +112,6 @@ Reply ModelServer::commit(const URLRequest& request) {
 
 Reply ModelServer::heartbeat(const QJsonObject& body, const QByteArray& raw) {
     const QUuid id = QUuid(body.value("session_uuid").toString());
-    const bool isCompleted = body.value("status").toString() == QLatin1String("completed");
-    if (isCompleted && beforeCompleted && beforeCompleted(id))
-        return SimulatedURLSession::failure(URLError::Code::networkConnectionLost);
     SessionRecord& session = sessions[id];
     if (session.takenOver) {
         ++takeoverAnswers;
@@ -123,7 +119,7 @@ Reply ModelServer::heartbeat(const QJsonObject& body, const QByteArray& raw) {
     }
     session.reportedSeconds = body.value("total_seconds").toInteger();
     session.startedAt = QDateTime::fromString(body.value("started_at").toString(), Qt::ISODate);
-    if (isCompleted) {
+    if (body.value("status") == "completed") {
         session.completedBodies.insert(raw);
         session.completedSeconds = session.reportedSeconds;
     }

@@ -16,6 +16,7 @@
 class ModelServer {
 public:
     struct SessionRecord {
+        QSet<QByteArray> startBodies; ///< What reported its start.
         QSet<QByteArray> completedBodies;
         qint64 completedSeconds = 0;
         qint64 reportedSeconds = 0;
@@ -32,17 +33,13 @@ public:
     bool isFailing = false;      ///< Answers 503 to everything.
 
     QHash<QUuid, SessionRecord> sessions;
-    QHash<QUuid, QSet<QByteArray>> startBodies; ///< What reported the start of each session.
-    QSet<QString> screenshots;                  ///< Names of the pictures received.
-    QHash<QString, double> segments;            ///< The tracked percentage by "date#number".
+    QSet<QString> screenshots;       ///< Names of the pictures received.
+    QHash<QString, double> segments; ///< The tracked percentage by "date#number".
     int takeoverAnswers = 0;
     int faultsMet = 0;
-    int refusedPictures = 0; ///< Answered with a status that no retry would change.
-    /// The sessions of which something was so answered, by the type of the row that it came from.
-    QHash<QString, QSet<QUuid>> refused;
-
-    /// Run before a completed heartbeat is handled; answering true loses the request without a commit.
-    std::function<bool(const QUuid& sessionId)> beforeCompleted;
+    /// The session of each request answered with a status that no retry would change, by the type of the row that it
+    /// came from.
+    QHash<QString, QList<QUuid>> refused;
 
     void takeOver(const QUuid& sessionId) { sessions[sessionId].takenOver = true; }
     void expireTokens() { ++tokenGeneration_; }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <span>
 
 void Truth::note(double from, double to, Second what) {
     if (to <= from)
@@ -10,8 +11,7 @@ void Truth::note(double from, double to, Second what) {
     const auto last = static_cast<size_t>(std::max(0.0, std::ceil(to)));
     if (last > seconds_.size())
         seconds_.resize(last, Second::idle);
-    std::fill(seconds_.begin() + static_cast<ptrdiff_t>(first),
-              seconds_.begin() + static_cast<ptrdiff_t>(last), what);
+    std::ranges::fill(std::span(seconds_).subspan(first, last - first), what);
 }
 
 double Truth::workedSeconds() const {
@@ -19,7 +19,7 @@ double Truth::workedSeconds() const {
 }
 
 QStringList Truth::compare(const std::vector<Session>& sessions, double since, double until,
-                           const QHash<QUuid, double>& openUntil) const {
+                           const std::function<std::optional<double>(const QUuid&)>& openUntil) const {
     // How much of each real second is billed, in all.
     const auto first = static_cast<size_t>(std::max(0.0, since));
     const auto last = std::max(first, static_cast<size_t>(until));
@@ -27,9 +27,9 @@ QStringList Truth::compare(const std::vector<Session>& sessions, double since, d
     for (const Session& session : sessions) {
         for (const TrackingInterval& interval : session.intervals) {
             const double began = std::clamp(interval.startedAt - start_, 0.0, until);
-            const double open = openUntil.value(session.id, began);
-            const double to =
-                std::clamp(interval.stoppedAt ? *interval.stoppedAt - start_ : open, began, until);
+            const double end =
+                interval.stoppedAt ? *interval.stoppedAt - start_ : openUntil(session.id).value_or(began);
+            const double to = std::clamp(end, began, until);
             const double from = std::max(began, static_cast<double>(first));
             for (double second = std::floor(from); second < to; ++second)
                 billed[static_cast<size_t>(second) - first] +=

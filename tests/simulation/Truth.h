@@ -2,8 +2,8 @@
 
 #include "Session.h"
 
-#include <QHash>
 #include <QStringList>
+#include <functional>
 #include <vector>
 
 /// What really happened, second by second, written down by the world and not by the program. Real time counts
@@ -23,8 +23,8 @@ public:
         allowed, ///< May be billed or not.
         worked,  ///< Must be billed, once.
     };
-    static constexpr double tickSlack =
-        2.5; ///< The ticker's period, its tolerance, and rounding at both ends.
+    /// The ticker's period, its tolerance, and rounding at both ends.
+    static constexpr double tickSlack = 2.5;
     static constexpr double crashLoss = 60 + tickSlack;
 
     explicit Truth(Date start)
@@ -39,14 +39,14 @@ public:
         blur(to);
     }
     /// The seconds around `at` may fall to either side.
-    void blur(double at, double by = tickSlack) { note(at - by, at + by, Second::allowed); }
+    void blur(double at) { note(at - tickSlack, at + tickSlack, Second::allowed); }
 
     double workedSeconds() const;
 
     /// Compares what is billed between two moments with what happened; an open interval is billed until the time given for its
     /// session. Empty when all is well.
     QStringList compare(const std::vector<Session>& sessions, double since, double until,
-                        const QHash<QUuid, double>& openUntil) const;
+                        const std::function<std::optional<double>(const QUuid&)>& openUntil) const;
 
     Date start() const { return start_; }
 

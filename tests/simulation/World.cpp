@@ -33,11 +33,6 @@ World* listening = nullptr;
 
 } // namespace
 
-const char* const World::zones[12] = {
-    "UTC",          "Europe/Berlin",     "America/New_York", "America/St_Johns",
-    "Asia/Kolkata", "Asia/Jakarta",      "Asia/Kathmandu",   "Australia/Lord_Howe",
-    "Africa/Cairo", "America/Sao_Paulo", "Pacific/Auckland", "Pacific/Honolulu"};
-
 World::World(const Options& options)
     : options_(options)
     , random_(options.seed)
@@ -51,9 +46,6 @@ World::World(const Options& options)
                                                     "com.velmora.timetracker.session.info=true"));
     qInstallMessageHandler(
         [](QtMsgType, const QMessageLogContext&, const QString& line) { listening->hear(line); });
-    changesClock_ = options.seed % 5 == 4;
-    changesZone_ = options.seed % 7 == 3;
-    changesCompany_ = options.seed % 5 == 2;
     platform_.timeline.makeTimersLate(options.seed);
     server_.config.deviceId = "device";
     server_.config.projects = {{"p1", "One"}};
@@ -61,30 +53,25 @@ World::World(const Options& options)
     server_.config.idleMinutesThreshold = 5;
     server_.config.discardIdleTime = oneIn(2);
     server_.config.idleAction = "ask";
-    const char* anyZone = zones[(options.seed / 3) % std::size(zones)];
-    zone_ = QTimeZone(oneIn(2) ? startOf(options.seed).zone : anyZone);
+    zone_ = oneIn(2) ? QTimeZone(startOf(options.seed).zone) : platform_.timeline.zone();
     server_.config.appTimezone = QString::fromLatin1(zone_.id());
     server_.faultRate = oneIn(3) ? 0 : between(0.01, 0.25);
     platform_.urlSession.setServer([this](const URLRequest& request) {
         platform_.urlSession.requests.clear(); // the ledger remembers what matters
+        if (options_.fault == PlantedFault::rowDeletedBeforeAnswer && request.body.contains("completed")) {
+            options_.fault = PlantedFault::none; // once
+            sql("DELETE FROM upload_queue WHERE type = 'heartbeat'");
+            return SimulatedURLSession::failure(URLError::Code::networkConnectionLost);
+        }
         return server_.handle(request);
     });
-    if (options.fault == PlantedFault::rowDeletedBeforeAnswer) {
-        server_.beforeCompleted = [this](const QUuid& session) {
-            for (const QUuid& row : core_->store.pendingUploadTaskIds(session, {UploadTaskType::heartbeat}))
-                core_->store.markUploadTaskCompleted(row);
-            server_.beforeCompleted = nullptr;
-            return true;
-        };
-    }
     storeSignIn();
     platform_.preferences.set(QLatin1String(PreferenceKey::apiTimezoneIdentifier),
                               *server_.config.appTimezone);
 }
 
 World::~World() {
-    core_.reset();
-    platform_.processDied();
+    endProcess();
     qInstallMessageHandler(nullptr);
 }
 
@@ -109,7 +96,7 @@ void World::hear(const QString& logLine) {
     if (!match.hasCaptured(3) && !server_.refused[type].contains(session))
         complain("D: a %1 was dropped that nobody refused", type);
     ++happened_["drop"];
-    dropped_[type].insert(session);
+    known_[session].dropped.insert(type);
     droppedPictures_ += type == "screenshot" && !match.hasCaptured(3);
 }
 
@@ -166,7 +153,7 @@ void World::observe() {
         if (before.project != now.project)
             complain("midnight changed the project");
         if (before.isPaused)
-            beganPaused_.insert(now.session);
+            known_[now.session].beganPaused = true;
     }
     if (before.isRunning() && (!now.isRunning() || isRollover))
         runningEnded(!isRollover && !isIdlePause);
@@ -186,7 +173,7 @@ void World::observe() {
         if (idleFor < idleThreshold_ - 0.1)
             complain("paused as idle after %1 s", idleFor);
         const double lastInput = std::max(intervalBegan_, lastCountedInput_.value_or(intervalBegan_));
-        gaps_[now.session] = {lastInput, real()};
+        known_[now.session].gap = {lastInput, real()};
         truth_.note(lastInput, real(), Truth::Second::allowed);
     } else if (before.isRunning() && now.isTracking && now.isPaused && !isCommanding_ && !isSleepy_) {
         complain("paused for no reason");
@@ -196,7 +183,7 @@ void World::observe() {
         const bool takenOver =
             server_.takeoverAnswers > std::exchange(seenTakeovers_, server_.takeoverAnswers);
         if (takenOver && !isCommanding_)
-            closedByTakeover_.insert(before.session);
+            known_[before.session].closedByTakeover = true;
         const bool idleStop = engine.lastStatusMessage() == "Tracking stopped: idle";
         if (!isCommanding_ && !takenOver && !idleStop && platform_.permissions.screenRecording &&
             core_->appState.isAuthenticated())
@@ -214,12 +201,9 @@ void World::runningBegan(bool isRollover) {
     if (isRollover)
         lastCountedInput_.reset();
     if (isRollover && options_.fault == PlantedFault::doubleCountAtMidnight) {
-        const auto finished = storedSessions("session_history");
-        if (!finished.empty()) {
-            Session twice = finished.back();
-            twice.id = platform_.random.uuid();
-            core_->store.appendSessionHistory(twice);
-        }
+        Session twice = storedSessions("session_history").back();
+        twice.id = platform_.random.uuid();
+        core_->store.appendSessionHistory(twice);
     }
 }
 
@@ -232,25 +216,23 @@ void World::intervalBegan() {
 
 /// Of the session in `seen_`, which ran until now, or until the machine fell asleep.
 void World::runningEnded(bool isPlain) {
-    const double end = real();
-    truth_.noteRoughly(intervalBegan_, end, Truth::Second::worked);
-    countSlots(end);
-    ++slots_[slotOf(truth_.start() + end)].edges;
-    const QTimeZone zone = companyZone();
-    if (wallBegan_.toDateTime(zone).offsetFromUtc() !=
-        platform_.timeline.date().toDateTime(zone).offsetFromUtc())
+    noteRunning();
+    ++slots_[slotOf(truth_.start() + real())].edges;
+    if (companyTime(wallBegan_).offsetFromUtc() != companyTime(platform_.timeline.date()).offsetFromUtc())
         ++happened_["offset change"];
     if (changesClock_)
-        spans_.push_back({seen_.session, wallBegan_, end - intervalBegan_, isPlain});
+        known_[seen_.session].spans.push_back({wallBegan_, real() - intervalBegan_, isPlain});
 }
 
-/// Slots begin at multiples of five minutes of universal time in every zone there is.
-void World::countSlots(double to) {
+/// The interval that runs, up to now. Slots begin at multiples of five minutes of universal time in every zone there is.
+void World::noteRunning() {
+    const double to = real();
+    truth_.noteRoughly(intervalBegan_, to, Truth::Second::worked);
     if (!isTidy())
         return;
     constexpr double piece = 300;
     const double zero = truth_.start().secondsSince1970();
-    const auto offset = [this](Date date) { return date.toDateTime(zone_).offsetFromUtc(); };
+    const auto offset = [this](Date date) { return companyTime(date).offsetFromUtc(); };
     for (double& at = slotsCounted_; at < to;) {
         const double end = std::min(to, (std::floor((at + zero) / piece + 1e-9) + 1) * piece - zero);
         const Date middle = truth_.start() + (at + end) / 2;
@@ -263,35 +245,27 @@ void World::countSlots(double to) {
 }
 
 void World::resolveGap(const QUuid& session, bool goesOn) {
-    if (!gaps_.contains(session))
+    const auto gap = std::exchange(known_[session].gap, std::nullopt);
+    if (!gap)
         return;
-    const Gap gap = gaps_.take(session);
-    const bool isBilled = goesOn || !discards();
-    truth_.noteRoughly(gap.from, gap.to, isBilled ? Truth::Second::worked : Truth::Second::idle);
-}
-
-/// The policy of the last configuration that the program took over.
-bool World::discards() const {
-    const auto& config = core_->sessionManager.config();
-    return !config || config->discardIdleTime;
+    const auto& config = core_->sessionManager.config(); // the last that the program took over
+    const bool isBilled = goesOn || (config && !config->discardIdleTime);
+    truth_.noteRoughly(gap->from, gap->to, isBilled ? Truth::Second::worked : Truth::Second::idle);
 }
 
 // ---- the company's calendar, in the plain words of QDateTime
 
-QTimeZone World::companyZone() const {
-    return changesZone_ ? core_->sessionManager.engineTimeZone() : zone_;
-}
-
-QDate World::companyDate(Date date) const {
-    return date.toDateTime(companyZone()).date();
+QDateTime World::companyTime(Date date) const {
+    return date.toDateTime(changesZone_ ? core_->sessionManager.engineTimeZone() : zone_);
 }
 
 double World::companyMidnight(Date date, int days) const {
-    return Date::fromDateTime(companyDate(date).addDays(days).startOfDay(companyZone())) - truth_.start();
+    const QDateTime there = companyTime(date);
+    return Date::fromDateTime(there.date().addDays(days).startOfDay(there.timeZone())) - truth_.start();
 }
 
 QString World::slotOf(Date date) const {
-    const QDateTime there = date.toDateTime(zone_);
+    const QDateTime there = companyTime(date);
     return QString("%1#%2")
         .arg(there.toString("yyyy-MM-dd"))
         .arg((there.time().hour() * 60 + there.time().minute()) / 10);
@@ -324,10 +298,9 @@ void World::die() {
     ++happened_["death"];
     if (seen_.isRunning()) {
         runningEnded(false);
-        const double end = real();
-        truth_.note(std::max(intervalBegan_ - Truth::tickSlack, end - Truth::crashLoss),
-                    end + Truth::tickSlack, Truth::Second::allowed);
-        diedRunning_[seen_.session] = end;
+        truth_.note(std::max(intervalBegan_ - Truth::tickSlack, real() - Truth::crashLoss),
+                    real() + Truth::tickSlack, Truth::Second::allowed);
+        known_[seen_.session].diedRunning = real();
         if (options_.fault == PlantedFault::lostMark)
             TrackingHeartbeat::clear(seen_.session, platform_.preferences);
     }

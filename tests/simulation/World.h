@@ -53,10 +53,23 @@ private:
     };
     /// A time in which a session ran, by the wall clock at its beginning and by real seconds.
     struct Span {
-        QUuid session;
         Date wallBegan;
         double seconds;
         bool isPlain; ///< Ended by a pause or stop of the employee: nothing may be missing of it.
+    };
+    /// What the world knows of one session.
+    struct Known {
+        int events = 0;          ///< What was typed and moved in it.
+        std::vector<Span> spans; ///< In lives whose clock jumps.
+        std::optional<Gap> gap;
+        std::optional<double> diedRunning; ///< It ran when the process died, and when that was.
+        bool beganPaused =
+            false; ///< A midnight began it while the employee paused: it has no start to report.
+        bool endedByRule = false; ///< Found open, it ended with its first day or when it was found.
+        /// Its end is reported by the other device. The rule closes whatever session runs, also when the
+        /// take-over was of an earlier one.
+        bool closedByTakeover = false;
+        QSet<QString> dropped; ///< The types of its rows that were dropped for a reason that the log names.
     };
     /// What a ten-minute slot of the company's calendar should hold.
     struct Slot {
@@ -77,13 +90,21 @@ private:
     void workFor(Seconds span, Seconds between);
     void touch();
     void useTheProgram();
+    void press(double chosen);
     void storeSignIn();
     void signIn();
+    /// Something is pressed, and what comes of it at once is no surprise.
+    template <typename Press>
+    void command(const Press& press) {
+        isCommanding_ = true;
+        press();
+        observe();
+        isCommanding_ = false;
+    }
     void sleepMachine(Seconds span);
     void changeSettings();
     void changeCompany();
-    void jumpClock();
-    void moveClock();
+    void sleepOrSetClock(Seconds span, bool setsClock);
     void startProcess(bool diesAtStart = false);
     void stampPictures();
     void die();
@@ -93,14 +114,11 @@ private:
     void runningBegan(bool isRollover);
     void intervalBegan();
     void runningEnded(bool isPlain);
-    void countSlots(double to);
+    void noteRunning();
     void resolveGap(const QUuid& session, bool goesOn);
-    std::optional<double> leaveInterrupted();
-    void resumeInterrupted();
-    void discardInterrupted();
-    bool discards() const;
-    QTimeZone companyZone() const;
-    QDate companyDate(Date date) const;
+    void leaveInterrupted(bool resumes);
+    QDateTime companyTime(Date date) const;
+    QDate companyDate(Date date) const { return companyTime(date).date(); }
     /// Real time of the midnight that begins the company's day `days` after that of `date`.
     double companyMidnight(Date date, int days = 0) const;
     QString slotOf(Date date) const;
@@ -118,7 +136,7 @@ private:
     void checkHistory(const std::vector<Session>& finished);
     void checkSpans(const std::vector<Session>& finished);
     void checkToday(const std::vector<Session>& all);
-    void checkDelivery(const std::vector<Session>& finished, const std::vector<Session>& active);
+    void checkDelivery(const std::vector<Session>& all);
     void checkPictures();
     void checkSegments();
     void calmDown();
@@ -126,18 +144,19 @@ private:
     std::vector<Session> storedSessions(const QByteArray& table) const;
     QStringList pictureFiles() const;
     qint64 missingPictures() const;
-    bool isClosedElsewhere(const QUuid& session) const {
-        return server_.sessions.value(session).takenOver || closedByTakeover_.contains(session);
-    }
     /// Its wall times name real seconds, its days are those of one company in one zone.
     bool isTidy() const { return !changesClock_ && !changesZone_ && !changesCompany_; }
 
     double chance() { return std::uniform_real_distribution<>(0, 1)(random_); }
     double between(double low, double high) { return std::uniform_real_distribution<>(low, high)(random_); }
-    bool oneIn(int n) { return std::uniform_int_distribution<>(1, n)(random_) == 1; }
+    int number(int low, int high) { return std::uniform_int_distribution<>(low, high)(random_); }
+    bool oneIn(int n) { return number(1, n) == 1; }
 
-    static const char* const zones[12];
-    const Options options_;
+    static constexpr const char* zones[12] = {
+        "UTC",          "Europe/Berlin",     "America/New_York", "America/St_Johns",
+        "Asia/Kolkata", "Asia/Jakarta",      "Asia/Kathmandu",   "Australia/Lord_Howe",
+        "Africa/Cairo", "America/Sao_Paulo", "Pacific/Auckland", "Pacific/Honolulu"};
+    Options options_;
     std::mt19937 random_;
     QTemporaryDir folder_;
     SimulatedPlatform platform_;
@@ -146,16 +165,15 @@ private:
     std::unique_ptr<TimeTrackerCore> core_;
     Happened happened_;
     QStringList complaints_;
-    /// Sessions of which the program dropped a row for a reason that its log names, by the type of the row.
-    QHash<QString, QSet<QUuid>> dropped_;
+    QHash<QUuid, Known> known_;
     int droppedPictures_ = 0;
     qint64 lostPictures_ = 0;      ///< A death fell between the taking and the file.
     QHash<QString, int> attempts_; ///< How often each row failed, as the log tells.
     QSet<QString> stamped_;        ///< Pictures whose files bear the world's time.
 
-    bool changesClock_ = false;
-    bool changesZone_ = false;
-    bool changesCompany_ = false;
+    const bool changesClock_ = options_.seed % 5 == 4;
+    const bool changesZone_ = options_.seed % 7 == 3;
+    const bool changesCompany_ = options_.seed % 5 == 2;
     QTimeZone zone_; ///< The company's, in lives that do not change it.
     double slept_ = 0;
     double jumped_ = 0;
@@ -170,19 +188,7 @@ private:
     std::optional<double> lastCountedInput_;
     Seconds lastInputUptime_ = 0;
     Seconds idleThreshold_ = 300;
-    QHash<QUuid, Gap> gaps_;
-    /// Sessions that ran when the process died, and when that was.
-    QHash<QUuid, double> diedRunning_;
-    std::vector<Span> spans_;
     QHash<QString, Slot> slots_;
-    QHash<QUuid, int> events_; ///< What was typed and moved in each session.
-    /// Sessions that a take-over closed: their end is reported by the other device. The rule closes whatever
-    /// session runs, also when the take-over was of an earlier one.
-    QSet<QUuid> closedByTakeover_;
     int seenTakeovers_ = 0;
-    /// Sessions that a midnight began while the employee paused: they have no start to report.
-    QSet<QUuid> beganPaused_;
-    /// Sessions found open and ended by a rule: with their first day, or when they were found.
-    QSet<QUuid> endedByRule_;
     double nextHour_ = 3600;
 };
