@@ -7,10 +7,8 @@
 #include "SQLiteStore.h"
 #include "SimulatedPlatform.h"
 
-#include <QDir>
 #include <QTemporaryDir>
 #include <filesystem>
-#include <gtest/gtest.h>
 
 namespace {
 

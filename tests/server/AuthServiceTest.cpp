@@ -5,8 +5,7 @@ namespace {
 
 constexpr auto oldRoot = "https://old.example/api/v1/";
 
-class AuthServiceTest : public ServerTest {
-protected:
+struct AuthServiceTest : ServerTest {
     AuthServiceTest() {
         enterCompany();
         machine.preferences.set(PreferenceKey::apiTimezoneIdentifier, "Asia/Tokyo");

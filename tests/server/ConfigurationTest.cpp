@@ -2,13 +2,11 @@
 #include "ServerWorld.h"
 
 #include <QDir>
-#include <QFile>
 #include <set>
 
 namespace {
 
-class ConfigurationTest : public ServerTest {
-protected:
+struct ConfigurationTest : ServerTest {
     static constexpr Seconds day = 86400;
 
     ConfigurationTest() {

@@ -48,10 +48,9 @@ TEST(LogRedactorTest, OfALargePayloadOnlyTheBeginningIsRead) {
 
 TEST(LogRedactorTest, NoFragmentOfASecretSurvives) {
     const auto holdsFragment = [](const QString& text, const QString& secret) {
-        for (int at = 0; at + 8 <= secret.size(); ++at) {
+        for (int at = 0; at + 8 <= secret.size(); ++at)
             if (text.contains(QStringView(secret).mid(at, 8)))
                 return true;
-        }
         return false;
     };
     for (unsigned seed = 0; seed < 1000; ++seed) {

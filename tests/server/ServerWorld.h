@@ -14,7 +14,6 @@
 
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
-#include <optional>
 
 /// What became of a call; neither while it is pending.
 template <typename T>
@@ -47,17 +46,15 @@ inline QString pathOf(const URLRequest& request) {
 
 /// All of the folder's services in virtual time, wired as in the program. Every text in the tests that must never be
 /// logged holds the word "c4n4ry".
-class ServerTest : public testing::Test {
-protected:
+struct ServerTest : testing::Test {
     using Kind = APIError::Kind;
     using Network = SimulatedURLSession;
     using Reply = Network::Reply;
 
     ServerTest() {
         auth.setSessionDidInvalidate([this] { ++sessionInvalidations; });
-        api.setUnauthorizedHandler([this]() -> Task<bool> {
-            const std::optional<AuthTokens> renewed = co_await auth.handleUnauthorized();
-            co_return renewed.has_value();
+        api.setUnauthorizedHandler([this] {
+            return auth.handleUnauthorized().then([](const auto& renewed) { return renewed.has_value(); });
         });
     }
     ~ServerTest() override { EXPECT_FALSE(log.contains("c4n4ry")) << qPrintable(log.lines().join('\n')); }

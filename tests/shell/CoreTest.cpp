@@ -1,10 +1,11 @@
 #include "EngineFixture.h"
 #include "PreferenceStores.h"
-
-#include <gtest/gtest.h>
+#include "UpdateCheck.h"
 
 namespace {
-struct Core : testing::Test, EngineFixture {};
+struct Core : testing::Test, EngineFixture {
+    AppStateManager& state() { return core->appState; }
+};
 } // namespace
 
 TEST_F(Core, BootsFromTheCachedConfigurationAndRefreshesIt) {
@@ -15,7 +16,7 @@ TEST_F(Core, BootsFromTheCachedConfigurationAndRefreshesIt) {
     core = std::make_unique<TimeTrackerCore>(machine.platform());
     EXPECT_EQ(core->timeZones.storedTimezoneIdentifier(), "Asia/Tokyo"); // before anything has run
     machine.timeline.settle();
-    EXPECT_EQ(core->appState.remoteConfig(), config);
+    EXPECT_EQ(state().remoteConfig(), config);
     config.idleMinutesThreshold = 9;
     tick(2500);
     EXPECT_EQ(engine().config(), config);
@@ -28,12 +29,12 @@ TEST_F(Core, WaitsForALockedKeyringAndAsksForItsUnlockOnce) {
     machine.secrets.prompts = 0;
     launch();
     tick(600);
-    EXPECT_TRUE(core->appState.authRestoreIsSlow());
-    EXPECT_TRUE(core->appState.isRestoringSession()); // never taken for "signed out"
+    EXPECT_TRUE(state().authRestoreIsSlow());
+    EXPECT_TRUE(state().isRestoringSession()); // never taken for "signed out"
     EXPECT_EQ(machine.secrets.prompts, 1);
     machine.secrets.isLocked = false;
     tick(2);
-    EXPECT_TRUE(core->appState.isAuthenticated());
+    EXPECT_TRUE(state().isAuthenticated());
 }
 
 TEST_F(Core, TakesAKeyringThatStopsAnsweringForBeingOffline) {
@@ -49,7 +50,7 @@ TEST_F(Core, TakesAKeyringThatStopsAnsweringForBeingOffline) {
         typeFor(1300); // queue, direct heartbeats, refresh of the configuration
         EXPECT_EQ(keyring.prompts, prompts);
         EXPECT_EQ(machine.urlSession.requests.empty(), !isUnlockedWhenAsked);
-        EXPECT_TRUE(core->appState.isAuthenticated() && engine().isTracking());
+        EXPECT_TRUE(state().isAuthenticated() && engine().isTracking());
         if (!isUnlockedWhenAsked) {
             EXPECT_EQ(sql("SELECT DISTINCT retry_count FROM upload_queue"), QStringList("0"));
         }
@@ -71,7 +72,7 @@ TEST_F(Core, TakesAKeyringThatStopsAnsweringBeforeTheRefreshForBeingOffline) {
     start();
     tick(1);
     EXPECT_EQ(sql("SELECT status, retry_count FROM upload_queue"), QStringList("failed|0"));
-    EXPECT_TRUE(core->appState.isAuthenticated());
+    EXPECT_TRUE(state().isAuthenticated());
 }
 
 TEST_F(Core, StopsTheSessionThatAnotherDeviceTookOver) {
@@ -98,7 +99,7 @@ TEST_F(Core, EndsEverythingWhenTheSignInIsRejected) {
     refreshStatus = 401;
     tick(2500);
     EXPECT_TRUE(wasToldWhenAllWasDone);
-    EXPECT_FALSE(core->appState.isAuthenticated() || core->appState.remoteConfig() || engine().config());
+    EXPECT_FALSE(state().isAuthenticated() || state().remoteConfig() || engine().config());
     EXPECT_EQ(message(), "Tracking stopped: Session ended");
     machine.urlSession.requests.clear();
     tick(5000);
@@ -129,4 +130,80 @@ TEST_F(Core, EnforcesAForcedUpdateAndAsksNothingBehindItsWall) {
     tick(5);
     EXPECT_TRUE(engine().needsIdleDecision());
     EXPECT_TRUE(machine.desktop.alerts.empty());
+}
+
+TEST_F(Core, EndsTheLaunchReadOnceInEveryOrderOfAnswerAndPerson) {
+    const std::tuple<std::function<void(AppStateManager&)>, bool, bool> cases[] = {
+        {[](const auto&) {}, true, true},
+        {[](const auto&) {}, false, false},
+        {&AppStateManager::abandonAuthRestore, true, false},
+        {[](auto& signedIn) { signedIn.setAuthenticated(true); }, false, true},
+        {&AppStateManager::applySessionInvalidated, true, false},
+    };
+    for (const auto& c : cases) {
+        const auto& [meanwhile, isStored, isAuthenticated] = c;
+        for (const Seconds hangs : {2.0, 20.0}) {
+            SCOPED_TRACE(testing::Message() << "case " << &c - cases << " after " << hangs << " s");
+            const auto read = [&, answer = isStored]() -> Task<bool> {
+                co_await sleepFor(machine.userInitiated, hangs);
+                co_return answer;
+            };
+            AppStateManager fresh({core->remoteConfig, machine.information, machine.clock, machine.main,
+                                   machine.userInitiated, read, [] { return true; }});
+            QString order;
+            const auto wait = [&](char name) -> Task<> {
+                co_await fresh.awaitAuthRestore();
+                order += QLatin1Char(name);
+            };
+            for (const char name : {'a', 'b', 'c'})
+                spawn(wait(name), "wait");
+            tick(hangs - 0.5);
+            EXPECT_EQ(fresh.authRestoreIsSlow(), hangs > 8);
+            EXPECT_TRUE(fresh.isRestoringSession() && order.isEmpty()); // a slow read alone ends nothing
+            meanwhile(fresh);
+            tick(20);
+            EXPECT_FALSE(fresh.isRestoringSession() || fresh.authRestoreIsSlow());
+            EXPECT_EQ(fresh.isAuthenticated(), isAuthenticated);
+            spawn(wait('d'), "without suspending");
+            EXPECT_EQ(order, "abcd");
+        }
+    }
+}
+
+TEST_F(Core, DecidesTheForcedUpdateByTheMarketingVersion) {
+    machine.information.values["CFBundleShortVersionString"] = "1.2.0";
+    using Text = std::optional<QString>;
+    const char* url = "https://get.test/app";
+    for (const auto& [version, link, forced, latest, download] :
+         {std::tuple<Text, Text, bool, Text, QString>{"1.2", url, false, "1.2", ""},
+          {" 1.2.1\n", url, true, "1.2.1", url},
+          {"1.10", {}, true, "1.10", ""},
+          {"2", "http://[broken", true, "2", ""},
+          {{}, {}, false, {}, ""}}) {
+        config.latestClientVersion = version;
+        config.clientDownloadURL = link;
+        state().publish(config);
+        EXPECT_EQ(state().forceClientUpdate(), forced);
+        EXPECT_EQ(state().forceUpdateLatestVersion(), latest);
+        EXPECT_EQ(state().forceUpdateDownloadURL().value_or(QUrl()), QUrl(download));
+    }
+}
+
+TEST_F(Core, TellsTheOutcomeOfTheUpdateCheck) {
+    const auto outcome = [&] {
+        spawn(checkForUpdatesFromMenu(state(), engine(), machine.desktop), "check");
+        tick(1);
+        return machine.desktop.alerts.back().message;
+    };
+    EXPECT_EQ(outcome(), "You’re up to date.");
+    EXPECT_EQ(engine().config(), config);
+    config.latestClientVersion = "9";
+    EXPECT_EQ(outcome(), "A newer version is available.");
+    status = 500;
+    EXPECT_EQ(outcome(), "Failed to check for updates.");
+    status = 200;
+    spawn(state().refreshRemoteConfigFromServer(), "refresh");
+    state().applySignedOut();
+    EXPECT_EQ(outcome(), "Sign in to check for updates.");
+    EXPECT_FALSE(state().remoteConfig()); // what comes after signing out is another user's
 }

@@ -7,32 +7,22 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
-namespace {
-/// A main thread that answers late.
-struct BusyExecutor : SimulatedExecutor {
-    using SimulatedExecutor::SimulatedExecutor;
-    Seconds busyFor = 0;
-    std::vector<std::unique_ptr<Timer>> answers;
-    void post(Job job) override { answers.push_back(after(busyFor, std::move(job))); }
-};
-} // namespace
-
 TEST(MainThreadWatchdog, ReportsEachAnswerFromTheThresholdOn) {
-    Timeline timeline;
+    Timeline timeline, mainThread; // whose own time runs only when it is not busy
     SimulatedClock clock{timeline};
-    SimulatedExecutor queue{timeline};
-    BusyExecutor main{timeline};
+    SimulatedExecutor queue{timeline}, main{mainThread};
     std::vector<Seconds> stalls;
     MainThreadWatchdog watchdog{clock, queue, main, [&](Seconds stall) { stalls.push_back(stall); }};
     watchdog.start();
-    watchdog.start(); // no second timer
-    timeline.advance(1);
-    for (const Seconds busy : {0.0, 0.24, 0.25, 1.5, 5.0, 3.0, 1.0, 0.0}) {
-        main.busyFor = busy;
-        timeline.advance(2); // one ping; a hang lets each that waits report its own time
+    watchdog.start();    // no second timer
+    timeline.advance(2); // to the first ping
+    for (const Seconds busy : {0.0, 0.25, 1.5, 5.0, 0.24}) {
+        timeline.advance(busy);
+        mainThread.settle();
+        timeline.advance(2 - std::fmod(busy, 2)); // to the next ping
     }
-    timeline.advance(4);
-    EXPECT_EQ(stalls, (std::vector<Seconds>{0.25, 1.5, 5, 3, 1}));
+    EXPECT_EQ(stalls, (std::vector<Seconds>{0.25, 1.5, 5, 3, 1}))
+        << "each ping that waits tells its own time";
 }
 
 TEST(StallLog, WritesALineAndRotatesAboveAMillionBytes) {
