@@ -229,12 +229,12 @@ void SQLiteStore::noteOutcome(const char* sql, int code) {
                    excerpt(sql).constData());
     }
     const int primary = code & 0xff;
-    if (primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB) {
+    if ((primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB) && isReadable(db_)) {
         // Damage that the opening did not see. In an index alone it is mended without a loss; a mending that
         // did not help, or that met worse, ends the file's use. A disk that refuses it says nothing of the
         // file.
         const int mended = mend();
-        if ((mended == SQLITE_OK ? failures > 1 : isDamage(mended)) && isReadable(db_)) {
+        if (mended == SQLITE_OK ? failures > 1 : isDamage(mended)) {
             beginNewDatabase(code);
         }
     }

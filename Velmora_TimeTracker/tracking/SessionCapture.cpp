@@ -52,6 +52,7 @@ void SessionManager::handleCaptureComplete() {
         return;
     }
     const Date now = on_.clock.now();
+    cutAtClockStep(now);
     copyCounts(*currentSession_, now);
     save();
     qCInfo(Log::session, "Session updated: total=%llds, mouse=%lld, keyboard=%lld, score=%f",

@@ -20,9 +20,11 @@ void SessionManager::handleIdleDetected() {
     idleAskPresentedForCurrentIdlePeriod_ = false;
     isIdle_ = true;
     const Date now = on_.clock.now();
+    cutAtClockStep(now);
     const bool hasIntervals = currentSession_ && !currentSession_->intervals.empty();
-    const Date lastInput = on_.activityTracker.latestInputAt().value_or(
-        hasIntervals ? currentSession_->intervals.back().startedAt : now);
+    const Date began = hasIntervals ? currentSession_->intervals.back().startedAt : now;
+    const Date latest = on_.activityTracker.latestInputAt().value_or(began);
+    const Date lastInput = latest > now ? began : latest; // by a clock that was set back since
     lastIdleInputAt_ = lastInput;
     applyIdleDiscardCutoff(lastInput);
     idleStartedAt_ = now;

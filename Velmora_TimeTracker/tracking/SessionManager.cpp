@@ -223,7 +223,7 @@ void SessionManager::updateLiveMetrics() {
     if (!currentSession_)
         return;
     if (!isPaused_)
-        lastSeenRunning_ = {now, on_.clock.uptime()};
+        clocksApart_ = clocksApart();
     elapsedSeconds_ = SessionArithmetic::sessionTotal(*currentSession_, now);
     recomputeTodayTotalSeconds();
     if (!isPaused_ && ++liveMetricsTick_ >= ticksPerSnapshot) {
@@ -334,9 +334,14 @@ void SessionManager::closeCurrentInterval(Date now) {
 /// The end of an interval that is closed at `now`. When the wall clock was set since it was last seen to run, or the
 /// machine slept unannounced, that is as much later than then as the monotonic clock counted: neither is billed.
 Date SessionManager::endOfRunning(Date now) const {
-    const std::chrono::duration<Seconds> since = on_.clock.uptime() - lastSeenRunning_.uptime;
-    const Date expected = lastSeenRunning_.at + since.count();
-    return std::abs(now - expected) < smallestClockStep ? now : expected;
+    const Seconds step = clocksApart() - clocksApart_;
+    return std::abs(step) < smallestClockStep ? now : now - step;
+}
+
+/// How far the wall clock is ahead of the monotonic one.
+Seconds SessionManager::clocksApart() const {
+    const std::chrono::duration<Seconds> uptime = on_.clock.uptime();
+    return on_.clock.now().secondsSince1970() - uptime.count();
 }
 
 void SessionManager::copyCounts(Session& session, Date asOf) const {
@@ -381,7 +386,7 @@ Session SessionManager::newSession(const ProjectReference& project) const {
 }
 
 TrackingInterval SessionManager::newInterval(Date startedAt) {
-    lastSeenRunning_ = {startedAt, on_.clock.uptime()};
+    clocksApart_ = clocksApart();
     return TrackingInterval{on_.random.uuid(), startedAt, std::nullopt};
 }
 

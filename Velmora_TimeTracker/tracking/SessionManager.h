@@ -10,7 +10,6 @@
 
 #include <QObject>
 #include <QTimeZone>
-#include <chrono>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -177,6 +176,7 @@ private:
     Session newSession(const ProjectReference& project) const;
     TrackingInterval newInterval(Date startedAt);
     Date endOfRunning(Date now) const;
+    Seconds clocksApart() const;
     QString dateText(Date date) const;
     Date startOfDay(Date date) const;
     /// Runs `handle` on the main executor, unless the engine is gone by then. Any thread may call what it
@@ -238,11 +238,7 @@ private:
     std::deque<bool> last5MinInputBuffer_;
     std::optional<RemoteConfig> config_;
     std::unique_ptr<Executor::Timer> ticker_;
-    /// The last moment at which the running interval was seen, by both clocks.
-    struct {
-        Date at;
-        std::chrono::nanoseconds uptime{};
-    } lastSeenRunning_;
+    Seconds clocksApart_ = 0; ///< As they were when the running interval was last seen.
     std::optional<Date> idleStartedAt_;
     bool idleAskPresentedForCurrentIdlePeriod_ = false;
     bool pausedDueToSystemSleep_ = false;

@@ -51,7 +51,7 @@ void SessionManager::performMidnightRollover(Date newDate) {
         next.intervals.push_back(newInterval(newDate));
     selectedProjectId_ = next.projectId;
     begin(next, newDate, wasPaused);
-    refreshTodayCompletedSeconds();
+    refreshTodayCompletedSeconds(); // of the new day, so the old session must not run any more
     qCInfo(Log::session,
            "Midnight rollover: session %s completed, new session %s started at %s, wasPaused: %s",
            qPrintable(uuidText(old.id)), qPrintable(uuidText(next.id)),
@@ -86,8 +86,6 @@ void SessionManager::recoverInterruptedSessionForCurrentDomain() {
     interruptedSession_.reset();
     lastStatusMessage_.reset();
     loadInterruptedSession();
-    if (serverTodayTotalDomain_ != on_.domain.domainKey())
-        serverTodayTotal_.reset(); // of another company
     refreshTodayCompletedSeconds();
 }
 
@@ -240,6 +238,10 @@ void SessionManager::cutAtClockStep(Date now) {
     qCInfo(Log::session, "The clock was set or the machine slept: the interval ends at %s",
            qPrintable(readable(endOfRunning(now), engineTimeZone())));
     closeCurrentInterval(now);
+    TrackingInterval& last = currentSession_->intervals.back();
+    if (dateText(*last.stoppedAt) !=
+        dateText(last.startedAt)) // it ran into a midnight that no tick has seen yet
+        last.stoppedAt = startOfDay(*last.stoppedAt) - SessionArithmetic::midnightEpsilonSeconds;
     if (maybePerformMidnightRolloverIfNeeded(now))
         return;
     currentSession_->intervals.push_back(newInterval(now));

@@ -16,10 +16,12 @@ constexpr std::size_t last5MinWindowSize = 300;
 Seconds SessionManager::currentLocalTotal() const {
     const bool isRunning = isTracking_ && currentSession_;
     return todayCompletedSeconds_ +
-           (isRunning ? SessionArithmetic::sessionTotal(*currentSession_, on_.clock.now()) : 0);
+           (isRunning ? SessionArithmetic::sessionTotal(*currentSession_, endOfRunning(on_.clock.now())) : 0);
 }
 
 void SessionManager::refreshTodayCompletedSeconds() {
+    if (serverTodayTotalDomain_ != on_.domain.domainKey())
+        serverTodayTotal_.reset(); // of another company
     const Date from = startOfDay(on_.clock.now());
     todayCompletedSeconds_ = 0;
     for (const auto& row : on_.store.sessionHistory(from, from + secondsPerDay)) {

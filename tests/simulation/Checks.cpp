@@ -25,6 +25,10 @@ QStringList World::pictureFiles() const {
 
 void World::checkHour() {
     nextHour_ = std::floor(real() / 3600) * 3600 + 3600;
+    const int offset = companyTime(platform_.timeline.date()).offsetFromUtc();
+    const bool hasChanged = std::exchange(offset_, offset).value_or(offset) != offset;
+    if (hasChanged && seen_.isTracking && !changesZone_ && !changesClock_)
+        ++happened_["offset change"];
     // A span that still runs is noted up to now, and goes on.
     if (seen_.isRunning())
         noteRunning();

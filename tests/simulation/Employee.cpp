@@ -98,7 +98,7 @@ void World::useTheProgram() {
 void World::press(double chosen) {
     SessionManager& engine = core_->sessionManager;
     if (engine.interruptedSession()) {
-        leaveInterrupted(chosen < 0.8);
+        leaveInterrupted(chosen < 0.6);
     } else if (!engine.isTracking()) {
         if (chosen < 0.7) {
             platform_.permissions.screenRecording = true;

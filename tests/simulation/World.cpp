@@ -218,8 +218,6 @@ void World::intervalBegan() {
 void World::runningEnded(bool isPlain) {
     noteRunning();
     ++slots_[slotOf(truth_.start() + real())].edges;
-    if (companyTime(wallBegan_).offsetFromUtc() != companyTime(platform_.timeline.date()).offsetFromUtc())
-        ++happened_["offset change"];
     if (changesClock_)
         known_[seen_.session].spans.push_back({wallBegan_, real() - intervalBegan_, isPlain});
 }

@@ -174,7 +174,8 @@ private:
     const bool changesClock_ = options_.seed % 5 == 4;
     const bool changesZone_ = options_.seed % 7 == 3;
     const bool changesCompany_ = options_.seed % 5 == 2;
-    QTimeZone zone_; ///< The company's, in lives that do not change it.
+    QTimeZone zone_;            ///< The company's, in lives that do not change it.
+    std::optional<int> offset_; ///< The company's from universal time, an hour ago.
     double slept_ = 0;
     double jumped_ = 0;
     qint64 jobsUntilDeath_ = -1;

@@ -112,6 +112,13 @@ TEST_F(SessionIdle, BillsNothingWithoutAnyInputAndLeavesAPauseByHandAlone) {
     EXPECT_EQ(lastTotal(), 0);
     world.start();
     world.typeFor(20);
+    world.machine.timeline.jumpWallClock(-3600);
+    world.tick(310); // the last input lies in the future
+    EXPECT_TRUE(engine().isIdle());
+    engine().stopTracking();
+    EXPECT_NEAR(lastTotal(), 20, 2);
+    world.start();
+    world.typeFor(20);
     engine().pauseTracking();
     world.tick(1000);
     comeBack();

@@ -141,6 +141,42 @@ TEST_F(SessionRecovery, BillsNeitherASleepThatNobodyAnnouncedNorAClockThatIsSet)
     EXPECT_EQ(world.activeSessions(), std::vector{world.session()});
 }
 
+TEST_F(SessionRecovery, ReportsNothingOfASleepThatNoTickHasSeen) {
+    world.start();
+    world.tick(60.5);
+    world.machine.timeline.sleepMachine(8 * 3600);
+    engine().applyServerTodayTotal({5000, "2024-05-15"});
+    engine().handleCaptureComplete();
+    world.tick(10);
+    EXPECT_NEAR(world.bodies("sessions/heartbeat").back().value("total_seconds").toInt(), 60, 1);
+    EXPECT_NEAR(engine().todayTotalSeconds(), 5010, 1);
+}
+
+TEST_F(SessionRecovery, CutsAtAMidnightThatNoTickHasSeen) {
+    world.jumpTo("2024-05-15T23:58:00Z");
+    world.start();
+    world.typeFor(119);
+    world.tick(0.6); // past midnight
+    world.machine.timeline.sleepMachine(3600);
+    world.tick(20);
+    EXPECT_EQ(lastFinished().intervals.back().stoppedAt, at("2024-05-16T00:00:00Z") - 0.001);
+}
+
+TEST_F(SessionRecovery, TakesASlowDiskForNoStepOfTheClock) {
+    static Timeline* timeline = nullptr;
+    timeline = &world.machine.timeline;
+    world.jumpTo("2024-05-15T23:58:00Z");
+    world.start();
+    world.typeFor(119);
+    const auto previous = qInstallMessageHandler([](QtMsgType, const auto&, const QString& line) {
+        if (line.startsWith("Midnight rollover"))
+            timeline->stall(1.5);
+    });
+    world.tick(60);
+    qInstallMessageHandler(previous);
+    EXPECT_EQ(world.session().intervals.size(), 1U);
+}
+
 TEST_F(SessionRecovery, BillsACrashUpToTheLastMark) {
     const auto billed = [this](const char* mark) {
         const Session left =

@@ -113,7 +113,7 @@ TEST_F(SessionToday, ForgetsTheFigureOfAnotherCompany) {
     engine().recoverInterruptedSessionForCurrentDomain();
     EXPECT_EQ(shown(), 20000);
     world.signIn("https://b.test/api/v1/");
-    engine().recoverInterruptedSessionForCurrentDomain();
+    world.applyConfig();
     EXPECT_EQ(shown(), 0);
 }
 

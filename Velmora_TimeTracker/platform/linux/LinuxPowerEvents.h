@@ -16,8 +16,8 @@ class TerminationSignals;
 
 /// Sleep, wake and shutdown from logind, termination signals, and the end of the application, be it that it
 /// quits or that its X server is lost. A delay inhibitor makes the machine wait until the sleep handler, and
-/// what it posted to the main executor, is done. Without logind the rest still works, and a sleep is told
-/// when it is over; a logind that comes later is taken up.
+/// what it posted to the main executor, is done. Without logind the rest still works, and of a sleep
+/// the wake is told; a logind that comes later is taken up.
 class LinuxPowerEvents final : public QObject, public PowerEvents {
     Q_OBJECT
 
@@ -32,7 +32,7 @@ public:
     /// The desktop session ends: runs `willTerminate`, unless it ran before, and then ends the application.
     void sessionIsEnding();
 
-    /// Tells a sleep that nobody announced. Called when the clocks have moved against each other, as they do
+    /// Tells the wake from a sleep that nobody announced. Called when the clocks have moved against each other, as they do
     /// at each wake.
     void lookForSleep();
 

@@ -33,6 +33,8 @@ public:
     void jumpWallClock(Seconds by) { wallOffset_ += by; }
     /// The machine sleeps: the wall clock goes on, nothing runs.
     void sleepMachine(Seconds span) { wallOffset_ += span; }
+    /// A job takes that long: nothing else runs meanwhile.
+    void stall(Seconds by) { uptime_ += by; }
     void setZone(const QByteArray& zone) { zone_ = QTimeZone(zone); }
 
     /// Forgets everything that is scheduled: the process died.
