@@ -38,9 +38,9 @@ std::optional<UploadTask> task(const Statement& row, Random& random) {
 
 } // namespace
 
-void SQLiteStore::enqueueUploadTask(const UploadTask& task, const std::optional<QString>& domainKey) {
+bool SQLiteStore::enqueueUploadTask(const UploadTask& task, const std::optional<QString>& domainKey) {
     const QString domain = domainKey ? *domainKey : domain_.domainKey();
-    withStatement(Sql::enqueueUploadTask, [&](Statement& statement) {
+    return withStatement(Sql::enqueueUploadTask, [&](Statement& statement) {
         statement.bindText(uuidText(task.id)).bindText(domain).bindText(uuidText(task.sessionId));
         statement.bindText(rawName(task.type));
         task.filePath ? statement.bindText(*task.filePath) : statement.bindNull();

@@ -51,14 +51,14 @@ Statement& bindSession(Statement& statement, const Session& session, const QStri
 
 } // namespace
 
-void SQLiteStore::saveActiveSession(const Session& session, const std::optional<QString>& domainKey) {
+bool SQLiteStore::saveActiveSession(const Session& session, const std::optional<QString>& domainKey) {
     const auto payload = encoded(session, "saveActiveSession");
     if (!payload) {
-        return;
+        return true; // a repetition would not help
     }
     const QString domain = domainKey ? *domainKey : domain_.domainKey();
     const double now = clock_.now().secondsSince1970();
-    withStatement(Sql::saveActiveSession, [&](Statement& statement) {
+    return withStatement(Sql::saveActiveSession, [&](Statement& statement) {
         bindSession(statement, session, domain, *payload).bindReal(now).run();
     });
 }
@@ -76,10 +76,10 @@ std::optional<Session> SQLiteStore::loadActiveSession() {
     return all.empty() ? std::nullopt : std::optional(all.front());
 }
 
-void SQLiteStore::clearActiveSession(const std::optional<QUuid>& id,
+bool SQLiteStore::clearActiveSession(const std::optional<QUuid>& id,
                                      const std::optional<QString>& domainKey) {
     const QString domain = domainKey ? *domainKey : domain_.domainKey();
-    withStatement(id ? Sql::clearActiveSession : Sql::clearActiveSessions, [&](Statement& statement) {
+    return withStatement(id ? Sql::clearActiveSession : Sql::clearActiveSessions, [&](Statement& statement) {
         statement.bindText(domain);
         if (id) {
             statement.bindText(uuidText(*id));
@@ -88,14 +88,14 @@ void SQLiteStore::clearActiveSession(const std::optional<QUuid>& id,
     });
 }
 
-void SQLiteStore::appendSessionHistory(const Session& session, const std::optional<QString>& domainKey) {
+bool SQLiteStore::appendSessionHistory(const Session& session, const std::optional<QString>& domainKey) {
     const auto payload = encoded(session, "appendSessionHistory");
     if (!payload) {
-        return;
+        return true; // a repetition would not help
     }
     const QString domain = domainKey ? *domainKey : domain_.domainKey();
     const Date now = clock_.now();
-    withStatement(Sql::appendSessionHistory, [&](Statement& statement) {
+    return withStatement(Sql::appendSessionHistory, [&](Statement& statement) {
         bindSession(statement, session, domain, *payload)
             .bindReal(startOf(session, now).secondsSince1970())
             .bindReal(endOf(session, now).secondsSince1970())

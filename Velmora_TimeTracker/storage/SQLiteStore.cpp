@@ -19,8 +19,11 @@ namespace {
 
 constexpr QFile::Permissions ownerOnly = QFile::ReadOwner | QFile::WriteOwner;
 
-/// How long a statement waits for another process, such as a backup, to let go of the file.
-constexpr int busyMilliseconds = 1000;
+/// How long a statement waits for another process, such as a backup, to release the file. Well below what a
+/// person notices, since statements run on the main thread too.
+constexpr int busyMilliseconds = 50;
+constexpr std::chrono::seconds reopenInterval{1};
+constexpr const char* opening = "opening"; ///< Stands for a statement in the count of failures.
 
 /// The content of the file is at fault, as against the disk, the folder's rights or another process.
 bool isDamage(int code) {
@@ -46,6 +49,23 @@ bool isReadable(sqlite3* db) {
         code = file->pMethods->xRead(file, bytes.data(), static_cast<int>(std::min(most, size - at)), at);
     }
     return code == SQLITE_OK;
+}
+
+SQLiteStore::Failure failureOf(int code) {
+    switch (code & 0xff) {
+    case SQLITE_FULL:
+        return SQLiteStore::Failure::diskFull;
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+        return SQLiteStore::Failure::busy;
+    case SQLITE_CANTOPEN:
+    case SQLITE_READONLY:
+    case SQLITE_PERM:
+    case SQLITE_MISUSE: // no open file
+        return SQLiteStore::Failure::notWritable;
+    default:
+        return SQLiteStore::Failure::other;
+    }
 }
 
 /// Enough of a statement to know it by in a log line.
@@ -111,19 +131,34 @@ SQLiteStore::SQLiteStore(const QString& folder, const DomainStorage& domain, Clo
     , domain_(domain)
     , clock_(clock)
     , random_(random) {
-    ApplicationFolder::create(folder);
     const std::lock_guard guard(queue_);
     openIfNeeded();
 }
 
 SQLiteStore::~SQLiteStore() {
-    sqlite3_close(db_);
+    close();
+}
+
+void SQLiteStore::close() {
+    sqlite3_close(std::exchange(db_, nullptr));
 }
 
 void SQLiteStore::openIfNeeded() {
     if (db_) {
+        if (!hasSchema_) {
+            migrateIfNeeded();
+        }
         return;
     }
+    const auto now = clock_.uptime();
+    if (!openedAt_ || now - *openedAt_ >= reopenInterval) {
+        openedAt_ = now;
+        openOrReplace();
+    }
+}
+
+void SQLiteStore::openOrReplace() {
+    ApplicationFolder::create(QFileInfo(dbURL_).path());
     const QFileInfo file(dbURL_);
     const int code = file.exists() && !file.isFile() ? SQLITE_NOTADB : open();
     if (!isDamage(code)) {
@@ -142,9 +177,13 @@ int SQLiteStore::open() {
     makePrivateFile(dbURL_);
     const int opened = sqlite3_open(QFile::encodeName(dbURL_).constData(), &db_);
     if (opened != SQLITE_OK) {
-        qCCritical(Log::session, "SQLiteStore: failed to open DB rc=%d", opened);
+        if (++failures_[opening] == 1) {
+            qCCritical(Log::session, "SQLiteStore: failed to open DB rc=%d", opened);
+        }
+        close(); // after a failed open the handle never works
         return opened;
     }
+    failures_.remove(opening);
     sqlite3_busy_timeout(db_, busyMilliseconds);
     sqlite3_exec(db_, Sql::journalMode, nullptr, nullptr, nullptr);
     sqlite3_exec(db_, Sql::foreignKeys, nullptr, nullptr, nullptr);
@@ -196,7 +235,7 @@ void SQLiteStore::beginNewDatabase(int code) {
     if (db_) {
         sqlite3_db_config(db_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1,
                           nullptr); // what is set aside stays as it is
-        sqlite3_close(std::exchange(db_, nullptr));
+        close();
     }
     const QString stamp = clock_.now().toDateTime(QTimeZone::utc()).toString("yyyyMMdd-HHmmss");
     const QString aside = ApplicationFolder::setAside(dbURL_, stamp);
@@ -223,6 +262,7 @@ void SQLiteStore::noteOutcome(const char* sql, int code) {
         }
         return;
     }
+    lastFailure_ = code;
     const int failures = ++failures_[sql];
     if (failures == 1) {
         qCCritical(Log::session, "SQLiteStore: failed rc=%d (%s): %s", code, sqlite3_errmsg(db_),
@@ -245,10 +285,9 @@ int SQLiteStore::mend() {
     return indexed == SQLITE_OK ? checkContent(db_) : indexed;
 }
 
-void SQLiteStore::runLocked(const char* sql, const std::function<void(Statement&)>& use) {
-    if (!hasSchema_) {
-        migrateIfNeeded(); // what a full disk has kept from the file
-    }
+bool SQLiteStore::withStatement(const char* sql, const std::function<void(Statement&)>& use) {
+    const std::lock_guard guard(queue_);
+    openIfNeeded();
     int code = SQLITE_OK;
     {
         Statement statement(db_, sql);
@@ -258,11 +297,20 @@ void SQLiteStore::runLocked(const char* sql, const std::function<void(Statement&
         code = statement.failure();
     }
     noteOutcome(sql, code);
+    return code == SQLITE_OK;
 }
 
-void SQLiteStore::withStatement(const char* sql, const std::function<void(Statement&)>& use) {
+std::optional<SQLiteStore::Failure> SQLiteStore::transaction(const std::function<bool()>& steps) {
+    const auto run = [](Statement& statement) { statement.run(); };
     const std::lock_guard guard(queue_);
-    runLocked(sql, use);
+    if (withStatement(Sql::begin, run) && steps() && withStatement(Sql::commit, run)) {
+        return std::nullopt;
+    }
+    const int code = lastFailure_;
+    if (db_ && sqlite3_get_autocommit(db_) == 0) {
+        execute(Sql::rollback);
+    }
+    return failureOf(code);
 }
 
 int SQLiteStore::cleanupUnattributableData(const QString& staleCutoffDate,
@@ -274,9 +322,9 @@ int SQLiteStore::cleanupUnattributableData(const QString& staleCutoffDate,
         removed += statement.run() ? sqlite3_changes(db_) : 0;
     };
     for (const char* sql : Sql::cleanups) {
-        runLocked(sql, removeRows);
+        withStatement(sql, removeRows);
     }
-    runLocked(Sql::cleanupStaleSegments, [&](Statement& statement) {
+    withStatement(Sql::cleanupStaleSegments, [&](Statement& statement) {
         removeRows(statement.bindText(domain).bindText(staleCutoffDate));
     });
     return removed;

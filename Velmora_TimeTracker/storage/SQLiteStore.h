@@ -6,6 +6,7 @@
 #include <QHash>
 #include <QSet>
 #include <QString>
+#include <chrono>
 #include <functional>
 #include <mutex>
 #include <optional>
@@ -20,12 +21,21 @@ struct sqlite3;
 /// The local database: running sessions, finished sessions, the upload queue and the 10-minute segments,
 /// partitioned by domain key (company).
 ///
-/// Every operation may be called from any thread, runs under the lock `queue` and blocks until done. No
-/// operation reports a database error: a failed read looks like no rows, a failed write is lost, each with a
-/// log line for the first failure in a row. Operations are scoped to the current company's domain key,
-/// computed afresh in each, unless told otherwise.
+/// Every operation may be called from any thread, runs under the lock `queue` and blocks until done. A failed
+/// read looks like no rows; a failed write returns false where a caller can act on it, and is lost otherwise.
+/// The first of a statement's consecutive failures is logged. Operations are scoped to the current company's
+/// domain key, computed afresh in each, unless told otherwise.
+///
+/// While the file cannot be opened, every operation fails, and opening is tried again once a second.
 class SQLiteStore {
 public:
+    /// Why a transaction was not written.
+    enum class Failure {
+        diskFull,
+        busy,        ///< Another process holds the file.
+        notWritable, ///< The file or its folder cannot be opened or written.
+        other,       ///< The disk reports errors, or the file is damaged.
+    };
     struct ActivitySegmentRow {
         QString segmentDate; ///< "yyyy-MM-dd" in the API time zone
         int segmentNumber = 0;
@@ -57,20 +67,26 @@ public:
     SQLiteStore(const SQLiteStore&) = delete;
     SQLiteStore& operator=(const SQLiteStore&) = delete;
 
+    /// Writes everything that `steps` writes through this store, or nothing. `steps` returns whether all of it
+    /// succeeded. An error of the final commit may leave the writes in place: a repeated transaction uses
+    /// the same ids.
+    std::optional<Failure> transaction(const std::function<bool()>& steps);
+
     // Running and finished sessions. An absent domain key is the current company's.
-    void saveActiveSession(const Session& session, const std::optional<QString>& domainKey = std::nullopt);
+    bool saveActiveSession(const Session& session, const std::optional<QString>& domainKey = std::nullopt);
     /// Newest snapshot first; undecodable rows are skipped.
     std::vector<Session> loadAllActiveSessions();
     std::optional<Session> loadActiveSession();
     /// An absent id clears every snapshot of the domain.
-    void clearActiveSession(const std::optional<QUuid>& id,
+    bool clearActiveSession(const std::optional<QUuid>& id,
                             const std::optional<QString>& domainKey = std::nullopt);
-    void appendSessionHistory(const Session& session, const std::optional<QString>& domainKey = std::nullopt);
+    /// A session that history holds already is left as it is.
+    bool appendSessionHistory(const Session& session, const std::optional<QString>& domainKey = std::nullopt);
     /// Sessions that began in [from, to), oldest first; none when the database cannot be read.
     std::vector<SessionSummaryRow> sessionHistory(Date from, Date to);
 
     // Upload queue.
-    void enqueueUploadTask(const UploadTask& task, const std::optional<QString>& domainKey = std::nullopt);
+    bool enqueueUploadTask(const UploadTask& task, const std::optional<QString>& domainKey = std::nullopt);
     /// The one due task: highest priority, then oldest. None when that row is unreadable.
     std::optional<UploadTask> nextUploadTask(Date now);
     void updateUploadTaskStatus(const QUuid& id, UploadTaskStatus status);
@@ -104,9 +120,12 @@ public:
 
 private:
     // All of these under the lock; codes are the library's.
+    /// Opens a file that is not open, at most once a second, and completes a schema that a full disk cut short.
     void openIfNeeded();
+    void openOrReplace();
     /// Opens, migrates and checks the file. The first code that tells that it cannot serve.
     int open();
+    void close();
     int migrateIfNeeded();
     int execute(const char* sql);
     /// Writes the indices anew.
@@ -116,16 +135,20 @@ private:
     /// Logs the first of a statement's failures in a row, and the end of the row; mends or replaces a damaged
     /// file.
     void noteOutcome(const char* sql, int code);
-    void runLocked(const char* sql, const std::function<void(Statement&)>& use);
 
-    /// Takes the lock and hands `use` the prepared statement; skips it when it cannot be prepared.
-    void withStatement(const char* sql, const std::function<void(Statement&)>& use);
+    /// Takes the lock and hands `use` the prepared statement; skips it when it cannot be prepared. True when
+    /// nothing failed.
+    bool withStatement(const char* sql, const std::function<void(Statement&)>& use);
 
     const QString dbURL_;
     sqlite3* db_ = nullptr;
-    bool hasSchema_ = false;          ///< All tables, columns and indices are there.
-    QHash<QByteArray, int> failures_; ///< In a row, by the statement's text.
-    std::mutex queue_;                ///< "com.velmora.timetracker.sqlite": guards the three above
+    bool hasSchema_ = false;                           ///< All tables, columns and indices are there.
+    QHash<QByteArray, int> failures_;                  ///< Consecutive failures per SQL statement.
+    int lastFailure_ = 0;                              ///< The library's code of the last failed statement.
+    std::optional<std::chrono::nanoseconds> openedAt_; ///< Uptime of the last attempt to open.
+    /// "com.velmora.timetracker.sqlite": guards the members from db_ on. Recursive, since the steps of a
+    /// transaction are operations of their own.
+    std::recursive_mutex queue_;
     const DomainStorage& domain_;
     Clock& clock_;
     Random& random_;

@@ -5,6 +5,9 @@ namespace Sql {
 
 inline constexpr const char* journalMode = "PRAGMA journal_mode=WAL;";
 inline constexpr const char* foreignKeys = "PRAGMA foreign_keys=ON;";
+inline constexpr const char* begin = "BEGIN IMMEDIATE;";
+inline constexpr const char* commit = "COMMIT;";
+inline constexpr const char* rollback = "ROLLBACK;";
 
 // Schema. The file's own columns are its version.
 
@@ -91,16 +94,18 @@ inline constexpr const char* saveActiveSession =
     "INSERT OR REPLACE INTO sessions (id, domain_key, device_id, project_id, project_name, payload, "
     "updated_at)\n"
     "VALUES (?, ?, ?, ?, ?, ?, ?);";
+/// A session that history holds is finished: a running row beside it is one that could not be deleted.
 inline constexpr const char* loadAllActiveSessions =
     R"(SELECT payload FROM sessions
-WHERE domain_key = ?
+WHERE domain_key = ? AND id NOT IN (SELECT id FROM session_history)
 ORDER BY updated_at DESC;)";
 inline constexpr const char* clearActiveSession = "DELETE FROM sessions WHERE domain_key = ? AND id = ?;";
 inline constexpr const char* clearActiveSessions = "DELETE FROM sessions WHERE domain_key = ?;";
 inline constexpr const char* appendSessionHistory =
-    "INSERT OR REPLACE INTO session_history (id, domain_key, device_id, project_id, project_name, "
+    "INSERT INTO session_history (id, domain_key, device_id, project_id, project_name, "
     "payload, started_at, stopped_at)\n"
-    "VALUES (?, ?, ?, ?, ?, ?, ?, ?);";
+    "VALUES (?, ?, ?, ?, ?, ?, ?, ?)\n"
+    "ON CONFLICT(id) DO NOTHING;";
 inline constexpr const char* sessionHistory =
     R"(SELECT payload FROM session_history
 WHERE domain_key = ? AND started_at >= ? AND started_at < ?

@@ -34,14 +34,15 @@ bool works(SQLiteStore& store) {
     const bool hasTask = store.nextUploadTask(start) == task;
     store.markUploadTaskCompleted(task.id);
     const Session session = storedSession(90001, start + 1e6, start + 1e6 + 9);
-    store.saveActiveSession(session);
+    const Session running = storedSession(90002, start + 1e6, start + 1e6 + 9);
+    store.saveActiveSession(running);
     store.appendSessionHistory(session);
     const auto active = store.loadAllActiveSessions();
-    store.clearActiveSession(session.id);
+    store.clearActiveSession(running.id);
     store.upsertActivitySegment({"2000-01-01", 5, 1, 2, 3, 4});
     const auto segments = store.pendingActivitySegmentsForUpload("2000-01-01", 6);
     store.markActivitySegmentUploaded("2000-01-01", 5);
-    return hasTask && std::ranges::find(active, session) != active.end() && segments.size() == 1 &&
+    return hasTask && std::ranges::find(active, running) != active.end() && segments.size() == 1 &&
            store.sessionHistory(start + 1e6, start + 1e6 + 1).size() == 1 &&
            store.pendingActivitySegmentsForUpload("2000-01-01", 6).empty();
 }
@@ -63,7 +64,7 @@ struct SQLiteDamage : testing::Test, StoreWorld {
             store->enqueueUploadTask(storedTask(number, heartbeat, 100, start + number));
             store->upsertActivitySegment({"2024-05-01", number, 1, 1, 1, 1});
             store->saveActiveSession(storedSession(number, start, std::nullopt));
-            store->appendSessionHistory(storedSession(number, start, start + 5));
+            store->appendSessionHistory(storedSession(1000 + number, start, start + 5));
         }
         store.reset();
         return contentOf(database);
@@ -188,12 +189,19 @@ TEST_F(SQLiteDamage, ADyingDiskIsNoReasonToSetASoundFileAside) {
     }
 }
 
-TEST_F(SQLiteDamage, WithoutAFileEverythingIsEmpty) {
+TEST_F(SQLiteDamage, WithoutAFileEverythingIsEmptyUntilThereIsOne) {
     overwrite(folder, "in the way");
     const LogCapture log;
     EXPECT_FALSE(works(open()));
+    machine.timeline.advance(1);
+    EXPECT_FALSE(works(*store));
     EXPECT_EQ(log.count("SQLiteStore: failed to open DB rc=14"), 1);
     EXPECT_EQ(contentOf(folder), "in the way");
+    const auto write = [this] { return store->transaction([this] { return works(*store); }); };
+    EXPECT_EQ(write(), SQLiteStore::Failure::notWritable);
+    QFile::remove(folder);
+    machine.timeline.advance(1);
+    EXPECT_EQ(write(), std::nullopt) << "opening is tried again";
 }
 
 TEST_F(SQLiteDamage, BringsOlderFilesUpToDate) {

@@ -1,5 +1,20 @@
 #include "StoreWorld.h"
 
+#include <semaphore>
+#include <sys/syscall.h>
+#include <thread>
+#include <unistd.h>
+
+static int syncs; ///< Calls of the library, which finds this program's functions before the system's.
+extern "C" int fdatasync(int file) {
+    ++syncs;
+    return static_cast<int>(::syscall(SYS_fdatasync, file));
+}
+extern "C" int fsync(int file) {
+    ++syncs;
+    return static_cast<int>(::syscall(SYS_fsync, file));
+}
+
 struct SQLite : testing::Test, StoreWorld {
     SQLite() { open(); }
     void enqueue(std::initializer_list<UploadTask> tasks) {
@@ -26,6 +41,69 @@ TEST_F(SQLite, KeepsSnapshotsByCompanyNewestFirst) {
     EXPECT_EQ(store->loadAllActiveSessions(), (std::vector{first, second})) << "unreadable ones are skipped";
     store->clearActiveSession(std::nullopt);
     EXPECT_TRUE(store->loadAllActiveSessions().empty());
+}
+
+TEST_F(SQLite, WritesATransactionWholeOrNotAtAll) {
+    const Session session = storedSession(1, start, start + 5);
+    const auto file = [&] {
+        return store->transaction([&] {
+            return store->appendSessionHistory(session) &&
+                   store->enqueueUploadTask(storedTask(1, heartbeat)) &&
+                   store->clearActiveSession(session.id);
+        });
+    };
+    const QByteArray rows = "SELECT (SELECT count(*) FROM sessions), (SELECT count(*) FROM session_history), "
+                            "(SELECT count(*) FROM upload_queue)";
+    store->saveActiveSession(session);
+    for (const QByteArray write :
+         {"INSERT ON session_history", "INSERT ON upload_queue", "DELETE ON sessions"}) {
+        sql("CREATE TRIGGER t BEFORE " + write + " BEGIN SELECT RAISE(ABORT, 'no'); END");
+        EXPECT_EQ(file(), SQLiteStore::Failure::other) << write.constData();
+        EXPECT_EQ(sql(rows), "1 0 0") << write.constData();
+        sql("DROP TRIGGER t");
+    }
+    for ([[maybe_unused]] const int again : {1, 2}) { // as after a commit that reported an error
+        EXPECT_EQ(file(), std::nullopt);
+        EXPECT_EQ(sql(rows), "0 1 1");
+    }
+}
+
+TEST_F(SQLite, HistoryIsNotOverwrittenByAnOlderState) {
+    Session older = storedSession(1, start, std::nullopt);
+    const Session finished = storedSession(1, start, start + 5);
+    store->saveActiveSession(older);
+    store->appendSessionHistory(finished);
+    EXPECT_FALSE(store->loadActiveSession()) << "it is finished";
+    older.intervals.back().stoppedAt = start + 40000;
+    store->appendSessionHistory(older);
+    EXPECT_EQ(store->sessionHistory(start, start + 1).front().totalSeconds, 5);
+}
+
+TEST_F(SQLite, WaitsShortlyForAnotherProcessAndSaysSo) {
+    for (const auto& [heldFor, failure] :
+         {std::pair(std::chrono::milliseconds(15), std::optional<SQLiteStore::Failure>()),
+          {std::chrono::milliseconds(2000), SQLiteStore::Failure::busy}}) {
+        sqlite3* other = nullptr;
+        ASSERT_EQ(sqlite3_open(QFile::encodeName(database).constData(), &other), SQLITE_OK);
+        ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+        std::binary_semaphore isOver{0};
+        std::thread holder([&, until = heldFor] {
+            EXPECT_TRUE(isOver.try_acquire_for(until) || !failure);
+            sqlite3_close(other);
+        });
+        EXPECT_EQ(store->transaction([&] { return store->enqueueUploadTask(storedTask(1, heartbeat)); }),
+                  failure);
+        isOver.release();
+        holder.join();
+    }
+}
+
+TEST_F(SQLite, SyncsEveryCommitToTheDisk) {
+    for (const int number : {1, 2, 3}) {
+        syncs = 0;
+        store->enqueueUploadTask(storedTask(number, heartbeat));
+        EXPECT_GE(syncs, 1) << "a power loss takes no row that a call returned from";
+    }
 }
 
 TEST_F(SQLite, TellsTheHistoryOfARange) {
