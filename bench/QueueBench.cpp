@@ -162,9 +162,9 @@ QString Bench::picturePath(int number) {
 }
 
 void Bench::fillQueue() {
-    service_->enqueueSessionStart(session_);
+    store_->enqueueUploadTask(service_->sessionStartTask(session_).value());
     for (int i = 0; i < heartbeats; ++i)
-        service_->enqueueSessionUpload(session_);
+        store_->enqueueUploadTask(service_->sessionEndTask(session_).value());
     QDir().mkpath(CaptureFolder::capturesDirectory(information_, domain_));
     for (int i = 0; i < pictures; ++i) {
         QFile file(picturePath(i));

@@ -32,8 +32,13 @@ constexpr int snapshotsPerAliveMark = 12;  ///< So a last-alive mark every 60 ru
 
 SessionManager::SessionManager(const Dependencies& dependencies)
     : on_(dependencies)
+    , journal_(on_.store, on_.preferences, on_.main)
     , screenRecordingPermissionLost_(
           on_.preferences.boolean(PreferenceKey::screenRecordingPermissionLost).value_or(false)) {
+    journal_.setChanged([this] {
+        const Operation operation(*this);
+        processQueue();
+    });
     loadInterruptedSession();
     refreshTodayCompletedSeconds();
 }
@@ -71,8 +76,7 @@ void SessionManager::startTracking(const std::optional<RemoteProject>& project) 
     lastStatusMessage_.reset();
     currentSessionDomain_ = on_.domain.domainKey();
     begin(session, now);
-    save();
-    enqueueStart(session);
+    enqueueStart();
     on_.activityTracker.reset();
     if (on_.activityTracker.start())
         configureAndStartIdleDetector();
@@ -204,6 +208,19 @@ QTimeZone SessionManager::engineTimeZone() const {
     return zone_;
 }
 
+std::optional<QString> SessionManager::notSavedMessage() const {
+    const auto failure = journal_.failure();
+    if (!failure)
+        return std::nullopt;
+    using enum SQLiteStore::Failure;
+    const QString reason = *failure == diskFull ? QStringLiteral("the disk is full")
+                           : *failure == busy   ? QStringLiteral("another program holds the database")
+                           : *failure == notWritable
+                               ? QStringLiteral("the program's folder cannot be written")
+                               : QStringLiteral("the disk reports an error");
+    return QStringLiteral("Not saved: %1. Tracking goes on and is saved as soon as possible.").arg(reason);
+}
+
 // ---- The second's work
 
 void SessionManager::startTicker() {
@@ -301,22 +318,20 @@ Session SessionManager::finished(Session session, Date asOf) const {
     return session;
 }
 
-/// Moves a finished session from the running ones to the history. Its end is in the queue before the running
-/// row goes, so that a crash at any point leaves at least one of the two; a session whose end was queued and
-/// which is then resumed sends its end again, with totals that replace the earlier ones.
+/// Moves a finished session from the running ones to the history and queues the report of its end, in one step.
 void SessionManager::archive(const Session& session, const QString& domainKey, EndReport endReport) {
-    on_.store.appendSessionHistory(session, domainKey);
-    if (endReport == EndReport::enqueued)
-        on_.uploads.enqueueSessionUpload(session, domainKey);
-    on_.store.clearActiveSession(session.id, domainKey);
-    TrackingHeartbeat::clear(session.id, on_.preferences);
-    if (endReport == EndReport::enqueued)
-        processQueue();
+    if (endReport == EndReport::none) {
+        journal_.write({session, std::nullopt, domainKey});
+        return;
+    }
+    journal_.write({session, on_.uploads.sessionEndTask(session), domainKey});
+    on_.uploads.enqueueScreenshotsForSession(session.id);
+    processQueue();
 }
 
-/// Called after the running row was saved: a start that a crash kept from the queue is queued by the resume.
-void SessionManager::enqueueStart(const Session& session) {
-    on_.uploads.enqueueSessionStart(session, currentSessionDomain_);
+/// Saves the running session and queues the report of its start, in one step.
+void SessionManager::enqueueStart() {
+    journal_.write({*currentSession_, on_.uploads.sessionStartTask(*currentSession_), currentSessionDomain_});
     processQueue();
 }
 
@@ -352,8 +367,8 @@ void SessionManager::copyCounts(Session& session, Date asOf) const {
     session.activityScore = snapshot.activityScore;
 }
 
-void SessionManager::save() const {
-    on_.store.saveActiveSession(*currentSession_, currentSessionDomain_);
+void SessionManager::save() {
+    journal_.write({*currentSession_, std::nullopt, currentSessionDomain_});
 }
 
 void SessionManager::clearPeriods() {

@@ -7,6 +7,7 @@
 #include "ScreenCaptureService.h"
 #include "ServerTodayTotal.h"
 #include "Session.h"
+#include "SessionJournal.h"
 
 #include <QObject>
 #include <QTimeZone>
@@ -85,6 +86,8 @@ public:
     const std::optional<QString>& lastStatusMessage() const { return lastStatusMessage_; }
     bool screenRecordingPermissionLost() const { return screenRecordingPermissionLost_; }
     const std::optional<RemoteConfig>& config() const { return config_; }
+    /// One sentence for the person while a step of a session is not in the database; absent otherwise.
+    std::optional<QString> notSavedMessage() const;
 
     // The user's operations. Each does nothing in a state that it does not apply to.
     /// Refused, with a status message, without the permissions. Finishes what an earlier run left active.
@@ -165,14 +168,14 @@ private:
     Session finished(Session session, Date asOf) const;
     void archive(const Session& session, const QString& domainKey, EndReport endReport);
     void begin(const Session& session, Date now, bool isPaused = false);
-    void enqueueStart(const Session& session);
+    void enqueueStart();
     void processQueue();
     void clearPeriods();
     void startTicker();
     void updateLiveMetrics();
     void startScreenCaptureTimer();
     void copyCounts(Session& session, Date asOf) const;
-    void save() const;
+    void save();
     Session newSession(const ProjectReference& project) const;
     TrackingInterval newInterval(Date startedAt);
     Date endOfRunning(Date now) const;
@@ -208,6 +211,7 @@ private:
     void recomputeTodayTotalSeconds();
 
     const Dependencies on_;
+    SessionJournal journal_;
     int operations_ = 0;      ///< How many `Operation`s are under way.
     bool hasChanged_ = false; ///< Something to tell when the outermost one ends.
 

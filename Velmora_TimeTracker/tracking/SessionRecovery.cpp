@@ -59,8 +59,7 @@ void SessionManager::performMidnightRollover(Date newDate) {
     on_.activityTracker.reset();
     last5MinActivityRate_.reset();
     last5MinInputBuffer_.clear();
-    save();
-    enqueueStart(next);
+    enqueueStart();
     on_.idleDetector.stop();
     configureAndStartIdleDetector();
     on_.screenCapture.stop();
@@ -74,8 +73,10 @@ void SessionManager::performMidnightRollover(Date newDate) {
 void SessionManager::loadInterruptedSession() {
     if (!on_.domain.hasCompany())
         return;
-    interruptedSession_ = on_.store.loadActiveSession();
     interruptedSessionDomain_ = on_.domain.domainKey();
+    interruptedSession_ = on_.store.loadActiveSession();
+    if (interruptedSession_ && journal_.holds(interruptedSession_->id))
+        interruptedSession_.reset(); // finished: the database does not know it yet
     if (interruptedSession_)
         lastStatusMessage_ =
             QStringLiteral("Recovered interrupted session %1.").arg(uuidText(interruptedSession_->id));
@@ -112,14 +113,13 @@ void SessionManager::resumeInterruptedSession() {
     currentSessionDomain_ = interruptedSessionDomain_;
     begin(session, now);
     refreshBesideServer(localBefore);
-    save();
+    enqueueStart();
     TrackingHeartbeat::record(session.id, now, on_.preferences);
     on_.activityTracker.reset(); // of another session of this run
     on_.activityTracker.start();
     configureAndStartIdleDetector();
     startTicker();
     startScreenCaptureTimer();
-    enqueueStart(session);
 }
 
 /// An interval that a crash left open is billed up to the last moment that proves that the program ran. The
@@ -180,6 +180,8 @@ void SessionManager::completeStaleActiveSessions() {
     const Seconds localBefore = currentLocalTotal();
     const Date now = on_.clock.now();
     for (const Session& stale : on_.store.loadAllActiveSessions()) {
+        if (journal_.holds(stale.id))
+            continue; // finished: the database does not know it yet
         complete(stale, now);
         if (interruptedSession_ && interruptedSession_->id == stale.id)
             interruptedSession_.reset(); // finished: no longer to be resumed
@@ -251,10 +253,10 @@ void SessionManager::cutAtClockStep(Date now) {
 
 /// The row stays a running one: the next launch offers the session again, with a clean end.
 void SessionManager::handleWillTerminate() {
-    if (!isTracking_ || isPaused_)
-        return;
     const Operation operation(*this);
-    closeCurrentInterval(on_.clock.now());
-    save();
-    qCInfo(Log::session, "Tracking interval closed on app termination");
+    if (isTracking_ && !isPaused_) {
+        closeCurrentInterval(on_.clock.now());
+        qCInfo(Log::session, "Tracking interval closed on app termination");
+    }
+    journal_.close(engineTimeZone());
 }

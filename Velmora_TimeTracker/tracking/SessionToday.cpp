@@ -24,11 +24,11 @@ void SessionManager::refreshTodayCompletedSeconds() {
         serverTodayTotal_.reset(); // of another company
     const Date from = startOfDay(on_.clock.now());
     todayCompletedSeconds_ = 0;
-    for (const auto& row : on_.store.sessionHistory(from, from + secondsPerDay)) {
-        // A crash while it was filed may have left the running one there, too.
-        const bool isRunning = currentSession_ && currentSession_->id == row.id;
-        todayCompletedSeconds_ += isRunning ? 0 : row.totalSeconds;
-    }
+    for (const Session& session : journal_.finishedSessions(on_.domain.domainKey()))
+        if (!session.intervals.empty() && session.intervals.front().startedAt >= from)
+            todayCompletedSeconds_ += SessionArithmetic::sessionTotal(session, from);
+    for (const auto& row : on_.store.sessionHistory(from, from + secondsPerDay))
+        todayCompletedSeconds_ += row.totalSeconds;
     recomputeTodayTotalSeconds();
 }
 

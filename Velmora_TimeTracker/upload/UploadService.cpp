@@ -207,24 +207,21 @@ void UploadService::rescheduleOffline(const UploadTask& task) {
     tryAgainAt(on_.clock.now() + delay, task, task.retryCount);
 }
 
-void UploadService::enqueueSessionStart(const Session& session, const std::optional<QString>& domainKey) {
+std::optional<UploadTask> UploadService::sessionStartTask(const Session& session) {
     const auto body = StartSessionPayload::build(session, on_.timeZones.storedTimeZone());
     if (!body) {
-        qCInfo(Log::upload, "enqueueSessionStart: StartSessionPayload.build failed");
-        return;
+        qCInfo(Log::upload, "sessionStartTask: StartSessionPayload.build failed");
+        return std::nullopt;
     }
-    enqueue(UploadTaskType::startSession, startSessionPriority, session.id, body, domainKey);
+    return newTask(UploadTaskType::startSession, startSessionPriority, session.id, body);
 }
 
-void UploadService::enqueueSessionUpload(const Session& session, const std::optional<QString>& domainKey) {
+std::optional<UploadTask> UploadService::sessionEndTask(const Session& session) {
     const auto body = buildHeartbeatPayload(session, HeartbeatStatus::completed, on_.clock.now(),
                                             on_.timeZones.storedTimeZone());
     if (!body)
-        return;
-    enqueue(UploadTaskType::heartbeat, heartbeatPriority, session.id, body, domainKey);
-    const QStringList files = screenshotFiles(session.id);
-    for (const QString& file : files)
-        enqueueScreenshot(session.id, file);
+        return std::nullopt;
+    return newTask(UploadTaskType::heartbeat, heartbeatPriority, session.id, body);
 }
 
 void UploadService::enqueueScreenshotsForSession(const QUuid& sessionId) {
@@ -244,7 +241,8 @@ void UploadService::enqueueActivitySegmentsForUpload(
         return;
     const auto payload =
         openSegment ? std::optional(SegmentBatch::openSegmentPayload(*openSegment)) : std::nullopt;
-    enqueue(UploadTaskType::activitySegment, activitySegmentPriority, QUuid(), payload);
+    on_.store.enqueueUploadTask(
+        newTask(UploadTaskType::activitySegment, activitySegmentPriority, QUuid(), payload));
 }
 
 void UploadService::maybeEnqueuePendingActivitySegmentsUpload() {
@@ -255,17 +253,15 @@ void UploadService::maybeEnqueuePendingActivitySegmentsUpload() {
         enqueueActivitySegmentsForUpload(open);
 }
 
-void UploadService::enqueue(UploadTaskType type, int priority, const QUuid& sessionId,
-                            const std::optional<QByteArray>& jsonPayload,
-                            const std::optional<QString>& domainKey) {
-    on_.store.enqueueUploadTask({.id = on_.random.uuid(),
-                                 .sessionId = sessionId,
-                                 .type = type,
-                                 .filePath = {},
-                                 .jsonPayload = jsonPayload,
-                                 .createdAt = on_.clock.now(),
-                                 .priority = priority},
-                                domainKey);
+UploadTask UploadService::newTask(UploadTaskType type, int priority, const QUuid& sessionId,
+                                  const std::optional<QByteArray>& jsonPayload) {
+    return {.id = on_.random.uuid(),
+            .sessionId = sessionId,
+            .type = type,
+            .filePath = {},
+            .jsonPayload = jsonPayload,
+            .createdAt = on_.clock.now(),
+            .priority = priority};
 }
 
 void UploadService::enqueueScreenshot(const QUuid& sessionId, const QString& filePath) {

@@ -78,10 +78,12 @@ public:
     /// One run: at most 20 due tasks, highest priority first. Resumes when the run has ended.
     Task<> processQueue();
 
+    // The rows that report a session's start and end, for the caller to write in the transaction of the step that
+    // they report. Absent for a session whose dates or figures cannot be written. Any thread.
+    std::optional<UploadTask> sessionStartTask(const Session& session);
+    std::optional<UploadTask> sessionEndTask(const Session& session);
+
     // Enqueueing is synchronous: when the call returns, the row is on disk. Any thread.
-    // An absent domain key is the current company's.
-    void enqueueSessionStart(const Session& session, const std::optional<QString>& domainKey = std::nullopt);
-    void enqueueSessionUpload(const Session& session, const std::optional<QString>& domainKey = std::nullopt);
     void enqueueScreenshotsForSession(const QUuid& sessionId);
     void enqueueActivitySegmentsForUpload(const std::optional<SegmentUtils::DateAndNumber>& openSegment);
 
@@ -118,9 +120,8 @@ private:
     /// Marks those of the sent rows that the reply names and that are still `pending` as they were sent.
     void markAccepted(const SegmentRows& sent, const SegmentRows& pending, const QByteArray& reply);
 
-    void enqueue(UploadTaskType type, int priority, const QUuid& sessionId,
-                 const std::optional<QByteArray>& jsonPayload,
-                 const std::optional<QString>& domainKey = std::nullopt);
+    UploadTask newTask(UploadTaskType type, int priority, const QUuid& sessionId,
+                       const std::optional<QByteArray>& jsonPayload);
     void enqueueScreenshot(const QUuid& sessionId, const QString& filePath);
     QStringList screenshotFiles(const QUuid& sessionId) const;
     SegmentUtils::DateAndNumber segmentOfNow() const;

@@ -59,16 +59,6 @@ TEST_F(SessionLifecycle, StartsAndEndsAndCountsRunningTimeOnly) {
     EXPECT_EQ(lastFinished().activityScore, 0); // no division by no time
 }
 
-TEST_F(SessionLifecycle, KeepsTheRunningRowUntilItsEndIsFiledAndQueued) {
-    world.sql("CREATE TRIGGER early BEFORE DELETE ON sessions WHEN "
-              "NOT EXISTS (SELECT 1 FROM session_history WHERE id = OLD.id) OR "
-              "NOT EXISTS (SELECT 1 FROM upload_queue WHERE session_id = OLD.id AND type = 'heartbeat') "
-              "BEGIN SELECT RAISE(ABORT, 'a crash here would lose the session'); END");
-    world.start();
-    engine().stopTracking();
-    EXPECT_TRUE(world.activeSessions().empty());
-}
-
 TEST_F(SessionLifecycle, RefusesToStartWithoutPermissions) {
     const auto refusal = [this](const std::deque<bool>& screenAnswers, bool seesInput) {
         world.machine.permissions.queuedScreenAnswers = screenAnswers;
