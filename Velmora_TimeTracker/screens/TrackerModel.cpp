@@ -63,6 +63,22 @@ void TrackerModel::dismissCrossDayBanner() {
     core_.sessionManager.dismissCrossDayBanner();
 }
 
+std::vector<Notice> TrackerModel::notices() const {
+    return trackerNotices(noticeSources());
+}
+
+NoticeSources TrackerModel::noticeSources() const {
+    NoticeSources sources;
+    if (!core_.appState.remoteConfig())
+        sources.configurationProblem =
+            QStringLiteral("Your company's settings are not loaded yet. Tracking can start once they are.");
+    return sources;
+}
+
+void TrackerModel::performNoticeAction() {
+    spawn(refreshFromServer(), "configuration request");
+}
+
 void TrackerModel::idleViewAppeared() {
     const int entry = drawn(core_.platform.random, MotivationalPhrases::idle.size());
     idlePhrase_ = QString::fromLatin1(MotivationalPhrases::idle.at(static_cast<std::size_t>(entry)));

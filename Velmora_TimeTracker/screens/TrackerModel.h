@@ -2,6 +2,7 @@
 
 #include "Executor.h"
 #include "Task.h"
+#include "TrackerNotices.h"
 
 #include <QObject>
 #include <QString>
@@ -28,6 +29,11 @@ public:
     std::optional<QString> crossDayTask() const;
     void startNewSession();
     void dismissCrossDayBanner();
+
+    // The notices.
+    std::vector<Notice> notices() const;
+    /// What the button of a notice does: fetches the configuration.
+    void performNoticeAction();
 
     // The idle view.
     /// Draws a new phrase; when the view comes on screen.
@@ -73,6 +79,7 @@ Q_SIGNALS:
     void changed();
 
 private:
+    NoticeSources noticeSources() const;
     Task<> refreshFromServer();
 
     TimeTrackerCore& core_;

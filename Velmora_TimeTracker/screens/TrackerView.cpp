@@ -3,6 +3,7 @@
 #include "TrackerActiveView.h"
 #include "TrackerIdleView.h"
 #include "TrackerModel.h"
+#include "TrackerNoticesView.h"
 #include "VRButton.h"
 #include "VRCard.h"
 #include "VRDecor.h"
@@ -35,6 +36,8 @@ TrackerView::TrackerView(TrackerModel& model, const VREnvironment& environment)
     midnight_ = makeMidnightBanner();
     column().addWidget(permissionLost_);
     column().addWidget(midnight_);
+    notices_ = new TrackerNoticesView(model, environment);
+    column().addWidget(notices_);
     connect(&model, &TrackerModel::changed, this, &TrackerView::refresh);
     refresh();
 }
@@ -92,6 +95,7 @@ void TrackerView::refresh() {
     const auto task = model_.crossDayTask();
     midnight_->setVisible(task.has_value());
     midnightTask_->setText(QStringLiteral("Task: ") + task.value_or(QString()));
+    notices_->refresh();
     if (showsActive_ != model_.isTracking())
         showBody(model_.isTracking());
 }

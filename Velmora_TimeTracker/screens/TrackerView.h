@@ -5,10 +5,11 @@
 #include <optional>
 
 class TrackerModel;
+class TrackerNoticesView;
 class VRCard;
 class VRLabel;
 
-/// The tracker tab: its banners, and the idle or the active view.
+/// The tracker tab: its banners and notices, and the idle or the active view.
 class TrackerView : public VRScrollView {
 public:
     TrackerView(TrackerModel& model, const VREnvironment& environment);
@@ -23,6 +24,7 @@ private:
     VRCard* permissionLost_ = nullptr;
     VRCard* midnight_ = nullptr;
     VRLabel* midnightTask_ = nullptr;
+    TrackerNoticesView* notices_ = nullptr;
     QWidget* body_ = nullptr;
     std::optional<bool> showsActive_;
 };

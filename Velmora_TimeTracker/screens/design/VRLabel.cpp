@@ -116,7 +116,7 @@ bool VRLabel::isElided() const {
 }
 
 bool VRLabel::event(QEvent* event) {
-    if (event->type() != QEvent::ToolTip)
+    if (event->type() != QEvent::ToolTip || !toolTip().isEmpty())
         return QLabel::event(event);
     if (isElided())
         QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), VR::tooltip(text()), this);

@@ -5,7 +5,7 @@
 #include <QLabel>
 #include <vector>
 
-/// A text of the type scale, always plain. A text that does not fit is elided and shown whole in its tooltip;
+/// A text of the type scale, always plain. A text that does not fit is elided and shown whole in its tooltip, unless it has another one;
 /// it never widens the layout.
 class VRLabel : public QLabel {
 public:
