@@ -4,9 +4,11 @@
 #include "DomainStorage.h"
 #include "Session.h"
 
+#include <QCryptographicHash>
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
+#include <QUrl>
 #include <algorithm>
 #include <vector>
 
@@ -14,8 +16,26 @@ QString CaptureFolder::capturesBaseDirectory(const ApplicationInfo& information)
     return ApplicationFolder::path(information) + "/captures";
 }
 
+QString CaptureFolder::capturesDirectory(const ApplicationInfo& information, const QString& domainKey) {
+    constexpr qsizetype longestName = 200; // file systems take 255 bytes
+    QByteArray name = QUrl::toPercentEncoding(domainKey);
+    if (name.size() > longestName)
+        name = QCryptographicHash::hash(name, QCryptographicHash::Sha256).toHex();
+    return capturesBaseDirectory(information) + u'/' + QString::fromLatin1(name);
+}
+
 QString CaptureFolder::capturesDirectory(const ApplicationInfo& information, const DomainStorage& domain) {
-    return capturesBaseDirectory(information) + u'/' + domain.domainKey();
+    return capturesDirectory(information, domain.domainKey());
+}
+
+void CaptureFolder::movePictures(const QString& from, const QString& to) {
+    const QStringList names = QDir(from).entryList(QDir::Files | QDir::Hidden, QDir::NoSort);
+    if (names.isEmpty())
+        return;
+    ApplicationFolder::create(to);
+    for (const QString& name : names)
+        QFile::rename(from + u'/' + name, to + u'/' + name);
+    QDir().rmdir(from);
 }
 
 QString CaptureFolder::fileName(const QUuid& sessionId, const QString& timestampToken, int displayIndex) {

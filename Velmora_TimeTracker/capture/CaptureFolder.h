@@ -8,7 +8,7 @@
 class ApplicationInfo;
 class DomainStorage;
 
-/// Where pictures lie and how they are named: captures/<domain key>/<SESSION-UUID>_<token>_<index>.jpg
+/// Where pictures lie and how they are named: captures/<folder of the domain key>/<SESSION-UUID>_<token>_<index>.jpg
 /// Any thread.
 namespace CaptureFolder {
 
@@ -16,8 +16,13 @@ inline constexpr int maxFileCount = 500;
 
 /// "Velmora TimeTracker/captures" in the application-support folder. Creates nothing.
 QString capturesBaseDirectory(const ApplicationInfo& information);
-/// The folder of the current company. Creates nothing.
+/// The folder of a domain key, whose letters that file names do not take are percent-encoded. Creates nothing.
+QString capturesDirectory(const ApplicationInfo& information, const QString& domainKey);
+/// The folder of the current company and user. Creates nothing.
 QString capturesDirectory(const ApplicationInfo& information, const DomainStorage& domain);
+
+/// Moves the pictures of one folder into another; a picture that both have stays where it is.
+void movePictures(const QString& from, const QString& to);
 
 QString fileName(const QUuid& sessionId, const QString& timestampToken, int displayIndex);
 

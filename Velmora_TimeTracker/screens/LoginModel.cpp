@@ -152,7 +152,7 @@ Task<> LoginModel::finishSignIn() {
     core_.sessionManager.applyConfig(config);
     reset();
     core_.appState.recomputePermissions();
-    core_.sessionManager.recoverInterruptedSessionForCurrentDomain();
+    core_.companyChanged();
     core_.startPeriodicRefresh();
 }
 

@@ -69,6 +69,7 @@ std::vector<Notice> TrackerModel::notices() const {
 
 NoticeSources TrackerModel::noticeSources() const {
     NoticeSources sources;
+    sources.notSaved = core_.sessionManager.notSavedMessage();
     if (!core_.appState.remoteConfig())
         sources.configurationProblem =
             QStringLiteral("Your company's settings are not loaded yet. Tracking can start once they are.");

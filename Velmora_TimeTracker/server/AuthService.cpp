@@ -81,6 +81,7 @@ SingleLoginResult AuthService::outcomeOf(const LoginRequest& body, const SingleL
         throw APIError::decodingFailed();
     const AuthTokens tokens = parsed(*texts);
     on_.keychain.saveAuthTokens(tokens);
+    on_.domain.setUser(body.email); // before the company: its data is this user's from then on
     ++signIn_;
     qCInfo(Log::auth, "Login succeeded");
     if (data.initEndpoint) {

@@ -5,6 +5,8 @@
 
 namespace {
 
+const QString apiPath = QStringLiteral("/api/v1");
+
 std::optional<QUrl> parsedUrl(const QString& text) {
     const QUrl url(text, QUrl::StrictMode);
     return url.isValid() ? std::optional(url) : std::nullopt;
@@ -22,16 +24,48 @@ void DomainStorage::setBaseURL(const std::optional<QUrl>& url) {
         preferences_.set(PreferenceKey::apiBaseURL, url->toString(QUrl::FullyEncoded));
     } else {
         preferences_.remove(PreferenceKey::apiBaseURL);
+        preferences_.remove(PreferenceKey::userEmail);
     }
+}
+
+void DomainStorage::setUser(const QString& email) {
+    preferences_.set(PreferenceKey::userEmail, email.trimmed().toLower());
+}
+
+bool DomainStorage::hasUser() const {
+    return !preferences_.string(PreferenceKey::userEmail).value_or(QString()).isEmpty();
 }
 
 bool DomainStorage::hasCompany() const {
     return !getBaseURL().value_or(QUrl()).host().isEmpty();
 }
 
+QString DomainStorage::company() const {
+    const QUrl url = getBaseURL().value_or(QUrl());
+    QString path = url.path(QUrl::FullyEncoded);
+    for (const QString& end : {QStringLiteral("/"), apiPath}) {
+        if (path.endsWith(end)) {
+            path.chop(end.size());
+        }
+    }
+    return url.adjusted(QUrl::RemoveUserInfo).authority() + path;
+}
+
 QString DomainStorage::domainKey() const {
-    const QString host = getBaseURL().value_or(QUrl()).host();
-    return host.isEmpty() ? QStringLiteral("global") : host;
+    if (!hasCompany()) {
+        return QStringLiteral("global");
+    }
+    const QString user = preferences_.string(PreferenceKey::userEmail).value_or(QString());
+    return user.isEmpty() ? company() : company() + u' ' + user;
+}
+
+QStringList DomainStorage::unownedDomainKeys() const {
+    if (!hasCompany() || !hasUser()) {
+        return {};
+    }
+    QStringList keys{company(), getBaseURL().value_or(QUrl()).host()}; // earlier versions knew the host alone
+    keys.removeDuplicates();
+    return keys;
 }
 
 std::optional<QUrl> DomainStorage::buildBaseURL(const QString& endpoint) {
@@ -47,8 +81,8 @@ std::optional<QUrl> DomainStorage::buildBaseURL(const QString& endpoint) {
     if (text.endsWith(u'/')) {
         text.chop(1);
     }
-    if (!text.endsWith(u"/api/v1") && !text.endsWith(u"/api/v1/")) {
-        text.append(u"/api/v1");
+    if (!text.endsWith(apiPath) && !text.endsWith(apiPath + u'/')) {
+        text.append(apiPath);
     }
     const auto url = parsedUrl(text);
     if (!url) {

@@ -14,6 +14,7 @@ class Random;
 namespace PreferenceKey {
 inline constexpr auto apiBaseURL = "com.velmora.timetracker.apiBaseURL";
 inline constexpr auto deviceId = "com.velmora.timetracker.device_id";
+inline constexpr auto userEmail = "com.velmora.timetracker.userEmail";
 inline constexpr auto userName = "com.velmora.timetracker.userName";
 inline constexpr auto companyName = "com.velmora.timetracker.companyName";
 inline constexpr auto apiTimezoneIdentifier = "com.velmora.timetracker.apiTimezoneIdentifier";

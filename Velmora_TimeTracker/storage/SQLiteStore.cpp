@@ -313,6 +313,22 @@ std::optional<SQLiteStore::Failure> SQLiteStore::transaction(const std::function
     return failureOf(code);
 }
 
+void SQLiteStore::adoptRows(const QString& formerKey, const QString& domainKey, const QString& formerFolder,
+                            const QString& folder) {
+    transaction([&] {
+        bool isDone = true;
+        for (const char* sql : Sql::adoptions) {
+            isDone = isDone && withStatement(sql, [&](Statement& statement) {
+                         statement.bindText(domainKey).bindText(formerKey).run();
+                     });
+        }
+        return isDone && withStatement(Sql::moveFilePaths, [&](Statement& statement) {
+                   statement.bindText(folder).bindText(formerFolder).bindText(domainKey);
+                   statement.bindText(formerFolder).bindText(formerFolder).run();
+               });
+    });
+}
+
 int SQLiteStore::cleanupUnattributableData(const QString& staleCutoffDate,
                                            const std::optional<QString>& currentDomain) {
     const QString domain = currentDomain ? *currentDomain : domain_.domainKey();

@@ -113,6 +113,10 @@ public:
     /// Over the days [from, to), named in the machine's calendar.
     SegmentActivitySummary segmentActivitySummary(Date from, Date to);
 
+    /// Gives rows stored under `formerKey` to `domainKey`; file paths that begin with `formerFolder` begin with
+    /// `folder` from then on. A slot that both keys have counted stays as `domainKey` has it.
+    void adoptRows(const QString& formerKey, const QString& domainKey, const QString& formerFolder,
+                   const QString& folder);
     /// Removes rows of no company, all-zero segments, and unsent segments of other companies before the
     /// cutoff ("yyyy-MM-dd"). Returns how many rows went.
     int cleanupUnattributableData(const QString& staleCutoffDate,

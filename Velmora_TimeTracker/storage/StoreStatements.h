@@ -185,6 +185,19 @@ inline constexpr const char* segmentActivitySummary =
 WHERE domain_key = ? AND segment_date >= ? AND segment_date < ?
 ORDER BY segment_date ASC, segment_number ASC;)";
 
+// Rows that get an owner. Each takes the new domain key and the former one.
+
+inline constexpr const char* adoptions[] = {
+    "UPDATE sessions SET domain_key = ? WHERE domain_key = ?;",
+    "UPDATE session_history SET domain_key = ? WHERE domain_key = ?;",
+    "UPDATE OR IGNORE activity_segments SET domain_key = ? WHERE domain_key = ?;",
+    "UPDATE upload_queue SET domain_key = ? WHERE domain_key = ?;",
+};
+/// Takes the new folder, the former one, the new domain key, and the former folder twice.
+inline constexpr const char* moveFilePaths =
+    R"(UPDATE upload_queue SET file_path = ? || substr(file_path, length(?) + 1)
+WHERE domain_key = ? AND substr(file_path, 1, length(?)) = ?;)";
+
 // Launch cleanup, in this order. The last takes the current domain and the cutoff date.
 
 inline constexpr const char* cleanups[] = {

@@ -207,3 +207,63 @@ TEST_F(Core, TellsTheOutcomeOfTheUpdateCheck) {
     EXPECT_EQ(outcome(), "Sign in to check for updates.");
     EXPECT_FALSE(state().remoteConfig()); // what comes after signing out is another user's
 }
+
+TEST_F(Core, SendsWhatOneUserLeftOnlyWithThatUsersNextSignIn) {
+    const auto signInAs = [this](const QString& url, const QString& user) {
+        signIn(url, user);
+        core->companyChanged();
+        tick(200);
+    };
+    const QString acme = "https://acme.test/api/v1/";
+    signInAs(acme, "ann@acme.test");
+    start();
+    typeFor(500);
+    status = 503;
+    typeFor(200); // a slot ends
+    const QUuid id = session().id;
+    engine().stopTracking();
+    status = 200;
+    machine.urlSession.requests.clear();
+    for (const auto& [url, user] : {std::pair(acme, "bob@acme.test"),
+                                    {QString("https://acme.test:8443/api/v1/"), "ann@acme.test"},
+                                    {QString("https://acme.test/other/api/v1/"), "ann@acme.test"}}) {
+        signInAs(url, user);
+        EXPECT_TRUE(machine.urlSession.requests.empty()) << user;
+        EXPECT_EQ(engine().todayTotalSeconds(), 0);
+    }
+    signInAs(acme, "Ann@acme.test");
+    tick(4000); // past every delay
+    EXPECT_EQ(bodies("sessions/heartbeat").size(), 1U);
+    EXPECT_FALSE(bodies("segments/batch").empty());
+    EXPECT_EQ(sql("SELECT count(*) FROM upload_queue"), QStringList("0"));
+    EXPECT_EQ(finishedSessions().back().id, id);
+}
+
+TEST_F(Core, GivesWhatAnEarlierVersionStoredToTheRememberedUser) {
+    status = 503;
+    start();
+    typeFor(700);
+    engine().stopTracking();
+    start();
+    die();
+    RememberedLoginStorage::save("ann@acme.test", machine.preferences);
+    const auto pictures = [this](const QString& company) {
+        return QDir(directory.filePath("Velmora TimeTracker/captures/" + company))
+            .entryList(QDir::Files)
+            .size();
+    };
+    EXPECT_GT(pictures("acme.test"), 0);
+    launch();
+    EXPECT_EQ(pictures("acme.test"), 0);
+    EXPECT_GT(pictures("acme.test%20ann%40acme.test"), 0);
+    EXPECT_TRUE(engine().interruptedSession());
+    for (const char* table : {"sessions", "session_history", "upload_queue", "activity_segments"})
+        EXPECT_EQ(sql(QByteArray("SELECT DISTINCT domain_key FROM ") + table),
+                  QStringList("acme.test ann@acme.test"))
+            << table;
+    status = 200;
+    engine().resumeInterruptedSession();
+    engine().stopTracking();
+    tick(4000);
+    EXPECT_EQ(pictures("acme.test%20ann%40acme.test"), 0) << "found under their new names and sent";
+}

@@ -34,15 +34,29 @@ TEST(DomainStorage, BuildsAnApiRootOfAnEndpoint) {
         EXPECT_EQ(DomainStorage::buildBaseURL(endpoint).value_or(QUrl()).toString(), root) << endpoint;
 }
 
-TEST(DomainStorage, KeepsOneUrlAndNamesItsHost) {
+TEST(DomainStorage, NamesCompanyAndUserInItsKey) {
     MemoryPreferenceStore preferences;
     DomainStorage domain(preferences);
     for (const char* noCompany : {"", "https://[broken", "/no/host"}) {
         preferences.set(PreferenceKey::apiBaseURL, noCompany);
         EXPECT_TRUE(domain.domainKey() == "global" && !domain.hasCompany()) << noCompany;
     }
-    domain.setBaseURL(QUrl("https://user:pw@acme.test:99/a%20b/api/v1/"));
-    EXPECT_TRUE(domain.domainKey() == "acme.test" && domain.hasCompany());
+    const struct {
+        const char *url, *user, *key, *unowned;
+    } cases[] = {
+        {"https://acme.test/api/v1/", "", "acme.test", ""},
+        {"https://acme.test/api/v1/", " Jane@Acme.test ", "acme.test jane@acme.test", "acme.test"},
+        {"https://u:pw@acme.test:99/a%20b/api/v1/", "j", "acme.test:99/a%20b j",
+         "acme.test:99/a%20b|acme.test"},
+    };
+    for (const auto& [url, user, key, unowned] : cases) {
+        domain.setBaseURL(QUrl(url));
+        domain.setUser(user);
+        EXPECT_EQ(domain.domainKey(), key);
+        EXPECT_EQ(domain.unownedDomainKeys().join('|'), unowned);
+    }
+    domain.setBaseURL({});
+    EXPECT_FALSE(domain.hasUser());
 }
 
 TEST(KeychainService, KeepsOneItemAndTellsALockFromNothing) {

@@ -42,8 +42,9 @@ public:
     void die() { core.reset(), machine.processDied(); }
     void restart() { die(), launch(); }
 
-    void signIn(const QString& url = "https://acme.test/api/v1/") {
+    void signIn(const QString& url = "https://acme.test/api/v1/", const QString& user = {}) {
         DomainStorage(machine.preferences).setBaseURL(QUrl(url));
+        DomainStorage(machine.preferences).setUser(user);
         KeychainService(machine.secrets).saveAuthTokens({"access", "refresh", {}, {}, {}, {}});
     }
     /// The engine gets `config` as from the server.

@@ -1,6 +1,8 @@
 #include "TimeTrackerCore.h"
 
 #include "ApplicationFolder.h"
+#include "CaptureFolder.h"
+#include "PreferenceStores.h"
 
 #include <QPointer>
 #include <utility>
@@ -93,6 +95,8 @@ void TimeTrackerCore::wire() {
 }
 
 void TimeTrackerCore::boot() {
+    if (adoptUnownedData())
+        sessionManager.recoverInterruptedSessionForCurrentDomain();
     spawn(uploads.start(), "UploadService.start");
     timeZones.bootstrapFromCachedConfigFileIfPresent(remoteConfig.fileURL());
     watchdog.start();
@@ -101,6 +105,27 @@ void TimeTrackerCore::boot() {
         if (weak)
             spawn(weak->bootConfiguration(), "bootConfiguration");
     });
+}
+
+/// A sign-in of a version that stored no user is taken for that of the remembered e-mail.
+bool TimeTrackerCore::adoptUnownedData() {
+    const auto remembered = RememberedLoginStorage::savedEmail(platform.preferences);
+    if (domain.hasCompany() && !domain.hasUser() && remembered)
+        domain.setUser(*remembered);
+    const QStringList formerKeys = domain.unownedDomainKeys();
+    const QString key = domain.domainKey();
+    const QString directory = CaptureFolder::capturesDirectory(platform.information, key);
+    for (const QString& formerKey : formerKeys) {
+        const QString formerDirectory = CaptureFolder::capturesDirectory(platform.information, formerKey);
+        CaptureFolder::movePictures(formerDirectory, directory);
+        store.adoptRows(formerKey, key, formerDirectory + u'/', directory + u'/');
+    }
+    return !formerKeys.isEmpty();
+}
+
+void TimeTrackerCore::companyChanged() {
+    adoptUnownedData();
+    sessionManager.recoverInterruptedSessionForCurrentDomain();
 }
 
 Task<> TimeTrackerCore::bootConfiguration() {

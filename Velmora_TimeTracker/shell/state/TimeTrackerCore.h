@@ -60,6 +60,9 @@ public:
 
     /// Takes a fetched configuration over the finish line: application state, then engine.
     void apply(const RemoteConfig& config);
+    /// After a sign-in to a company: its stored data that names no user becomes this user's, and the pending session
+    /// is looked for.
+    void companyChanged();
     /// Starts the periodic refresh; each update is applied on the main thread.
     void startPeriodicRefresh();
 
@@ -70,6 +73,7 @@ Q_SIGNALS:
 private:
     void wire();
     void boot();
+    bool adoptUnownedData();
     Task<> bootConfiguration();
     void askToUnlock();
     Task<std::optional<QString>> refreshedAccessToken();
