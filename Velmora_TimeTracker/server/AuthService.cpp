@@ -60,6 +60,10 @@ Task<std::optional<AuthTokens>> AuthService::handleUnauthorized() {
     return runOn(on_.worker, [this] { return refresh_.run([this] { return refreshOnWorker(); }); });
 }
 
+SignIn AuthService::signIn() const {
+    return {on_.domain.domainKey(), signIn_};
+}
+
 Task<> AuthService::selectCompany(QString endpoint) {
     return runOn(on_.worker, [this, endpoint]() -> Task<> {
         setCompany(endpoint);
@@ -176,8 +180,10 @@ Task<> AuthService::postLogout(QString refreshToken) {
 }
 
 void AuthService::setCompany(const QString& endpoint) {
-    if (const auto root = DomainStorage::buildBaseURL(endpoint))
+    if (const auto root = DomainStorage::buildBaseURL(endpoint)) {
         on_.domain.setBaseURL(root);
+        ++signIn_;
+    }
 }
 
 AuthTokens AuthService::parsed(const TokenTexts& texts) const {

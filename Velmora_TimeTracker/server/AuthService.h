@@ -5,6 +5,7 @@
 #include "LoginResponses.h"
 #include "SingleFlight.h"
 
+#include <atomic>
 #include <functional>
 #include <optional>
 
@@ -13,6 +14,15 @@ class Clock;
 class DomainStorage;
 class KeychainService;
 class PreferenceStore;
+
+/// One sign-in, as what is under way for it remembers it: another sign-in, a sign-out and a change of company make it
+/// another.
+struct SignIn {
+    QString domainKey;
+    quint64 number = 0;
+
+    friend bool operator==(const SignIn&, const SignIn&) = default;
+};
 
 /// Everything that concerns the user's identity: login, one-time codes, password recovery, logout, and the
 /// refresh that all 401s share. A serial worker: its state is touched on the worker executor only; the
@@ -51,6 +61,9 @@ public:
     /// while the keyring does not tell what to refresh.
     Task<std::optional<AuthTokens>> handleUnauthorized();
 
+    /// The present one. A late answer for another one is dropped. Any thread.
+    SignIn signIn() const;
+
     /// Stores the API root of a chosen company's endpoint, on the worker; an unusable endpoint changes
     /// nothing.
     Task<> selectCompany(QString endpoint);
@@ -73,6 +86,6 @@ private:
     std::function<void()> authSessionDidInvalidate_;
     SingleFlight<SingleLoginResult> loginTask_;
     SingleFlight<std::optional<AuthTokens>> refresh_;
-    /// Counts sign-ins and sign-outs, so that a late answer about an earlier sign-in does not touch this one.
-    quint64 signIn_ = 0;
+    /// Counts sign-ins, sign-outs and changes of company.
+    std::atomic<quint64> signIn_ = 0;
 };

@@ -15,31 +15,49 @@ constexpr double minRefreshInterval = 1200;
 constexpr double maxRefreshInterval = 2400;
 } // namespace
 
-RemoteConfigService::RemoteConfigService(APIClient& api, PreferenceStore& preferences, const Clock& clock,
-                                         Random& random, Executor& worker, const QString& folder)
+RemoteConfigService::RemoteConfigService(APIClient& api, const AuthService& auth,
+                                         PreferenceStore& preferences, const Clock& clock, Random& random,
+                                         Executor& worker, const QString& folder)
     : api_(api)
+    , auth_(auth)
     , preferences_(preferences)
     , clock_(clock)
     , random_(random)
     , worker_(worker)
-    , fileURL_(folder + QStringLiteral("/config.json"))
-    , inflightFetch_(worker) {
+    , fileURL_(folder + QStringLiteral("/config.json")) {
     ApplicationFolder::create(folder);
 }
 
 Task<RemoteConfig> RemoteConfigService::fetchConfig() {
-    return runOn(worker_, [this] { return fetchOnWorker(); });
+    const SignIn signIn = auth_.signIn();
+    RemoteConfig config = co_await runOn(worker_, [this] { return fetchOnWorker(); });
+    requirePresent(signIn);
+    co_return config;
 }
 
 Task<RemoteConfig> RemoteConfigService::fetchOnWorker() {
-    return inflightFetch_.run([this] { return performFetchBody(); });
+    const SignIn signIn = auth_.signIn();
+    if (!flight_ || flight_->signIn != signIn)
+        flight_ = std::make_shared<Flight>(signIn, SingleFlight<RemoteConfig>(worker_));
+    const auto flight = flight_; // outlives its place when another sign-in's takes it
+    const auto fetch = [this, signIn] { return performFetchBody(signIn); };
+    co_return co_await flight->fetch.run(fetch);
 }
 
-Task<RemoteConfig> RemoteConfigService::performFetchBody() {
+void RemoteConfigService::requirePresent(const SignIn& signIn) const {
+    if (auth_.signIn() == signIn)
+        return;
+    qCInfo(Log::session, "The configuration of an earlier sign-in is dropped");
+    throw APIError::network(
+        URLError(URLError::Code::cancelled, QStringLiteral("The sign-in changed meanwhile.")));
+}
+
+Task<RemoteConfig> RemoteConfigService::performFetchBody(SignIn signIn) {
     APIRequest request;
     request.path = QStringLiteral("hr/timetracker/employees/config");
     request.method = "GET";
     const RemoteConfig config = co_await api_.request(std::move(request), decodeConfigResponse);
+    requirePresent(signIn);
     // A configuration that does not name the user or the company leaves the names as they are.
     UserProfileStorage::set(config.name ? config.name : preferences_.string(PreferenceKey::userName),
                             config.companyName ? config.companyName

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "APIClient.h"
+#include "AuthService.h"
 #include "RemoteConfig.h"
 #include "SingleFlight.h"
 
@@ -18,12 +18,13 @@ class Random;
 class RemoteConfigService {
 public:
     /// The cache is "config.json" in `folder`, the program's own folder, which is created if missing.
-    RemoteConfigService(APIClient& api, PreferenceStore& preferences, const Clock& clock, Random& random,
-                        Executor& worker, const QString& folder);
+    RemoteConfigService(APIClient& api, const AuthService& auth, PreferenceStore& preferences,
+                        const Clock& clock, Random& random, Executor& worker, const QString& folder);
 
     QString fileURL() const { return fileURL_; }
 
-    /// Throws APIError. A fetch in flight is joined.
+    /// Throws APIError. A fetch in flight for the same sign-in is joined. What comes after the sign-in changed is
+    /// dropped: it is neither stored nor returned, and the error is `network` with the code `cancelled`.
     Task<RemoteConfig> fetchConfig();
 
     /// The cache file; absent when there is none or it does not decode. A file that does not decode is set
@@ -39,20 +40,28 @@ public:
 private:
     using OnUpdate = std::function<void(RemoteConfig)>;
 
+    struct Flight {
+        SignIn signIn;
+        SingleFlight<RemoteConfig> fetch;
+    };
+
     Task<RemoteConfig> fetchOnWorker();
-    Task<RemoteConfig> performFetchBody();
+    Task<RemoteConfig> performFetchBody(SignIn signIn);
+    /// Throws when `signIn` is not the present one any more.
+    void requirePresent(const SignIn& signIn) const;
     void writeCache(const RemoteConfig& config) const;
     void setAsideCache() const;
     void scheduleRefresh();
     Task<> refresh();
 
     APIClient& api_;
+    const AuthService& auth_;
     PreferenceStore& preferences_;
     const Clock& clock_;
     Random& random_;
     Executor& worker_;
     const QString fileURL_;
-    SingleFlight<RemoteConfig> inflightFetch_;
+    std::shared_ptr<Flight> flight_; ///< The last fetch; null before the first.
     std::unique_ptr<Executor::Timer> refreshTask_;
     /// What the running loop calls, and which loop that is; null without one.
     std::shared_ptr<const OnUpdate> loop_;

@@ -5,6 +5,7 @@
 #include "APIError.h"
 #include "APITimeZoneResolver.h"
 #include "Clock.h"
+#include "DomainStorage.h"
 #include "FailureClassifier.h"
 #include "HeartbeatPayload.h"
 #include "Log.h"
@@ -61,8 +62,9 @@ Task<> UploadService::send(UploadTask task) {
 Task<QByteArray> UploadService::postJSON(const char* path, QByteArray body, const char* source) {
     URLRequest request = on_.transport.makeRequest(path, "POST", "application/json");
     request.body = body;
+    const QString domainKey = on_.domain.domainKey();
     const QByteArray reply = co_await on_.transport.executeRequest(request, true);
-    postServerTodayTotalIfPresent(reply, source);
+    postServerTodayTotalIfPresent(reply, domainKey, source);
     co_return reply;
 }
 
@@ -177,12 +179,13 @@ bool UploadService::handleHeartbeatTakenOver(const QUuid& sessionId, int statusC
     return true;
 }
 
-void UploadService::postServerTodayTotalIfPresent(const QByteArray& responseData, const char* source) {
+void UploadService::postServerTodayTotalIfPresent(const QByteArray& responseData, const QString& domainKey,
+                                                  const char* source) {
     const auto total = TrackingEndpointResponse::serverTodayTotal(responseData);
     if (!total)
         return;
     qCInfo(Log::upload, "server today_total via %s: %llds @ %s", source, total->totalSeconds,
            qUtf8Printable(total->date));
     if (notifications_.serverTodayTotalDidUpdate)
-        notifications_.serverTodayTotalDidUpdate(*total);
+        notifications_.serverTodayTotalDidUpdate(*total, domainKey);
 }

@@ -62,7 +62,8 @@ public:
     /// Called on the worker executor; receivers move to their own thread themselves.
     struct Notifications {
         /// "com.velmora.timetracker.serverTodayTotalDidUpdate"
-        std::function<void(ServerTodayTotal)> serverTodayTotalDidUpdate;
+        /// `domainKey` is the company that was asked, which may have been left since.
+        std::function<void(ServerTodayTotal, QString domainKey)> serverTodayTotalDidUpdate;
         /// "com.velmora.timetracker.sessionTakenOverByOtherDevice"
         std::function<void(QUuid sessionId, int statusCode)> sessionTakenOverByOtherDevice;
     };
@@ -106,7 +107,8 @@ private:
     void removeUnattributableData();
     void enqueueOrphanedScreenshots();
     bool handleHeartbeatTakenOver(const QUuid& sessionId, int statusCode);
-    void postServerTodayTotalIfPresent(const QByteArray& responseData, const char* source);
+    void postServerTodayTotalIfPresent(const QByteArray& responseData, const QString& domainKey,
+                                       const char* source);
 
     // Senders; each throws APIError, URLError or UploadServiceError.
     Task<> sendPayload(UploadTask task, const char* path, const char* source);

@@ -57,6 +57,25 @@ TEST_F(ConfigurationTest, AnUnreadableCacheIsSetAsideOnce) {
     EXPECT_EQ(filesOfFolder().size(), 3);
 }
 
+TEST_F(ConfigurationTest, AnAnswerForAnEarlierSignInIsDropped) {
+    machine.urlSession.setServer([this](const URLRequest& request) {
+        config.name = config.deviceId = request.url.host();
+        return Network::answer(200, reply(), config.deviceId == "new.example" ? 1 : 5);
+    });
+    domain.setBaseURL(QUrl("https://old.example/api/v1/"));
+    const auto late = remoteConfig.fetchConfig();
+    EXPECT_TRUE(succeeds(auth.selectCompany("new.example")));
+    const auto present = outcomeOf(remoteConfig.fetchConfig(), 3);
+    EXPECT_EQ(present.value.value_or(RemoteConfig()).deviceId, "new.example") << "the other was not joined";
+    EXPECT_EQ(outcomeOf(late, 5).failure, Kind::network);
+    EXPECT_EQ(remoteConfig.cachedConfig(), present.value);
+    EXPECT_EQ(preference(PreferenceKey::userName), "new.example");
+    const auto afterLogout = remoteConfig.fetchConfig();
+    auth.logout();
+    EXPECT_EQ(outcomeOf(afterLogout, 5).failure, Kind::network);
+    EXPECT_FALSE(preference(PreferenceKey::userName));
+}
+
 TEST_F(ConfigurationTest, PeriodicRefreshOverDays) {
     std::set<Seconds> intervals;
     Seconds last = 0;

@@ -96,6 +96,6 @@ struct ServerTest : testing::Test {
         {api, keychain, domain, machine.preferences, timeZones, machine.clock, machine.worker, machine.main}};
     const QString ownFolder = ApplicationFolder::path(machine.information);
     RemoteConfigService remoteConfig{
-        api, machine.preferences, machine.clock, machine.random, machine.worker, ownFolder};
+        api, auth, machine.preferences, machine.clock, machine.random, machine.worker, ownFolder};
     int sessionInvalidations = 0;
 };

@@ -115,6 +115,20 @@ TEST_F(Core, EndsEverythingWhenTheSignInIsRejected) {
     EXPECT_NEAR(engine().todayTotalSeconds(), 65, 2);
 }
 
+TEST_F(Core, ShowsNoTodayTotalOfACompanyThatWasLeft) {
+    todayTotal = ServerTodayTotal{20'000, "2024-05-15"};
+    for (const bool isLeft : {true, false}) {
+        start();
+        machine.timeline.step(0); // the start is under way
+        if (isLeft)
+            signIn("https://other.test/api/v1/");
+        tick(1);
+        EXPECT_EQ(engine().todayTotalSeconds() >= 20'000, !isLeft);
+        engine().stopTracking();
+        tick(1);
+    }
+}
+
 TEST_F(Core, EnforcesAForcedUpdateAndAsksNothingBehindItsWall) {
     config.latestClientVersion = "9";
     for (const int raised : {0, 1, 1}) { // without a window, with one, and once only

@@ -46,7 +46,9 @@ struct UploadWorld : StoreWorld {
     UploadWorld() {
         keychain.saveAuthTokens({"first-token", "refresh", {}, {}, {}, {}});
         service.setNotifications(
-            {[this](const ServerTodayTotal& it) { heard += it.date + QString(" %1 s").arg(it.totalSeconds); },
+            {[this](const ServerTodayTotal& it, const QString&) {
+                 heard += it.date + QString(" %1 s").arg(it.totalSeconds);
+             },
              [this](QUuid id, int status) { heard += uuidText(id) + QString(" gone %1").arg(status); }});
         answer(200);
     }

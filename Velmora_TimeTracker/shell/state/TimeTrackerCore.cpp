@@ -52,7 +52,7 @@ TimeTrackerCore::TimeTrackerCore(const Platform& thePlatform)
     , api(platform.urlSession, endpoints, keychain, platform.worker, platform.main)
     , auth({api, keychain, domain, platform.preferences, timeZones, platform.clock, platform.worker,
             platform.main})
-    , remoteConfig(api, platform.preferences, platform.clock, platform.random, platform.worker, folder)
+    , remoteConfig(api, auth, platform.preferences, platform.clock, platform.random, platform.worker, folder)
     , permissions(platform.permissions)
     , screenCapture({platform.displays, platform.permissions, platform.information, domain, timeZones, store,
                      platform.clock, platform.screenCapture, platform.utility})
@@ -143,12 +143,13 @@ void TimeTrackerCore::apply(const RemoteConfig& config) {
 }
 
 void TimeTrackerCore::startPeriodicRefresh() {
-    remoteConfig.startPeriodicRefresh([weak = QPointer(this), &main = platform.main](RemoteConfig config) {
-        main.post([weak, config = std::move(config)] {
-            if (weak && weak->appState.isAuthenticated())
-                weak->apply(config);
+    remoteConfig.startPeriodicRefresh(
+        [weak = QPointer(this), &main = platform.main, &auth = auth](RemoteConfig config) {
+            main.post([weak, config = std::move(config), signIn = auth.signIn()] {
+                if (weak && weak->appState.isAuthenticated() && weak->auth.signIn() == signIn)
+                    weak->apply(config);
+            });
         });
-    });
 }
 
 // ---- What the lower folders call
@@ -191,13 +192,13 @@ void TimeTrackerCore::listenToPower() {
 /// The notifications come on the worker and are acted upon on the main thread.
 void TimeTrackerCore::listenToUploads() {
     UploadService::Notifications notifications;
-    notifications.serverTodayTotalDidUpdate = [weak = QPointer(this),
-                                               &main = platform.main](ServerTodayTotal total) {
-        main.post([weak, total] {
-            if (weak)
-                weak->sessionManager.applyServerTodayTotal(total);
-        });
-    };
+    notifications.serverTodayTotalDidUpdate =
+        [weak = QPointer(this), &main = platform.main](ServerTodayTotal total, QString domainKey) {
+            main.post([weak, total, domainKey] {
+                if (weak && weak->domain.domainKey() == domainKey)
+                    weak->sessionManager.applyServerTodayTotal(total);
+            });
+        };
     notifications.sessionTakenOverByOtherDevice = [weak = QPointer(this), &main = platform.main](QUuid, int) {
         main.post([weak] {
             if (weak)
