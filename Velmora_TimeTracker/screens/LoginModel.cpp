@@ -132,11 +132,14 @@ Task<> LoginModel::finishSignIn() {
     isLoading_ = true;
     Q_EMIT changed();
     const QPointer<LoginModel> self(this);
+    const SignIn signIn = core_.auth.signIn();
     std::optional<RemoteConfig> config;
     try {
         config = co_await core_.remoteConfig.fetchConfig();
-    } catch (const std::exception&) {
-        if (self)
+    } catch (const APIError& error) {
+        const bool isStillSignedIn =
+            self && error.kind() != APIError::Kind::unauthorized && core_.auth.signIn() == signIn;
+        if (isStillSignedIn)
             config = core_.remoteConfig.cachedConfig();
     }
     if (!self)

@@ -2,6 +2,7 @@
 
 #include "ApplicationFolder.h"
 #include "Clock.h"
+#include "Json.h"
 #include "Log.h"
 #include "PreferenceStore.h"
 #include "PreferenceStores.h"
@@ -13,6 +14,8 @@ namespace {
 // Seconds between two refreshes, so drawn that the clients of a company do not ask all at once.
 constexpr double minRefreshInterval = 1200;
 constexpr double maxRefreshInterval = 2400;
+/// The domain key of the company and user that the cached record is of, beside the keys of the record.
+const QString ownerKey = QStringLiteral("owner");
 } // namespace
 
 RemoteConfigService::RemoteConfigService(APIClient& api, const AuthService& auth,
@@ -63,23 +66,31 @@ Task<RemoteConfig> RemoteConfigService::performFetchBody(SignIn signIn) {
                             config.companyName ? config.companyName
                                                : preferences_.string(PreferenceKey::companyName),
                             preferences_);
-    writeCache(config);
+    writeCache(config, signIn.domainKey);
     co_return config;
 }
 
 /// A failure leaves the last copy in place, and the fetch has succeeded all the same.
-void RemoteConfigService::writeCache(const RemoteConfig& config) const {
-    ApplicationFolder::replaceFile(fileURL_, encodeRemoteConfig(config));
+void RemoteConfigService::writeCache(RemoteConfig config, const QString& owner) const {
+    config.todayTotalSeconds.reset(); // outdated when it is read
+    config.todayDate.reset();
+    QJsonObject record = Json::object(encodeRemoteConfig(config)).value();
+    record.insert(ownerKey, owner);
+    ApplicationFolder::replaceFile(fileURL_, Json::compact(record));
 }
 
 std::optional<RemoteConfig> RemoteConfigService::cachedConfig() const {
     QFile file(fileURL_);
     if (!file.open(QIODevice::ReadOnly))
         return std::nullopt;
-    auto config = decodeRemoteConfig(file.readAll());
-    if (!config)
+    const QByteArray bytes = file.readAll();
+    auto config = decodeRemoteConfig(bytes);
+    if (!config) {
         setAsideCache();
-    return config;
+        return std::nullopt;
+    }
+    const auto owner = Json::string(Json::object(bytes).value(), ownerKey);
+    return owner == auth_.signIn().domainKey ? config : std::nullopt;
 }
 
 void RemoteConfigService::setAsideCache() const {

@@ -27,8 +27,9 @@ public:
     /// dropped: it is neither stored nor returned, and the error is `network` with the code `cancelled`.
     Task<RemoteConfig> fetchConfig();
 
-    /// The cache file; absent when there is none or it does not decode. A file that does not decode is set
-    /// aside under a dated name, with a log line. Any thread.
+    /// The cache file, without today's total; absent when there is none, it belongs to another company or user, or
+    /// it does not decode. A file that does not decode is set aside under a dated name, with a log line. Any
+    /// thread.
     std::optional<RemoteConfig> cachedConfig() const;
 
     /// One loop at most: waits 1200 to 2400 seconds, fetches, calls `onUpdate` on the worker with each good
@@ -49,7 +50,7 @@ private:
     Task<RemoteConfig> performFetchBody(SignIn signIn);
     /// Throws when `signIn` is not the present one any more.
     void requirePresent(const SignIn& signIn) const;
-    void writeCache(const RemoteConfig& config) const;
+    void writeCache(RemoteConfig config, const QString& owner) const;
     void setAsideCache() const;
     void scheduleRefresh();
     Task<> refresh();

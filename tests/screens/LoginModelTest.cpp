@@ -84,6 +84,21 @@ TEST_F(Login, StopsAtTheFormWithWords) {
     inEveryLook("#sendResetLink");
 }
 
+TEST_F(Login, FallsBackOnTheCacheOfItsOwnCompanyUnlessItIsRefused) {
+    signIn();
+    for (const auto& [endpoint, answer, isSignedIn] :
+         {std::tuple{"acme.test", 500, true}, {"acme.test", 401, false}, {"other.test", 500, false}}) {
+        run(world.core->auth.logout());
+        world.core->appState.applySignedOut();
+        login->setEmail("ann@acme.com");
+        login->setPassword("secret");
+        data["init"] = QJsonObject{{"endpoint", endpoint}};
+        configStatus = answer;
+        EXPECT_EQ(signIn(), isSignedIn ? "" : "Failed to load configuration.") << endpoint << answer;
+        EXPECT_EQ(world.core->appState.isAuthenticated(), isSignedIn);
+    }
+}
+
 TEST_F(Login, ChecksAOneTimeCode) {
     const QJsonObject direct = std::exchange(data, {{"otp_required", 1}, {"user", data["user"]}});
     signIn();

@@ -45,6 +45,22 @@ TEST_F(ConfigurationTest, TheLastGoodCopyStays) {
     EXPECT_EQ(fetched(reply()).value, config) << "a cache that cannot be written is no failure";
 }
 
+TEST_F(ConfigurationTest, TheCacheServesItsOwnerWithoutTodaysTotal) {
+    const QUrl root("https://old.example/api/v1/");
+    domain.setBaseURL(root);
+    RemoteConfig kept = config;
+    config.todayTotalSeconds = 20'000;
+    config.todayDate = "2024-05-15";
+    fetched(reply());
+    EXPECT_EQ(remoteConfig.cachedConfig(), kept);
+    domain.setBaseURL(QUrl("https://new.example/api/v1/"));
+    EXPECT_FALSE(remoteConfig.cachedConfig());
+    domain.setBaseURL(root);
+    ApplicationFolder::replaceFile(remoteConfig.fileURL(), encodeRemoteConfig(config));
+    EXPECT_FALSE(remoteConfig.cachedConfig()) << "of an earlier version, nobody knows whose";
+    EXPECT_EQ(filesOfFolder(), QStringList{"config.json"}) << "but not damaged";
+}
+
 TEST_F(ConfigurationTest, AnUnreadableCacheIsSetAsideOnce) {
     const QByteArray keyless = encodeRemoteConfig(config).replace("device_id", "devise_id");
     for (const QByteArray& damage : {QByteArray(""), QByteArray("{"), keyless}) {
