@@ -150,12 +150,15 @@ Task<std::optional<AuthTokens>> AuthService::refreshOnWorker() {
 
 Task<> AuthService::clearLocalSessionAfterRefreshFailure() {
     qCCritical(Log::auth, "Token refresh rejected (401); clearing session");
-    on_.keychain.deleteAuthTokens();
-    forgetCompany();
-    on_.timeZones.store(on_.timeZones.timezoneIdentifierForAPI(nullptr));
+    on_.keychain.deleteAuthTokens(); // first: nothing more is sent with them
+    const quint64 ended = ++signIn_;
     co_await resumeOn(on_.main);
-    if (authSessionDidInvalidate_)
-        authSessionDidInvalidate_();
+    if (ended == signIn_) {
+        if (authSessionDidInvalidate_)
+            authSessionDidInvalidate_();
+        forgetCompany();
+        on_.timeZones.store(on_.timeZones.timezoneIdentifierForAPI(nullptr));
+    }
     co_await resumeOn(on_.worker);
 }
 

@@ -43,7 +43,8 @@ public:
     explicit AuthService(const Dependencies& dependencies);
 
     /// Called on the main executor when the server rejected the refresh: the session is thrown out
-    /// ("com.velmora.timetracker.authSessionDidInvalidate").
+    /// ("com.velmora.timetracker.authSessionDidInvalidate"). The tokens are deleted by then; the company and its zone
+    /// are forgotten when the handler returns, so that it can end what was worked for that company by its rules.
     void setSessionDidInvalidate(std::function<void()> handler) {
         authSessionDidInvalidate_ = std::move(handler);
     }

@@ -217,8 +217,7 @@ private:
 
     std::optional<Session> currentSession_;
     std::optional<Session> interruptedSession_;
-    /// The companies that they belong to. A session outlives a sign-out, and a rejected sign-in forgets the
-    /// company before it ends the session.
+    /// The companies that they belong to. A session outlives a sign-out.
     QString currentSessionDomain_, interruptedSessionDomain_;
     std::optional<ProjectReference> crossDayAutoCompletedProject_;
     QString selectedProjectId_;

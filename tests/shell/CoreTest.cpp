@@ -115,6 +115,41 @@ TEST_F(Core, EndsEverythingWhenTheSignInIsRejected) {
     EXPECT_NEAR(engine().todayTotalSeconds(), 65, 2);
 }
 
+TEST_F(Core, EndsTheSessionsOfARejectedSignInByTheRulesOfTheirCompany) {
+    config.discardIdleTime = false;
+    config.appTimezone = "Asia/Tokyo"; // where midnight is at 15:00 of the machine's day
+    for (const bool isPending : {false, true}) {
+        applyConfig();
+        jumpTo("2024-05-15T14:00:00Z");
+        start();
+        typeFor(100);
+        tick(310); // pauses as idle
+        if (isPending) {
+            restart();
+            applyConfig();
+            jumpTo("2024-05-15T18:00:00Z");
+        }
+        status = refreshStatus = 401;
+        machine.urlSession.requests.clear();
+        spawn(state().refreshRemoteConfigFromServer(), "refused");
+        tick(5);
+        EXPECT_FALSE(engine().currentSession() || engine().interruptedSession() || engine().config());
+        EXPECT_TRUE(activeSessions().empty());
+        EXPECT_NEAR(double(finishedSessions().back().reportedTotalSeconds.value_or(0)), 400, 10);
+        ASSERT_GE(machine.urlSession.requests.size(), 2U);
+        for (auto sent = machine.urlSession.requests.begin() + 2; sent != machine.urlSession.requests.end();
+             ++sent)
+            EXPECT_EQ(sent->header("Authorization"), "") << "the rejected token goes nowhere";
+        EXPECT_EQ(core->domain.getBaseURL(), std::nullopt);
+        EXPECT_EQ(core->timeZones.storedTimezoneIdentifier(), "UTC");
+        status = refreshStatus = 200;
+        signIn();
+        state().setAuthenticated(true);
+        engine().recoverInterruptedSessionForCurrentDomain();
+    }
+    EXPECT_EQ(finishedSessions().size(), 2U);
+}
+
 TEST_F(Core, ShowsNoTodayTotalOfACompanyThatWasLeft) {
     todayTotal = ServerTodayTotal{20'000, "2024-05-15"};
     for (const bool isLeft : {true, false}) {

@@ -208,13 +208,14 @@ void TimeTrackerCore::listenToUploads() {
     uploads.setNotifications(std::move(notifications));
 }
 
-/// Here and not in a window, so that it holds without any.
+/// Here and not in a window, so that it holds without any. The sessions end before the configuration is dropped, since
+/// its rules apply to them.
 void TimeTrackerCore::handleSessionInvalidated() {
-    appState.applySessionInvalidated();
-    sessionManager.applyConfig(std::nullopt);
     if (sessionManager.isTracking())
         sessionManager.stopTracking(QStringLiteral("Session ended"));
     sessionManager.discardInterruptedSession();
+    appState.applySessionInvalidated();
+    sessionManager.applyConfig(std::nullopt);
     Q_EMIT authSessionDidInvalidate();
 }
 
