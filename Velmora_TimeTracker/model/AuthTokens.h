@@ -39,7 +39,7 @@ struct LoginUser {
     friend bool operator==(const LoginUser&, const LoginUser&) = default;
 };
 
-/// The three outcomes of a sign-in.
+/// The three outcomes of a sign-in. Its tokens are stored when the company is known.
 struct OtpRequired {
     QString email;
     QString userEmail;

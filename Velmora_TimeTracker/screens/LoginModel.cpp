@@ -113,7 +113,7 @@ void LoginModel::proceed(const SingleLoginResult& result) {
         auto ordered = CompanyListOrder::ordered(
             choice->companies, LastCompanyStorage::lastEndpoint(core_.platform.preferences));
         enter(LoginPhase::CompanyChoice{std::move(ordered.companies), ordered.recentEndpoint,
-                                        choice->userName});
+                                        choice->userName, choice->tokens});
     } else {
         completeLogin(std::get<DirectConfig>(result).user);
     }
@@ -145,9 +145,7 @@ Task<> LoginModel::finishSignIn() {
     if (!self)
         co_return;
     if (!config) {
-        isLoading_ = companySelecting_ = false;
-        errorMessage_ = QStringLiteral("Failed to load configuration.");
-        Q_EMIT changed();
+        failToConfigure();
         co_return;
     }
     core_.appState.publish(*config);
@@ -157,6 +155,12 @@ Task<> LoginModel::finishSignIn() {
     core_.appState.recomputePermissions();
     core_.companyChanged();
     core_.startPeriodicRefresh();
+}
+
+void LoginModel::failToConfigure() {
+    isLoading_ = companySelecting_ = false;
+    errorMessage_ = QStringLiteral("Failed to load configuration.");
+    Q_EMIT changed();
 }
 
 void LoginModel::changeOtp(int index, const QString& text) {
@@ -218,17 +222,27 @@ Task<> LoginModel::performResendOtp() {
 }
 
 Task<> LoginModel::performCompanySelect(LoginCompany company) {
-    if (isBusy())
+    const auto* choice = std::get_if<LoginPhase::CompanyChoice>(&phase_);
+    if (isBusy() || !choice)
         co_return;
     core_.platform.preferences.set(QString::fromLatin1(PreferenceKey::lastSelectedCompanyEndpoint),
                                    company.endpoint);
-    if (const auto* choice = std::get_if<LoginPhase::CompanyChoice>(&phase_))
-        UserProfileStorage::set(choice->userName, company.name, core_.platform.preferences);
+    UserProfileStorage::set(choice->userName, company.name, core_.platform.preferences);
     companySelecting_ = true;
     errorMessage_.reset();
     Q_EMIT changed();
     const QPointer<LoginModel> self(this);
-    co_await core_.auth.selectCompany(company.endpoint);
-    if (self)
+    const AuthTokens tokens = choice->tokens;
+    bool isSelected = true;
+    try {
+        co_await core_.auth.selectCompany(company.endpoint, tokens, email_.trimmed());
+    } catch (const APIError&) {
+        isSelected = false;
+    }
+    if (!self)
+        co_return;
+    if (isSelected)
         spawn(finishSignIn(), "sign-in");
+    else
+        failToConfigure();
 }

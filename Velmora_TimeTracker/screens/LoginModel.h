@@ -22,6 +22,7 @@ struct LoginPhase {
         std::vector<LoginCompany> companies; ///< In the order of the list.
         std::optional<QString> recentEndpoint;
         QString userName;
+        AuthTokens tokens; ///< Stored when a company is chosen.
     };
     struct ForgotPassword {};
     using Any = std::variant<Form, OTP, CompanyChoice, ForgotPassword>;
@@ -79,6 +80,7 @@ private:
     void proceed(const SingleLoginResult& result);
     void completeLogin(const std::optional<LoginUser>& user);
     Task<> finishSignIn();
+    void failToConfigure();
     void reset();
 
     TimeTrackerCore& core_;

@@ -1,5 +1,6 @@
 #include "AuthService.h"
 
+#include "APIEndpoints.h"
 #include "APITimeZoneResolver.h"
 #include "AuthDateParser.h"
 #include "Clock.h"
@@ -64,10 +65,27 @@ SignIn AuthService::signIn() const {
     return {on_.domain.domainKey(), signIn_};
 }
 
-Task<> AuthService::selectCompany(QString endpoint) {
-    return runOn(on_.worker, [this, endpoint]() -> Task<> {
-        setCompany(endpoint);
+Task<> AuthService::selectCompany(QString endpoint, AuthTokens tokens, QString email) {
+    return runOn(on_.worker, [this, endpoint, tokens, email]() -> Task<> {
+        const auto root = DomainStorage::buildBaseURL(endpoint);
+        if (!root)
+            throw APIError::invalidURL();
+        enter(*root, tokens, email);
         co_return;
+    });
+}
+
+Task<bool> AuthService::restore(bool hasTokens, SignIn launched) {
+    return runOn(on_.worker, [this, hasTokens, launched]() -> Task<bool> {
+        if (signIn_ != launched.number)
+            co_return false;
+        if (hasTokens && on_.domain.hasCompany())
+            co_return true;
+        if (hasTokens) {
+            qCCritical(Log::auth, "A sign-in without a company is forgotten");
+            on_.keychain.deleteAuthTokens();
+        }
+        co_return false;
     });
 }
 
@@ -84,17 +102,15 @@ SingleLoginResult AuthService::outcomeOf(const LoginRequest& body, const SingleL
     if (!texts)
         throw APIError::decodingFailed();
     const AuthTokens tokens = parsed(*texts);
-    on_.keychain.saveAuthTokens(tokens);
-    on_.domain.setUser(body.email); // before the company: its data is this user's from then on
-    ++signIn_;
     qCInfo(Log::auth, "Login succeeded");
-    if (data.initEndpoint) {
-        setCompany(*data.initEndpoint);
-    } else if (data.companies && !data.companies->empty()) {
+    if (!data.initEndpoint && data.companies && !data.companies->empty()) {
         const QString userName =
             data.user ? data.user->name.value_or(data.user->email) : QStringLiteral("User");
         return CompanySelection{*data.companies, userName, tokens};
     }
+    const auto named = data.initEndpoint ? DomainStorage::buildBaseURL(*data.initEndpoint) : std::nullopt;
+    enter(named.value_or(on_.endpoints.baseURL()), tokens,
+          body.email); // else the company is the one that was asked
     return DirectConfig{tokens, data.user};
 }
 
@@ -182,11 +198,12 @@ Task<> AuthService::postLogout(QString refreshToken) {
     }
 }
 
-void AuthService::setCompany(const QString& endpoint) {
-    if (const auto root = DomainStorage::buildBaseURL(endpoint)) {
-        on_.domain.setBaseURL(root);
-        ++signIn_;
-    }
+/// The tokens first: without a company they are no sign-in, should the process die in between.
+void AuthService::enter(const QUrl& root, const AuthTokens& tokens, const QString& email) {
+    on_.keychain.saveAuthTokens(tokens);
+    on_.domain.setUser(email); // before the company: its data is this user's from then on
+    on_.domain.setBaseURL(root);
+    ++signIn_;
 }
 
 AuthTokens AuthService::parsed(const TokenTexts& texts) const {

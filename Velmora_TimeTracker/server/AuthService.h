@@ -9,6 +9,7 @@
 #include <functional>
 #include <optional>
 
+class APIEndpoints;
 class APITimeZoneResolver;
 class Clock;
 class DomainStorage;
@@ -31,6 +32,7 @@ class AuthService {
 public:
     struct Dependencies {
         APIClient& api;
+        const APIEndpoints& endpoints;
         KeychainService& keychain;
         DomainStorage& domain;
         PreferenceStore& preferences;
@@ -65,9 +67,14 @@ public:
     /// The present one. A late answer for another one is dropped. Any thread.
     SignIn signIn() const;
 
-    /// Stores the API root of a chosen company's endpoint, on the worker; an unusable endpoint changes
-    /// nothing.
-    Task<> selectCompany(QString endpoint);
+    /// Completes a sign-in that left the company to be chosen: stores the tokens, the e-mail that was signed in with
+    /// and the API root of its endpoint. Throws `invalidURL` for an unusable endpoint, and nothing is stored then.
+    Task<> selectCompany(QString endpoint, AuthTokens tokens, QString email);
+
+    /// Once at launch, when the keyring has answered: whether there is a sign-in, which needs tokens and a company.
+    /// What is left of an incomplete one is forgotten. `launched` is the sign-in at the program's start: the answer
+    /// is too late for another one and changes nothing.
+    Task<bool> restore(bool hasTokens, SignIn launched);
 
 private:
     Task<SingleLoginResult> performSingleLoginOnWorker(LoginRequest body);
@@ -78,7 +85,7 @@ private:
     Task<> clearLocalSessionAfterRefreshFailure();
     Task<> logoutOnWorker();
     Task<> postLogout(QString refreshToken);
-    void setCompany(const QString& endpoint);
+    void enter(const QUrl& root, const AuthTokens& tokens, const QString& email);
     AuthTokens parsed(const TokenTexts& texts) const;
     /// Drops the base URL and the names; from here on another sign-in begins.
     void forgetCompany();

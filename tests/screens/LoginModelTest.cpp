@@ -129,6 +129,11 @@ TEST_F(Login, LetsACompanyBeChosen) {
     data["companies"] = QJsonArray{QJsonObject{{"name", hostile}, {"endpoint", "acme.test"}},
                                    QJsonObject{{"name", "A & B"}, {"endpoint", "recent.test"}}};
     signIn();
+    relaunch(); // quit at the choice: there is no sign-in yet
+    EXPECT_EQ(root->screen(), Routing::Screen::login);
+    login->setEmail("ann@acme.com");
+    login->setPassword("secret");
+    signIn();
     inEveryLook("#company");
     const auto choice = std::get<LoginPhase::CompanyChoice>(login->phase());
     EXPECT_EQ(choice.companies.front().name, "A & B"); // the recent one first

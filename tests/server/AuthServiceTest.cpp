@@ -57,7 +57,7 @@ TEST_F(AuthServiceTest, LoginHasThreeOutcomes) {
     } cases[] = {
         {user + R"("otp_required":1,)" + flat, "code for a@b/u@b", nullptr, oldRoot},
         {R"("otp_required":0,)" + flat, "flat for nobody", "flat", oldRoot},
-        {choice + user + nested + flat, "Uma chooses Z@z.example A@a.example", "nested", oldRoot},
+        {choice + user + nested + flat, "Uma chooses Z@z.example A@a.example", nullptr, oldRoot},
         {choice + user + init + flat, "flat for u@b", "flat", newRoot},
         {QByteArray(flat).replace(R"("expires_at":)", R"("expires_at":null,"x":)"), undecodable, nullptr,
          oldRoot},
@@ -71,6 +71,19 @@ TEST_F(AuthServiceTest, LoginHasThreeOutcomes) {
         EXPECT_EQ(tokens(), stored ? std::optional(tokensNamed(stored)) : std::nullopt) << outcome;
         EXPECT_EQ(domain.getBaseURL(), QUrl(root)) << outcome;
     }
+}
+
+TEST_F(AuthServiceTest, ASignInIsStoredWhenItsCompanyIsKnown) {
+    domain.setBaseURL(std::nullopt);
+    answer(Network::answer(200, wrapped(tokenMembers("flat"))));
+    auth.login("a@b", "c4n4ry");
+    pass(1);
+    EXPECT_EQ(domain.getBaseURL(), APIEndpoints::fallbackURL()) << "the company is the one that answered";
+    EXPECT_FALSE(succeeds(auth.selectCompany(" ", tokensNamed("chosen"), "a@b")));
+    EXPECT_EQ(tokens(), tokensNamed("flat"));
+    EXPECT_TRUE(succeeds(auth.selectCompany("n.example", tokensNamed("chosen"), "a@b")));
+    EXPECT_EQ(tokens(), tokensNamed("chosen"));
+    EXPECT_EQ(domain.domainKey(), "n.example a@b");
 }
 
 TEST_F(AuthServiceTest, ASecondLoginJoinsTheFirst) {

@@ -80,7 +80,7 @@ TEST_F(ConfigurationTest, AnAnswerForAnEarlierSignInIsDropped) {
     });
     domain.setBaseURL(QUrl("https://old.example/api/v1/"));
     const auto late = remoteConfig.fetchConfig();
-    EXPECT_TRUE(succeeds(auth.selectCompany("new.example")));
+    EXPECT_TRUE(succeeds(auth.selectCompany("new.example", tokensNamed("new"), "a@b")));
     const auto present = outcomeOf(remoteConfig.fetchConfig(), 3);
     EXPECT_EQ(present.value.value_or(RemoteConfig()).deviceId, "new.example") << "the other was not joined";
     EXPECT_EQ(outcomeOf(late, 5).failure, Kind::network);

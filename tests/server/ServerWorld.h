@@ -92,8 +92,8 @@ struct ServerTest : testing::Test {
     APIEndpoints endpoints{domain, machine.information};
     APITimeZoneResolver timeZones{machine.preferences, machine.clock};
     APIClient api{machine.urlSession, endpoints, keychain, machine.worker, machine.main};
-    AuthService auth{
-        {api, keychain, domain, machine.preferences, timeZones, machine.clock, machine.worker, machine.main}};
+    AuthService auth{{api, endpoints, keychain, domain, machine.preferences, timeZones, machine.clock,
+                      machine.worker, machine.main}};
     const QString ownFolder = ApplicationFolder::path(machine.information);
     RemoteConfigService remoteConfig{
         api, auth, machine.preferences, machine.clock, machine.random, machine.worker, ownFolder};

@@ -22,6 +22,14 @@ TEST_F(Core, BootsFromTheCachedConfigurationAndRefreshesIt) {
     EXPECT_EQ(engine().config(), config);
 }
 
+TEST_F(Core, TakesTokensWithoutACompanyForNoSignIn) {
+    die();
+    DomainStorage(machine.preferences).setBaseURL(std::nullopt);
+    launch();
+    EXPECT_FALSE(state().isAuthenticated() || state().isRestoringSession());
+    EXPECT_FALSE(core->keychain.getAuthTokens()); // nothing can be sent with them
+}
+
 TEST_F(Core, WaitsForALockedKeyringAndAsksForItsUnlockOnce) {
     start();
     die(); // with a session to report

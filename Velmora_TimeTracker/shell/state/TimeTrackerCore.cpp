@@ -20,17 +20,19 @@ QString createdFolder(const ApplicationInfo& information) {
 
 /// Whether a sign-in is stored. A locked keyring is no answer: the person is asked once to unlock it, and it
 /// is then read again until it answers.
-Task<bool> hasStoredSignIn(KeychainService& keychain, Executor& userInitiated) {
+Task<bool> hasStoredSignIn(KeychainService& keychain, AuthService& auth, Executor& userInitiated) {
+    const SignIn launched = auth.signIn();
     auto answer = keychain.readAuthTokens(SecretStore::WhenLocked::askToUnlock);
     while (!answer.isDefinite) {
         co_await sleepFor(userInitiated, lockedKeyringRetryInterval);
         answer = keychain.readAuthTokens(SecretStore::WhenLocked::giveUp);
     }
-    co_return answer.tokens.has_value();
+    co_return co_await auth.restore(answer.tokens.has_value(), launched);
 }
 
-std::function<Task<bool>()> launchRead(KeychainService& keychain, Executor& userInitiated) {
-    return [&keychain, &userInitiated] { return hasStoredSignIn(keychain, userInitiated); };
+std::function<Task<bool>()> launchRead(KeychainService& keychain, AuthService& auth,
+                                       Executor& userInitiated) {
+    return [&keychain, &auth, &userInitiated] { return hasStoredSignIn(keychain, auth, userInitiated); };
 }
 
 std::function<void(Seconds)> stallWriter(const Platform& platform, const QString& folder) {
@@ -50,8 +52,8 @@ TimeTrackerCore::TimeTrackerCore(const Platform& thePlatform)
     , endpoints(domain, platform.information)
     , timeZones(platform.preferences, platform.clock)
     , api(platform.urlSession, endpoints, keychain, platform.worker, platform.main)
-    , auth({api, keychain, domain, platform.preferences, timeZones, platform.clock, platform.worker,
-            platform.main})
+    , auth({api, endpoints, keychain, domain, platform.preferences, timeZones, platform.clock,
+            platform.worker, platform.main})
     , remoteConfig(api, auth, platform.preferences, platform.clock, platform.random, platform.worker, folder)
     , permissions(platform.permissions)
     , screenCapture({platform.displays, platform.permissions, platform.information, domain, timeZones, store,
@@ -64,7 +66,7 @@ TimeTrackerCore::TimeTrackerCore(const Platform& thePlatform)
     , activityTracker(platform.inputEvents, platform.clock)
     , idleDetector(platform.idleTime, platform.idle)
     , appState({remoteConfig, platform.information, platform.clock, platform.main, platform.userInitiated,
-                launchRead(keychain, platform.userInitiated),
+                launchRead(keychain, auth, platform.userInitiated),
                 [this] { return permissions.hasRequiredPermissions(); }})
     , sessionManager({store, uploads, platform.preferences, domain, timeZones, permissions, activityTracker,
                       idleDetector, screenCapture, platform.clock, platform.random, platform.main})
