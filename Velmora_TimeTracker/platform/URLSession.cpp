@@ -36,6 +36,7 @@ bool URLError::isOffline() const {
     case Code::cannotFindHost:
     case Code::dnsLookupFailed:
     case Code::dataNotAllowed:
+    case Code::insecureConnection:
         return true;
     case Code::timedOut:
     case Code::cancelled:

@@ -48,6 +48,7 @@ public:
         cannotFindHost,
         dnsLookupFailed,
         dataNotAllowed,
+        insecureConnection, ///< Plain http to another machine: nothing was sent.
         timedOut,
         cancelled,
         other,
@@ -59,7 +60,7 @@ public:
     QString localizedDescription() const { return description_; }
     const char* what() const noexcept override { return utf8_.constData(); }
 
-    /// The six classes that mean "the machine is offline or the host cannot be reached".
+    /// The classes that mean "the machine is offline or the host cannot be reached": nothing is known of the server.
     bool isOffline() const;
 
 private:

@@ -92,9 +92,10 @@ Task<> LoginModel::performLogin() {
     if (!errorMessage_) {
         try {
             result = co_await core_.auth.login(email, password_);
-        } catch (const std::exception&) {
+        } catch (const APIError& error) {
             if (self)
-                errorMessage_ = QStringLiteral("Login failed. Check your credentials and connection.");
+                errorMessage_ = LoginRules::failure(
+                    error, QStringLiteral("Login failed. Check your credentials and connection."));
         }
     }
     if (!self)
@@ -120,11 +121,10 @@ void LoginModel::proceed(const SingleLoginResult& result) {
 }
 
 void LoginModel::completeLogin(const std::optional<LoginUser>& user) {
-    if (user) {
-        const auto base = core_.domain.getBaseURL();
-        const auto host = base && !base->host().isEmpty() ? std::optional(base->host()) : std::nullopt;
-        UserProfileStorage::set(user->name.value_or(user->email), host, core_.platform.preferences);
-    }
+    const auto base = core_.domain.getBaseURL();
+    const auto host = base && !base->host().isEmpty() ? std::optional(base->host()) : std::nullopt;
+    UserProfileStorage::set(user ? user->name.value_or(user->email) : email_.trimmed(), host,
+                            core_.platform.preferences);
     spawn(finishSignIn(), "sign-in");
 }
 
@@ -134,9 +134,11 @@ Task<> LoginModel::finishSignIn() {
     const QPointer<LoginModel> self(this);
     const SignIn signIn = core_.auth.signIn();
     std::optional<RemoteConfig> config;
+    std::optional<APIError> failure;
     try {
         config = co_await core_.remoteConfig.fetchConfig();
     } catch (const APIError& error) {
+        failure = error;
         const bool isStillSignedIn =
             self && error.kind() != APIError::Kind::unauthorized && core_.auth.signIn() == signIn;
         if (isStillSignedIn)
@@ -145,7 +147,7 @@ Task<> LoginModel::finishSignIn() {
     if (!self)
         co_return;
     if (!config) {
-        failToConfigure();
+        failToConfigure(*failure);
         co_return;
     }
     core_.appState.publish(*config);
@@ -157,9 +159,9 @@ Task<> LoginModel::finishSignIn() {
     core_.startPeriodicRefresh();
 }
 
-void LoginModel::failToConfigure() {
+void LoginModel::failToConfigure(const APIError& error) {
     isLoading_ = companySelecting_ = false;
-    errorMessage_ = QStringLiteral("Failed to load configuration.");
+    errorMessage_ = LoginRules::failure(error, QStringLiteral("Failed to load configuration."));
     Q_EMIT changed();
 }
 
@@ -186,15 +188,18 @@ Task<> LoginModel::performVerifyOtp() {
     body.password = otp_.code();
     body.isOtp = 1;
     std::optional<SingleLoginResult> result;
+    QString failure;
     try {
         result = co_await core_.auth.performSingleLogin(body);
-    } catch (const std::exception&) {
+    } catch (const APIError& error) {
+        failure =
+            LoginRules::failure(error, QStringLiteral("Verification failed. Check the code and try again."));
     }
     if (!self)
         co_return;
     otpVerifying_ = false;
     if (!result)
-        otpErrorMessage_ = QStringLiteral("Verification failed. Check the code and try again.");
+        otpErrorMessage_ = failure;
     else if (std::holds_alternative<OtpRequired>(*result))
         otpErrorMessage_ = QStringLiteral("Invalid OTP code. Please try again.");
     else
@@ -233,16 +238,13 @@ Task<> LoginModel::performCompanySelect(LoginCompany company) {
     Q_EMIT changed();
     const QPointer<LoginModel> self(this);
     const AuthTokens tokens = choice->tokens;
-    bool isSelected = true;
     try {
         co_await core_.auth.selectCompany(company.endpoint, tokens, email_.trimmed());
-    } catch (const APIError&) {
-        isSelected = false;
-    }
-    if (!self)
+    } catch (const APIError& error) {
+        if (self)
+            failToConfigure(error);
         co_return;
-    if (isSelected)
+    }
+    if (self)
         spawn(finishSignIn(), "sign-in");
-    else
-        failToConfigure();
 }

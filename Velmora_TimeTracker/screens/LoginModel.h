@@ -9,6 +9,7 @@
 #include <optional>
 #include <variant>
 
+class APIError;
 class TimeTrackerCore;
 
 /// Which of the sign-in screens is shown.
@@ -80,7 +81,7 @@ private:
     void proceed(const SingleLoginResult& result);
     void completeLogin(const std::optional<LoginUser>& user);
     Task<> finishSignIn();
-    void failToConfigure();
+    void failToConfigure(const APIError& error);
     void reset();
 
     TimeTrackerCore& core_;

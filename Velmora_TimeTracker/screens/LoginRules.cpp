@@ -1,5 +1,7 @@
 #include "LoginRules.h"
 
+#include "APIError.h"
+
 #include <QRegularExpression>
 
 namespace {
@@ -30,4 +32,12 @@ std::optional<QString> LoginRules::validationError(const QString& email, const Q
     if (password.isEmpty())
         return QStringLiteral("Password cannot be empty.");
     return clientValidationMessage(email, password);
+}
+
+QString LoginRules::failure(const APIError& error, const QString& otherwise) {
+    const auto& cause = error.underlying();
+    return cause && cause->code() == URLError::Code::insecureConnection
+               ? QStringLiteral(
+                     "The server's address is not secure (http, not https). Nothing was sent to it.")
+               : otherwise;
 }

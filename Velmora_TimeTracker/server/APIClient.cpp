@@ -91,10 +91,8 @@ Task<QByteArray> APIClient::performRequest(APIRequest request) {
 
 /// Throws URLError for what never reached the server.
 Task<QByteArray> APIClient::attempt(APIRequest request) {
-    const std::optional<QUrl> url = endpoints_.url(request.path);
-    if (!url)
-        throw APIError::invalidURL();
-    const URLResponse response = co_await loggedExchange(stamped(*url, request), request.body);
+    const QUrl url = endpoints_.url(request.path);
+    const URLResponse response = co_await loggedExchange(stamped(url, request), request.body);
     const int status = *response.statusCode;
     if (isSuccess(status))
         co_return response.body;

@@ -1,7 +1,11 @@
 #include "APIEndpoints.h"
 
+#include "APIError.h"
 #include "ApplicationInfo.h"
 #include "DomainStorage.h"
+#include "Log.h"
+
+#include <arpa/inet.h>
 
 namespace {
 
@@ -34,6 +38,17 @@ bool isBelow(const QUrl& root, const QUrl& url) {
            !url.path(QUrl::FullyDecoded).split(u'/').contains(QStringLiteral(".."));
 }
 
+bool isLoopback(const QString& host) {
+    const QByteArray text = host.toLatin1();
+    in_addr v4;
+    in6_addr v6;
+    if (inet_pton(AF_INET, text.constData(), &v4) == 1)
+        return ntohl(v4.s_addr) >> 24 == IN_LOOPBACKNET;
+    if (inet_pton(AF_INET6, text.constData(), &v6) == 1)
+        return IN6_IS_ADDR_LOOPBACK(&v6);
+    return host == QStringLiteral("localhost");
+}
+
 } // namespace
 
 APIEndpoints::APIEndpoints(const DomainStorage& domain, const ApplicationInfo& information)
@@ -47,13 +62,27 @@ QUrl APIEndpoints::baseURL() const {
     return endingInSlash(selected.value_or(fallbackURL()));
 }
 
-std::optional<QUrl> APIEndpoints::url(const QString& path) const {
+QUrl APIEndpoints::url(const QString& path) const {
     const QUrl root = baseURL();
     const QUrl relative(path, QUrl::StrictMode);
-    if (!relative.isValid())
-        return std::nullopt;
     const QUrl resolved = root.resolved(relative);
-    return isBelow(root, resolved) ? std::optional(resolved) : std::nullopt;
+    if (!relative.isValid() || !isBelow(root, resolved))
+        throw APIError::invalidURL();
+    if (!isSecure(resolved))
+        throw insecure(resolved);
+    return resolved;
+}
+
+bool APIEndpoints::isSecure(const QUrl& url) {
+    return url.scheme() == QStringLiteral("https") || isLoopback(url.host());
+}
+
+URLError APIEndpoints::insecure(const QUrl& url) {
+    const URLError failure(
+        URLError::Code::insecureConnection,
+        QStringLiteral("Nothing is sent to %1: its address is not https.").arg(url.host()));
+    qCCritical(Log::upload, "%s", failure.what());
+    return failure;
 }
 
 std::optional<QUrl> APIEndpoints::bundleDefault(const std::optional<QString>& information) {

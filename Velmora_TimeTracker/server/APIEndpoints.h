@@ -1,7 +1,7 @@
 #pragma once
 
-#include <QString>
-#include <QUrl>
+#include "URLSession.h"
+
 #include <optional>
 
 class ApplicationInfo;
@@ -16,9 +16,15 @@ public:
     /// "/".
     QUrl baseURL() const;
 
-    /// `path` (relative, without a leading slash, perhaps with a query) on the base URL. Absent when that is
-    /// no URL or would leave the API root's host.
-    std::optional<QUrl> url(const QString& path) const;
+    /// `path` (relative, without a leading slash, perhaps with a query) on the base URL. Throws APIError `invalidURL`
+    /// when that is no URL or would leave the API root, and `insecure` when it is not secure.
+    QUrl url(const QString& path) const;
+
+    /// https, or plain http that stays on this machine (localhost, 127.0.0.0/8, ::1). On any other way tokens and
+    /// passwords could be read.
+    static bool isSecure(const QUrl& url);
+    /// Why nothing is sent there; with a log line.
+    static URLError insecure(const QUrl& url);
 
     /// From the "APIBaseURL" information: quotes trimmed, a lost slash behind "https:/" mended; https only.
     static std::optional<QUrl> bundleDefault(const std::optional<QString>& information);

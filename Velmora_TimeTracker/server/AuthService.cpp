@@ -8,6 +8,7 @@
 #include "Json.h"
 #include "KeychainService.h"
 #include "Log.h"
+#include "PreferenceStore.h"
 #include "PreferenceStores.h"
 #include "RequestTokens.h"
 
@@ -79,12 +80,14 @@ Task<bool> AuthService::restore(bool hasTokens, SignIn launched) {
     return runOn(on_.worker, [this, hasTokens, launched]() -> Task<bool> {
         if (signIn_ != launched.number)
             co_return false;
-        if (hasTokens && on_.domain.hasCompany())
+        if (hasTokens && on_.domain.hasCompany() && APIEndpoints::isSecure(on_.endpoints.baseURL()))
             co_return true;
         if (hasTokens) {
-            qCCritical(Log::auth, "A sign-in without a company is forgotten");
+            qCCritical(Log::auth, "A sign-in without a company of a secure address is forgotten");
             on_.keychain.deleteAuthTokens();
         }
+        if (hasTokens || hasProfile())
+            forgetCompany();
         co_return false;
     });
 }
@@ -200,6 +203,8 @@ Task<> AuthService::postLogout(QString refreshToken) {
 
 /// The tokens first: without a company they are no sign-in, should the process die in between.
 void AuthService::enter(const QUrl& root, const AuthTokens& tokens, const QString& email) {
+    if (!APIEndpoints::isSecure(root))
+        throw APIError::network(APIEndpoints::insecure(root));
     on_.keychain.saveAuthTokens(tokens);
     on_.domain.setUser(email); // before the company: its data is this user's from then on
     on_.domain.setBaseURL(root);
@@ -214,6 +219,12 @@ AuthTokens AuthService::parsed(const TokenTexts& texts) const {
                       AuthDateParser::parse(texts.refreshExpiresAt, defaultRefreshLifetime, now),
                       texts.expiresAt,
                       texts.refreshExpiresAt};
+}
+
+/// True when somebody signed in to the stored company: without, an installation may have named it.
+bool AuthService::hasProfile() const {
+    return on_.preferences.string(PreferenceKey::userName) ||
+           on_.preferences.string(PreferenceKey::companyName);
 }
 
 void AuthService::forgetCompany() {

@@ -68,12 +68,14 @@ public:
     SignIn signIn() const;
 
     /// Completes a sign-in that left the company to be chosen: stores the tokens, the e-mail that was signed in with
-    /// and the API root of its endpoint. Throws `invalidURL` for an unusable endpoint, and nothing is stored then.
+    /// and the API root of its endpoint. Throws `invalidURL` for an unusable endpoint and `network` for an insecure
+    /// one, and nothing is stored then.
     Task<> selectCompany(QString endpoint, AuthTokens tokens, QString email);
 
     /// Once at launch, when the keyring has answered: whether there is a sign-in, which needs tokens and a company.
-    /// What is left of an incomplete one is forgotten. `launched` is the sign-in at the program's start: the answer
-    /// is too late for another one and changes nothing.
+    /// What is left of an incomplete one is forgotten: the next password must not go to the company that was left. A
+    /// base URL that nobody signed in to is kept; an installation may have stored it. `launched` is the sign-in at
+    /// the program's start: for a later one the answer comes too late, and changes nothing.
     Task<bool> restore(bool hasTokens, SignIn launched);
 
 private:
@@ -87,6 +89,7 @@ private:
     Task<> postLogout(QString refreshToken);
     void enter(const QUrl& root, const AuthTokens& tokens, const QString& email);
     AuthTokens parsed(const TokenTexts& texts) const;
+    bool hasProfile() const;
     /// Drops the base URL and the names; from here on another sign-in begins.
     void forgetCompany();
 

@@ -68,11 +68,8 @@ UploadTransport::UploadTransport(URLSession& session, const APIEndpoints& endpoi
 
 URLRequest UploadTransport::makeRequest(const QString& path, const QByteArray& method,
                                         const QByteArray& contentType) {
-    const auto url = endpoints_.url(path);
-    if (!url)
-        throw APIError::invalidURL();
     URLRequest request;
-    request.url = *url;
+    request.url = endpoints_.url(path);
     request.method = method;
     request.timeout = timeout;
     request.headers = {{"app-client", "ios"}, {"Content-Type", contentType}, {"Accept", "application/json"}};

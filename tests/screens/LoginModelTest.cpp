@@ -5,6 +5,8 @@
 
 namespace {
 
+constexpr auto notSecure = "The server's address is not secure (http, not https). Nothing was sent to it.";
+
 struct Login : ScreensFixture {
     int status = 200, configStatus = 200;
     /// What the server tells about a sign-in.
@@ -76,6 +78,9 @@ TEST_F(Login, StopsAtTheFormWithWords) {
     configStatus = 500;
     EXPECT_EQ(signIn(), "Failed to load configuration.");
     EXPECT_FALSE(world.core->appState.isAuthenticated());
+    world.core->domain.setBaseURL(QUrl("http://acme.test/api/v1/"));
+    EXPECT_EQ(signIn(), notSecure);
+    world.core->domain.setBaseURL(std::nullopt);
     status = 500;
     EXPECT_EQ(signIn(), "Login failed. Check your credentials and connection.");
     login->setNoAccountInfoShown(true);
@@ -138,6 +143,7 @@ TEST_F(Login, LetsACompanyBeChosen) {
     const auto choice = std::get<LoginPhase::CompanyChoice>(login->phase());
     EXPECT_EQ(choice.companies.front().name, "A & B"); // the recent one first
     EXPECT_EQ(choice.recentEndpoint, "recent.test");
+    EXPECT_EQ(run(login->performCompanySelect({"Plain", "http://plain.test"})), notSecure);
     EXPECT_EQ(run(login->performCompanySelect(choice.companies.back())), "");
     expectSignedIn();
     EXPECT_EQ(LastCompanyStorage::lastEndpoint(world.machine.preferences), "acme.test");

@@ -109,11 +109,35 @@ TEST_F(APIClientTest, PathsStayBelowTheRoot) {
     const QString root = "https://c.example:8443/api/v1/";
     domain.setBaseURL(QUrl(root));
     EXPECT_EQ(endpoints.url("a/../b?date=2024-05-01"), QUrl(root + "b?date=2024-05-01"));
+    const auto isRefused = [this](const char* path) {
+        try {
+            return endpoints.url(path).isEmpty();
+        } catch (const APIError& error) {
+            return error.kind() == Kind::invalidURL;
+        }
+    };
     for (const char* path : {"a/../../x", "%2e%2e/x", "a%2f..%2f..%2fx", "//evil.example/api/v1/x",
                              "http://c.example:8443/api/v1/x", "file:///etc/passwd"})
-        EXPECT_FALSE(endpoints.url(path)) << path;
+        EXPECT_TRUE(isRefused(path)) << path;
     EXPECT_EQ(outcomeOf(api.request({.path = "../x"})).failure, Kind::invalidURL);
     EXPECT_TRUE(log.lines().isEmpty() && requests.empty()) << "neither logged nor sent";
+}
+
+TEST_F(APIClientTest, PlainHttpStaysOnThisMachine) {
+    const std::pair<const char*, bool> cases[] = {
+        {"https://c.example", true},        {"http://c.example", false},   {"http://localhost:80", true},
+        {"http://LOCALHOST", true},         {"http://127.0.0.1", true},    {"http://127.255.3.4:1", true},
+        {"http://[::1]:8080", true},        {"http://[::2]", false},       {"http://128.0.0.1", false},
+        {"http://127.0.0.1.evil", false},   {"http://localhost.x", false}, {"http://0.0.0.0", false},
+        {"http://[::ffff:8.8.8.8]", false}, {"ftp://c.example", false}};
+    for (const auto& [root, isSent] : cases) {
+        requests.clear();
+        domain.setBaseURL(QUrl(QString(root) + "/api/v1/"));
+        const auto outcome = outcomeOf(api.request({.path = "p", .includeAuthorization = false}));
+        EXPECT_EQ(requests.size(), isSent ? 1u : 0u) << root;
+        EXPECT_EQ(outcome.failure, Kind::network);
+        EXPECT_EQ(log.lines(QtCriticalMsg).last().contains("its address is not https"), !isSent) << root;
+    }
 }
 
 TEST_F(APIClientTest, EachEndpointHasItsMethodTokenAndBodyOverRealHTTP) {

@@ -79,7 +79,8 @@ TEST_F(AuthServiceTest, ASignInIsStoredWhenItsCompanyIsKnown) {
     auth.login("a@b", "c4n4ry");
     pass(1);
     EXPECT_EQ(domain.getBaseURL(), APIEndpoints::fallbackURL()) << "the company is the one that answered";
-    EXPECT_FALSE(succeeds(auth.selectCompany(" ", tokensNamed("chosen"), "a@b")));
+    for (const char* unusable : {" ", "http://n.example"})
+        EXPECT_FALSE(succeeds(auth.selectCompany(unusable, tokensNamed("chosen"), "a@b")));
     EXPECT_EQ(tokens(), tokensNamed("flat"));
     EXPECT_TRUE(succeeds(auth.selectCompany("n.example", tokensNamed("chosen"), "a@b")));
     EXPECT_EQ(tokens(), tokensNamed("chosen"));

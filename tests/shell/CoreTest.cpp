@@ -22,12 +22,40 @@ TEST_F(Core, BootsFromTheCachedConfigurationAndRefreshesIt) {
     EXPECT_EQ(engine().config(), config);
 }
 
-TEST_F(Core, TakesTokensWithoutACompanyForNoSignIn) {
-    die();
-    DomainStorage(machine.preferences).setBaseURL(std::nullopt);
-    launch();
-    EXPECT_FALSE(state().isAuthenticated() || state().isRestoringSession());
-    EXPECT_FALSE(core->keychain.getAuthTokens()); // nothing can be sent with them
+TEST_F(Core, SendsNothingOverPlainHttpToAnotherMachine) {
+    signIn("http://acme.test/api/v1/");
+    machine.urlSession.requests.clear();
+    start();
+    typeFor(1300); // queue, direct heartbeats, refresh of the configuration
+    EXPECT_TRUE(machine.urlSession.requests.empty());
+    EXPECT_EQ(sql("SELECT DISTINCT retry_count FROM upload_queue"), QStringList("0"));
+}
+
+TEST_F(Core, ForgetsAtLaunchWhatIsNoSignIn) {
+    const struct {
+        const char* root; ///< Null: none.
+        bool hasTokens, hasProfile, isSignIn, keepsRoot;
+    } cases[] = {{"https://acme.test/api/v1/", true, false, true, true},
+                 {nullptr, true, true, false, false},
+                 {"http://acme.test/api/v1/", true, true, false, false},
+                 {"https://acme.test/api/v1/", false, true, false, false},
+                 {"https://acme.test/api/v1/", false, false, false, true}}; // of an installation
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        die();
+        signIn();
+        DomainStorage(machine.preferences)
+            .setBaseURL(c.root ? std::optional(QUrl(QString(c.root))) : std::nullopt);
+        if (!c.hasTokens)
+            KeychainService(machine.secrets).deleteAuthTokens();
+        UserProfileStorage::set(c.hasProfile ? std::optional<QString>("Ann") : std::nullopt, {},
+                                machine.preferences);
+        launch();
+        EXPECT_FALSE(state().isRestoringSession());
+        EXPECT_EQ(state().isAuthenticated(), c.isSignIn);
+        EXPECT_EQ(core->keychain.getAuthTokens().has_value(), c.isSignIn);
+        EXPECT_EQ(core->domain.getBaseURL().has_value(), c.keepsRoot);
+    }
 }
 
 TEST_F(Core, WaitsForALockedKeyringAndAsksForItsUnlockOnce) {

@@ -30,7 +30,7 @@ TEST(UploadFailures, endEachKindOfTaskAsTheTableTellsAndWhatIsLeftArrivesLater) 
         failures.emplace_back(QByteArray::number(status), outcomes, saying(response(status, "failed")));
     for (int code = 0; code <= int(Code::other); ++code)
         failures.emplace_back("code " + QByteArray::number(code),
-                              Code(code) <= Code::dataNotAllowed ? "oooo" : "rrrr",
+                              Code(code) <= Code::insecureConnection ? "oooo" : "rrrr",
                               Network::failure(Code(code)));
 
     LinuxURLSession http;
