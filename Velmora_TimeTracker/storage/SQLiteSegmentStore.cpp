@@ -7,14 +7,16 @@
 #include "Statement.h"
 #include "StoreStatements.h"
 
-void SQLiteStore::upsertActivitySegment(const ActivitySegmentRow& row,
+bool SQLiteStore::upsertActivitySegment(const ActivitySegmentRow& row,
                                         const std::optional<QString>& domainKey) {
     const QString domain = domainKey ? *domainKey : domain_.domainKey();
+    bool isWritten = false;
     withStatement(Sql::upsertActivitySegment, [&](Statement& statement) {
         statement.bindText(domain).bindText(row.segmentDate).bindInteger(row.segmentNumber);
         statement.bindInteger(row.activeSeconds).bindInteger(row.nonIdleSeconds);
-        statement.bindInteger(row.mouseMovements).bindInteger(row.keyboardMovements).run();
+        isWritten = statement.bindInteger(row.mouseMovements).bindInteger(row.keyboardMovements).run();
     });
+    return isWritten;
 }
 
 std::vector<SQLiteStore::ActivitySegmentRow>

@@ -103,8 +103,9 @@ public:
     std::vector<QUuid> pendingUploadTaskIds(const QUuid& sessionId, const std::vector<UploadTaskType>& types);
 
     // Activity segments.
-    /// Replaces the counters of the slot and marks it as unsent.
-    void upsertActivitySegment(const ActivitySegmentRow& row,
+    /// Adds to the counters of the slot, up to 600 seconds and 2³¹ - 1 events, and marks it as unsent. False when the
+    /// database did not take it.
+    bool upsertActivitySegment(const ActivitySegmentRow& row,
                                const std::optional<QString>& domainKey = std::nullopt);
     /// Unsent, not all zero, strictly before the open segment; in order.
     std::vector<ActivitySegmentRow> pendingActivitySegmentsForUpload(const QString& currentSegmentDate,

@@ -163,10 +163,10 @@ inline constexpr const char* upsertActivitySegment =
     "non_idle_seconds, mouse_movements, keyboard_movements, uploaded_at)\n"
     "VALUES (?, ?, ?, ?, ?, ?, ?, NULL)\n"
     "ON CONFLICT(domain_key, segment_date, segment_number) DO UPDATE SET\n"
-    "  active_seconds = excluded.active_seconds,\n"
-    "  non_idle_seconds = excluded.non_idle_seconds,\n"
-    "  mouse_movements = excluded.mouse_movements,\n"
-    "  keyboard_movements = excluded.keyboard_movements,\n"
+    "  active_seconds = min(600, active_seconds + excluded.active_seconds),\n"
+    "  non_idle_seconds = min(600, non_idle_seconds + excluded.non_idle_seconds),\n"
+    "  mouse_movements = min(2147483647, mouse_movements + excluded.mouse_movements),\n"
+    "  keyboard_movements = min(2147483647, keyboard_movements + excluded.keyboard_movements),\n"
     "  uploaded_at = NULL;";
 inline constexpr const char* pendingActivitySegmentsForUpload =
     "SELECT segment_date, segment_number, active_seconds, non_idle_seconds, mouse_movements, "

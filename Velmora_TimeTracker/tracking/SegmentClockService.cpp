@@ -3,8 +3,6 @@
 #include "Clock.h"
 #include "DomainStorage.h"
 #include "Log.h"
-#include "SQLiteStore.h"
-#include "SegmentUtils.h"
 #include "SessionManager.h"
 #include "UploadService.h"
 
@@ -16,11 +14,17 @@ namespace {
 constexpr Seconds tickInterval = 1.0;
 constexpr Seconds tickTolerance = 0.2;
 constexpr int ticksPerPersist = 60;
+constexpr Seconds rewriteInterval = 60; ///< Of what the database did not take when the clock stopped.
 
 /// The database holds 32-bit counters.
 int saturatedSum(int counter, qint64 delta) {
     constexpr qint64 largest = std::numeric_limits<int>::max();
     return static_cast<int>(std::min(largest, counter + std::clamp<qint64>(delta, 0, largest)));
+}
+
+bool hasCounts(const SQLiteStore::ActivitySegmentRow& row) {
+    return row.activeSeconds > 0 || row.nonIdleSeconds > 0 || row.mouseMovements > 0 ||
+           row.keyboardMovements > 0;
 }
 
 } // namespace
@@ -41,19 +45,19 @@ void SegmentClockService::bindToTrackingState() {
 }
 
 void SegmentClockService::setRunning(bool isTracking) {
-    if (isTracking) {
-        if (!timer_)
-            start();
-    } else {
-        flushCurrentSegment();
-        timer_.reset();
-    }
+    if (isTracking)
+        return start();
+    timer_.reset();
+    if (!flushCurrentSegment())
+        timer_ = main_.every(rewriteInterval, rewriteInterval, tickTolerance, [this] {
+            if (flushCurrentSegment())
+                timer_.reset();
+        });
 }
 
 void SegmentClockService::start() {
     flushCurrentSegment();
-    if (domainKey_ != domain_.domainKey())
-        currentSegmentDate_.reset();
+    domainKey_ = domain_.domainKey();
     timer_ = main_.every(tickInterval, tickInterval, tickTolerance, [this] { tick(); });
 }
 
@@ -61,17 +65,15 @@ void SegmentClockService::tick() {
     if (!sessionManager_)
         return;
     const auto input = sessionManager_->segmentTickInput();
-    const auto [date, number] =
-        SegmentUtils::segmentDateAndNumber(clock_.now(), sessionManager_->engineTimeZone());
-    if (!currentSegmentDate_)
-        adopt(date, number);
-    else if (hasSegment() && (*currentSegmentDate_ != date || currentSegmentNumber_ != number))
-        rollOver(date, number);
+    enter(SegmentUtils::segmentDateAndNumber(clock_.now(), sessionManager_->engineTimeZone()));
 
-    activeSeconds_ = saturatedSum(activeSeconds_, input.hadInput ? 1 : 0);
-    nonIdleSeconds_ = saturatedSum(nonIdleSeconds_, input.isTracked ? 1 : 0);
-    mouseMovements_ = saturatedSum(mouseMovements_, input.mouseDelta);
-    keyboardMovements_ = saturatedSum(keyboardMovements_, input.keyboardDelta);
+    Slot& open = slots_.back();
+    SQLiteStore::ActivitySegmentRow& counts = open.counts;
+    counts.activeSeconds = saturatedSum(counts.activeSeconds, input.hadInput ? 1 : 0);
+    counts.nonIdleSeconds = saturatedSum(counts.nonIdleSeconds, input.isTracked ? 1 : 0);
+    counts.mouseMovements = saturatedSum(counts.mouseMovements, input.mouseDelta);
+    counts.keyboardMovements = saturatedSum(counts.keyboardMovements, input.keyboardDelta);
+    open.isUsed = open.isUsed || hasCounts(counts);
     if (++ticksSinceLastPersist_ >= ticksPerPersist) {
         flushCurrentSegment();
         ticksSinceLastPersist_ = 0;
@@ -79,39 +81,36 @@ void SegmentClockService::tick() {
     sessionManager_->recordLast5MinInput(input.hadInput);
 }
 
-/// Closes the present slot and opens the given one. The closed slot's counts and the task that sends them are
-/// on disk when it returns.
-void SegmentClockService::rollOver(const QString& date, int number) {
-    qCInfo(Log::upload, "Segment rollover: %s#%d → %s#%d", qPrintable(*currentSegmentDate_),
-           currentSegmentNumber_, qPrintable(date), number);
-    if (hasCounts()) {
-        flushCurrentSegment();
-        uploads_.enqueueActivitySegmentsForUpload(SegmentUtils::DateAndNumber{date, number});
-        spawn(uploads_.processQueue(), "processQueue");
-    }
-    adopt(date, number);
-}
-
-void SegmentClockService::flushCurrentSegment() {
-    if (hasSegment() && hasCounts())
-        store_.upsertActivitySegment({*currentSegmentDate_, currentSegmentNumber_, activeSeconds_,
-                                      nonIdleSeconds_, mouseMovements_, keyboardMovements_},
-                                     domainKey_);
-}
-
-bool SegmentClockService::hasSegment() const {
-    return currentSegmentDate_ && currentSegmentNumber_ >= 0 &&
-           currentSegmentNumber_ < SegmentUtils::segmentsPerDay;
-}
-
-bool SegmentClockService::hasCounts() const {
-    return activeSeconds_ > 0 || nonIdleSeconds_ > 0 || mouseMovements_ > 0 || keyboardMovements_ > 0;
-}
-
-void SegmentClockService::adopt(const QString& date, int number) {
-    domainKey_ = domain_.domainKey();
-    currentSegmentDate_ = date;
-    currentSegmentNumber_ = number;
-    activeSeconds_ = nonIdleSeconds_ = mouseMovements_ = keyboardMovements_ = 0;
+/// Makes `present` the open slot. The counts of the slot that this closes, and the task that sends them, are on disk when it
+/// returns.
+void SegmentClockService::enter(const SegmentUtils::DateAndNumber& present) {
+    const Slot closing = slots_.empty() ? Slot() : slots_.back();
+    const auto& [domainKey, counts, isUsed] = closing;
+    if (domainKey == domainKey_ && counts.segmentDate == present.date &&
+        counts.segmentNumber == present.number)
+        return;
+    slots_.push_back({domainKey_, {present.date, present.number}});
     ticksSinceLastPersist_ = 0;
+    flushCurrentSegment();
+    if (!isUsed)
+        return;
+    qCInfo(Log::upload, "Segment rollover: %s#%d → %s#%d", qPrintable(counts.segmentDate),
+           counts.segmentNumber, qPrintable(present.date), present.number);
+    uploads_.enqueueActivitySegmentsForUpload(present);
+    spawn(uploads_.processQueue(), "processQueue");
+}
+
+bool SegmentClockService::flushCurrentSegment() {
+    while (slots_.size() > 1 && write(slots_.front()))
+        slots_.pop_front();
+    return slots_.empty() || (slots_.size() == 1 && write(slots_.front()));
+}
+
+/// True when nothing of the slot is left to write.
+bool SegmentClockService::write(Slot& slot) {
+    SQLiteStore::ActivitySegmentRow& counts = slot.counts;
+    if (hasCounts(counts) && !store_.upsertActivitySegment(counts, slot.domainKey))
+        return false;
+    counts = {counts.segmentDate, counts.segmentNumber};
+    return true;
 }

@@ -1,22 +1,23 @@
 #pragma once
 
 #include "Executor.h"
+#include "SQLiteStore.h"
+#include "SegmentUtils.h"
 
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <deque>
 #include <memory>
-#include <optional>
 
 class Clock;
 class DomainStorage;
-class SQLiteStore;
 class SessionManager;
 class UploadService;
 
-/// Accumulates, second by second, how much of the current 10-minute slot was active, and writes the slot to
-/// the database. The counters are the truth of the open slot: each write replaces the row, after a restart of
-/// the program with smaller figures. Main thread; what is handed in must outlive it, but for the engine.
+/// Counts, second by second, how much of the current 10-minute slot was active, and adds it to the slot's row in the
+/// database. Counts that the database does not take stay in memory and are written again each minute. Main thread; what is
+/// handed in must outlive it, but for the engine.
 class SegmentClockService : public QObject {
 public:
     SegmentClockService(SessionManager& sessionManager, SQLiteStore& store, const DomainStorage& domain,
@@ -27,16 +28,20 @@ public:
     /// Ticks once a second from now on; a clock that runs already begins anew. The slot goes on, but not for another
     /// company.
     void start();
-    /// Writes the open slot as it stands; the counters stay.
-    void flushCurrentSegment();
+    /// Adds what was counted since the last write to the database. False when some of it is still to be written.
+    bool flushCurrentSegment();
 
 private:
+    struct Slot {
+        QString domainKey;                      ///< The company for which it is counted.
+        SQLiteStore::ActivitySegmentRow counts; ///< Since they were last written.
+        bool isUsed = false;                    ///< Something was counted in it, written or not.
+    };
+
     void setRunning(bool isTracking);
     void tick();
-    bool hasSegment() const;
-    bool hasCounts() const;
-    void rollOver(const QString& date, int number);
-    void adopt(const QString& date, int number);
+    void enter(const SegmentUtils::DateAndNumber& present);
+    bool write(Slot& slot);
 
     QPointer<SessionManager> sessionManager_;
     SQLiteStore& store_;
@@ -45,12 +50,7 @@ private:
     Clock& clock_;
     Executor& main_;
     std::unique_ptr<Executor::Timer> timer_;
-    std::optional<QString> currentSegmentDate_;
-    QString domainKey_;             ///< The company for which the present slot was counted.
-    int currentSegmentNumber_ = -1; ///< Outside 0 to 143: no segment.
-    int activeSeconds_ = 0;
-    int nonIdleSeconds_ = 0;
-    int mouseMovements_ = 0;
-    int keyboardMovements_ = 0;
+    QString domainKey_;      ///< The company for which the clock runs.
+    std::deque<Slot> slots_; ///< The last is the open one; those before it are closed and not yet written.
     int ticksSinceLastPersist_ = 0;
 };

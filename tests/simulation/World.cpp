@@ -230,12 +230,10 @@ void World::noteRunning() {
         return;
     constexpr double piece = 300;
     const double zero = truth_.start().secondsSince1970();
-    const auto offset = [this](Date date) { return companyTime(date).offsetFromUtc(); };
     for (double& at = slotsCounted_; at < to;) {
         const double end = std::min(to, (std::floor((at + zero) / piece + 1e-9) + 1) * piece - zero);
         const Date middle = truth_.start() + (at + end) / 2;
         Slot& slot = slots_[slotOf(middle)];
-        slot.isShort = slot.isShort || offset(middle - 3600) > offset(middle + 3600);
         slot.ran += end - at;
         slot.countedUntil = platform_.timeline.uptime();
         at = end;
@@ -303,7 +301,7 @@ void World::die() {
             TrackingHeartbeat::clear(seen_.session, platform_.preferences);
     }
     for (const double late : {0.0, Truth::tickSlack}) // the last tick may have been in the slot before
-        slots_[slotOf(platform_.timeline.date() - late)].isShort = true;
+        slots_[slotOf(platform_.timeline.date() - late)].lost += Truth::crashLoss;
     endProcess();
     lostPictures_ = std::clamp(missingPictures(), lostPictures_, lostPictures_ + 1);
 }

@@ -76,7 +76,7 @@ private:
         double ran = 0;
         int edges = 0; ///< Beginnings and ends of running in it: each may count a second more or less.
         int touches = 0, events = 0; ///< What was typed and moved while it ran: how often, and how much.
-        bool isShort = false; ///< The counters began anew in it, or the clock repeated it: it may hold less.
+        double lost = 0;          ///< What deaths may have taken: the seconds since the last write of each.
         Seconds countedUntil = 0; ///< Uptime at which something last ran in it.
     };
 

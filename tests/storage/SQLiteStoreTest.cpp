@@ -180,3 +180,16 @@ TEST_F(SQLite, GivesNoTaskOfAnUnreadableRowAndFreshIdsForBadOnes) {
         EXPECT_TRUE(!task || !(task->id.isNull() || task->sessionId.isNull()));
     }
 }
+
+TEST_F(SQLite, AddsToASlotAsMuchAsItCanHold) {
+    constexpr int most = std::numeric_limits<int>::max();
+    for (int i = 0; i < 2; ++i)
+        store->upsertActivitySegment({"2023-11-14", 5, 400, 200, most, 7});
+    EXPECT_EQ(store->pendingActivitySegmentsForUpload("2023-11-14", 6),
+              (std::vector{SQLiteStore::ActivitySegmentRow{"2023-11-14", 5, 600, 400, most, 14}}));
+    store->markActivitySegmentUploaded("2023-11-14", 5);
+    EXPECT_TRUE(store->upsertActivitySegment({"2023-11-14", 5, 0, 0, 0, 1}));
+    EXPECT_EQ(store->pendingActivitySegmentsForUpload("2023-11-14", 6).size(), 1U) << "it has grown since";
+    sql("DROP TABLE activity_segments");
+    EXPECT_FALSE(store->upsertActivitySegment({"2023-11-14", 5, 1, 1, 1, 1}));
+}

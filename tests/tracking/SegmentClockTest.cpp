@@ -2,6 +2,8 @@
 
 #include "EngineTest.h"
 
+#include <QJsonArray>
+
 namespace {
 
 struct SegmentClock : EngineTest {
@@ -55,7 +57,7 @@ TEST_F(SegmentClock, KeepsTheCountsOfOneCompanyOutOfTheNext) {
               (QStringList{"acme.test|30", "b.test|10"}));
 }
 
-TEST_F(SegmentClock, OverwritesTheSlotAfterARestartAndFollowsTheCompanysZone) {
+TEST_F(SegmentClock, AddsToTheSlotAfterARestartAndFollowsTheCompanysZone) {
     world.tick(120);
     world.restart();
     engine().resumeInterruptedSession();
@@ -64,5 +66,40 @@ TEST_F(SegmentClock, OverwritesTheSlotAfterARestartAndFollowsTheCompanysZone) {
     world.applyConfig();
     world.tick(30);
     engine().stopTracking();
-    EXPECT_EQ(slots(), (QStringList{"2024-05-15|30|0|30|0|0", "2024-05-15|54|0|60|0|0"}));
+    EXPECT_EQ(slots(), (QStringList{"2024-05-15|30|0|30|0|0", "2024-05-15|54|0|180|0|0"}));
+}
+
+TEST_F(SegmentClock, AddsToASlotThatAClockSetBackEntersAgainAndSendsTheSum) {
+    world.typeFor(100);
+    world.jumpTo("2024-05-15T09:15:00Z"); // slot 54 closes and is sent
+    world.typeFor(50);
+    world.jumpTo("2024-05-15T09:05:00Z");
+    world.typeFor(20);
+    world.jumpTo("2024-05-15T09:18:00Z");
+    world.typeFor(10);
+    engine().stopTracking();
+    EXPECT_EQ(slots(), (QStringList{"2024-05-15|54|120|120|0|120", "2024-05-15|55|60|60|0|60"}));
+    EXPECT_EQ(world.bodies("segments/batch").back()["segments"][0]["key_press_count"], 120);
+}
+
+TEST_F(SegmentClock, KeepsTheCountsThatTheDatabaseDidNotTake) {
+    world.sql(
+        "CREATE TRIGGER refusing BEFORE INSERT ON activity_segments BEGIN SELECT RAISE(ABORT, 'full'); END");
+    world.typeFor(1000); // over the end of a slot
+    engine().stopTracking();
+    EXPECT_EQ(slots(), QStringList());
+    world.sql("DROP TRIGGER refusing");
+    world.tick(61);
+    EXPECT_EQ(slots(), (QStringList{"2024-05-15|54|569|569|0|569", "2024-05-15|55|431|431|0|431"}));
+}
+
+TEST_F(SegmentClock, IsOnDiskWhenTheMachineSleepsOrEnds) {
+    world.typeFor(30);
+    world.machine.power.willSleep();
+    world.tick(0);
+    EXPECT_EQ(slots(), QStringList{"2024-05-15|54|30|30|0|30"});
+    resume();
+    world.typeFor(20);
+    world.machine.power.willTerminate();
+    EXPECT_EQ(slots(), QStringList{"2024-05-15|54|50|50|0|50"});
 }

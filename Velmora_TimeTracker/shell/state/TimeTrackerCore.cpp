@@ -172,23 +172,24 @@ Task<bool> TimeTrackerCore::refreshTokens() {
 }
 
 void TimeTrackerCore::listenToPower() {
-    const auto later = [this](auto handle) {
-        return [weak = QPointer(&sessionManager), &main = platform.main, handle] {
-            main.post([weak, handle] {
-                if (weak)
-                    (weak.data()->*handle)();
-            });
+    const auto atOnce = [weak = QPointer(this)](void (SessionManager::*handle)()) {
+        return [weak, handle] {
+            if (weak)
+                weak->handlePower(handle);
         };
     };
+    const auto later = [&main = platform.main](auto job) { return [&main, job] { main.post(job); }; };
     PowerEvents::Handlers handlers;
-    handlers.willSleep = later(&SessionManager::handleWillSleep);
-    handlers.didWake = later(&SessionManager::handleDidWake);
-    // At once: the process ends when the handler returned.
-    handlers.willTerminate = [weak = QPointer(&sessionManager)] {
-        if (weak)
-            weak->handleWillTerminate();
-    };
+    handlers.willSleep = later(atOnce(&SessionManager::handleWillSleep));
+    handlers.didWake = later(atOnce(&SessionManager::handleDidWake));
+    handlers.willTerminate = atOnce(&SessionManager::handleWillTerminate); // the process ends when it returns
     platform.power.start(std::move(handlers));
+}
+
+/// The slot is written at each of these moments, since the machine may not wake from its sleep.
+void TimeTrackerCore::handlePower(void (SessionManager::*handle)()) {
+    (sessionManager.*handle)();
+    segmentClock.flushCurrentSegment();
 }
 
 /// The notifications come on the worker and are acted upon on the main thread.

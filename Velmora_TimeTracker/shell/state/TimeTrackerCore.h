@@ -85,6 +85,7 @@ private:
     void presentTakeover();
     void handleSessionInvalidated();
     void listenToPower();
+    void handlePower(void (SessionManager::*handle)());
     void listenToUploads();
 
     bool isAskingAboutIdleness_ = false;
