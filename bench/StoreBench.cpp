@@ -205,6 +205,7 @@ std::vector<Operation> operations(Sides& sides) {
                  .integer(2)
                  .integer(3)
                  .integer(4)
+                 .text("")
                  .run();
          }},
         {"pendingActivitySegments (144 rows)",

@@ -14,7 +14,8 @@ bool SQLiteStore::upsertActivitySegment(const ActivitySegmentRow& row,
     withStatement(Sql::upsertActivitySegment, [&](Statement& statement) {
         statement.bindText(domain).bindText(row.segmentDate).bindInteger(row.segmentNumber);
         statement.bindInteger(row.activeSeconds).bindInteger(row.nonIdleSeconds);
-        isWritten = statement.bindInteger(row.mouseMovements).bindInteger(row.keyboardMovements).run();
+        statement.bindInteger(row.mouseMovements).bindInteger(row.keyboardMovements);
+        isWritten = statement.bindText(row.timezone).run();
     });
     return isWritten;
 }
@@ -28,7 +29,8 @@ SQLiteStore::pendingActivitySegmentsForUpload(const QString& currentSegmentDate,
         statement.bindInteger(currentSegmentNumber);
         while (statement.step()) {
             rows.push_back({statement.text(0).value_or(QString()), statement.integer(1), statement.integer(2),
-                            statement.integer(3), statement.integer(4), statement.integer(5)});
+                            statement.integer(3), statement.integer(4), statement.integer(5),
+                            statement.text(6).value_or(QString())});
         }
     });
     return rows;

@@ -37,12 +37,14 @@ public:
         other,       ///< The disk reports errors, or the file is damaged.
     };
     struct ActivitySegmentRow {
-        QString segmentDate; ///< "yyyy-MM-dd" in the API time zone
+        QString segmentDate; ///< "yyyy-MM-dd" in `timezone`
         int segmentNumber = 0;
         int activeSeconds = 0;
         int nonIdleSeconds = 0;
         int mouseMovements = 0;
         int keyboardMovements = 0;
+        QString timezone =
+            {}; ///< IANA identifier of the zone that named the slot; empty when an earlier version wrote it.
 
         friend bool operator==(const ActivitySegmentRow&, const ActivitySegmentRow&) = default;
     };

@@ -53,6 +53,7 @@ inline constexpr const char* tables[] = {
   mouse_movements INTEGER NOT NULL DEFAULT 0,
   keyboard_movements INTEGER NOT NULL DEFAULT 0,
   uploaded_at REAL,
+  timezone TEXT NOT NULL DEFAULT '',
   PRIMARY KEY (domain_key, segment_date, segment_number)
 );)",
 };
@@ -71,6 +72,8 @@ inline constexpr ColumnMigration columnMigrations[] = {
      "ALTER TABLE upload_queue ADD COLUMN domain_key TEXT NOT NULL DEFAULT 'global';"},
     {"upload_queue", "next_attempt_at",
      "ALTER TABLE upload_queue ADD COLUMN next_attempt_at REAL NOT NULL DEFAULT 0;"},
+    {"activity_segments", "timezone",
+     "ALTER TABLE activity_segments ADD COLUMN timezone TEXT NOT NULL DEFAULT '';"},
 };
 
 inline constexpr const char* indices[] = {
@@ -158,10 +161,11 @@ inline constexpr const char* pendingUploadTaskIdsTail =
 
 // Activity segments.
 
+/// A slot that is entered again keeps its first zone, under which the server may know it already.
 inline constexpr const char* upsertActivitySegment =
     "INSERT INTO activity_segments (domain_key, segment_date, segment_number, active_seconds, "
-    "non_idle_seconds, mouse_movements, keyboard_movements, uploaded_at)\n"
-    "VALUES (?, ?, ?, ?, ?, ?, ?, NULL)\n"
+    "non_idle_seconds, mouse_movements, keyboard_movements, timezone, uploaded_at)\n"
+    "VALUES (?, ?, ?, ?, ?, ?, ?, ?, NULL)\n"
     "ON CONFLICT(domain_key, segment_date, segment_number) DO UPDATE SET\n"
     "  active_seconds = min(600, active_seconds + excluded.active_seconds),\n"
     "  non_idle_seconds = min(600, non_idle_seconds + excluded.non_idle_seconds),\n"
@@ -170,7 +174,7 @@ inline constexpr const char* upsertActivitySegment =
     "  uploaded_at = NULL;";
 inline constexpr const char* pendingActivitySegmentsForUpload =
     "SELECT segment_date, segment_number, active_seconds, non_idle_seconds, mouse_movements, "
-    "keyboard_movements\n"
+    "keyboard_movements, timezone\n"
     "FROM activity_segments\n"
     "WHERE domain_key = ? AND uploaded_at IS NULL\n"
     "AND (segment_date < ? OR (segment_date = ? AND segment_number < ?))\n"

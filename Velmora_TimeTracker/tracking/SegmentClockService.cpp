@@ -65,7 +65,7 @@ void SegmentClockService::tick() {
     if (!sessionManager_)
         return;
     const auto input = sessionManager_->segmentTickInput();
-    enter(SegmentUtils::segmentDateAndNumber(clock_.now(), sessionManager_->engineTimeZone()));
+    enter(clock_.now(), sessionManager_->engineTimeZone());
 
     Slot& open = slots_.back();
     SQLiteStore::ActivitySegmentRow& counts = open.counts;
@@ -81,15 +81,16 @@ void SegmentClockService::tick() {
     sessionManager_->recordLast5MinInput(input.hadInput);
 }
 
-/// Makes `present` the open slot. The counts of the slot that this closes, and the task that sends them, are on disk when it
+/// Makes the slot of `now` the open one. The counts of the slot that this closes, and the task that sends them, are on disk when it
 /// returns.
-void SegmentClockService::enter(const SegmentUtils::DateAndNumber& present) {
+void SegmentClockService::enter(Date now, const QTimeZone& zone) {
+    const SegmentUtils::DateAndNumber present = SegmentUtils::segmentDateAndNumber(now, zone);
     const Slot closing = slots_.empty() ? Slot() : slots_.back();
     const auto& [domainKey, counts, isUsed] = closing;
     if (domainKey == domainKey_ && counts.segmentDate == present.date &&
         counts.segmentNumber == present.number)
         return;
-    slots_.push_back({domainKey_, {present.date, present.number}});
+    slots_.push_back({domainKey_, {present.date, present.number, 0, 0, 0, 0, QString::fromUtf8(zone.id())}});
     ticksSinceLastPersist_ = 0;
     flushCurrentSegment();
     if (!isUsed)
@@ -111,6 +112,6 @@ bool SegmentClockService::write(Slot& slot) {
     SQLiteStore::ActivitySegmentRow& counts = slot.counts;
     if (hasCounts(counts) && !store_.upsertActivitySegment(counts, slot.domainKey))
         return false;
-    counts = {counts.segmentDate, counts.segmentNumber};
+    counts = {counts.segmentDate, counts.segmentNumber, 0, 0, 0, 0, counts.timezone};
     return true;
 }

@@ -40,7 +40,7 @@ private:
 
     void setRunning(bool isTracking);
     void tick();
-    void enter(const SegmentUtils::DateAndNumber& present);
+    void enter(Date now, const QTimeZone& zone);
     bool write(Slot& slot);
 
     QPointer<SessionManager> sessionManager_;

@@ -34,7 +34,7 @@ QByteArray SegmentBatch::build(const std::vector<SQLiteStore::ActivitySegmentRow
     for (const SQLiteStore::ActivitySegmentRow& row : rows)
         segments.append(QJsonObject{{"segment_date", row.segmentDate},
                                     {"segment_number", row.segmentNumber},
-                                    {"timezone", timezoneIdentifier},
+                                    {"timezone", row.timezone.isEmpty() ? timezoneIdentifier : row.timezone},
                                     {"activity_rate", percentOfSegment(row.activeSeconds)},
                                     {"mouse_movements", row.mouseMovements},
                                     {"key_press_count", row.keyboardMovements},

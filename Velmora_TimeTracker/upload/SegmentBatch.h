@@ -11,6 +11,7 @@
 /// The wire forms of the segment batch. Pure; any thread.
 namespace SegmentBatch {
 
+/// `timezoneIdentifier` stands in for the zone of rows that have none.
 QByteArray build(const std::vector<SQLiteStore::ActivitySegmentRow>& rows, const QString& deviceId,
                  const QString& timezoneIdentifier);
 

@@ -209,11 +209,13 @@ TEST_F(SQLiteDamage, BringsOlderFilesUpToDate) {
     sql("DROP INDEX idx_upload_queue_lookup; DROP INDEX idx_upload_queue_order;"
         "DROP INDEX idx_sessions_domain; DROP INDEX idx_session_history_domain;"
         "ALTER TABLE sessions DROP COLUMN domain_key; ALTER TABLE session_history DROP COLUMN domain_key;"
-        "ALTER TABLE upload_queue DROP COLUMN next_attempt_at");
+        "ALTER TABLE upload_queue DROP COLUMN next_attempt_at;"
+        "ALTER TABLE activity_segments DROP COLUMN timezone");
     open();
     EXPECT_EQ(sql("SELECT domain_key FROM sessions; SELECT domain_key FROM session_history;"
-                  "SELECT domain_key, next_attempt_at FROM upload_queue"),
-              "global, global, acme.test 0.0"); // one of the later columns was there
+                  "SELECT domain_key, next_attempt_at FROM upload_queue;"
+                  "SELECT active_seconds, timezone FROM activity_segments"),
+              "global, global, acme.test 0.0, 1 "); // one of the later columns was there
     EXPECT_TRUE(works(*store) && databasesAside() == 0);
 }
 

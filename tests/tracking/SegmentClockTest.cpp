@@ -103,3 +103,17 @@ TEST_F(SegmentClock, IsOnDiskWhenTheMachineSleepsOrEnds) {
     world.machine.power.willTerminate();
     EXPECT_EQ(slots(), QStringList{"2024-05-15|54|50|50|0|50"});
 }
+
+TEST_F(SegmentClock, SendsEachSlotWithTheZoneThatNamedIt) {
+    world.config.appTimezone = "America/New_York";
+    world.applyConfig();
+    world.typeFor(30);
+    world.sql("INSERT INTO activity_segments (domain_key, segment_date, segment_number, active_seconds) "
+              "VALUES ('acme.test', '2024-05-14', 7, 1)"); // of an earlier version, which kept no zone
+    world.config.appTimezone = "Europe/Berlin";            // hours ahead: the slot of New York is closed
+    world.applyConfig();
+    world.typeFor(5);
+    const QJsonArray sent = world.bodies("segments/batch").back()["segments"].toArray();
+    EXPECT_EQ(sent.at(0)["timezone"], "Europe/Berlin");
+    EXPECT_EQ(sent.at(1)["timezone"], "America/New_York");
+}

@@ -89,10 +89,10 @@ TEST_F(Upload, launchMendsTheQueueAndAdoptsStrandedPictures) {
     sql("UPDATE upload_queue SET status = 'inProgress', retry_count = 3, next_attempt_at = 1e10");
     store->enqueueUploadTask(storedTask(2, heartbeat), "global");
     sql("INSERT INTO sessions VALUES ('a','global','','','',x'',1);"
-        "INSERT INTO activity_segments VALUES ('global','2023-11-01',1,1,1,1,1,NULL),"
-        "('acme.test','2023-11-01',2,0,0,0,0,NULL),('acme.test','2020-01-01',3,1,0,0,0,NULL),"
-        "('other.test','2023-10-15',4,1,0,0,0,NULL),('other.test','2023-10-16',5,1,0,0,0,NULL),"
-        "('other.test','2020-01-01',6,1,0,0,0,5)");
+        "INSERT INTO activity_segments VALUES ('global','2023-11-01',1,1,1,1,1,NULL,''),"
+        "('acme.test','2023-11-01',2,0,0,0,0,NULL,''),('acme.test','2020-01-01',3,1,0,0,0,NULL,''),"
+        "('other.test','2023-10-15',4,1,0,0,0,NULL,''),('other.test','2023-10-16',5,1,0,0,0,NULL,''),"
+        "('other.test','2020-01-01',6,1,0,0,0,5,'')");
     const Seconds week = 604800;
     const std::pair<QString, char> files[] = {
         // 'a'dopted, 'k'ept as it is, 'd'eleted
