@@ -3,13 +3,24 @@
 #include "SQLiteStore.h"
 #include "SessionOperation.h"
 
+#include <QPointer>
+
 namespace {
 constexpr qint64 defaultIdleMinutes = 5;
 }
 
 void SessionManager::configureAndStartIdleDetector() {
-    on_.idleDetector.onIdle = later(&SessionManager::handleIdleDetected);
-    on_.idleDetector.onActive = later(&SessionManager::handleIdleEnded);
+    // A notice that was posted before the detector was started anew says nothing of the session as it is now.
+    const auto notice = [this](void (SessionManager::*handle)()) {
+        return [weak = QPointer(this), &main = on_.main, handle](IdleDetector::Run run) {
+            main.post([weak, handle, run] {
+                if (weak && weak->on_.idleDetector.isCurrent(run))
+                    (weak.data()->*handle)();
+            });
+        };
+    };
+    on_.idleDetector.onIdle = notice(&SessionManager::handleIdleDetected);
+    on_.idleDetector.onActive = notice(&SessionManager::handleIdleEnded);
     on_.idleDetector.start(config_ ? config_->idleMinutesThreshold : defaultIdleMinutes);
 }
 

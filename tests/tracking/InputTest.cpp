@@ -19,8 +19,12 @@ struct Input : testing::Test {
     std::optional<IdleDetector> detector{std::in_place, input, utility};
 
     Input() {
-        detector->onIdle = [this] { notices << QString("idle@%1").arg(timeline.uptime()); };
-        detector->onActive = [this] { notices << QString("active@%1").arg(timeline.uptime()); };
+        detector->onIdle = [this](IdleDetector::Run) {
+            notices << QString("idle@%1").arg(timeline.uptime());
+        };
+        detector->onActive = [this](IdleDetector::Run) {
+            notices << QString("active@%1").arg(timeline.uptime());
+        };
     }
 };
 

@@ -104,6 +104,26 @@ TEST_F(SessionIdle, LetsAQuestionLapseWithItsPause) {
     expectLapse([this] { world.jumpTo("2024-05-16T00:00:05Z"), world.tick(2); }, true, true);
 }
 
+TEST_F(SessionIdle, IgnoresANoticeThatWasUnderWayWhenTheSessionWasResumed) {
+    // The detector checks in five seconds and posts its notice; the resume of that moment is handled before it.
+    const auto resumeBesideTheNextCheck = [this] {
+        const auto pressed = world.machine.main.after(5, [this] { resume(); });
+        world.tick(10);
+        EXPECT_FALSE(engine().isPaused() || engine().needsIdleDecision());
+        EXPECT_TRUE(engine().isTracking());
+        engine().stopTracking();
+    };
+    for (const char* action : {"ask", "pause", "stop"}) { // its end
+        workAndLeave(action);
+        touch();
+        resumeBesideTheNextCheck();
+    }
+    world.start(); // its beginning
+    engine().pauseTracking();
+    world.tick(295);
+    resumeBesideTheNextCheck();
+}
+
 TEST_F(SessionIdle, BillsNothingWithoutAnyInputAndLeavesAPauseByHandAlone) {
     world.start();
     world.tick(310);
