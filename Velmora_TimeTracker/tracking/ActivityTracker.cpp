@@ -40,9 +40,11 @@ void ActivityTracker::stop() {
     // Ends outside the lock, since ending it waits for a handler that may be waiting for the lock.
 }
 
-void ActivityTracker::reset() {
+void ActivityTracker::reset(const ActivitySnapshot& counted, Seconds totalTrackedSeconds) {
     const std::lock_guard guard(state_);
-    mouseMoves_ = keyboardEvents_ = activeSecondsCount_ = 0;
+    mouseMoves_ = counted.mouseMoves;
+    keyboardEvents_ = counted.keyboardEvents;
+    activeSeconds_ = counted.activityScore / 100.0 * totalTrackedSeconds;
     hadInputThisSecond_ = false;
     mouseMovesThisSecond_ = keyboardEventsThisSecond_ = 0;
     lastInputAt_.reset();
@@ -61,7 +63,7 @@ ActivityTracker::Delta ActivityTracker::getAndResetMouseKeyboardDeltaThisSecond(
 
 void ActivityTracker::recordActiveSecondForSession() {
     const std::lock_guard guard(state_);
-    ++activeSecondsCount_;
+    activeSeconds_ += 1;
 }
 
 std::optional<Date> ActivityTracker::latestInputAt() const {
@@ -71,9 +73,7 @@ std::optional<Date> ActivityTracker::latestInputAt() const {
 
 ActivitySnapshot ActivityTracker::snapshot(Seconds totalTrackedSeconds) const {
     const std::lock_guard guard(state_);
-    const double score = totalTrackedSeconds > 0
-                             ? static_cast<double>(activeSecondsCount_) / totalTrackedSeconds * 100.0
-                             : 0.0;
+    const double score = totalTrackedSeconds > 0 ? activeSeconds_ / totalTrackedSeconds * 100.0 : 0.0;
     return {mouseMoves_, keyboardEvents_, std::clamp(score, 0.0, 100.0)};
 }
 

@@ -23,8 +23,8 @@ public:
     bool start();
     /// The counters stay. Waits for a handler that is running.
     void stop();
-    /// Zeroes everything; for a new session.
-    void reset();
+    /// Begins a session that has these counts already, and this score of `totalTrackedSeconds`. A new session has none.
+    void reset(const ActivitySnapshot& counted = {}, Seconds totalTrackedSeconds = 0);
 
     /// Each of these two reads and clears in one step.
     bool consumeHadInputThisSecond();
@@ -49,7 +49,7 @@ private:
     std::unique_ptr<InputEventTap> eventTap_;
     qint64 mouseMoves_ = 0;
     qint64 keyboardEvents_ = 0;
-    qint64 activeSecondsCount_ = 0;
+    Seconds activeSeconds_ = 0;
     bool hadInputThisSecond_ = false;
     qint64 mouseMovesThisSecond_ = 0;
     qint64 keyboardEventsThisSecond_ = 0;

@@ -343,6 +343,7 @@ void SessionManager::closeCurrentInterval(Date now) {
     if (!currentSession_ || currentSession_->intervals.empty() || currentSession_->intervals.back().stoppedAt)
         return;
     currentSession_->intervals.back().stoppedAt = endOfRunning(now);
+    copyCounts(*currentSession_, now);
     save();
 }
 

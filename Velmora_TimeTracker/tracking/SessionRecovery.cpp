@@ -115,7 +115,8 @@ void SessionManager::resumeInterruptedSession() {
     refreshBesideServer(localBefore);
     enqueueStart();
     TrackingHeartbeat::record(session.id, now, on_.preferences);
-    on_.activityTracker.reset(); // of another session of this run
+    on_.activityTracker.reset({session.mouseCount, session.keyboardCount, session.activityScore},
+                              SessionArithmetic::sessionTotal(session, now));
     on_.activityTracker.start();
     configureAndStartIdleDetector();
     startTicker();

@@ -82,6 +82,21 @@ TEST_F(SessionRecovery, CutsARunningSessionInTwoAtMidnight) {
     EXPECT_EQ(world.machine.displays.picturesTaken, pictures + 1); // a schedule of its own
 }
 
+TEST_F(SessionRecovery, GoesOnFromTheStoredCounts) {
+    world.start();
+    world.typeFor(3600);
+    world.machine.power.willTerminate(); // the counts are on disk, not only those of the last picture
+    world.restart();
+    engine().resumeInterruptedSession();
+    world.typeFor(60);
+    EXPECT_EQ(engine().keyboardEvents(), 3660);
+    world.tick(240);
+    engine().stopTracking();
+    EXPECT_EQ(lastFinished().keyboardCount, 3660);
+    EXPECT_EQ(lastFinished().mouseCount, 0);
+    EXPECT_NEAR(lastFinished().activityScore, 100 * 3660 / 3900.0, 0.1);
+}
+
 TEST_F(SessionRecovery, RollsAPausedSessionOverWithoutAnInterval) {
     startAt("2024-05-15T23:50:00Z");
     engine().pauseTracking();
