@@ -15,6 +15,7 @@
 #include "Task.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -157,8 +158,7 @@ void ScreenCaptureService::Cycle::report(CaptureOutcome outcome) const {
     case CaptureOutcome::captured:
         qCInfo(Log::capture,
                "Posting captureComplete notification to trigger heartbeat and screenshot upload");
-        if (callbacks->onCaptureComplete)
-            callbacks->onCaptureComplete();
+        callbacks->onCaptureComplete();
         CaptureFolder::cleanupOldCaptures(directory, CaptureFolder::maxFileCount,
                                           [this] { return on.store.pendingUploadFilePaths(); });
         break;
@@ -168,6 +168,7 @@ void ScreenCaptureService::Cycle::report(CaptureOutcome outcome) const {
     case CaptureOutcome::localFailure:
         qCCritical(Log::capture, "Screenshot cycle skipped: local capture failure (not treated as permission "
                                  "loss; will retry next interval)");
+        callbacks->onCaptureFailed();
         break;
     }
 }
@@ -188,32 +189,46 @@ ScreenCaptureService::~ScreenCaptureService() {
 
 void ScreenCaptureService::start(QUuid sessionId, qint64 intervalMinutes, Callbacks callbacks) {
     const auto shared = std::make_shared<const Callbacks>(std::move(callbacks));
-    const qint64 interval = std::clamp<qint64>(intervalMinutes, 1, maxIntervalMinutes) * 60;
     on_.queue.sync([&] {
+        halt();
+        interval_ = static_cast<Seconds>(std::clamp<qint64>(intervalMinutes, 1, maxIntervalMinutes) * 60);
+        const bool goesOn = std::exchange(sessionId_, sessionId) == sessionId;
+        const Seconds first = goesOn ? std::clamp(left_, 0.0, interval_) : firstCaptureAfter;
+        due_ = uptime() + first;
         capturesDirectory_ = CaptureFolder::capturesDirectory(on_.information, on_.domain);
         ApplicationFolder::create(capturesDirectory_);
-        qCInfo(Log::capture, "Screenshot timer started: first capture in 1 min, then every %llds", interval);
-        timer_ = on_.queue.every(firstCaptureAfter, static_cast<Seconds>(interval), leeway,
-                                 [this, sessionId, shared] { tick(sessionId, shared); });
+        qCInfo(Log::capture, "Screenshot timer started: first capture in %.0fs, then every %.0fs", first,
+               interval_);
+        timer_ = on_.queue.every(first, interval_, leeway, [this, shared] { tick(shared); });
     });
 }
 
 void ScreenCaptureService::stop() {
-    on_.queue.sync([this] { timer_.reset(); });
+    on_.queue.sync([this] { halt(); });
 }
 
-void ScreenCaptureService::tick(const QUuid& sessionId, std::shared_ptr<const Callbacks> callbacks) {
+void ScreenCaptureService::halt() {
+    if (std::exchange(timer_, nullptr))
+        left_ = due_ - uptime();
+}
+
+Seconds ScreenCaptureService::uptime() const {
+    return std::chrono::duration<Seconds>(on_.clock.uptime()).count();
+}
+
+void ScreenCaptureService::tick(std::shared_ptr<const Callbacks> callbacks) {
     if (!callbacks->shouldCapture()) {
         qCInfo(Log::capture, "Screenshot skipped: shouldCapture=false (paused/idle/not tracking)");
         return;
     }
+    due_ = std::max(due_ + interval_, uptime());
     if (!on_.permissions.canRecordScreen()) {
         qCCritical(Log::capture, "Screenshot skipped: screen recording permission denied");
         callbacks->onPermissionLost();
         return;
     }
     // Nothing waits for the cycle: a slow one may overlap the next tick.
-    on_.utility.post([cycle = Cycle{on_, sessionId, capturesDirectory_, std::move(callbacks), alive_}] {
+    on_.utility.post([cycle = Cycle{on_, sessionId_, capturesDirectory_, std::move(callbacks), alive_}] {
         spawn(Cycle::run(cycle), "capture cycle");
     });
 }

@@ -15,8 +15,8 @@ class DomainStorage;
 class Permissions;
 class SQLiteStore;
 
-/// Takes a JPEG of every display at a fixed interval while a session runs, and tells its owner what became of
-/// each cycle. A failure that proves nothing about the permission only skips its cycle. Used on the main
+/// Takes a JPEG of every display at a fixed interval while a session runs, and reports the outcome of each cycle to
+/// its owner. A failure that proves nothing about the permission only skips its cycle. Used on the main
 /// thread; nothing fails outwards but through the callbacks.
 class ScreenCaptureService {
 public:
@@ -32,11 +32,12 @@ public:
         Executor& queue;   ///< "com.velmora.timetracker.screencapture": the timer and the probe
         Executor& utility; ///< the capture cycles
     };
-    /// Called on `queue` or `utility`, never on the main thread.
+    /// Called on `queue` or `utility`, never on the main thread; of the last three, one for each cycle.
     struct Callbacks {
         std::function<bool()> shouldCapture;
         std::function<void()> onPermissionLost;
-        std::function<void()> onCaptureComplete; ///< May be empty.
+        std::function<void()> onCaptureComplete;
+        std::function<void()> onCaptureFailed; ///< For a passing reason.
     };
 
     explicit ScreenCaptureService(const Dependencies& dependencies);
@@ -46,8 +47,9 @@ public:
     ScreenCaptureService(const ScreenCaptureService&) = delete;
     ScreenCaptureService& operator=(const ScreenCaptureService&) = delete;
 
-    /// First capture after 60 s, then every max(intervalMinutes, 1) minutes. Replaces a running schedule.
-    /// Returns when the change is in force; must not be called on `queue`.
+    /// First capture after 60 s, then every max(intervalMinutes, 1) minutes. The schedule of a session that was stopped
+    /// before goes on where it was: its time counts between `start` and `stop` only. Replaces a running schedule. Returns
+    /// when the change is in force; must not be called on `queue`.
     void start(QUuid sessionId, qint64 intervalMinutes, Callbacks callbacks);
     /// Ends the schedule. A cycle in flight goes on and still reports.
     void stop();
@@ -57,10 +59,18 @@ private:
     /// whether the service still lives.
     struct Cycle;
 
-    void tick(const QUuid& sessionId, std::shared_ptr<const Callbacks> callbacks);
+    void tick(std::shared_ptr<const Callbacks> callbacks);
+    void halt();
+    Seconds uptime() const;
 
     const Dependencies on_;
-    std::unique_ptr<Executor::Timer> timer_; ///< Touched on `queue` only.
-    QString capturesDirectory_;              ///< Touched on `queue` only.
+    // Touched on `queue` only.
+    std::unique_ptr<Executor::Timer> timer_;
+    QString capturesDirectory_;
+    QUuid sessionId_;      ///< Whose schedule it is.
+    Seconds interval_ = 0; ///< Between two captures.
+    Seconds due_ = 0;      ///< Uptime of the next capture.
+    Seconds left_ = 0;     ///< Time to the next capture, when the schedule was stopped.
+
     std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);
 };

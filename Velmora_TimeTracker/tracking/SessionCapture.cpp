@@ -38,14 +38,23 @@ void SessionManager::startScreenCaptureTimer() {
     };
     callbacks.onPermissionLost = later(&SessionManager::handleScreenRecordingPermissionLost);
     callbacks.onCaptureComplete = later(&SessionManager::handleCaptureComplete);
+    callbacks.onCaptureFailed = later(&SessionManager::reportRunning);
+    updateCaptureEligibility(); // first, since a capture may be due at once
     on_.screenCapture.start(currentSession_->id, std::max<qint64>(interval, 1), std::move(callbacks));
-    updateCaptureEligibility();
 }
 
 void SessionManager::handleCaptureComplete() {
     const Operation operation(*this);
     qCInfo(Log::session, "handleCaptureComplete received");
     setScreenRecordingPermissionLost(false);
+    reportRunning();
+}
+
+/// Sends a heartbeat, once for each interval of captures whether or not there is a picture. What a pause overtakes is made
+/// up for when it ends.
+void SessionManager::reportRunning() {
+    const Operation operation(*this);
+    isReportDue_ = currentSession_ && isPaused_;
     if (!currentSession_ || !isTracking_ || isPaused_) {
         qCInfo(Log::session, "handleCaptureComplete skipped: session=%s, tracking=%s, paused=%s",
                yesNo(currentSession_.has_value()), yesNo(isTracking_), yesNo(isPaused_));

@@ -136,6 +136,8 @@ void SessionManager::resumeTracking() {
     startTicker();
     updateCaptureEligibility();
     save();
+    if (isReportDue_)
+        reportRunning();
     qCInfo(Log::session, "Tracking resumed");
 }
 
@@ -278,6 +280,7 @@ void SessionManager::begin(const Session& session, Date now, bool isPaused) {
     isPaused_ = isPaused;
     isIdle_ = needsIdleDecision_ = idleAskPresentedForCurrentIdlePeriod_ = false;
     clearPeriods();
+    isReportDue_ = false;
     lastKnownSessionDate_ = dateText(now);
     setTracking(true);
     updateCaptureEligibility();

@@ -174,6 +174,7 @@ private:
     void startTicker();
     void updateLiveMetrics();
     void startScreenCaptureTimer();
+    void reportRunning();
     void copyCounts(Session& session, Date asOf) const;
     void save();
     Session newSession(const ProjectReference& project) const;
@@ -250,6 +251,7 @@ private:
     std::optional<QString> lastKnownSessionDate_;
     int liveMetricsTick_ = 0;
     int heartbeatTick_ = 0;
+    bool isReportDue_ = false; ///< A heartbeat fell into the pause.
     std::function<void()> onNeedsIdleDecision_;
     mutable QTimeZone zone_ = QTimeZone::utc(); ///< The last one asked for: making it is what costs.
 };

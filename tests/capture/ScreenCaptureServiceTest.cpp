@@ -24,8 +24,9 @@ struct ScreenCapture : testing::Test {
         new ScreenCaptureService({displays, machine.permissions, machine.information, domain, zones, store,
                                   machine.clock, machine.screenCapture, machine.utility})};
     bool eligible = true;
-    int asked = 0, lost = 0, complete = 0;
+    int asked = 0, lost = 0, complete = 0, failed = 0;
     const QString prefix = "0A1B2C3D-0000-4000-8000-000000000007_";
+    QUuid session{prefix.chopped(1)};
     const QString captures = directory.filePath("Velmora TimeTracker/captures");
     const QString folder = captures + "/acme.test";
 
@@ -35,8 +36,12 @@ struct ScreenCapture : testing::Test {
     }
     void start(qint64 minutes = 5) {
         const auto shouldCapture = [this] { return ++asked, eligible; };
-        service->start(QUuid(prefix.chopped(1)), minutes,
-                       {shouldCapture, [this] { ++lost; }, [this] { ++complete; }});
+        service->start(session, minutes,
+                       {shouldCapture, [this] { ++lost; }, [this] { ++complete; }, [this] { ++failed; }});
+    }
+    void startAnother(qint64 minutes = 5) {
+        session = machine.random.uuid();
+        start(minutes);
     }
     void pass(Seconds span) { machine.timeline.advance(span); }
     QStringList files() const { return QDir(folder).entryList(QDir::Files); }
@@ -63,10 +68,34 @@ TEST_F(ScreenCapture, firstAfterAMinuteThenAtTheInterval) {
     const std::pair<qint64, int> inTenMinutes[] = {{4, 3}, {-7, 10}, {INT64_MAX, 1}};
     for (const auto& [minutes, cycles] : inTenMinutes) {
         complete = 0;
-        start(minutes);
+        startAnother(minutes);
         pass(600);
         EXPECT_EQ(complete, cycles) << minutes;
     }
+}
+
+TEST_F(ScreenCapture, timeToTheNextOneGoesOnAfterAStop) {
+    const auto capturesWithin = [this](Seconds span) {
+        const int before = complete;
+        pass(span);
+        service->stop();
+        pass(1000);
+        return complete - before;
+    };
+    start(5);
+    EXPECT_EQ(capturesWithin(50), 0);
+    start(5);
+    EXPECT_EQ(capturesWithin(9), 0);
+    start(5);
+    EXPECT_EQ(capturesWithin(1 + 280), 1); // and 20 seconds are left
+    start(1);
+    EXPECT_EQ(capturesWithin(20 + 59), 1);
+    start(5);
+    EXPECT_EQ(capturesWithin(1), 1);
+    start(1); // 300 seconds are left, which is more than the interval now
+    EXPECT_EQ(capturesWithin(60), 1);
+    startAnother(5);
+    EXPECT_EQ(capturesWithin(59), 0);
 }
 
 TEST_F(ScreenCapture, whileNotEligibleNothingIsProbed) {
@@ -107,12 +136,13 @@ TEST_F(ScreenCapture, outcomeOfEachFailureAndTheFirstOneEndsTheCycle) {
     const SimulatedDisplays working = displays;
     for (const auto& [error, losses, filesLeft, arrange] : cases) {
         SCOPED_TRACE(qPrintable(error));
-        lost = 0;
-        start();
+        lost = failed = 0;
+        startAnother();
         arrange(displays);
         const LogCapture log;
         pass(70);
         EXPECT_EQ(lost, losses);
+        EXPECT_EQ(failed, 1 - losses);
         EXPECT_TRUE(log.lines(QtCriticalMsg).value(0).startsWith(error));
         EXPECT_EQ(
             log.count("Screenshot cycle skipped: local capture failure (not treated as permission loss; "
@@ -134,7 +164,7 @@ TEST_F(ScreenCapture, outcomeOfEachFailureAndTheFirstOneEndsTheCycle) {
 TEST_F(ScreenCapture, aSlowCycleOutlastsStopButNotTheService) {
     displays.streams = true; // and nothing comes for five seconds
     for (const bool isDestroyed : {false, true}) {
-        start(1);
+        startAnother(1);
         pass(60 + 4);
         service->stop();
         if (isDestroyed)

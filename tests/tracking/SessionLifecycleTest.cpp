@@ -15,6 +15,12 @@ struct SessionLifecycle : EngineTest {
         EXPECT_EQ(engine().currentSession().has_value(), state != stopped);
         EXPECT_EQ(state != stopped && !world.session().intervals.back().stoppedAt, state == running);
     }
+    /// How many heartbeats of a running session the server got.
+    qint64 activeReports() {
+        return std::ranges::count_if(world.bodies("sessions/heartbeat"), [](const QJsonObject& body) {
+            return body.value("status") == "active";
+        });
+    }
 };
 
 } // namespace
@@ -46,7 +52,7 @@ TEST_F(SessionLifecycle, StartsAndEndsAndCountsRunningTimeOnly) {
     expectState(running);
     EXPECT_EQ(world.mark(session.id), now());
     world.tick(61.25);
-    EXPECT_EQ(world.machine.displays.picturesTaken, 2); // a minute after the start, and after the resume
+    EXPECT_EQ(world.machine.displays.picturesTaken, 1); // a minute after the start; the next is not due
     engine().stopTracking();
     EXPECT_EQ(lastFinished().totalSeconds(now()), 121.75);
     EXPECT_EQ(lastTotal(), 121);
@@ -129,6 +135,37 @@ TEST_F(SessionLifecycle, SendsPicturesOnlyAfterAnAcceptedHeartbeat) {
     EXPECT_EQ(world.message(), "Tracking stopped: screenRecordingRevoked");
     engine().handleCaptureComplete();                       // came too late,
     EXPECT_FALSE(engine().screenRecordingPermissionLost()); // but a picture proves the permission
+}
+
+TEST_F(SessionLifecycle, TakesPicturesAndReportsOncePerIntervalOfRunningTimeOverPauses) {
+    world.applyConfig();
+    world.start();
+    for (int minute = 0; minute < 60; ++minute) { // 3,300 seconds run
+        world.typeFor(55);
+        engine().pauseTracking();
+        world.tick(1);
+        resume();
+    }
+    EXPECT_EQ(world.machine.displays.picturesTaken, 6); // at 60, 660, ... 3060
+    EXPECT_EQ(activeReports(), 6);
+}
+
+TEST_F(SessionLifecycle, ReportsOncePerIntervalAlsoWithoutAPicture) {
+    world.applyConfig();
+    world.machine.displays.failingEncodings = {1};
+    world.start();
+    world.typeFor(1270);
+    EXPECT_EQ(activeReports(), 3);
+    EXPECT_FALSE(engine().screenRecordingPermissionLost());
+
+    world.machine.displays.streams = true; // a stream that delivers nothing fails after five seconds
+    world.typeFor(592);
+    engine().pauseTracking(); // the picture of 1,860 seconds is under way
+    world.tick(30);
+    EXPECT_EQ(activeReports(), 3);
+    resume();
+    world.tick(1);
+    EXPECT_EQ(activeReports(), 4);
 }
 
 TEST_F(SessionLifecycle, KeepsAProjectThatTheServerStillKnows) {
