@@ -101,7 +101,8 @@ Task<QByteArray> APIClient::attempt(APIRequest request) {
     if (!request.retryOnUnauthorized || !handleUnauthorized_)
         throw APIError::unauthorized();
     const bool isRefreshed = co_await handleUnauthorized_();
-    if (!isRefreshed)
+    // The new token is of the company that is signed in to now.
+    if (!isRefreshed || endpoints_.url(request.path) != url)
         throw APIError::unauthorized();
     request.retryOnUnauthorized = false;
     co_return co_await attempt(std::move(request));

@@ -93,6 +93,19 @@ TEST_F(APIClientTest, TwoHundredCallsShareOneRefresh) {
     }
 }
 
+TEST_F(APIClientTest, ACallIsNotRepeatedAtAnotherAddress) {
+    domain.setBaseURL(QUrl("https://old.example/api/v1/"));
+    signIn("old");
+    machine.urlSession.setServer([this](const URLRequest& request) {
+        if (pathOf(request) != "authentication/refresh")
+            return Network::answer(401);
+        domain.setBaseURL(QUrl("https://new.example/api/v1/"));
+        return Network::answer(200, wrapped(tokenMembers("new")));
+    });
+    EXPECT_EQ(outcomeOf(api.request({.path = "p"})).failure, Kind::unauthorized);
+    EXPECT_EQ(requests.size(), 2u);
+}
+
 TEST_F(APIClientTest, TheRootIsTheCompanysThenTheInformationsThenTheFallback) {
     EXPECT_EQ(endpoints.baseURL(), APIEndpoints::fallbackURL());
     EXPECT_TRUE(APIEndpoints::fallbackURL().toString().startsWith("https://"));
