@@ -90,7 +90,6 @@ void PopoverModel::takePendingTab() {
 void PopoverModel::runInitialLoad() {
     if (std::exchange(didRunInitialLoad_, true))
         return;
-    core_.sessionManager.applyConfig(core_.appState.remoteConfig());
     spawn(recomputePermissionsAfterRestore(), "initial load");
 }
 

@@ -51,8 +51,7 @@ public:
     Routing::HeaderStatus headerStatus() const;
     MainTab activeTab() const { return activeTab_; }
 
-    /// Once, when the first view appears: the engine gets the configuration, and the permissions are asked
-    /// afresh after the restore.
+    /// Once, when the first view appears: the permissions are asked afresh after the restore.
     void runInitialLoad();
 
     // The restore screen.

@@ -5,8 +5,6 @@
 #include "PreferenceStores.h"
 #include "RemoteConfig.h"
 
-#include <QFile>
-
 namespace {
 
 /// Absent unless the machine's database knows the identifier; the test comes first because a QTimeZone also
@@ -41,12 +39,4 @@ QTimeZone APITimeZoneResolver::storedTimeZone() const {
 
 void APITimeZoneResolver::store(const QString& identifier) {
     preferences_.set(PreferenceKey::apiTimezoneIdentifier, identifier);
-}
-
-void APITimeZoneResolver::bootstrapFromCachedConfigFileIfPresent(const QString& configFile) {
-    QFile file(configFile);
-    if (!file.open(QIODevice::ReadOnly))
-        return;
-    if (const auto config = decodeRemoteConfig(file.readAll()))
-        store(timezoneIdentifierForAPI(&*config));
 }

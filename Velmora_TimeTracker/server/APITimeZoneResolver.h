@@ -26,10 +26,6 @@ public:
     QTimeZone storedTimeZone() const;
     void store(const QString& identifier);
 
-    /// Takes the zone from the configuration cache of the last run, before anything needs a date. A missing
-    /// or unreadable file leaves the stored identifier as it is.
-    void bootstrapFromCachedConfigFileIfPresent(const QString& configFile);
-
 private:
     PreferenceStore& preferences_;
     const Clock& clock_;

@@ -189,7 +189,8 @@ void SessionManager::dismissCrossDayBanner() {
 void SessionManager::applyConfig(const std::optional<RemoteConfig>& config) {
     const Operation operation(*this);
     config_ = config;
-    on_.timeZones.store(on_.timeZones.timezoneIdentifierForAPI(config_ ? &*config_ : nullptr));
+    if (config_)
+        on_.timeZones.store(on_.timeZones.timezoneIdentifierForAPI(&*config_));
     if (config_ && !config_->projects.empty() && !selectedProjectId_.isEmpty() &&
         std::ranges::find(config_->projects, selectedProjectId_, &RemoteProject::id) ==
             config_->projects.end())

@@ -107,7 +107,8 @@ public:
     void discardInterruptedSession();
     /// Looks for the pending session of the company that is now signed in to.
     void recoverInterruptedSessionForCurrentDomain();
-    /// Intervals and thresholds take effect at the next start or resume, the zone at once.
+    /// Intervals and thresholds take effect at the next start or resume, the zone at once; without a configuration
+    /// the stored zone stays.
     void applyConfig(const std::optional<RemoteConfig>& config);
     void applyServerTodayTotal(const ServerTodayTotal& incoming);
     void handleCaptureComplete();

@@ -15,8 +15,11 @@ TEST_F(Core, BootsFromTheCachedConfigurationAndRefreshesIt) {
     die();
     core = std::make_unique<TimeTrackerCore>(machine.platform());
     EXPECT_EQ(core->timeZones.storedTimezoneIdentifier(), "Asia/Tokyo"); // before anything has run
-    machine.timeline.settle();
     EXPECT_EQ(state().remoteConfig(), config);
+    EXPECT_EQ(engine().config(), config);
+    machine.timeline.settle();
+    engine().applyConfig(std::nullopt);
+    EXPECT_EQ(core->timeZones.storedTimezoneIdentifier(), "Asia/Tokyo"); // none changes nothing
     config.idleMinutesThreshold = 9;
     tick(2500);
     EXPECT_EQ(engine().config(), config);

@@ -99,14 +99,13 @@ void TimeTrackerCore::wire() {
 void TimeTrackerCore::boot() {
     if (adoptUnownedData())
         sessionManager.recoverInterruptedSessionForCurrentDomain();
+    // Before anything names a date or shows a window: the company's zone and rules hold from here on.
+    if (const auto cached = remoteConfig.cachedConfig())
+        apply(*cached);
     spawn(uploads.start(), "UploadService.start");
-    timeZones.bootstrapFromCachedConfigFileIfPresent(remoteConfig.fileURL());
     watchdog.start();
     segmentClock.bindToTrackingState();
-    platform.main.post([weak = QPointer(this)] {
-        if (weak)
-            spawn(weak->bootConfiguration(), "bootConfiguration");
-    });
+    spawn(refreshOnceRestored(), "refreshOnceRestored");
 }
 
 /// A sign-in of a version that stored no user is taken for that of the remembered e-mail.
@@ -130,10 +129,8 @@ void TimeTrackerCore::companyChanged() {
     sessionManager.recoverInterruptedSessionForCurrentDomain();
 }
 
-Task<> TimeTrackerCore::bootConfiguration() {
+Task<> TimeTrackerCore::refreshOnceRestored() {
     const QPointer<TimeTrackerCore> self(this);
-    if (const auto cached = remoteConfig.cachedConfig())
-        apply(*cached);
     co_await appState.awaitAuthRestore();
     if (self && appState.isAuthenticated())
         startPeriodicRefresh();

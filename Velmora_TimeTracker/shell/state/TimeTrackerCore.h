@@ -74,7 +74,7 @@ private:
     void wire();
     void boot();
     bool adoptUnownedData();
-    Task<> bootConfiguration();
+    Task<> refreshOnceRestored();
     void askToUnlock();
     Task<std::optional<QString>> refreshedAccessToken();
     Task<bool> refreshTokens();
