@@ -9,11 +9,15 @@
 #include "Random.h"
 
 #include <QFile>
+#include <algorithm>
+#include <cmath>
 
 namespace {
 // Seconds between two refreshes, so drawn that the clients of a company do not ask all at once.
 constexpr double minRefreshInterval = 1200;
 constexpr double maxRefreshInterval = 2400;
+constexpr Seconds longestRetryDelay = 60; ///< While there is no configuration at all.
+constexpr double retryJitter = 0.25;
 /// The domain key of the company and user that the cached record is of, beside the keys of the record.
 const QString ownerKey = QStringLiteral("owner");
 } // namespace
@@ -101,10 +105,15 @@ void RemoteConfigService::setAsideCache() const {
                qUtf8Printable(moved));
 }
 
-void RemoteConfigService::startPeriodicRefresh(std::function<void(RemoteConfig)> onUpdate) {
-    worker_.post([this, loop = std::make_shared<const OnUpdate>(std::move(onUpdate))] {
+void RemoteConfigService::startPeriodicRefresh(FirstFetch first, OnUpdate onUpdate) {
+    const bool isFirstAtOnce = first == FirstFetch::atOnce;
+    worker_.post([this, loop = std::make_shared<Loop>(std::move(onUpdate), isFirstAtOnce)] {
         loop_ = loop;
-        scheduleRefresh();
+        refreshTask_ = nullptr;
+        if (loop->lacksConfig)
+            spawn(refresh(), "first configuration");
+        else
+            scheduleRefresh();
     });
 }
 
@@ -116,8 +125,14 @@ void RemoteConfigService::stopPeriodicRefresh() {
 }
 
 void RemoteConfigService::scheduleRefresh() {
-    const Seconds delay = random_.uniform(minRefreshInterval, maxRefreshInterval);
-    refreshTask_ = worker_.after(delay, [this] { spawn(refresh(), "configuration refresh"); });
+    refreshTask_ = worker_.after(nextDelay(), [this] { spawn(refresh(), "configuration refresh"); });
+}
+
+Seconds RemoteConfigService::nextDelay() const {
+    if (!loop_->lacksConfig)
+        return random_.uniform(minRefreshInterval, maxRefreshInterval);
+    const Seconds delay = std::min(std::ldexp(1.0, loop_->failures), longestRetryDelay);
+    return delay * random_.uniform(1 - retryJitter, 1 + retryJitter);
 }
 
 Task<> RemoteConfigService::refresh() {
@@ -130,7 +145,11 @@ Task<> RemoteConfigService::refresh() {
     }
     if (loop != loop_) // replaced or stopped meanwhile
         co_return;
-    if (config)
-        (*loop)(*config);
+    if (config) {
+        loop->lacksConfig = false;
+        loop->onUpdate(*config);
+    } else {
+        ++loop->failures;
+    }
     scheduleRefresh();
 }

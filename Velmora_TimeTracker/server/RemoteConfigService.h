@@ -32,15 +32,18 @@ public:
     /// thread.
     std::optional<RemoteConfig> cachedConfig() const;
 
+    using OnUpdate = std::function<void(RemoteConfig)>;
+    /// `atOnce` is for a program that has no configuration.
+    enum class FirstFetch { atOnce, afterInterval };
+
     /// One loop at most: waits 1200 to 2400 seconds, fetches, calls `onUpdate` on the worker with each good
-    /// record. Failures are silent. May be called from any executor.
-    void startPeriodicRefresh(std::function<void(RemoteConfig)> onUpdate);
+    /// record. Failures are silent. A first fetch at once is repeated after about 2, 4, 8 … 60 seconds until it
+    /// succeeds. May be called from any executor.
+    void startPeriodicRefresh(FirstFetch first, OnUpdate onUpdate);
     /// `onUpdate` is not called any more once the worker has come to this.
     void stopPeriodicRefresh();
 
 private:
-    using OnUpdate = std::function<void(RemoteConfig)>;
-
     struct Flight {
         SignIn signIn;
         SingleFlight<RemoteConfig> fetch;
@@ -53,6 +56,7 @@ private:
     void writeCache(RemoteConfig config, const QString& owner) const;
     void setAsideCache() const;
     void scheduleRefresh();
+    Seconds nextDelay() const;
     Task<> refresh();
 
     APIClient& api_;
@@ -64,6 +68,10 @@ private:
     const QString fileURL_;
     std::shared_ptr<Flight> flight_; ///< The last fetch; null before the first.
     std::unique_ptr<Executor::Timer> refreshTask_;
-    /// What the running loop calls, and which loop that is; null without one.
-    std::shared_ptr<const OnUpdate> loop_;
+    struct Loop {
+        OnUpdate onUpdate;
+        bool lacksConfig;
+        int failures = 0;
+    };
+    std::shared_ptr<Loop> loop_; ///< The running one; null without.
 };

@@ -21,9 +21,11 @@ TEST_F(TrackerNotices, AreOneLineForEachSource) {
 }
 
 TEST_F(TrackerNotices, SayThatTheConfigurationIsMissingUntilTryAgainFetchesIt) {
+    world.status = 500;
+    QFile::remove(world.core->remoteConfig.fileURL());
+    relaunch();
     inEveryLook("#trackerNotice1");
     EXPECT_FALSE(control(*shown, "#startTracking")->isEnabled());
-    world.status = 500;
     press("#trackerNoticeAction1");
     world.tick(1);
     EXPECT_TRUE(control(*shown, "#trackerNotice1"));

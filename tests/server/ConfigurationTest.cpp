@@ -7,6 +7,7 @@
 namespace {
 
 struct ConfigurationTest : ServerTest {
+    using First = RemoteConfigService::FirstFetch;
     static constexpr Seconds day = 86400;
 
     ConfigurationTest() {
@@ -100,7 +101,8 @@ TEST_F(ConfigurationTest, PeriodicRefreshOverDays) {
         intervals.insert(machine.timeline.uptime() - std::exchange(last, machine.timeline.uptime()));
         return Network::answer(requests.size() % 2 ? 200 : 500, reply(), 0);
     });
-    remoteConfig.startPeriodicRefresh([&](const RemoteConfig& update) { updates += update == config; });
+    remoteConfig.startPeriodicRefresh(First::afterInterval,
+                                      [&](const RemoteConfig& update) { updates += update == config; });
     pass(7 * day);
     EXPECT_EQ(updates, (requests.size() + 1) / 2);
     EXPECT_TRUE(*intervals.begin() >= 1200 && *intervals.begin() < 1300) << *intervals.begin();
@@ -108,12 +110,32 @@ TEST_F(ConfigurationTest, PeriodicRefreshOverDays) {
     EXPECT_GT(last, 7 * day - 2400);
 }
 
+TEST_F(ConfigurationTest, AMissingConfigurationIsFetchedAtOnceAndAgain) {
+    std::vector<Seconds> times;
+    int updates = 0;
+    machine.urlSession.setServer([&](const URLRequest&) {
+        times.push_back(machine.timeline.uptime());
+        return Network::answer(times.size() < 10 ? 500 : 200, reply(), 0);
+    });
+    const Seconds began = machine.timeline.uptime();
+    remoteConfig.startPeriodicRefresh(First::atOnce, [&](const RemoteConfig&) { ++updates; });
+    pass(1000);
+    ASSERT_EQ(times.size(), 10u);
+    EXPECT_EQ(times[0], began);
+    const Seconds delays[] = {2, 4, 8, 16, 32, 60, 60, 60, 60};
+    for (std::size_t i = 0; i < std::size(delays); ++i)
+        EXPECT_NEAR(times[i + 1] - times[i], delays[i], delays[i] / 4);
+    EXPECT_EQ(updates, 1);
+    pass(2400);
+    EXPECT_EQ(updates, 2) << "and from then on as ever";
+}
+
 TEST_F(ConfigurationTest, ALoopThatWasReplacedOrStoppedIsSilent) {
     answer(Network::answer(200, reply(), 10));
     int first = 0, second = 0;
-    remoteConfig.startPeriodicRefresh([&](const RemoteConfig&) { ++first; });
+    remoteConfig.startPeriodicRefresh(First::afterInterval, [&](const RemoteConfig&) { ++first; });
     passUntilRequest(1); // replaced while its fetch is under way
-    remoteConfig.startPeriodicRefresh([&](const RemoteConfig&) { ++second; });
+    remoteConfig.startPeriodicRefresh(First::afterInterval, [&](const RemoteConfig&) { ++second; });
     passUntilRequest(2);
     EXPECT_EQ(outcomeOf(remoteConfig.fetchConfig(), 11).value, config);
     EXPECT_EQ(requests.size(), 2u) << "a person's fetch joined the timer's";

@@ -61,6 +61,18 @@ TEST_F(Core, ForgetsAtLaunchWhatIsNoSignIn) {
     }
 }
 
+TEST_F(Core, FetchesAConfigurationThatIsNotCachedUntilItIsThere) {
+    status = 500;
+    QFile::remove(core->remoteConfig.fileURL());
+    restart();
+    tick(300);
+    EXPECT_FALSE(state().remoteConfig());
+    status = 200;
+    tick(76);
+    EXPECT_EQ(state().remoteConfig(), config);
+    EXPECT_EQ(engine().config(), config);
+}
+
 TEST_F(Core, WaitsForALockedKeyringAndAsksForItsUnlockOnce) {
     start();
     die(); // with a session to report

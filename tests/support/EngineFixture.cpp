@@ -34,7 +34,7 @@ void EngineFixture::typeFor(int seconds) {
 
 SimulatedURLSession::Reply EngineFixture::answer(const URLRequest& request) const {
     if (request.url.path().endsWith("employees/config"))
-        return SimulatedURLSession::answer(status, "{\"data\":" + encodeRemoteConfig(config) + "}");
+        return SimulatedURLSession::answer(status, "{\"data\":" + encodeRemoteConfig(config) + "}", 0);
     QJsonArray accepted; // every segment of a batch
     while (accepted.size() < QJsonDocument::fromJson(request.body)["segments"].toArray().size())
         accepted.append(accepted.size());

@@ -142,7 +142,9 @@ void TimeTrackerCore::apply(const RemoteConfig& config) {
 }
 
 void TimeTrackerCore::startPeriodicRefresh() {
+    using enum RemoteConfigService::FirstFetch;
     remoteConfig.startPeriodicRefresh(
+        appState.remoteConfig() ? afterInterval : atOnce,
         [weak = QPointer(this), &main = platform.main, &auth = auth](RemoteConfig config) {
             main.post([weak, config = std::move(config), signIn = auth.signIn()] {
                 if (weak && weak->appState.isAuthenticated() && weak->auth.signIn() == signIn)

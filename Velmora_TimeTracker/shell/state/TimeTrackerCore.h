@@ -63,7 +63,7 @@ public:
     /// After a sign-in to a company: its stored data that names no user becomes this user's, and the pending session
     /// is looked for.
     void companyChanged();
-    /// Starts the periodic refresh; each update is applied on the main thread.
+    /// Starts the periodic refresh, with a fetch at once when there is no configuration; each update is applied on the main thread.
     void startPeriodicRefresh();
 
 Q_SIGNALS:
