@@ -93,6 +93,7 @@ Task<bool> AuthService::restore(bool hasTokens, SignIn launched) {
 }
 
 Task<SingleLoginResult> AuthService::performSingleLoginOnWorker(LoginRequest body) {
+    leaveFormerCompany();
     APIRequest request = signInRequest(QStringLiteral("authentication/singleLogin"), encode(body));
     const SingleLoginData data = co_await on_.api.request(std::move(request), decodeSingleLoginResponse);
     co_return outcomeOf(body, data);
@@ -125,6 +126,7 @@ Task<> AuthService::generateOtpOnWorker(QString email) {
 }
 
 Task<> AuthService::requestPasswordRecoveryOnWorker(QString email) {
+    leaveFormerCompany();
     const QByteArray body = Json::compact({{"email", email}, {"mobile", 1}});
     APIRequest request = signInRequest(QStringLiteral("authentication/password/recovery"), body);
     request.extraHeaders = {{"app-client", "IOS"}}; // what the backend accepts for this call
@@ -225,6 +227,12 @@ AuthTokens AuthService::parsed(const TokenTexts& texts) const {
 bool AuthService::hasProfile() const {
     return on_.preferences.string(PreferenceKey::userName) ||
            on_.preferences.string(PreferenceKey::companyName);
+}
+
+/// A new sign-in begins although the keyring did not tell of the stored one: its company gets no password.
+void AuthService::leaveFormerCompany() {
+    if (signIn_ == 0 && hasProfile())
+        forgetCompany();
 }
 
 void AuthService::forgetCompany() {

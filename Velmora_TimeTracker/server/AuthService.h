@@ -90,6 +90,7 @@ private:
     void enter(const QUrl& root, const AuthTokens& tokens, const QString& email);
     AuthTokens parsed(const TokenTexts& texts) const;
     bool hasProfile() const;
+    void leaveFormerCompany();
     /// Drops the base URL and the names; from here on another sign-in begins.
     void forgetCompany();
 

@@ -65,11 +65,26 @@ TEST_F(AuthServiceTest, LoginHasThreeOutcomes) {
     };
     for (const auto& [members, outcome, stored, root] : cases) {
         keychain.deleteAuthTokens();
-        enterCompany();
+        domain.setBaseURL(QUrl(oldRoot));
+        UserProfileStorage::set({}, {}, machine.preferences);
         answer(Network::answer(200, wrapped(members)));
         EXPECT_EQ(told(outcomeOf(auth.login("a@b", "c4n4ry"))), outcome);
         EXPECT_EQ(tokens(), stored ? std::optional(tokensNamed(stored)) : std::nullopt) << outcome;
         EXPECT_EQ(domain.getBaseURL(), QUrl(root)) << outcome;
+    }
+}
+
+TEST_F(AuthServiceTest, TheFormerCompanyGetsNoPassword) {
+    answer(Network::answer(401));
+    for (const bool isRecovery : {false, true}) {
+        AuthService afterLaunch({api, endpoints, keychain, domain, machine.preferences, timeZones,
+                                 machine.clock, machine.worker, machine.main});
+        enterCompany();
+        if (isRecovery)
+            outcomeOf(afterLaunch.requestPasswordRecovery("a@b").then([] { return true; }));
+        else
+            outcomeOf(afterLaunch.login("a@b", "c4n4ry"));
+        EXPECT_EQ(requests.back().url.host(), APIEndpoints::fallbackURL().host());
     }
 }
 
