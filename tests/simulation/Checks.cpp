@@ -1,6 +1,7 @@
 #include "World.h"
 
 #include "DatabaseProbe.h"
+#include "TrackingHeartbeat.h"
 
 #include <QDirIterator>
 #include <cmath>
@@ -43,9 +44,11 @@ void World::checkHour() {
         checkSpans(finished);
         return;
     }
-    const auto openUntil = [this](const QUuid& session) {
-        const bool runs = seen_.isRunning() && session == seen_.session;
-        return runs ? std::optional(real()) : known_.value(session).diedRunning;
+    const auto openUntil = [this](const QUuid& session) -> std::optional<double> {
+        if (seen_.isRunning() && session == seen_.session)
+            return real();
+        const auto mark = TrackingHeartbeat::load(session, platform_.preferences); // of a run that died
+        return mark ? std::optional(*mark - truth_.start()) : std::nullopt;
     };
     // What a finished session holds does not change any more, but for one found open on a later day.
     const double since = real() < options_.days * 86400 ? real() - 3 * 86400 : 0;
