@@ -31,7 +31,7 @@ using Taken = std::variant<Picture, CaptureOutcome>;
 
 CaptureOutcome sourceFailed(const DisplayError& error) {
     qCCritical(Log::capture, "ScreenCaptureKit capture failed: %s", qUtf8Printable(error.description));
-    return CaptureOutcome::permissionLost;
+    return error.isDenial ? CaptureOutcome::permissionLost : CaptureOutcome::localFailure;
 }
 
 CaptureOutcome encodingFailed(int index) {

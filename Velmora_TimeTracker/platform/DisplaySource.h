@@ -20,9 +20,10 @@ struct DisplayDescription {
     friend bool operator==(const DisplayDescription&, const DisplayDescription&) = default;
 };
 
-/// An error raised by the picture source itself; counts as a lost permission.
+/// An error raised by the picture source itself.
 struct DisplayError {
     QString description;
+    bool isDenial = true; ///< Counts as a lost permission. False when the next attempt may succeed.
 };
 
 /// A picture that was taken, scaled and encoded.

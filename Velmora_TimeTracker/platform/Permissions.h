@@ -5,7 +5,7 @@ class Permissions {
 public:
     virtual ~Permissions() = default;
 
-    /// True when a 1×1 picture of the screen can be taken now.
+    /// False when a lasting reason denies pictures of the screen. A picture that fails for a passing reason is no denial.
     virtual bool canRecordScreen() = 0;
 
     /// 0 granted, 1 denied, anything else unknown.

@@ -124,6 +124,7 @@ TEST_F(ScreenCapture, outcomeOfEachFailureAndTheFirstOneEndsTheCycle) {
         std::function<void(D&)> arrange;
     } const cases[] = {
         {source + "no list", 1, 0, [](D& d) { d.listError = "no list"; }},
+        {source + "busy", 0, 0, [](D& d) { d.listError = "busy", d.isListErrorDenial = false; }},
         {"ScreenCaptureKit: no displays in shareable content", 0, 0, [](D& d) { d.list = {}; }},
         {source + "simulated picture", 1, 1, [](D& d) { d.failingPictures = {2}; }},
         {"Failed JPEG conversion for display 1", 0, 1, [](D& d) { d.failingEncodings = {2}; }},

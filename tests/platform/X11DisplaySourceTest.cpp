@@ -1,5 +1,6 @@
 #include "X11DisplaySource.h"
 
+#include "Eventually.h"
 #include "LinuxPermissions.h"
 #include "X11Connection.h"
 #include "X11InputListener.h"
@@ -70,8 +71,8 @@ TEST(X11DisplaySource, ReportsALostServerAndFindsTheNextOne) {
     const SessionEnvironment session(server.display());
     const auto display = std::get<0>(source.displays()).at(0);
     server.kill();
-    EXPECT_TRUE(std::holds_alternative<DisplayError>(source.picture(display, {640, 400}, 0.6)));
-    EXPECT_TRUE(std::holds_alternative<DisplayError>(source.displays()));
+    EXPECT_FALSE(std::get<DisplayError>(source.picture(display, {640, 400}, 0.6)).isDenial);
+    EXPECT_FALSE(std::get<DisplayError>(source.displays()).isDenial);
     const SessionEnvironment nextSession(next.display());
     EXPECT_EQ(std::get<0>(source.displays()).size(), 1U);
 }
@@ -96,4 +97,34 @@ TEST(LinuxPermissions, AreWhatTheSessionOffersAtTheMoment) {
         EXPECT_EQ(input.openTap([](InputEventType) {}) != nullptr, session.input);
     }
     EXPECT_TRUE(isWaylandSession({}, "wayland") && !isWaylandSession({}, "x11"));
+}
+
+TEST(LinuxPermissions, AreNotTakenBackByAServerThatTakesNoMoreClients) {
+    const XvfbServer server("640x480x24", "-maxclients 64");
+    const SessionEnvironment environment(server.display());
+    X11TestClient user(server.display());
+    X11InputListener input;
+    X11DisplaySource displays;
+    LinuxPermissions permissions(input, displays);
+    std::atomic<int> keys = 0;
+    const auto expectGranted = [&] {
+        EXPECT_TRUE(permissions.canRecordScreen());
+        EXPECT_EQ(permissions.inputMonitoringStatus(), 0);
+    };
+    std::optional<X11Crowd> crowd(server.display());
+    expectGranted();
+    EXPECT_FALSE(std::get<DisplayError>(displays.displays()).isDenial);
+    const auto tap = input.openTap([&](InputEventType) { ++keys; });
+    ASSERT_TRUE(tap);
+    crowd.reset();
+    EXPECT_TRUE(eventually([&] {
+        user.stroke();
+        user.sync();
+        return keys > 0;
+    }));
+    ASSERT_EQ(std::get<0>(displays.displays()).size(), 1U);
+    crowd.emplace(server.display()); // what is connected already goes on
+    expectGranted();
+    const auto display = std::get<0>(displays.displays()).at(0);
+    EXPECT_TRUE(std::holds_alternative<Picture>(displays.picture(display, {64, 48}, 0.6)));
 }

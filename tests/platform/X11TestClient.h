@@ -71,3 +71,16 @@ private:
     int step_ = 0;
     int fakeCount_ = 0;
 };
+
+/// As many clients as the server takes.
+class X11Crowd {
+public:
+    explicit X11Crowd(const QByteArray& display) {
+        do
+            clients_.emplace_back(xcb_connect(display.constData(), nullptr), &xcb_disconnect);
+        while (xcb_connection_has_error(clients_.back().get()) == 0);
+    }
+
+private:
+    std::vector<std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)>> clients_;
+};

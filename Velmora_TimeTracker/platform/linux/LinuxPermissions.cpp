@@ -42,15 +42,15 @@ void openSettings() {
 } // namespace
 
 bool LinuxPermissions::canRecordScreen() {
-    return displays_.canTakePicture();
+    return displays_.isPermitted();
 }
 
 int LinuxPermissions::inputMonitoringStatus() {
-    return input_.isListening() ? 0 : 1;
+    return input_.isDenied() ? 1 : 0;
 }
 
 bool LinuxPermissions::requestInputMonitoring() {
-    return input_.isListening();
+    return !input_.isDenied();
 }
 
 void LinuxPermissions::openScreenRecordingSettings() {

@@ -6,7 +6,8 @@ class X11DisplaySource;
 class X11InputListener;
 
 /// What an X session offers. X11 keeps no grants and has no prompt: whoever may connect may listen and take
-/// pictures, so each query simply tries. On a Wayland session and without an X server both are denied.
+/// pictures, so each query simply tries. Both are denied on a Wayland session and without a display. A server that is lost
+/// or takes no more clients denies nothing.
 class LinuxPermissions : public Permissions {
 public:
     LinuxPermissions(X11InputListener& input, X11DisplaySource& displays)

@@ -6,13 +6,15 @@ bool isWaylandSession(const QByteArray& waylandDisplay, const QByteArray& sessio
     return !waylandDisplay.isEmpty() || sessionType.compare("wayland", Qt::CaseInsensitive) == 0;
 }
 
+bool isX11Session() {
+    return !qEnvironmentVariableIsEmpty("DISPLAY") &&
+           !isWaylandSession(qgetenv("WAYLAND_DISPLAY"), qgetenv("XDG_SESSION_TYPE"));
+}
+
 std::optional<X11Connection> X11Connection::open() {
-    if (isWaylandSession(qgetenv("WAYLAND_DISPLAY"), qgetenv("XDG_SESSION_TYPE")))
+    if (!isX11Session())
         return std::nullopt;
     const QByteArray display = qgetenv("DISPLAY");
-    if (display.isEmpty())
-        return std::nullopt;
-
     // The library that looks up the authority file keeps its name in memory that all threads share.
     static std::mutex connecting;
     std::unique_lock guard(connecting);

@@ -19,11 +19,14 @@ using X11Reply = std::unique_ptr<T, FreeDeleter>;
 /// The arguments are the values of WAYLAND_DISPLAY and XDG_SESSION_TYPE.
 bool isWaylandSession(const QByteArray& waylandDisplay, const QByteArray& sessionType);
 
+/// True when this process has a display of X and is on no Wayland session.
+bool isX11Session();
+
 /// A connection to the X server of this session. xcb only: Xlib ends the process when the server dies,
 /// whereas here every operation merely fails from then on. One thread at a time.
 class X11Connection {
 public:
-    /// Absent on a Wayland session, without DISPLAY, and when no server answers.
+    /// Absent when this is no X session, and when no server answers or it takes no more clients.
     static std::optional<X11Connection> open();
 
     xcb_connection_t* get() const { return connection_.get(); }

@@ -9,29 +9,40 @@
 X11DisplaySource::X11DisplaySource() = default;
 X11DisplaySource::~X11DisplaySource() = default;
 
-bool X11DisplaySource::canTakePicture() const {
-    const auto opened = X11ScreenReader::open();
-    const auto* reader = std::get_if<std::unique_ptr<X11ScreenReader>>(&opened);
-    return reader && (*reader)->read(QRect(0, 0, 1, 1));
+bool X11DisplaySource::isPermitted() {
+    const std::unique_lock guard(inUse_, std::try_to_lock);
+    if (!guard)
+        return true; // a picture is being taken
+    if (const auto error = connect())
+        return !error->isDenial;
+    return reader_->read(QRect(0, 0, 1, 1)) || !reader_->isAlive();
+}
+
+/// Opens the reader if there is none, or its server was lost. What prevents it.
+std::optional<DisplayError> X11DisplaySource::connect() {
+    if (reader_ && reader_->isAlive())
+        return std::nullopt;
+    auto opened = X11ScreenReader::open();
+    if (const auto* error = std::get_if<DisplayError>(&opened))
+        return *error;
+    reader_ = std::get<0>(std::move(opened));
+    return std::nullopt;
 }
 
 /// A server that was restarted since the last picture is found at the second attempt.
 std::variant<std::vector<X11Monitor>, DisplayError> X11DisplaySource::monitors() {
     for (int attempt = 0; attempt < 2; ++attempt) {
-        if (!reader_) {
-            auto opened = X11ScreenReader::open();
-            if (const auto* lack = std::get_if<QString>(&opened))
-                return DisplayError{*lack};
-            reader_ = std::get<0>(std::move(opened));
-        }
+        if (const auto error = connect())
+            return *error;
         if (auto monitors = reader_->monitors())
             return std::move(*monitors);
         reader_.reset();
     }
-    return DisplayError{QStringLiteral("The X server does not answer")};
+    return DisplayError{QStringLiteral("The X server does not answer"), false};
 }
 
 std::variant<std::vector<DisplayDescription>, DisplayError> X11DisplaySource::displays() {
+    const std::lock_guard guard(inUse_);
     const auto found = monitors();
     if (const auto* error = std::get_if<DisplayError>(&found))
         return *error;
@@ -42,6 +53,7 @@ std::variant<std::vector<DisplayDescription>, DisplayError> X11DisplaySource::di
 }
 
 PictureResult X11DisplaySource::picture(const DisplayDescription& display, QSize pixelSize, double quality) {
+    const std::lock_guard guard(inUse_);
     const auto found = monitors();
     if (const auto* error = std::get_if<DisplayError>(&found))
         return *error;
@@ -62,6 +74,5 @@ PictureResult X11DisplaySource::picture(const DisplayDescription& display, QSize
         return Picture{std::move(*jpeg), pixelSize};
     if (reader_->isAlive())
         return EncodingFailed{};
-    reader_.reset();
-    return DisplayError{QStringLiteral("The X server was lost while it gave a picture")};
+    return DisplayError{QStringLiteral("The X server was lost while it gave a picture"), false};
 }

@@ -2,6 +2,8 @@
 
 #include "DisplaySource.h"
 
+#include <mutex>
+
 class X11ScreenReader;
 struct X11Monitor;
 
@@ -13,8 +15,8 @@ struct X11Monitor;
 /// monitor is there.
 ///
 /// A monitor that went away or changed its size before its picture was taken proves nothing about the
-/// permission: it gives EncodingFailed. DisplayError means no X server, a Wayland session, or a pixel format
-/// other than 8 bits each of blue, green and red in 32.
+/// permission: it gives EncodingFailed. DisplayError is a denial when this is no X session or when its pixel format is
+/// another than 8 bits each of blue, green and red in 32; an X server that is lost or takes no more clients is none.
 class X11DisplaySource : public DisplaySource {
 public:
     X11DisplaySource();
@@ -23,13 +25,15 @@ public:
     std::variant<std::vector<DisplayDescription>, DisplayError> displays() override;
     PictureResult picture(const DisplayDescription& display, QSize pixelSize, double quality) override;
 
-    /// True when a 1×1 picture of the screen's origin can be taken now. It uses a connection of its own: any
-    /// thread, also while another operation runs.
-    bool canTakePicture() const;
+    /// False when this session denies its pictures, or its server a 1×1 picture of the screen's origin. Any thread, also
+    /// while another operation runs, which it does not wait for.
+    bool isPermitted();
 
 private:
+    std::optional<DisplayError> connect();
     std::variant<std::vector<X11Monitor>, DisplayError> monitors();
 
+    std::mutex inUse_; ///< Guards the next member.
     std::unique_ptr<X11ScreenReader>
         reader_; ///< Kept between pictures; null until first used and after a loss.
 };

@@ -74,10 +74,10 @@ X11InputListener::~X11InputListener() {
 }
 
 std::unique_ptr<InputEventTap> X11InputListener::openTap(Handler handler) {
-    if (!isListening())
+    if (isDenied())
         return nullptr;
     auto tap = std::make_unique<Tap>(*this, std::move(handler));
-    wake(); // The server may have been lost since: then the tap is what keeps us trying.
+    wake(); // While there is no recording, the tap is what keeps us trying.
     return tap;
 }
 
@@ -101,6 +101,13 @@ bool X11InputListener::isListening() {
         thread_ = std::thread([this] { run(); });
     attempted_.wait(guard, [&] { return attemptCount_ > before; });
     return listening_;
+}
+
+bool X11InputListener::isDenied() {
+    if (isListening())
+        return false;
+    const std::lock_guard guard(attemptLock_);
+    return isDenied_;
 }
 
 void X11InputListener::wake() {
@@ -156,12 +163,15 @@ void X11InputListener::connectIfWanted() {
         if (!attemptWanted_ && !isDue)
             return;
     }
-    stream_ = X11RecordStream::open();
+    auto opened = X11RecordStream::open();
+    const auto* refusal = std::get_if<X11RecordStream::Refusal>(&opened);
+    stream_ = refusal ? nullptr : std::get<0>(std::move(opened));
     const auto now = steady_clock::now();
     lastMotion_ = lastKey_ = sinceEpoch(now);
     nextTurn_ = now + (stream_ ? nudgeInterval : retryInterval);
     const std::lock_guard guard(attemptLock_);
     listening_ = stream_ != nullptr;
+    isDenied_ = refusal && *refusal == X11RecordStream::Refusal::lasting;
     attemptWanted_ = false;
     ++attemptCount_;
     attempted_.notify_all();

@@ -16,9 +16,10 @@ struct InputBatch;
 /// Input events and idle times of the X session, both from one recording that runs from the first question on
 /// until the listener is destroyed, so that idle times are known also while no tap is open.
 ///
-/// Nothing fails where there is no X server, or on a Wayland session: `openTap` gives null and idle times are
-/// absent, and each later question tries again. When the server is lost each tap's handler gets
-/// `disabledByUserInput`; from `enable` on the listener tries once a second to come back.
+/// Where recording is denied for good, as on a Wayland session, `openTap` gives null. Where the server only takes no
+/// connection, the tap waits and the listener tries once a second. Idle times are absent in both cases, and each later
+/// question tries again. When the server is lost each tap's handler gets `disabledByUserInput`; from `enable` on the
+/// listener tries once a second to come back.
 ///
 /// All motion resets the idle time of motion, dragging with any button too; modifier keys reset nothing.
 ///
@@ -35,6 +36,8 @@ public:
     /// True when input is being recorded; if it was not yet, one attempt is made, which ends when the server
     /// answers.
     bool isListening();
+    /// True when input is not being recorded and a lasting reason prevents it. Makes the same attempt.
+    bool isDenied();
 
 private:
     class Tap;
@@ -54,11 +57,12 @@ private:
     std::atomic<Nanoseconds> lastMotion_ = 0;
     std::atomic<Nanoseconds> lastKey_ = 0;
 
-    std::mutex attemptLock_; ///< Guards the four below.
+    std::mutex attemptLock_; ///< Guards the five below.
     std::condition_variable attempted_;
     quint64 attemptCount_ = 0;
     bool attemptWanted_ = false;
     bool listening_ = false;
+    bool isDenied_ = false; ///< By the last attempt.
     std::thread thread_;
 
     std::mutex tapsLock_; ///< Guards the list, and is held while handlers run.

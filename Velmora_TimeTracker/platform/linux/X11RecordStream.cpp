@@ -28,15 +28,17 @@ std::optional<InputEventType> inputEventType(quint8 type, quint16 state, bool is
     return InputEventType::mouseMoved;
 }
 
-std::unique_ptr<X11RecordStream> X11RecordStream::open() {
+std::variant<std::unique_ptr<X11RecordStream>, X11RecordStream::Refusal> X11RecordStream::open() {
+    if (!isX11Session())
+        return Refusal::lasting;
     auto control = X11Connection::open();
-    if (!control || !control->has(xcb_record_id))
-        return nullptr;
     auto data = X11Connection::open();
-    if (!data)
-        return nullptr;
+    if (!control || !data)
+        return Refusal::passing;
     std::unique_ptr<X11RecordStream> stream(new X11RecordStream(std::move(*control), std::move(*data)));
-    return stream->start() ? std::move(stream) : nullptr;
+    if (stream->start())
+        return stream;
+    return stream->isAlive() ? Refusal::lasting : Refusal::passing;
 }
 
 X11RecordStream::X11RecordStream(X11Connection control, X11Connection data)
@@ -46,6 +48,8 @@ X11RecordStream::X11RecordStream(X11Connection control, X11Connection data)
 X11RecordStream::~X11RecordStream() = default;
 
 bool X11RecordStream::start() {
+    if (!control_.has(xcb_record_id))
+        return false;
     control_.reply(xcb_record_query_version_reply, xcb_record_query_version(control_.get(), 1, 13));
     const xcb_record_context_t context = xcb_generate_id(control_.get());
     const xcb_record_client_spec_t clients = XCB_RECORD_CS_ALL_CLIENTS;

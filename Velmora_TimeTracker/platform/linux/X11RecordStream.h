@@ -6,6 +6,7 @@
 #include <bitset>
 #include <memory>
 #include <optional>
+#include <variant>
 #include <vector>
 #include <xcb/record.h>
 
@@ -24,8 +25,10 @@ struct InputBatch {
 /// carries the report, another the requests. One thread only.
 class X11RecordStream {
 public:
-    /// Null when this session has no X server or its server does not let us record.
-    static std::unique_ptr<X11RecordStream> open();
+    /// Why there is no recording: this is no X session or its server records for nobody; or the server takes no connection
+    /// at present.
+    enum class Refusal { lasting, passing };
+    static std::variant<std::unique_ptr<X11RecordStream>, Refusal> open();
     ~X11RecordStream();
 
     /// Readable when there may be something for `next`, or for `readControl`.

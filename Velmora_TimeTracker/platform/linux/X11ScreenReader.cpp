@@ -113,13 +113,15 @@ bool X11SharedMemory::reserve(size_t size) {
     return isOffered_;
 }
 
-std::variant<std::unique_ptr<X11ScreenReader>, QString> X11ScreenReader::open() {
+std::variant<std::unique_ptr<X11ScreenReader>, DisplayError> X11ScreenReader::open() {
+    if (!isX11Session())
+        return DisplayError{QStringLiteral("This session has no X server that shows its screen")};
     auto connection = X11Connection::open();
     if (!connection)
-        return QStringLiteral("This session has no X server that shows its screen");
+        return DisplayError{QStringLiteral("The X server takes no connection"), false};
     if (!isBgrx(*connection))
-        return QStringLiteral("The pixel format of this X screen (depth %1) cannot be read")
-            .arg(connection->screen().root_depth);
+        return DisplayError{QStringLiteral("The pixel format of this X screen (depth %1) cannot be read")
+                                .arg(connection->screen().root_depth)};
     return std::unique_ptr<X11ScreenReader>(new X11ScreenReader(std::move(*connection)));
 }
 

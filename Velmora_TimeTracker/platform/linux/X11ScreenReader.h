@@ -1,9 +1,9 @@
 #pragma once
 
+#include "DisplaySource.h"
 #include "X11Connection.h"
 
 #include <QRect>
-#include <QString>
 #include <memory>
 #include <variant>
 #include <vector>
@@ -41,8 +41,7 @@ struct X11Monitor {
 /// Reads parts of the screen. One thread at a time.
 class X11ScreenReader {
 public:
-    /// The reader, or what this session lacks.
-    static std::variant<std::unique_ptr<X11ScreenReader>, QString> open();
+    static std::variant<std::unique_ptr<X11ScreenReader>, DisplayError> open();
 
     bool isAlive() const { return connection_.isAlive(); }
 

@@ -2,7 +2,7 @@
 
 std::variant<std::vector<DisplayDescription>, DisplayError> SimulatedDisplays::displays() {
     if (listError)
-        return DisplayError{*listError};
+        return DisplayError{*listError, isListErrorDenial};
     return list;
 }
 

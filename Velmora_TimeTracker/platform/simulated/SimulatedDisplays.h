@@ -11,6 +11,7 @@ class SimulatedDisplays : public DisplaySource {
 public:
     std::vector<DisplayDescription> list = {DisplayDescription{1, QSize(1920, 1080), 1}};
     std::optional<QString> listError;
+    bool isListErrorDenial = true;
     QSet<quint32> failingPictures;  ///< By display id: the source raises an error.
     QSet<quint32> failingEncodings; ///< By display id: the picture does not encode.
     bool streams = false;
