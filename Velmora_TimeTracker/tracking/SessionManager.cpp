@@ -37,6 +37,8 @@ SessionManager::SessionManager(const Dependencies& dependencies)
           on_.preferences.boolean(PreferenceKey::screenRecordingPermissionLost).value_or(false)) {
     journal_.setChanged([this] {
         const Operation operation(*this);
+        if (isTracking_ && !isPaused_)
+            markAlive(on_.clock.now()); // the row has the open interval now
         processQueue();
     });
     loadInterruptedSession();
@@ -110,7 +112,6 @@ void SessionManager::pauseTracking() {
     isPaused_ = true;
     updateCaptureEligibility();
     save();
-    TrackingHeartbeat::record(currentSession_->id, now, on_.preferences);
     qCInfo(Log::session, "Tracking paused");
 }
 
@@ -124,7 +125,6 @@ void SessionManager::resumeTracking() {
         return;
     currentSession_->idleDiscardCutoffAt.reset();
     currentSession_->intervals.push_back(newInterval(now));
-    TrackingHeartbeat::record(currentSession_->id, now, on_.preferences);
     isPaused_ = isIdle_ = needsIdleDecision_ = false;
     clearPeriods();
     on_.screenCapture.stop();
@@ -136,6 +136,7 @@ void SessionManager::resumeTracking() {
     startTicker();
     updateCaptureEligibility();
     save();
+    markAlive(now);
     if (isReportDue_)
         reportRunning();
     qCInfo(Log::session, "Tracking resumed");
@@ -254,7 +255,7 @@ void SessionManager::updateLiveMetrics() {
         activityScore_ = snapshot.activityScore;
         if (++heartbeatTick_ >= snapshotsPerAliveMark) {
             heartbeatTick_ = 0;
-            TrackingHeartbeat::record(currentSession_->id, now, on_.preferences);
+            markAlive(now);
         }
     }
     operation.note(before != figures());
@@ -346,9 +347,18 @@ void SessionManager::processQueue() {
 void SessionManager::closeCurrentInterval(Date now) {
     if (!currentSession_ || currentSession_->intervals.empty() || currentSession_->intervals.back().stoppedAt)
         return;
-    currentSession_->intervals.back().stoppedAt = endOfRunning(now);
+    const Date end = endOfRunning(now);
+    currentSession_->intervals.back().stoppedAt = end;
     copyCounts(*currentSession_, now);
+    markAlive(end); // should the row not take the end
     save();
+}
+
+/// Bills the open interval of the session's row up to `at`, should the program die. A row that is behind may have an
+/// interval open that is closed by now: its mark stays as it is.
+void SessionManager::markAlive(Date at) {
+    if (!journal_.holds(currentSession_->id))
+        TrackingHeartbeat::record(currentSession_->id, at, on_.preferences);
 }
 
 /// The end of an interval that is closed at `now`. When the wall clock was set since it was last seen to run, or the

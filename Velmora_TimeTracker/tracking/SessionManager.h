@@ -176,6 +176,7 @@ private:
     void updateLiveMetrics();
     void startScreenCaptureTimer();
     void reportRunning();
+    void markAlive(Date at);
     void copyCounts(Session& session, Date asOf) const;
     void save();
     Session newSession(const ProjectReference& project) const;

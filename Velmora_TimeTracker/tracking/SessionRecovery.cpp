@@ -114,7 +114,7 @@ void SessionManager::resumeInterruptedSession() {
     begin(session, now);
     refreshBesideServer(localBefore);
     enqueueStart();
-    TrackingHeartbeat::record(session.id, now, on_.preferences);
+    markAlive(now);
     on_.activityTracker.reset({session.mouseCount, session.keyboardCount, session.activityScore},
                               SessionArithmetic::sessionTotal(session, now));
     on_.activityTracker.start();
@@ -248,8 +248,8 @@ void SessionManager::cutAtClockStep(Date now) {
     if (maybePerformMidnightRolloverIfNeeded(now))
         return;
     currentSession_->intervals.push_back(newInterval(now));
-    TrackingHeartbeat::record(currentSession_->id, now, on_.preferences);
     save();
+    markAlive(now);
 }
 
 /// The row stays a running one: the next launch offers the session again, with a clean end.

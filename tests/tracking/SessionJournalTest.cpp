@@ -75,6 +75,54 @@ TEST_F(SessionJournalTest, AStartThatWasKeptOutIsReportedOnce) {
     EXPECT_EQ(world.activeSessions().front().id, world.session().id);
 }
 
+TEST_F(SessionJournalTest, ACrashWhileStepsWaitBillsWhatWasRunAndNoPause) {
+    const auto crash = [this] {
+        world.die();
+        allow();
+        world.launch();
+        engine().resumeInterruptedSession();
+        engine().stopTracking();
+        return static_cast<double>(lastTotal());
+    };
+    const LogCapture log;
+    world.start();
+    world.tick(100);
+    refuse("INSERT ON sessions");
+    engine().pauseTracking();
+    world.tick(3000);
+    resume();
+    world.tick(300);
+    engine().pauseTracking();
+    EXPECT_NEAR(crash(), 100, 1) << "the row knows nothing of what came after the pause";
+
+    world.start();
+    world.tick(100);
+    refuse("INSERT ON sessions");
+    engine().pauseTracking();
+    resume();
+    world.typeFor(600);
+    allow();
+    world.tick(10); // saved
+    refuse("INSERT ON sessions");
+    EXPECT_NEAR(crash(), 700, 2) << "what waited is proved when it is saved";
+
+    world.start();
+    world.tick(100);
+    world.die();
+    refuse("INSERT ON sessions");
+    world.tick(3000);
+    world.launch();
+    engine().resumeInterruptedSession();
+    world.tick(300);
+    EXPECT_NEAR(crash(), 60, 1) << "the recovery was not saved";
+
+    world.start();
+    world.tick(100);
+    refuse("INSERT ON session_history");
+    engine().stopTracking();
+    EXPECT_NEAR(crash(), 100, 1) << "the stop was not saved";
+}
+
 TEST_F(SessionJournalTest, WhatAFullDiskOrABusyDatabaseKeptOutIsWrittenInOrder) {
     for (const bool isBusy : {false, true}) {
         const size_t before = world.finishedSessions().size();
