@@ -67,6 +67,10 @@ void SessionManager::reportRunning() {
     qCInfo(Log::session, "Session updated: total=%llds, mouse=%lld, keyboard=%lld, score=%f",
            static_cast<long long>(SessionArithmetic::sessionTotal(*currentSession_, now)),
            currentSession_->mouseCount, currentSession_->keyboardCount, currentSession_->activityScore);
+    if (journal_.holdsReport(currentSession_->id)) {
+        qCInfo(Log::session, "Heartbeat skipped: the session's start is not saved yet");
+        return;
+    }
     qCInfo(Log::session, "Uploading heartbeat, then screenshots if success");
     spawn(reportCapture(on_.uploads, *currentSession_), "reportCapture");
 }

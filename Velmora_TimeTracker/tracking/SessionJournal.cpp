@@ -74,6 +74,11 @@ bool SessionJournal::holds(const QUuid& session) const {
     return std::ranges::any_of(waiting_, [&](const SessionStep& step) { return step.session.id == session; });
 }
 
+bool SessionJournal::holdsReport(const QUuid& session) const {
+    return std::ranges::any_of(
+        waiting_, [&](const SessionStep& step) { return step.session.id == session && step.report; });
+}
+
 std::vector<Session> SessionJournal::finishedSessions(const QString& domainKey) const {
     std::vector<Session> sessions;
     for (const SessionStep& step : waiting_)

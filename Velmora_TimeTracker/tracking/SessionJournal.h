@@ -34,6 +34,8 @@ public:
     /// Why the oldest step waits; absent when none does.
     const std::optional<SQLiteStore::Failure>& failure() const { return failure_; }
     bool holds(const QUuid& session) const;
+    /// Whether the report of a step of this session waits.
+    bool holdsReport(const QUuid& session) const;
     /// Completed sessions of `domainKey` that the history does not hold yet.
     std::vector<Session> finishedSessions(const QString& domainKey) const;
 

@@ -75,6 +75,18 @@ TEST_F(SessionJournalTest, AStartThatWasKeptOutIsReportedOnce) {
     EXPECT_EQ(world.activeSessions().front().id, world.session().id);
 }
 
+TEST_F(SessionJournalTest, NothingOfASessionIsSentWhileItsStartIsNotSaved) {
+    const LogCapture log;
+    refuse("INSERT ON upload_queue");
+    world.start();
+    world.typeFor(400); // two pictures
+    EXPECT_TRUE(world.bodies("sessions/heartbeat").empty()) << "the server does not know the session";
+    allow();
+    world.typeFor(300);
+    EXPECT_EQ(startsReported(), 1);
+    EXPECT_EQ(world.bodies("sessions/heartbeat").size(), 1U);
+}
+
 TEST_F(SessionJournalTest, ACrashWhileStepsWaitBillsWhatWasRunAndNoPause) {
     const auto crash = [this] {
         world.die();
