@@ -47,8 +47,12 @@ void SessionJournal::write(SessionStep step) {
 
 void SessionJournal::drain() {
     const bool wasWaiting = failure_.has_value();
-    while (!waiting_.empty() && writeNow(waiting_.front()))
+    while (!waiting_.empty() && writeNow(waiting_.front())) {
+        const SessionStep step = std::move(waiting_.front());
         waiting_.pop_front();
+        if (saved_)
+            saved_(step);
+    }
     if (!failure_)
         retry_.reset();
     else if (!retry_)

@@ -29,6 +29,9 @@ public:
     /// Called when steps begin to wait, and when none waits any more.
     void setChanged(std::function<void()> changed) { changed_ = std::move(changed); }
 
+    /// Called after each step that was written.
+    void setSaved(std::function<void(const SessionStep&)> saved) { saved_ = std::move(saved); }
+
     void write(SessionStep step);
 
     /// Why the oldest step waits; absent when none does.
@@ -51,6 +54,7 @@ private:
     PreferenceStore& preferences_;
     Executor& main_;
     std::function<void()> changed_;
+    std::function<void(const SessionStep&)> saved_;
     std::deque<SessionStep> waiting_;
     std::optional<SQLiteStore::Failure> failure_;
     std::unique_ptr<Executor::Timer> retry_;

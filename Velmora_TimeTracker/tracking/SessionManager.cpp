@@ -41,6 +41,10 @@ SessionManager::SessionManager(const Dependencies& dependencies)
             markAlive(on_.clock.now()); // the row has the open interval now
         processQueue();
     });
+    journal_.setSaved([this](const SessionStep& step) {
+        if (step.report && step.session.status == SessionStatus::completed)
+            on_.uploads.enqueueScreenshotsForSession(step.session.id); // behind the report of the end
+    });
     loadInterruptedSession();
     refreshTodayCompletedSeconds();
 }
@@ -330,7 +334,6 @@ void SessionManager::archive(const Session& session, const QString& domainKey, E
         return;
     }
     journal_.write({session, on_.uploads.sessionEndTask(session), domainKey});
-    on_.uploads.enqueueScreenshotsForSession(session.id);
     processQueue();
 }
 

@@ -1,7 +1,10 @@
 // Steps of sessions that the database does not take at once.
 
+#include "CaptureFolder.h"
 #include "EngineTest.h"
 #include "LogCapture.h"
+
+#include <QElapsedTimer>
 
 namespace {
 
@@ -167,6 +170,29 @@ TEST_F(SessionJournalTest, WhatAFullDiskOrABusyDatabaseKeptOutIsWrittenInOrder) 
         for (const Session& session : world.finishedSessions())
             EXPECT_EQ(endsReported(session.id), 1);
     }
+}
+
+TEST_F(SessionJournalTest, ABusyDatabaseStallsNoStopAndLosesNoPicture) {
+    world.start();
+    world.tick(30);
+    const QString captures =
+        CaptureFolder::capturesDirectory(world.machine.information, world.core->domain) + u'/';
+    for (int index = 0; index < 60; ++index) {
+        QFile file(captures + CaptureFolder::fileName(world.session().id, "x", index));
+        EXPECT_TRUE(file.open(QFile::WriteOnly));
+    }
+    const LogCapture log;
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(QFile::encodeName(database()).constData(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    QElapsedTimer clock;
+    clock.start();
+    engine().stopTracking();
+    EXPECT_LT(clock.elapsed(), 1000) << "the person waits";
+    world.tick(5);
+    sqlite3_close(other);
+    world.tick(200);
+    EXPECT_TRUE(QDir(captures).isEmpty()) << "sent";
 }
 
 TEST_F(SessionJournalTest, WithoutADatabaseTheTimeIsKeptUntilThereIsOne) {
