@@ -272,7 +272,8 @@ void SQLiteStore::noteOutcome(const char* sql, int code) {
     if ((primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB) && isReadable(db_)) {
         // Damage that the opening did not see. In an index alone it is mended without a loss; a mending that
         // did not help, or that met worse, ends the file's use. A disk that refuses it says nothing of the
-        // file.
+        // file. A transaction ends before, or its rollback would undo the mending.
+        rollBack();
         const int mended = mend();
         if (mended == SQLITE_OK ? failures > 1 : isDamage(mended)) {
             beginNewDatabase(code);
@@ -307,10 +308,14 @@ std::optional<SQLiteStore::Failure> SQLiteStore::transaction(const std::function
         return std::nullopt;
     }
     const int code = lastFailure_;
+    rollBack();
+    return failureOf(code);
+}
+
+void SQLiteStore::rollBack() {
     if (db_ && sqlite3_get_autocommit(db_) == 0) {
         execute(Sql::rollback);
     }
-    return failureOf(code);
 }
 
 void SQLiteStore::adoptRows(const QString& formerKey, const QString& domainKey, const QString& formerFolder,

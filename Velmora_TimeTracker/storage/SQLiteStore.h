@@ -135,6 +135,8 @@ private:
     void close();
     int migrateIfNeeded();
     int execute(const char* sql);
+    /// Undoes the transaction under way, if there is one.
+    void rollBack();
     /// Writes the indices anew.
     int mend();
     /// Sets the present file aside and opens an empty one.

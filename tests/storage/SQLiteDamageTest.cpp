@@ -141,6 +141,25 @@ TEST_F(SQLiteDamage, MendsAnIndexInUseWithoutLosingRows) {
     EXPECT_EQ(sql("SELECT count(*) FROM upload_queue; PRAGMA integrity_check"), "40, ok");
 }
 
+TEST_F(SQLiteDamage, MendsAnIndexThatATransactionMeets) {
+    beginWith(begin(40).replace("acme.testpending", "acme.testpendinh"));
+    const LogCapture log;
+    open();
+    const auto touchAll = [this] {
+        return store->transaction([this] {
+            bool isDone = true;
+            for (int number = 0; number < 40 && isDone; ++number)
+                isDone = store->enqueueUploadTask(storedTask(number, heartbeat, 100, start + number));
+            return isDone;
+        });
+    };
+    EXPECT_TRUE(touchAll());
+    EXPECT_EQ(log.count("failed rc=11"), 1) << "the planted damage was met";
+    EXPECT_FALSE(touchAll()) << "mended";
+    EXPECT_TRUE(works(*store) && databasesAside() == 0);
+    EXPECT_EQ(sql("SELECT count(*) FROM upload_queue; PRAGMA integrity_check"), "40, ok");
+}
+
 TEST_F(SQLiteDamage, AFullDiskLosesNothingInSilence) {
     const UploadTask task = storedTask(100, heartbeat, 500);
     int trials = 0;
