@@ -145,7 +145,8 @@ void SQLiteStore::close() {
 
 void SQLiteStore::openIfNeeded() {
     if (db_) {
-        if (!hasSchema_) {
+        // Not within a transaction, whose rollback would undo it.
+        if (!hasSchema_ && sqlite3_get_autocommit(db_) != 0) {
             migrateIfNeeded();
         }
         return;

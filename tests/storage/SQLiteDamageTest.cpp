@@ -160,6 +160,19 @@ TEST_F(SQLiteDamage, MendsAnIndexThatATransactionMeets) {
     EXPECT_EQ(sql("SELECT count(*) FROM upload_queue; PRAGMA integrity_check"), "40, ok");
 }
 
+TEST_F(SQLiteDamage, ARolledBackTransactionTakesNoTablesAlong) {
+    const LogCapture log;
+    std::optional<FullDisk> disk(40000); // room for the first of them
+    open();
+    store->transaction([&] {
+        disk.reset(); // the transaction has begun
+        works(*store);
+        return false;
+    });
+    EXPECT_FALSE(disk);
+    EXPECT_TRUE(works(*store));
+}
+
 TEST_F(SQLiteDamage, AFullDiskLosesNothingInSilence) {
     const UploadTask task = storedTask(100, heartbeat, 500);
     int trials = 0;
