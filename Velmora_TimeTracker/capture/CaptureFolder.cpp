@@ -8,7 +8,6 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
-#include <QUrl>
 #include <algorithm>
 #include <vector>
 
@@ -18,10 +17,11 @@ QString CaptureFolder::capturesBaseDirectory(const ApplicationInfo& information)
 
 QString CaptureFolder::capturesDirectory(const ApplicationInfo& information, const QString& domainKey) {
     constexpr qsizetype longestName = 200; // file systems take 255 bytes
-    QByteArray name = QUrl::toPercentEncoding(domainKey);
-    if (name.size() > longestName)
-        name = QCryptographicHash::hash(name, QCryptographicHash::Sha256).toHex();
-    return capturesBaseDirectory(information) + u'/' + QString::fromLatin1(name);
+    QString name = domainKey;
+    name.replace(u'%', "%25").replace(u'/', "%2F");
+    if (const QByteArray bytes = QFile::encodeName(name); bytes.size() > longestName)
+        name = QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
+    return capturesBaseDirectory(information) + u'/' + name;
 }
 
 QString CaptureFolder::capturesDirectory(const ApplicationInfo& information, const DomainStorage& domain) {

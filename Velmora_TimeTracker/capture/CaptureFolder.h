@@ -16,7 +16,8 @@ inline constexpr int maxFileCount = 500;
 
 /// "Velmora TimeTracker/captures" in the application-support folder. Creates nothing.
 QString capturesBaseDirectory(const ApplicationInfo& information);
-/// The folder of a domain key, whose letters that file names do not take are percent-encoded. Creates nothing.
+/// The folder of a domain key: its own name, with "/" percent-encoded, so that a mere host keeps the folder that earlier
+/// versions gave it. Creates nothing.
 QString capturesDirectory(const ApplicationInfo& information, const QString& domainKey);
 /// The folder of the current company and user. Creates nothing.
 QString capturesDirectory(const ApplicationInfo& information, const DomainStorage& domain);

@@ -1,3 +1,4 @@
+#include "CaptureFolder.h"
 #include "EngineFixture.h"
 #include "PreferenceStores.h"
 #include "UpdateCheck.h"
@@ -355,7 +356,7 @@ TEST_F(Core, GivesWhatAnEarlierVersionStoredToTheRememberedUser) {
     EXPECT_GT(pictures("acme.test"), 0);
     launch();
     EXPECT_EQ(pictures("acme.test"), 0);
-    EXPECT_GT(pictures("acme.test%20ann%40acme.test"), 0);
+    EXPECT_GT(pictures("acme.test ann@acme.test"), 0);
     EXPECT_TRUE(engine().interruptedSession());
     for (const char* table : {"sessions", "session_history", "upload_queue", "activity_segments"})
         EXPECT_EQ(sql(QByteArray("SELECT DISTINCT domain_key FROM ") + table),
@@ -365,5 +366,19 @@ TEST_F(Core, GivesWhatAnEarlierVersionStoredToTheRememberedUser) {
     engine().resumeInterruptedSession();
     engine().stopTracking();
     tick(4000);
-    EXPECT_EQ(pictures("acme.test%20ann%40acme.test"), 0) << "found under their new names and sent";
+    EXPECT_EQ(pictures("acme.test ann@acme.test"), 0) << "found under their new names and sent";
+}
+
+TEST_F(Core, MovesPicturesOfAnEarlierVersionWhateverItsHostIsCalled) {
+    die();
+    signIn("https://[::1]:8443/api/v1/", "ann@acme.test");
+    const QString former = directory.filePath("Velmora TimeTracker/captures/::1/");
+    const QString name = CaptureFolder::fileName(QUuid::createUuid(), "x", 0);
+    QFile picture(former + name);
+    ASSERT_TRUE(QDir().mkpath(former) && picture.open(QFile::WriteOnly));
+    picture.close();
+    status = 503;
+    launch();
+    const QString moved = CaptureFolder::capturesDirectory(machine.information, core->domain) + u'/' + name;
+    EXPECT_TRUE(QFile::exists(moved) && core->store.pendingUploadFilePaths().contains(moved));
 }
