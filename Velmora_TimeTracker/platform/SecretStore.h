@@ -12,6 +12,7 @@ public:
         missing, ///< The store answered, and there is no such item.
         locked,  ///< The item may exist, but the keyring is locked and was not unlocked.
         failed,  ///< The store could not be asked.
+        absent,  ///< This session has no store and none can be started; one may come later.
     };
     enum class WhenLocked {
         askToUnlock, ///< Raise the unlock prompt and wait for its end.

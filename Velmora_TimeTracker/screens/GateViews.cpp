@@ -51,6 +51,11 @@ RestoreView::RestoreView(PopoverModel& model, const VREnvironment& environment)
     slowHint_ =
         addText(QStringLiteral("Your desktop may be asking for permission to read your saved sign-in. Check "
                                "for a system dialog behind this window."));
+    lockedHint_ = addText(QStringLiteral("Your saved sign-in is in a keyring that is locked."));
+    unlock_ = new VRButton(environment, VRButton::Look::gradient, QStringLiteral("Unlock"),
+                           QStringLiteral("#unlockKeyring"));
+    addCentred(unlock_);
+    connect(unlock_, &VRButton::clicked, &model, &PopoverModel::unlockKeyring);
     signIn_ = new VRButton(environment, VRButton::Look::outline, QStringLiteral("Sign in instead"),
                            QStringLiteral("#signInInstead"));
     addCentred(signIn_);
@@ -60,7 +65,10 @@ RestoreView::RestoreView(PopoverModel& model, const VREnvironment& environment)
 }
 
 void RestoreView::refresh() {
-    slowHint_->setVisible(model_.authRestoreIsSlow());
+    const bool isLocked = model_.keyringIsLocked();
+    lockedHint_->setVisible(isLocked);
+    unlock_->setVisible(isLocked);
+    slowHint_->setVisible(model_.authRestoreIsSlow() && !isLocked);
     signIn_->setVisible(model_.authRestoreIsSlow());
 }
 

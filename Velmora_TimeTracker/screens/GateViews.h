@@ -32,6 +32,8 @@ private:
 
     PopoverModel& model_;
     VRLabel* slowHint_ = nullptr;
+    VRLabel* lockedHint_ = nullptr;
+    VRButton* unlock_ = nullptr;
     VRButton* signIn_ = nullptr;
 };
 

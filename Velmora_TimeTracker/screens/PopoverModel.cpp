@@ -67,7 +67,7 @@ PopoverModel::PopoverModel(TimeTrackerCore& core)
 
 Routing::Screen PopoverModel::screen() const {
     const AppStateManager& app = core_.appState;
-    return Routing::screen({.isRestoringSession = app.isRestoringSession(),
+    return Routing::screen({.isRestoringSession = app.isRestoringVisibly(),
                             .isAuthenticated = app.isAuthenticated(),
                             .forceClientUpdate = app.forceClientUpdate(),
                             .hasRequiredPermissions = app.hasRequiredPermissions(),
@@ -102,6 +102,14 @@ Task<> PopoverModel::recomputePermissionsAfterRestore() {
 
 bool PopoverModel::authRestoreIsSlow() const {
     return core_.appState.authRestoreIsSlow();
+}
+
+bool PopoverModel::keyringIsLocked() const {
+    return core_.appState.keyringIsLocked();
+}
+
+void PopoverModel::unlockKeyring() {
+    core_.unlockKeyring();
 }
 
 void PopoverModel::abandonAuthRestore() {

@@ -57,6 +57,8 @@ public:
     // The restore screen.
     bool authRestoreIsSlow() const;
     void abandonAuthRestore();
+    bool keyringIsLocked() const;
+    void unlockKeyring();
 
     // The forced-update screen.
     std::optional<QString> latestVersion() const;

@@ -6,7 +6,7 @@
 
 std::optional<AuthTokens> requestTokens(KeychainService& keychain) {
     KeychainService::Answer answer = keychain.readAuthTokens(SecretStore::WhenLocked::giveUp);
-    if (answer.isDefinite)
+    if (answer.isDefinite())
         return std::move(answer.tokens);
     const URLError failure(URLError::Code::dataNotAllowed, QStringLiteral("The keyring does not answer."));
     qCCritical(Log::auth, "Nothing is sent: %s", failure.what());

@@ -9,7 +9,9 @@ void KeychainService::saveAuthTokens(const AuthTokens& tokens) {
     if (encoded.isEmpty()) {
         return;
     }
-    secrets_.remove(service, account);
+    if (secrets_.remove(service, account) == SecretStore::Status::locked) {
+        return; // the prompt was dismissed, and is not raised again
+    }
     secrets_.add(service, account, encoded);
 }
 
@@ -22,20 +24,24 @@ KeychainService::Answer KeychainService::readAuthTokens(SecretStore::WhenLocked 
         wasAsked_ = true;
     const SecretStore::ReadResult read = secrets_.read(service, account, whenLocked);
     switch (read.status) {
-    case SecretStore::Status::success:
+    case SecretStore::Status::success: {
         wasAsked_ = false;
-        return {decodeAuthTokens(read.value), true};
+        auto tokens = decodeAuthTokens(read.value);
+        const auto status = tokens ? read.status : SecretStore::Status::missing;
+        return {std::move(tokens), status};
+    }
     case SecretStore::Status::missing:
         wasAsked_ = false;
-        return {std::nullopt, true};
+        break;
     case SecretStore::Status::locked:
         if (needsUnlock_ && !wasAsked_.exchange(true))
             needsUnlock_();
         break;
     case SecretStore::Status::failed:
+    case SecretStore::Status::absent:
         if (whenLocked == SecretStore::WhenLocked::askToUnlock)
             wasAsked_ = false; // the request did not reach anybody
         break;
     }
-    return {std::nullopt, false};
+    return {std::nullopt, read.status};
 }

@@ -22,15 +22,17 @@ public:
 
     /// Asks for the unlock of a locked keyring and waits for its end.
     std::optional<AuthTokens> getAuthTokens();
-    /// Replaces what is stored; tokens that cannot be encoded change nothing.
+    /// Replaces what is stored; tokens that cannot be encoded change nothing, nor does a keyring that stays locked.
     void saveAuthTokens(const AuthTokens& tokens);
     void deleteAuthTokens();
 
     /// What a reader needs to tell apart: tokens, none, or a keyring that has not answered.
     struct Answer {
         std::optional<AuthTokens> tokens;
-        /// False while the keyring is locked or cannot be asked: the tokens may exist.
-        bool isDefinite = true;
+        /// Without tokens, `missing` alone is definite: else the tokens may exist.
+        SecretStore::Status status = SecretStore::Status::missing;
+
+        bool isDefinite() const { return tokens || status == SecretStore::Status::missing; }
     };
     Answer readAuthTokens(SecretStore::WhenLocked whenLocked);
 

@@ -38,6 +38,11 @@ TEST_F(Views, TheProgramHoldsInEveryLook) {
     relaunch();
     world.tick(9);
     inEveryLook("#signInInstead");
+    press("#unlockKeyring");
+    EXPECT_EQ(text("#unlockKeyring"), "-"); // the prompt is raised
+    world.tick(2);
+    EXPECT_EQ(world.machine.secrets.prompts, 2);
+    EXPECT_EQ(text("#unlockKeyring"), "Unlock"); // dismissed again
     press("#signInInstead");
     EXPECT_TRUE(control(*shown, "#loginButton"));
     EXPECT_EQ(ThemeManager(world.machine.preferences).paletteID(), "black"); // kept for the next start

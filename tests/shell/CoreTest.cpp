@@ -89,6 +89,37 @@ TEST_F(Core, WaitsForALockedKeyringAndAsksForItsUnlockOnce) {
     EXPECT_TRUE(state().isAuthenticated());
 }
 
+TEST_F(Core, RaisesADismissedPromptAgainWhenAskedTo) {
+    die();
+    machine.secrets.isLocked = true;
+    machine.secrets.prompts = 0;
+    launch();
+    tick(3);
+    EXPECT_TRUE(state().keyringIsLocked());
+    machine.secrets.unlocksWhenAsked = true;
+    core->unlockKeyring();
+    tick(2);
+    EXPECT_TRUE(state().isAuthenticated() && !state().keyringIsLocked());
+    EXPECT_EQ(machine.secrets.prompts, 2);
+}
+
+TEST_F(Core, OffersTheFormWithoutAKeyringAndWaitsForOneAllTheSame) {
+    die();
+    machine.secrets.isAbsent = true;
+    launch();
+    tick(7);
+    EXPECT_TRUE(state().isRestoringVisibly());
+    tick(2);
+    EXPECT_FALSE(state().isRestoringVisibly() || state().isAuthenticated());
+    machine.secrets.isAbsent = false;
+    machine.urlSession.requests.clear();
+    tick(2);
+    EXPECT_TRUE(state().isAuthenticated());
+    config.idleMinutesThreshold = 9;
+    tick(2500);
+    EXPECT_EQ(engine().config(), config); // the refresh loop runs
+}
+
 TEST_F(Core, TakesAKeyringThatStopsAnsweringForBeingOffline) {
     MemorySecretStore& keyring = machine.secrets;
     for (const auto& [isLocked, isUnlockedWhenAsked, prompts] :

@@ -66,7 +66,7 @@ TEST(KeychainService, KeepsOneItemAndTellsALockFromNothing) {
     AuthTokens tokens{"access", "refresh", Date::since2001(1), Date::since2001(2), "r1", "r2"};
     const auto expect = [&](const std::optional<AuthTokens>& found, bool isDefinite) {
         const auto answer = keychain.readAuthTokens(SecretStore::WhenLocked::giveUp);
-        EXPECT_TRUE(answer.tokens == found && answer.isDefinite == isDefinite);
+        EXPECT_TRUE(answer.tokens == found && answer.isDefinite() == isDefinite);
     };
     expect({}, true);
     keychain.saveAuthTokens(tokens);

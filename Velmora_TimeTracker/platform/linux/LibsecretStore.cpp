@@ -7,6 +7,7 @@
 #include <cstring>
 #include <libsecret/secret.h>
 #include <type_traits>
+#include <utility>
 
 namespace {
 
@@ -227,8 +228,8 @@ bool meansAbsent(const GError* error) {
     }
 }
 
-/// True when the session bus has a Secret Service, which is started if need be.
-bool hasSecretService(GCancellable* cancellable) {
+/// True when the session bus has a Secret Service; with `G_DBUS_CALL_FLAGS_NONE` it is started if need be.
+bool hasSecretService(GCancellable* cancellable, GDBusCallFlags flags) {
     const auto bus = sessionBus(cancellable);
     if (g_cancellable_is_cancelled(cancellable))
         return true; // it was not asked
@@ -237,7 +238,7 @@ bool hasSecretService(GCancellable* cancellable) {
     Error error;
     GVariant* reply = g_dbus_connection_call_sync(
         bus.get(), "org.freedesktop.secrets", "/org/freedesktop/secrets", "org.freedesktop.DBus.Peer", "Ping",
-        nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, cancellable, &error.error);
+        nullptr, nullptr, flags, -1, cancellable, &error.error);
     if (reply)
         g_variant_unref(reply);
     return !meansAbsent(error.error);
@@ -246,34 +247,59 @@ bool hasSecretService(GCancellable* cancellable) {
 } // namespace
 
 LibsecretStore::LibsecretStore()
-    : cancellable_(g_cancellable_new(), g_object_unref) {}
+    : cancellable_(g_cancellable_new(), g_object_unref)
+    , memory_(std::make_unique<ProcessMemory>()) {}
 
 LibsecretStore::~LibsecretStore() = default;
 
-SecretStore& LibsecretStore::chosen() {
-    std::call_once(choice_, [this] {
-        if (hasSecretService(cancellable_.get())) {
-            chosen_ = std::make_unique<Keyring>(cancellable_.get());
-            return;
-        }
-        qCCritical(Log::auth, "This session has no Secret Service: the sign-in is kept in memory only");
-        chosen_ = std::make_unique<ProcessMemory>();
-    });
-    return *chosen_;
+SecretStore* LibsecretStore::keyring() {
+    const std::lock_guard guard(choice_);
+    const auto flags =
+        std::exchange(wasAsked_, true) ? G_DBUS_CALL_FLAGS_NO_AUTO_START : G_DBUS_CALL_FLAGS_NONE;
+    if (!keyring_ && hasSecretService(cancellable_.get(), flags))
+        keyring_ = std::make_unique<Keyring>(cancellable_.get());
+    return keyring_.get();
 }
 
 SecretStore::ReadResult LibsecretStore::read(const QString& service, const QString& account,
                                              WhenLocked whenLocked) {
-    return chosen().read(service, account, whenLocked);
+    SecretStore* const store = keyring();
+    if (store)
+        moveInto(*store, service, account);
+    const ReadResult held = memory_->read(service, account, whenLocked);
+    if (held.status == Status::success)
+        return held;
+    return store ? store->read(service, account, whenLocked) : ReadResult{Status::absent, {}};
+}
+
+void LibsecretStore::moveInto(SecretStore& store, const QString& service, const QString& account) {
+    if (memory_->read(service, account, WhenLocked::giveUp).status != Status::success)
+        return;
+    const std::lock_guard guard(writing_);
+    const ReadResult held = memory_->read(service, account, WhenLocked::giveUp);
+    const Status stored = store.read(service, account, WhenLocked::giveUp).status;
+    const bool isUnlocked = stored == Status::success || stored == Status::missing;
+    if (held.status != Status::success || !isUnlocked)
+        return;
+    store.remove(service, account);
+    if (store.add(service, account, held.value) == Status::success)
+        memory_->remove(service, account);
 }
 
 SecretStore::Status LibsecretStore::remove(const QString& service, const QString& account) {
-    return chosen().remove(service, account);
+    const std::lock_guard guard(writing_);
+    const Status forgotten = memory_->remove(service, account);
+    SecretStore* const store = keyring();
+    return store ? store->remove(service, account) : forgotten;
 }
 
 SecretStore::Status LibsecretStore::add(const QString& service, const QString& account,
                                         const QByteArray& value) {
-    return chosen().add(service, account, value);
+    const std::lock_guard guard(writing_);
+    if (SecretStore* const store = keyring())
+        return store->add(service, account, value);
+    qCCritical(Log::auth, "This session has no Secret Service: the sign-in is kept in memory only");
+    return memory_->add(service, account, value);
 }
 
 void LibsecretStore::cancel() {

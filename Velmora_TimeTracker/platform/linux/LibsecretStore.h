@@ -7,8 +7,9 @@
 
 struct _GCancellable;
 
-/// The desktop's Secret Service. Where the session has none at the first use, the secrets live in the memory
-/// of this process only, for its whole life, and a log line says so; they never go to a file.
+/// The desktop's Secret Service. While the session has none and can start none, `read` answers `absent`, and what is
+/// added lives in the memory of this process only, with a log line; it never goes to a file. A service that comes
+/// later is used from the next call on: what lives in memory moves into it as soon as it is unlocked.
 class LibsecretStore final : public SecretStore {
 public:
     LibsecretStore();
@@ -23,10 +24,15 @@ public:
     void cancel();
 
 private:
-    /// Decided at the first call.
-    SecretStore& chosen();
+    /// Null while the session has no service. One that was there once is never taken for absent again.
+    SecretStore* keyring();
+    /// Moves what was added without a service into one that is unlocked.
+    void moveInto(SecretStore& store, const QString& service, const QString& account);
 
     const std::unique_ptr<_GCancellable, void (*)(void*)> cancellable_;
-    std::once_flag choice_;
-    std::unique_ptr<SecretStore> chosen_;
+    const std::unique_ptr<SecretStore> memory_;
+    std::mutex writing_; ///< Keeps a write, and a move into the keyring, in one step.
+    std::mutex choice_;  ///< Guards the members below.
+    std::unique_ptr<SecretStore> keyring_;
+    bool wasAsked_ = false; ///< The bus, to start a service: once is enough.
 };

@@ -21,6 +21,8 @@ SecretStore::ReadResult MemorySecretStore::read(const QString& service, const QS
                                                 WhenLocked whenLocked) {
     const std::lock_guard guard(mutex_);
     ++reads;
+    if (isAbsent)
+        return {Status::absent, {}};
     if (isBroken)
         return {Status::failed, {}};
     if (isLocked && whenLocked == WhenLocked::askToUnlock) {

@@ -33,6 +33,7 @@ public:
     /// The person unlocks when asked; otherwise the prompt is dismissed.
     bool unlocksWhenAsked = false;
     bool isBroken = false;
+    bool isAbsent = false;
     int prompts = 0;
     int reads = 0;
 

@@ -64,6 +64,15 @@ void AppStateManager::endAuthRestore() {
         waiter.complete(true);
 }
 
+bool AppStateManager::isRestoringVisibly() const {
+    return isRestoringSession_ && !(authRestoreIsSlow_ && keyring_ == SecretStore::Status::absent);
+}
+
+void AppStateManager::setKeyring(SecretStore::Status status) {
+    if (std::exchange(keyring_, status) != status)
+        Q_EMIT changed();
+}
+
 Task<> AppStateManager::awaitAuthRestore() {
     if (!isRestoringSession_)
         co_return;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "RemoteConfig.h"
+#include "SecretStore.h"
 #include "Task.h"
 
 #include <QObject>
@@ -44,6 +45,11 @@ public:
     bool isAuthenticated() const { return isAuthenticated_; }
     bool isRestoringSession() const { return isRestoringSession_; }
     bool authRestoreIsSlow() const { return authRestoreIsSlow_; }
+    /// The launch read waits, and there is nothing better to do: not so when it has become slow in a session without
+    /// a keyring. It goes on all the same, since a keyring may still come.
+    bool isRestoringVisibly() const;
+    /// The launch read waits for a keyring that somebody must unlock.
+    bool keyringIsLocked() const { return isRestoringSession_ && keyring_ == SecretStore::Status::locked; }
     bool hasRequiredPermissions() const { return hasRequiredPermissions_; }
     const std::optional<RemoteConfig>& remoteConfig() const { return remoteConfig_; }
     const std::vector<RemoteProject>& projects() const { return projects_; }
@@ -58,6 +64,8 @@ public:
     void publish(const RemoteConfig& config);
     void evaluateClientVersion(const std::optional<RemoteConfig>& config);
     void recomputePermissions();
+    /// What kept the keyring from answering the launch read.
+    void setKeyring(SecretStore::Status status);
     void setPendingMainTab(const std::optional<MainTab>& tab);
 
     /// Resumes when the launch read has ended; at once when it has.
@@ -93,6 +101,7 @@ private:
     bool isAuthenticated_ = false;
     bool isRestoringSession_ = true;
     bool authRestoreIsSlow_ = false;
+    SecretStore::Status keyring_ = SecretStore::Status::failed;
     bool hasRequiredPermissions_ = false;
     std::optional<RemoteConfig> remoteConfig_;
     std::vector<RemoteProject> projects_;

@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr Seconds lockedKeyringRetryInterval = 2.0;
+constexpr Seconds keyringRetryInterval = 2.0;
 const QString idleQuestion = QStringLiteral("IdleQuestionDialog");
 
 QString createdFolder(const ApplicationInfo& information) {
@@ -18,21 +18,27 @@ QString createdFolder(const ApplicationInfo& information) {
     return folder;
 }
 
-/// Whether a sign-in is stored. A locked keyring is no answer: the person is asked once to unlock it, and it
-/// is then read again until it answers.
-Task<bool> hasStoredSignIn(KeychainService& keychain, AuthService& auth, Executor& userInitiated) {
+using Waiting = std::function<void(SecretStore::Status)>;
+
+/// Whether a sign-in is stored. A locked keyring, or none yet, is no answer: the person is asked once to unlock it,
+/// and it is then read again until it answers; `waiting` hears why it did not.
+Task<bool> hasStoredSignIn(KeychainService& keychain, AuthService& auth, Executor& userInitiated,
+                           Waiting waiting) {
     const SignIn launched = auth.signIn();
     auto answer = keychain.readAuthTokens(SecretStore::WhenLocked::askToUnlock);
-    while (!answer.isDefinite) {
-        co_await sleepFor(userInitiated, lockedKeyringRetryInterval);
+    while (!answer.isDefinite()) {
+        waiting(answer.status);
+        co_await sleepFor(userInitiated, keyringRetryInterval);
         answer = keychain.readAuthTokens(SecretStore::WhenLocked::giveUp);
     }
     co_return co_await auth.restore(answer.tokens.has_value(), launched);
 }
 
-std::function<Task<bool>()> launchRead(KeychainService& keychain, AuthService& auth,
-                                       Executor& userInitiated) {
-    return [&keychain, &auth, &userInitiated] { return hasStoredSignIn(keychain, auth, userInitiated); };
+std::function<Task<bool>()> launchRead(KeychainService& keychain, AuthService& auth, Executor& userInitiated,
+                                       Waiting waiting) {
+    return [&keychain, &auth, &userInitiated, waiting] {
+        return hasStoredSignIn(keychain, auth, userInitiated, waiting);
+    };
 }
 
 std::function<void(Seconds)> stallWriter(const Platform& platform, const QString& folder) {
@@ -66,7 +72,13 @@ TimeTrackerCore::TimeTrackerCore(const Platform& thePlatform)
     , activityTracker(platform.inputEvents, platform.clock)
     , idleDetector(platform.idleTime, platform.idle)
     , appState({remoteConfig, platform.information, platform.clock, platform.main, platform.userInitiated,
-                launchRead(keychain, auth, platform.userInitiated),
+                launchRead(keychain, auth, platform.userInitiated,
+                           [weak = QPointer(this), &main = thePlatform.main](SecretStore::Status status) {
+                               main.post([weak, status] {
+                                   if (weak)
+                                       weak->appState.setKeyring(status);
+                               });
+                           }),
                 [this] { return permissions.hasRequiredPermissions(); }})
     , sessionManager({store, uploads, platform.preferences, domain, timeZones, permissions, activityTracker,
                       idleDetector, screenCapture, platform.clock, platform.random, platform.main})
@@ -154,6 +166,11 @@ void TimeTrackerCore::startPeriodicRefresh() {
 }
 
 // ---- What the lower folders call
+
+void TimeTrackerCore::unlockKeyring() {
+    appState.setKeyring(SecretStore::Status::failed); // until the person has answered
+    platform.userInitiated.post([this] { askToUnlock(); });
+}
 
 /// May take as long as a person needs.
 void TimeTrackerCore::askToUnlock() {

@@ -65,6 +65,8 @@ public:
     void companyChanged();
     /// Starts the periodic refresh, with a fetch at once when there is no configuration; each update is applied on the main thread.
     void startPeriodicRefresh();
+    /// Raises the unlock prompt of the keyring again, at the person's wish.
+    void unlockKeyring();
 
 Q_SIGNALS:
     /// "com.velmora.timetracker.authSessionDidInvalidate"; the core has acted on it already.
