@@ -61,25 +61,22 @@ std::optional<UploadTask> SQLiteStore::nextUploadTask(Date now) {
     return next;
 }
 
-void SQLiteStore::updateUploadTaskStatus(const QUuid& id, UploadTaskStatus status) {
-    const QString domain = domain_.domainKey();
-    withStatement(Sql::updateUploadTaskStatus, [&](Statement& statement) {
-        statement.bindText(rawName(status)).bindText(domain).bindText(uuidText(id)).run();
+bool SQLiteStore::updateUploadTaskStatus(const QUuid& id, UploadTaskStatus status) {
+    return withStatement(Sql::updateUploadTaskStatus, [&](Statement& statement) {
+        statement.bindText(rawName(status)).bindText(uuidText(id)).run();
     });
 }
 
-void SQLiteStore::markUploadTaskFailed(const QUuid& id, int retryCount, Date nextAttemptAt) {
-    const QString domain = domain_.domainKey();
-    withStatement(Sql::markUploadTaskFailed, [&](Statement& statement) {
+bool SQLiteStore::markUploadTaskFailed(const QUuid& id, int retryCount, Date nextAttemptAt) {
+    return withStatement(Sql::markUploadTaskFailed, [&](Statement& statement) {
         statement.bindText(rawName(UploadTaskStatus::failed)).bindInteger(retryCount);
-        statement.bindReal(nextAttemptAt.secondsSince1970()).bindText(domain).bindText(uuidText(id)).run();
+        statement.bindReal(nextAttemptAt.secondsSince1970()).bindText(uuidText(id)).run();
     });
 }
 
-void SQLiteStore::markUploadTaskCompleted(const QUuid& id) {
-    const QString domain = domain_.domainKey();
-    withStatement(Sql::markUploadTaskCompleted,
-                  [&](Statement& statement) { statement.bindText(domain).bindText(uuidText(id)).run(); });
+bool SQLiteStore::markUploadTaskCompleted(const QUuid& id) {
+    return withStatement(Sql::markUploadTaskCompleted,
+                         [&](Statement& statement) { statement.bindText(uuidText(id)).run(); });
 }
 
 void SQLiteStore::bringUploadTasksForward(Date now, Date latest) {
@@ -88,8 +85,8 @@ void SQLiteStore::bringUploadTasksForward(Date now, Date latest) {
     });
 }
 
-void SQLiteStore::resetStaleInProgressTasks() {
-    withStatement(Sql::resetStaleInProgressTasks, [](Statement& statement) { statement.run(); });
+bool SQLiteStore::resetStaleInProgressTasks() {
+    return withStatement(Sql::resetStaleInProgressTasks, [](Statement& statement) { statement.run(); });
 }
 
 bool SQLiteStore::hasScreenshotTask(const QUuid& sessionId, const QString& filePath) {

@@ -91,14 +91,15 @@ public:
     bool enqueueUploadTask(const UploadTask& task, const std::optional<QString>& domainKey = std::nullopt);
     /// The one due task: highest priority, then oldest. None when that row is unreadable.
     std::optional<UploadTask> nextUploadTask(Date now);
-    void updateUploadTaskStatus(const QUuid& id, UploadTaskStatus status);
-    void markUploadTaskFailed(const QUuid& id, int retryCount, Date nextAttemptAt);
+    // What becomes of a task, whichever domain it belongs to.
+    bool updateUploadTaskStatus(const QUuid& id, UploadTaskStatus status);
+    bool markUploadTaskFailed(const QUuid& id, int retryCount, Date nextAttemptAt);
     /// A completed task has no row.
-    void markUploadTaskCompleted(const QUuid& id);
+    bool markUploadTaskCompleted(const QUuid& id);
     /// Makes due at `now` what only later than `latest` would be. All domains.
     void bringUploadTasksForward(Date now, Date latest);
     /// All domains.
-    void resetStaleInProgressTasks();
+    bool resetStaleInProgressTasks();
     bool hasScreenshotTask(const QUuid& sessionId, const QString& filePath);
     bool hasActivitySegmentTask();
     QSet<QString> pendingUploadFilePaths();

@@ -127,13 +127,11 @@ FROM upload_queue
 WHERE domain_key = ? AND status IN ('pending', 'failed') AND next_attempt_at <= ?
 ORDER BY priority DESC, created_at ASC
 LIMIT 1;)";
-inline constexpr const char* updateUploadTaskStatus =
-    "UPDATE upload_queue SET status = ? WHERE domain_key = ? AND id = ?;";
+inline constexpr const char* updateUploadTaskStatus = "UPDATE upload_queue SET status = ? WHERE id = ?;";
 inline constexpr const char* markUploadTaskFailed = R"(UPDATE upload_queue
 SET status = ?, retry_count = ?, next_attempt_at = ?
-WHERE domain_key = ? AND id = ?;)";
-inline constexpr const char* markUploadTaskCompleted =
-    "DELETE FROM upload_queue WHERE domain_key = ? AND id = ?;";
+WHERE id = ?;)";
+inline constexpr const char* markUploadTaskCompleted = "DELETE FROM upload_queue WHERE id = ?;";
 inline constexpr const char* bringUploadTasksForward =
     "UPDATE upload_queue SET next_attempt_at = ? WHERE next_attempt_at > ?;";
 inline constexpr const char* resetStaleInProgressTasks =

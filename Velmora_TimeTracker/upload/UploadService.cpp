@@ -117,10 +117,7 @@ Task<> UploadService::processQueueOnWorker() {
         const auto task = on_.store.nextUploadTask(on_.clock.now());
         if (!task)
             break;
-        const QString company = on_.domain.domainKey();
         co_await runTask(*task);
-        if (on_.domain.domainKey() != company)
-            on_.store.resetStaleInProgressTasks(); // what became of it was noted out of its row's reach
         ++handled;
     }
     if (handled == 0)

@@ -32,7 +32,7 @@ class RetryManager;
 ///
 ///   enqueue ──▶ pending ──run──▶ inProgress ──▶ sent: row deleted
 ///                  ▲              ▲   │
-///                  └── launch ────┼───┤ the process died (or its company was left, at once)
+///                  └── launch ────┼───┤ the process died
 ///                                 │   ├──▶ takeover, permanent error, file gone, sixth failure: row deleted,
 ///      failed ──run, when due ────┘   │    the reason logged
 ///        ▲                            │

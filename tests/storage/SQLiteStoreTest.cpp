@@ -137,12 +137,8 @@ TEST_F(SQLite, GivesTheMostUrgentDueTaskOfItsCompany) {
     store->enqueueUploadTask(theirs, "other.test");
     useCompany("other.test");
     EXPECT_EQ(store->nextUploadTask(start), theirs);
-    store->markUploadTaskCompleted(oldest.id);
-    store->updateUploadTaskStatus(oldest.id, UploadTaskStatus::completed);
-    store->markUploadTaskFailed(oldest.id, 9, start + 999);
+    store->markUploadTaskFailed(oldest.id, 1, start + 60.5); // of a company that was left meanwhile
     useCompany("acme.test");
-    EXPECT_EQ(store->nextUploadTask(start), oldest);
-    store->markUploadTaskFailed(oldest.id, 1, start + 60.5);
     EXPECT_NE(store->nextUploadTask(start + 60.4)->id, oldest.id);
     enqueue({oldest}); // the same id again is the same row, as new
     EXPECT_EQ(store->nextUploadTask(start), oldest);

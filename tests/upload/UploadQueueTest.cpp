@@ -121,6 +121,17 @@ TEST_F(Upload, launchMendsTheQueueAndAdoptsStrandedPictures) {
     EXPECT_EQ(sql("SELECT status FROM upload_queue WHERE type = 'heartbeat'"), "pending");
 }
 
+TEST_F(Upload, NotesWhatBecameOfARowThoughItsCompanyWasLeftMeanwhile) {
+    add(heartbeat);
+    reply(Network::answer(200, {}, 7));
+    spawn(service.processQueue(), "run");
+    pass(1);
+    useCompany("other.test");
+    pass(20);
+    EXPECT_EQ(sent(), "heartbeat");
+    EXPECT_EQ(rows(), "");
+}
+
 TEST_F(Upload, runsOneAtATimeThirtySecondsAfterTheLastHasEnded) {
     await(service.start());
     pass(1);
