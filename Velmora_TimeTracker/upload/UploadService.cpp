@@ -44,7 +44,6 @@ Task<> UploadService::start() {
 }
 
 Task<> UploadService::startOnWorker() {
-    on_.store.resetStaleInProgressTasks();
     removeUnattributableData();
     enqueueOrphanedScreenshots();
     spawn(runThenWait(), "UploadService queue");
@@ -113,9 +112,10 @@ Task<> UploadService::processQueueOnWorker() {
     bringStrandedTasksForward();
 
     int handled = 0;
-    while (handled < maxTasksPerRun && on_.retry.canAttempt(on_.clock.now())) {
+    settleRows();
+    while (handled < maxTasksPerRun && isSettled() && on_.retry.canAttempt(on_.clock.now())) {
         const auto task = on_.store.nextUploadTask(on_.clock.now());
-        if (!task)
+        if (!task || !on_.store.updateUploadTaskStatus(task->id, UploadTaskStatus::inProgress))
             break;
         co_await runTask(*task);
         ++handled;
@@ -126,7 +126,25 @@ Task<> UploadService::processQueueOnWorker() {
 
 void UploadService::tryAgainAt(Date due, const UploadTask& task, int retryCount) {
     latestDue_ = std::max(latestDue_, due);
-    on_.store.markUploadTaskFailed(task.id, retryCount, due);
+    hasStaleRows_ |= !on_.store.markUploadTaskFailed(task.id, retryCount, due);
+}
+
+void UploadService::finish(const UploadTask& task) {
+    if (!on_.store.markUploadTaskCompleted(task.id))
+        finished_.push_back(task.id);
+}
+
+/// Notes what the database did not take at its time.
+void UploadService::settleRows() {
+    while (!finished_.empty() && on_.store.markUploadTaskCompleted(finished_.back()))
+        finished_.pop_back();
+    if (finished_.empty() && hasStaleRows_)
+        hasStaleRows_ = !on_.store.resetStaleInProgressTasks();
+}
+
+/// Whether each row tells what became of it. Until then nothing is sent: what became of that would not be noted either.
+bool UploadService::isSettled() const {
+    return finished_.empty() && !hasStaleRows_;
 }
 
 /// A task whose next attempt was set by a clock that was ahead must not wait until that time has really come.
@@ -140,13 +158,12 @@ void UploadService::bringStrandedTasksForward() {
 }
 
 Task<> UploadService::runTask(UploadTask task) {
-    on_.store.updateUploadTaskStatus(task.id, UploadTaskStatus::inProgress);
     std::exception_ptr failure;
     try {
         co_await send(task);
     } catch (const UploadServiceError&) {
         qCInfo(Log::upload, "Task %s file not found; dropping.", qUtf8Printable(uuidText(task.id)));
-        on_.store.markUploadTaskCompleted(task.id);
+        finish(task);
         co_return;
     } catch (...) {
         failure = std::current_exception();
@@ -155,7 +172,7 @@ Task<> UploadService::runTask(UploadTask task) {
         handleFailure(task, failure);
         co_return;
     }
-    on_.store.markUploadTaskCompleted(task.id);
+    finish(task);
     on_.retry.registerSuccess();
 }
 
@@ -163,7 +180,7 @@ void UploadService::handleFailure(const UploadTask& task, const std::exception_p
     const Action action = failureAction(failure, task.type);
     if (const auto* takenOver = std::get_if<TakenOver>(&action)) {
         handleHeartbeatTakenOver(task.sessionId, takenOver->statusCode);
-        on_.store.markUploadTaskCompleted(task.id);
+        finish(task);
     } else if (const auto* permanent = std::get_if<DropPermanently>(&action)) {
         drop(task, permanent->deleteFile);
     } else if (const auto* retry = std::get_if<Retry>(&action)) {
@@ -178,7 +195,7 @@ void UploadService::drop(const UploadTask& task, bool deleteFile) {
                qUtf8Printable(uuidText(task.id)), qUtf8Printable(rawName(task.type)));
     if (deleteFile && task.filePath)
         QFile::remove(*task.filePath);
-    on_.store.markUploadTaskCompleted(task.id);
+    finish(task);
 }
 
 void UploadService::retryLater(const UploadTask& task, std::optional<int> statusCode,
@@ -190,7 +207,7 @@ void UploadService::retryLater(const UploadTask& task, std::optional<int> status
     on_.retry.registerFailure(statusCode);
     if (attempt > maxRetries) {
         qCCritical(Log::upload, "Task %s exceeded max retries, discarding.", id.constData());
-        on_.store.markUploadTaskCompleted(task.id);
+        finish(task);
         return;
     }
     const int retryCount = static_cast<int>(attempt);

@@ -32,7 +32,7 @@ class RetryManager;
 ///
 ///   enqueue ──▶ pending ──run──▶ inProgress ──▶ sent: row deleted
 ///                  ▲              ▲   │
-///                  └── launch ────┼───┤ the process died
+///                  └─ next run ───┼───┤ the process died, or the database did not take the outcome
 ///                                 │   ├──▶ takeover, permanent error, file gone, sixth failure: row deleted,
 ///      failed ──run, when due ────┘   │    the reason logged
 ///        ▲                            │
@@ -103,6 +103,9 @@ private:
     void rescheduleOffline(const UploadTask& task);
     void maybeEnqueuePendingActivitySegmentsUpload();
     void tryAgainAt(Date due, const UploadTask& task, int retryCount);
+    void finish(const UploadTask& task);
+    void settleRows();
+    bool isSettled() const;
     void bringStrandedTasksForward();
     void removeUnattributableData();
     void enqueueOrphanedScreenshots();
@@ -134,6 +137,8 @@ private:
     /// No queued task is due later; at first that is not known.
     Date latestDue_{std::numeric_limits<double>::infinity()};
     bool isProcessing_ = false;
+    std::vector<QUuid> finished_; ///< Tasks that need no further attempt, but still have their row.
+    bool hasStaleRows_ = true;    ///< Rows may be inProgress that no run works on, as after a launch.
     QSet<QUuid> takenOverSessions_;
     std::mutex enqueueing_; ///< Keeps "no live row yet, so add one" in one step.
 };

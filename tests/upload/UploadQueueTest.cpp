@@ -121,6 +121,34 @@ TEST_F(Upload, launchMendsTheQueueAndAdoptsStrandedPictures) {
     EXPECT_EQ(sql("SELECT status FROM upload_queue WHERE type = 'heartbeat'"), "pending");
 }
 
+TEST_F(Upload, SendsARowOnceThoughTheDatabaseTakesNoNoteOfIt) {
+    const struct {
+        const char* refused;
+        int status;
+        const char *sent, *sentLater;
+    } cases[] = {
+        {"DELETE ON upload_queue", 200, "heartbeat", "heartbeat"},
+        {"UPDATE ON upload_queue WHEN OLD.status = 'inProgress'", 500, "heartbeat", "heartbeat heartbeat"},
+        {"UPDATE ON upload_queue", 200, "", "heartbeat"},
+    };
+    for (const auto& [refused, status, sentNow, sentLater] : cases) {
+        SCOPED_TRACE(refused);
+        const LogCapture log;
+        requests.clear();
+        add(heartbeat);
+        answer(status);
+        sql(QByteArray("CREATE TRIGGER t BEFORE ") + refused + " BEGIN SELECT RAISE(ABORT, 'refused'); END");
+        run();
+        run();
+        EXPECT_EQ(sent(), sentNow);
+        sql("DROP TRIGGER t");
+        answer(200);
+        run();
+        EXPECT_EQ(sent(), sentLater);
+        EXPECT_EQ(rows(), "");
+    }
+}
+
 TEST_F(Upload, NotesWhatBecameOfARowThoughItsCompanyWasLeftMeanwhile) {
     add(heartbeat);
     reply(Network::answer(200, {}, 7));
