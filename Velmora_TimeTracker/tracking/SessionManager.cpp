@@ -148,14 +148,15 @@ void SessionManager::resumeTracking() {
 
 // ---- Forced stops
 
-void SessionManager::handleSessionTakenOver() {
-    if (!currentSession_)
-        return;
+bool SessionManager::handleSessionTakenOver(const QUuid& sessionId) {
+    if (!currentSession_ || currentSession_->id != sessionId)
+        return false;
     const Operation operation(*this);
-    const QString id = uuidText(currentSession_->id);
     endCurrentSession(EndReport::none);
     lastStatusMessage_ = QStringLiteral("Session was resumed on another device.");
-    qCInfo(Log::session, "Session %s closed locally after backend takeover.", qPrintable(id));
+    qCInfo(Log::session, "Session %s closed locally after backend takeover.",
+           qPrintable(uuidText(sessionId)));
+    return true;
 }
 
 void SessionManager::handleForceUpdateRequired() {

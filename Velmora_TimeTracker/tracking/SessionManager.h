@@ -112,7 +112,9 @@ public:
     void applyConfig(const std::optional<RemoteConfig>& config);
     void applyServerTodayTotal(const ServerTodayTotal& incoming);
     void handleCaptureComplete();
-    void handleSessionTakenOver();
+    /// Ends the running session, without a report of its end, if it is the one with this id. False: another one or none runs, and
+    /// nothing changes.
+    bool handleSessionTakenOver(const QUuid& sessionId);
     void handleForceUpdateRequired();
     void handleScreenRecordingPermissionLost();
     void handleWillSleep();

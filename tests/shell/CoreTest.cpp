@@ -169,6 +169,26 @@ TEST_F(Core, StopsTheSessionThatAnotherDeviceTookOver) {
     EXPECT_EQ(machine.desktop.activations, 1);
 }
 
+TEST_F(Core, GoesOnTrackingWhenAnEarlierSessionWasTakenOver) {
+    QUuid earlier;
+    machine.urlSession.setServer([&](const URLRequest& request) {
+        return SimulatedURLSession::answer(request.body.contains(uuidText(earlier).toUtf8()) ? 409 : 200);
+    });
+    start();
+    tick(90);
+    earlier = session().id;
+    engine().stopTracking();
+    start();
+    tick(90);
+    EXPECT_TRUE(engine().isTracking());
+    EXPECT_TRUE(machine.desktop.alerts.empty());
+    const QUuid running = session().id;
+    engine().stopTracking();
+    tick(1);
+    EXPECT_EQ(bodies("sessions/heartbeat").back().value("session_uuid"), uuidText(running));
+    EXPECT_TRUE(sql("SELECT type FROM upload_queue").isEmpty());
+}
+
 TEST_F(Core, EndsEverythingWhenTheSignInIsRejected) {
     applyConfig();
     bool wasToldWhenAllWasDone = false;

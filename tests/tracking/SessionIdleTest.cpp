@@ -99,7 +99,7 @@ TEST_F(SessionIdle, LetsAQuestionLapseWithItsPause) {
     };
     expectLapse([this] { resume(), engine().pauseTracking(); }, true, true);
     expectLapse([this] { engine().stopTracking(); }, false, false);
-    expectLapse([this] { engine().handleSessionTakenOver(); }, false, false);
+    expectLapse([this] { engine().handleSessionTakenOver(world.session().id); }, false, false);
     // At midnight the pause goes on as a plain one.
     expectLapse([this] { world.jumpTo("2024-05-16T00:00:05Z"), world.tick(2); }, true, true);
 }

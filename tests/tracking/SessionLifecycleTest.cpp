@@ -107,7 +107,7 @@ TEST_F(SessionLifecycle, TellsWhyItStopped) {
     EXPECT_EQ(after([this] { engine().stopTracking(); }), "");
     EXPECT_EQ(after([this] { engine().stopTracking("why"); }), "Tracking stopped: why");
     EXPECT_EQ(after([this] { engine().handleForceUpdateRequired(); }), "Tracking stopped: Update required");
-    EXPECT_EQ(after([this] { engine().handleSessionTakenOver(); }, 0),
+    EXPECT_EQ(after([this] { engine().handleSessionTakenOver(world.session().id); }, 0),
               "Session was resumed on another device.");
     EXPECT_EQ(after([this] { engine().handleScreenRecordingPermissionLost(); }),
               "Tracking stopped: screenRecordingRevoked");

@@ -218,9 +218,10 @@ void TimeTrackerCore::listenToUploads() {
                     weak->sessionManager.applyServerTodayTotal(total);
             });
         };
-    notifications.sessionTakenOverByOtherDevice = [weak = QPointer(this), &main = platform.main](QUuid, int) {
-        main.post([weak] {
-            if (weak)
+    notifications.sessionTakenOverByOtherDevice = [weak = QPointer(this),
+                                                   &main = platform.main](QUuid sessionId, int) {
+        main.post([weak, sessionId] {
+            if (weak && weak->sessionManager.handleSessionTakenOver(sessionId))
                 weak->presentTakeover();
         });
     };
@@ -286,8 +287,6 @@ void TimeTrackerCore::withdrawLapsedIdleQuestion() {
 }
 
 void TimeTrackerCore::presentTakeover() {
-    if (sessionManager.isTracking())
-        sessionManager.handleSessionTakenOver();
     platform.desktop.activate();
     Alert alert;
     alert.showsIcon = true;
