@@ -89,7 +89,8 @@ public:
 
     // Upload queue.
     bool enqueueUploadTask(const UploadTask& task, const std::optional<QString>& domainKey = std::nullopt);
-    /// The one due task: highest priority, then oldest. None when that row is unreadable.
+    /// The one due task: highest priority, then oldest. A session's rows wait until its start has left the queue. None
+    /// when that row is unreadable.
     std::optional<UploadTask> nextUploadTask(Date now);
     // What becomes of a task, whichever domain it belongs to.
     bool updateUploadTaskStatus(const QUuid& id, UploadTaskStatus status);

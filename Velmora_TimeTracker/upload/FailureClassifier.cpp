@@ -7,9 +7,24 @@ using namespace UploadFailureAction;
 
 namespace {
 
-Action actionForStatus(int status, UploadTaskType type) {
+Action notFound(SessionStart start) {
+    switch (start) {
+    case SessionStart::accepted:
+        return TakenOver{404};
+    case SessionStart::waiting:
+        return RescheduleOffline{};
+    case SessionStart::refused:
+        return DropPermanently{false};
+    }
+    return RescheduleOffline{};
+}
+
+Action actionForStatus(int status, UploadTaskType type, SessionStart start) {
     switch (status) {
     case 404:
+        if (type == UploadTaskType::heartbeat)
+            return notFound(start);
+        [[fallthrough]];
     case 409:
         if (type == UploadTaskType::heartbeat)
             return TakenOver{status};
@@ -34,7 +49,7 @@ Action actionForStatus(int status, UploadTaskType type) {
 
 } // namespace
 
-Action failureAction(const std::exception_ptr& failure, UploadTaskType taskType) {
+Action failureAction(const std::exception_ptr& failure, UploadTaskType taskType, SessionStart start) {
     try {
         std::rethrow_exception(failure);
     } catch (const URLError& error) {
@@ -42,7 +57,7 @@ Action failureAction(const std::exception_ptr& failure, UploadTaskType taskType)
             return RescheduleOffline{};
     } catch (const APIError& error) {
         if (error.kind() == APIError::Kind::serverError)
-            return actionForStatus(error.statusCode(), taskType);
+            return actionForStatus(error.statusCode(), taskType, start);
     } catch (...) {
         // Anything else says nothing about the server: it is tried again.
     }

@@ -29,8 +29,13 @@ struct RescheduleOffline {};
 using Action = std::variant<TakenOver, DropPermanently, Retry, RescheduleOffline>;
 } // namespace UploadFailureAction
 
+/// What became of the start of the session that a task belongs to. Only of an accepted one can the server say that it
+/// no longer knows the session.
+enum class SessionStart { accepted, waiting, refused };
+
 /// Sorts a failure (an APIError, a URLError, or anything else) into its action. Pure; any thread.
-UploadFailureAction::Action failureAction(const std::exception_ptr& failure, UploadTaskType taskType);
+UploadFailureAction::Action failureAction(const std::exception_ptr& failure, UploadTaskType taskType,
+                                          SessionStart start);
 
 /// The failure's text for the log.
 QString failureDescription(const std::exception_ptr& failure);

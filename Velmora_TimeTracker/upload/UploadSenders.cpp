@@ -6,7 +6,6 @@
 #include "APITimeZoneResolver.h"
 #include "Clock.h"
 #include "DomainStorage.h"
-#include "FailureClassifier.h"
 #include "HeartbeatPayload.h"
 #include "Log.h"
 #include "PreferenceStores.h"
@@ -142,6 +141,10 @@ Task<bool> UploadService::uploadHeartbeatNow(Session session) {
 }
 
 Task<bool> UploadService::uploadHeartbeatNowOnWorker(Session session) {
+    if (startOf(session.id) == SessionStart::waiting) {
+        qCInfo(Log::upload, "uploadHeartbeatNow: the session's start is still queued");
+        co_return false;
+    }
     const auto body = buildHeartbeatPayload(session, HeartbeatStatus::active, on_.clock.now(),
                                             on_.timeZones.storedTimeZone());
     if (!body) {
@@ -155,7 +158,7 @@ Task<bool> UploadService::uploadHeartbeatNowOnWorker(Session session) {
     } catch (...) {
         failure = std::current_exception();
     }
-    const auto action = failureAction(failure, UploadTaskType::heartbeat);
+    const auto action = failureAction(failure, UploadTaskType::heartbeat, startOf(session.id));
     if (const auto* takenOver = std::get_if<UploadFailureAction::TakenOver>(&action))
         handleHeartbeatTakenOver(session.id, takenOver->statusCode);
     else
@@ -163,20 +166,15 @@ Task<bool> UploadService::uploadHeartbeatNowOnWorker(Session session) {
     co_return false;
 }
 
-bool UploadService::handleHeartbeatTakenOver(const QUuid& sessionId, int statusCode) {
-    if (!takenOverSessions_.contains(sessionId)) {
-        takenOverSessions_.insert(sessionId);
-        qCCritical(Log::upload,
-                   "Session %s taken over by another device (status %d); stopping local tracking.",
-                   qUtf8Printable(uuidText(sessionId)), statusCode);
-        if (notifications_.sessionTakenOverByOtherDevice)
-            notifications_.sessionTakenOverByOtherDevice(sessionId, statusCode);
-    }
+void UploadService::handleHeartbeatTakenOver(const QUuid& sessionId, int statusCode) {
+    qCCritical(Log::upload, "Session %s taken over by another device (status %d); dropping its reports.",
+               qUtf8Printable(uuidText(sessionId)), statusCode);
+    if (notifications_.sessionTakenOverByOtherDevice)
+        notifications_.sessionTakenOverByOtherDevice(sessionId, statusCode);
     const auto rows =
         on_.store.pendingUploadTaskIds(sessionId, {UploadTaskType::heartbeat, UploadTaskType::startSession});
     for (const QUuid& row : rows)
         on_.store.markUploadTaskCompleted(row);
-    return true;
 }
 
 void UploadService::postServerTodayTotalIfPresent(const QByteArray& responseData, const QString& domainKey,

@@ -4,7 +4,6 @@
 #include "CaptureFolder.h"
 #include "Clock.h"
 #include "DomainStorage.h"
-#include "FailureClassifier.h"
 #include "HeartbeatPayload.h"
 #include "Log.h"
 #include "NetworkMonitor.h"
@@ -174,10 +173,18 @@ Task<> UploadService::runTask(UploadTask task) {
     }
     finish(task);
     on_.retry.registerSuccess();
+    if (task.type == UploadTaskType::startSession)
+        refusedStarts_.remove(task.sessionId);
+}
+
+SessionStart UploadService::startOf(const QUuid& sessionId) const {
+    if (!on_.store.pendingUploadTaskIds(sessionId, {UploadTaskType::startSession}).empty())
+        return SessionStart::waiting;
+    return refusedStarts_.contains(sessionId) ? SessionStart::refused : SessionStart::accepted;
 }
 
 void UploadService::handleFailure(const UploadTask& task, const std::exception_ptr& failure) {
-    const Action action = failureAction(failure, task.type);
+    const Action action = failureAction(failure, task.type, startOf(task.sessionId));
     if (const auto* takenOver = std::get_if<TakenOver>(&action)) {
         handleHeartbeatTakenOver(task.sessionId, takenOver->statusCode);
         finish(task);
@@ -195,6 +202,8 @@ void UploadService::drop(const UploadTask& task, bool deleteFile) {
                qUtf8Printable(uuidText(task.id)), qUtf8Printable(rawName(task.type)));
     if (deleteFile && task.filePath)
         QFile::remove(*task.filePath);
+    if (task.type == UploadTaskType::startSession)
+        refusedStarts_.insert(task.sessionId);
     finish(task);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Executor.h"
+#include "FailureClassifier.h"
 #include "SQLiteStore.h"
 #include "SegmentUtils.h"
 #include "ServerTodayTotal.h"
@@ -39,7 +40,8 @@ class RetryManager;
 ///        └────────────────────────────┘ retry after 4 to 64 s; offline after 60 to 90 s, uncounted
 ///
 /// So each row is delivered at least once, with the same id and body, or dropped for a logged reason. Rows
-/// wait under their company's domain key until that company is the current one.
+/// wait under their company's domain key until that company is the current one, and behind the start of their
+/// session until the server has accepted or refused it.
 ///
 /// A serial worker: state lives on the worker executor; the operations may be called from any executor and
 /// return or resume there. Nothing fails outwards. Destroy it when the worker runs no more jobs, or on the
@@ -64,7 +66,8 @@ public:
         /// "com.velmora.timetracker.serverTodayTotalDidUpdate"
         /// `domainKey` is the company that was asked, which may have been left since.
         std::function<void(ServerTodayTotal, QString domainKey)> serverTodayTotalDidUpdate;
-        /// "com.velmora.timetracker.sessionTakenOverByOtherDevice"
+        /// "com.velmora.timetracker.sessionTakenOverByOtherDevice": once for each reply that says so. The session
+        /// may be an earlier one than the one that runs.
         std::function<void(QUuid sessionId, int statusCode)> sessionTakenOverByOtherDevice;
     };
 
@@ -88,7 +91,8 @@ public:
     void enqueueScreenshotsForSession(const QUuid& sessionId);
     void enqueueActivitySegmentsForUpload(const std::optional<SegmentUtils::DateAndNumber>& openSegment);
 
-    /// The direct heartbeat with status "active", outside the queue; true when the server accepted it.
+    /// The direct heartbeat with status "active", outside the queue; true when the server accepted it. Sends nothing
+    /// while the session's start waits in the queue.
     Task<bool> uploadHeartbeatNow(Session session);
 
 private:
@@ -98,6 +102,7 @@ private:
     Task<> runTask(UploadTask task);
     Task<> send(UploadTask task);
     void handleFailure(const UploadTask& task, const std::exception_ptr& failure);
+    SessionStart startOf(const QUuid& sessionId) const;
     void drop(const UploadTask& task, bool deleteFile);
     void retryLater(const UploadTask& task, std::optional<int> statusCode, const std::exception_ptr& failure);
     void rescheduleOffline(const UploadTask& task);
@@ -109,7 +114,7 @@ private:
     void bringStrandedTasksForward();
     void removeUnattributableData();
     void enqueueOrphanedScreenshots();
-    bool handleHeartbeatTakenOver(const QUuid& sessionId, int statusCode);
+    void handleHeartbeatTakenOver(const QUuid& sessionId, int statusCode);
     void postServerTodayTotalIfPresent(const QByteArray& responseData, const QString& domainKey,
                                        const char* source);
 
@@ -139,6 +144,6 @@ private:
     bool isProcessing_ = false;
     std::vector<QUuid> finished_; ///< Tasks that need no further attempt, but still have their row.
     bool hasStaleRows_ = true;    ///< Rows may be inProgress that no run works on, as after a launch.
-    QSet<QUuid> takenOverSessions_;
-    std::mutex enqueueing_; ///< Keeps "no live row yet, so add one" in one step.
+    QSet<QUuid> refusedStarts_; ///< Sessions whose start the server refused since the program was launched.
+    std::mutex enqueueing_;     ///< Keeps "no live row yet, so add one" in one step.
 };

@@ -120,8 +120,9 @@ TEST_F(SessionLifecycle, SendsPicturesOnlyAfterAnAcceptedHeartbeat) {
     world.config.screenshotIntervalMinutes = -3; // counts as 1
     world.applyConfig();
     for (const int status : {500, 200}) {
-        world.status = status;
+        world.status = 200;
         world.start();
+        world.status = status;
         world.typeFor(125);
         EXPECT_EQ(world.activeSessions().at(0).keyboardCount, 120); // saved whatever became of the heartbeat
         EXPECT_EQ(world.bodies("sessions/heartbeat").back().value("status").toString(), "active");

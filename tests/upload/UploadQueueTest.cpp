@@ -66,8 +66,47 @@ TEST_F(Upload, sendsAllSegmentsThatAreClosedAndMarksWhatWasAccepted) {
     EXPECT_EQ(requests.size(), 7u);
 }
 
-TEST_F(Upload, takesATakeoverUpOnceWhicheverPathSeesItAndLeavesPictures) {
-    const auto fillQueue = [&] { add(heartbeat, 100), add(heartbeat, 90), add(startSession, 50); };
+TEST_F(Upload, SendsNothingOfASessionBeforeItsStart) {
+    queue(service.sessionStartTask(sampleSession()));
+    queue(service.sessionEndTask(sampleSession()));
+    addScreenshot(picture());
+    UploadTask ofAnother = storedTask(1, metadata, 5);
+    ofAnother.sessionId = numberedId(8);
+    queue(ofAnother);
+    reply(Network::failure(URLError::Code::notConnectedToInternet));
+    run();
+    EXPECT_FALSE(await(service.uploadHeartbeatNow(sampleSession())));
+    EXPECT_EQ(sent(), "start");
+    EXPECT_EQ(rows(), "startSession failed 0, heartbeat pending 0, screenshot pending 0");
+    answer(200);
+    pass(91);
+    run();
+    EXPECT_TRUE(await(service.uploadHeartbeatNow(sampleSession())));
+    EXPECT_EQ(sent(), "start start heartbeat screenshots heartbeat");
+}
+
+TEST_F(Upload, TakesNoSessionForTakenOverThatTheServerHasNotAccepted) {
+    add(startSession);
+    answer(422);
+    run();
+    answer(404); // the server knows no session before its start
+    EXPECT_FALSE(await(service.uploadHeartbeatNow(sampleSession())));
+    add(heartbeat);
+    run();
+    EXPECT_EQ(rows(), "");
+    add(heartbeat);
+    machine.urlSession.setServer([this](const URLRequest&) {
+        queue(service.sessionStartTask(sampleSession())); // it was resumed meanwhile
+        return Network::answer(404);
+    });
+    run();
+    EXPECT_EQ(sql("SELECT type, status, retry_count FROM upload_queue WHERE type = 'heartbeat'"),
+              "heartbeat failed 0");
+    EXPECT_EQ(heard, QStringList());
+}
+
+TEST_F(Upload, TakesATakeoverUpWhicheverPathSeesItAndLeavesPictures) {
+    const auto fillQueue = [&] { add(heartbeat, 100), add(heartbeat, 90); };
     add(startSession, 5); // of somebody else
     sql("UPDATE upload_queue SET session_id = 'another'");
     addScreenshot(picture());
@@ -80,7 +119,7 @@ TEST_F(Upload, takesATakeoverUpOnceWhicheverPathSeesItAndLeavesPictures) {
     run();
     EXPECT_EQ(sent(), "heartbeat heartbeat screenshots start");
     EXPECT_EQ(rows(), "screenshot failed 1");
-    EXPECT_EQ(heard, QStringList(sessionText + " gone 409"));
+    EXPECT_EQ(heard, QStringList({sessionText + " gone 409", sessionText + " gone 404"}));
 }
 
 TEST_F(Upload, launchMendsTheQueueAndAdoptsStrandedPictures) {

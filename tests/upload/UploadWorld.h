@@ -79,6 +79,7 @@ struct UploadWorld : StoreWorld {
                                   {},
                                   priority});
     }
+    void queue(const std::optional<UploadTask>& task) { store->enqueueUploadTask(task.value()); }
     void addScreenshot(const QString& path) { add(screenshot, 10, {}, path); }
     /// A file in a company's folder; its path.
     QString file(const QString& name, Seconds age = 0, const QString& company = "acme.test",
