@@ -69,7 +69,8 @@ private:
     QByteArray utf8_;
 };
 
-/// Sends one HTTP exchange. Follows a redirect only within the same origin. Safe to call from any thread.
+/// Sends one HTTP exchange. Follows a redirect only within the same origin and with the same method and body; any other
+/// fails the exchange. Safe to call from any thread.
 class URLSession {
 public:
     using Result = std::variant<URLResponse, URLError>;

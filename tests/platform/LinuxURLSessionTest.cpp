@@ -96,6 +96,23 @@ TEST_F(LinuxURLSessionTest, RedirectsStayWithinTheOriginAndNoCookieIsKept) {
     EXPECT_EQ(failure(answerAt(QUrl("file:///etc/passwd"))), Code::other);
 }
 
+TEST_F(LinuxURLSessionTest, RedirectsThatTurnAPostIntoAGetFail) {
+    for (const int status : {301, 302, 303, 307, 308}) {
+        const LoopbackServer server([&](QTcpSocket& socket, const URLRequest& request) {
+            const bool isEnd = request.url.path() == "/end";
+            saying(response(isEnd ? 200 : status, "", "Location: /end\r\n"))(socket, request);
+        });
+        EXPECT_EQ(failure(answerAt(server.url("/begin"))), std::nullopt) << status;
+        URLRequest post{server.url("/begin"), "POST", {{"Content-Type", "a/b"}}, "body"};
+        const bool keepsMethod = status > 303;
+        EXPECT_EQ(failure(answerOver(session, post)),
+                  keepsMethod ? std::nullopt : std::optional(Code::other));
+        EXPECT_EQ(server.requests.size(), keepsMethod ? 4U : 3U) << status;
+        EXPECT_TRUE(!keepsMethod ||
+                    (server.requests[3].method == "POST" && server.requests[3].body == "body"));
+    }
+}
+
 TEST_F(LinuxURLSessionTest, AnUntrustedCertificateFailsBeforeAnythingIsSent) {
     QProcess openssl;
     openssl.startCommand("openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=localhost "

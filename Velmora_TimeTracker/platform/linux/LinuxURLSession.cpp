@@ -33,6 +33,7 @@ public:
     Exchange(LinuxURLSession& session, QNetworkReply* reply, Seconds deadline, std::shared_ptr<Answer> answer)
         : session_(session)
         , reply_(reply)
+        , operation_(reply->operation())
         , answer_(std::move(answer)) {
         reply->setReadBufferSize(chunk);
         QObject::connect(reply, &QNetworkReply::readyRead, &listener_, [this] { read(); });
@@ -40,6 +41,7 @@ public:
             if (read())
                 end(result());
         });
+        QObject::connect(reply, &QNetworkReply::redirected, &listener_, [this] { refuseOtherMethod(); });
         deadline_ = session.thread_.after(
             deadline, [this] { end(URLError(URLError::Code::timedOut, "The exchange took too long")); });
     }
@@ -65,6 +67,13 @@ private:
             }
         }
         return true;
+    }
+
+    /// The library keeps to the origin, but follows some redirects of a POST by a GET, whose answer is not that of the
+    /// POST.
+    void refuseOtherMethod() {
+        if (reply_->operation() != operation_)
+            end(URLError(URLError::Code::other, "The redirect would change the method"));
     }
 
     Result result() const {
@@ -93,6 +102,7 @@ private:
 
     LinuxURLSession& session_;
     std::unique_ptr<QNetworkReply, Drop> reply_;
+    const QNetworkAccessManager::Operation operation_; ///< Of the request as it was made.
     QObject listener_; ///< Goes before the reply, which is then heard no more.
     std::shared_ptr<Answer> answer_;
     std::unique_ptr<Executor::Timer> deadline_;

@@ -9,8 +9,8 @@
 class QNetworkAccessManager;
 
 /// HTTP over QNetworkAccessManager on a thread of its own. Keeps no cookies and no cache, ignores no TLS
-/// error, follows at most five redirects and only within the origin. `done` is called on the network thread;
-/// for an exchange that was dropped before it began, on the thread that dropped it.
+/// error, follows at most five redirects. `done` is called on the network thread; for an exchange that was dropped
+/// before it began, on the thread that dropped it.
 class LinuxURLSession final : public URLSession {
 public:
     /// Bytes after decompression.
