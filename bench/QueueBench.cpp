@@ -136,10 +136,14 @@ URLRequest Bench::json(const char* path, const QByteArray& body) {
 }
 
 bool Bench::signIn() {
-    URLRequest login = json("authentication/singleLogin", R"({"email":"demo@velmora.example",
-        "password":"demo1234","remember_me":1,"use_jwt":1})");
-    login.setHeader("app-client", "mac");
-    login.setHeader("X-App", "hr");
+    const URLRequest login{
+        *endpoints_.url("authentication/singleLogin"),
+        "POST",
+        {{"Content-Type", "application/json"},
+         {"Accept", "application/json"},
+         {"app-client", "mac"},
+         {"X-App", "hr"}},
+        R"({"email":"demo@velmora.example","password":"demo1234","remember_me":1,"use_jwt":1})"};
     QByteArray reply;
     milliseconds([&]() -> Task<> {
         const URLResponse response = co_await http_.exchange(login);

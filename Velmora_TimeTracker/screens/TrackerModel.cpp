@@ -70,6 +70,10 @@ std::vector<Notice> TrackerModel::notices() const {
 NoticeSources TrackerModel::noticeSources() const {
     NoticeSources sources;
     sources.notSaved = core_.sessionManager.notSavedMessage();
+    const UploadNotices& uploads = core_.appState.uploadNotices();
+    sources.unacceptedSessions = uploads.unacceptedSessions;
+    sources.unacceptedReason = uploads.unacceptedReason;
+    sources.prunedPictures = uploads.prunedPictures;
     if (!core_.appState.remoteConfig())
         sources.configurationProblem =
             QStringLiteral("Your company's settings are not loaded yet. Tracking can start once they are.");

@@ -140,3 +140,14 @@ std::vector<QUuid> SQLiteStore::pendingUploadTaskIds(const QUuid& sessionId,
     });
     return ids;
 }
+
+int SQLiteStore::unacceptedSessions(int priority, int retryCount) {
+    const QString domain = domain_.domainKey();
+    int count = 0;
+    withStatement(Sql::unacceptedSessions, [&](Statement& statement) {
+        if (statement.bindText(domain).bindInteger(priority).bindInteger(retryCount).step()) {
+            count = statement.integer(0);
+        }
+    });
+    return count;
+}

@@ -106,6 +106,9 @@ public:
     QSet<QString> pendingUploadFilePaths();
     std::vector<QUuid> pendingUploadTaskIds(const QUuid& sessionId, const std::vector<UploadTaskType>& types);
 
+    /// How many sessions have a row of at least this priority that failed more often than `retryCount` times.
+    int unacceptedSessions(int priority, int retryCount);
+
     // Activity segments.
     /// Adds to the counters of the slot, up to 600 seconds and 2³¹ - 1 events, and marks it as unsent. False when the
     /// database did not take it.

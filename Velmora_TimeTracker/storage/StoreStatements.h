@@ -155,6 +155,9 @@ LIMIT 1;)";
 inline constexpr const char* pendingUploadFilePaths =
     R"(SELECT file_path FROM upload_queue
 WHERE domain_key = ? AND file_path IS NOT NULL AND status IN ('pending', 'inProgress', 'failed');)";
+inline constexpr const char* unacceptedSessions =
+    R"(SELECT COUNT(DISTINCT session_id) FROM upload_queue
+WHERE domain_key = ? AND priority >= ? AND retry_count > ?;)";
 /// Around one "?" per type, joined with ",".
 inline constexpr const char* pendingUploadTaskIdsHead =
     "SELECT id FROM upload_queue\n"

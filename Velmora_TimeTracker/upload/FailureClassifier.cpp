@@ -7,61 +7,74 @@ using namespace UploadFailureAction;
 
 namespace {
 
-Action notFound(SessionStart start) {
+constexpr int proxyAuthenticationRequired = 407;
+constexpr int tooManyRequests = 429;
+constexpr int networkAuthenticationRequired = 511;
+
+/// The reply is not the server's own, or there was none: no response of HTTP, a redirect that led nowhere, a proxy.
+bool isNoVerdict(int status) {
+    return status < 200 || (status >= 300 && status < 400) || status == proxyAuthenticationRequired ||
+           status == networkAuthenticationRequired;
+}
+
+Action unknownSession(SessionStart start) {
     switch (start) {
     case SessionStart::accepted:
         return TakenOver{404};
     case SessionStart::waiting:
         return RescheduleOffline{};
     case SessionStart::refused:
-        return DropPermanently{false};
+        break;
     }
-    return RescheduleOffline{};
+    return DropPermanently{false};
 }
 
-Action actionForStatus(int status, UploadTaskType type, SessionStart start) {
+Action actionForStatus(int status, const FailedTask& task) {
+    if (isNoVerdict(status))
+        return RescheduleOffline{};
     switch (status) {
     case 404:
-        if (type == UploadTaskType::heartbeat)
-            return notFound(start);
+        if (task.type == UploadTaskType::heartbeat)
+            return unknownSession(task.start);
         [[fallthrough]];
     case 409:
-        if (type == UploadTaskType::heartbeat)
+        if (task.type == UploadTaskType::heartbeat)
             return TakenOver{status};
-        if (type == UploadTaskType::startSession)
+        if (task.type == UploadTaskType::startSession)
             return DropPermanently{false};
         break;
     case 400:
-        if (type == UploadTaskType::heartbeat || type == UploadTaskType::activitySegment)
+        if (task.type == UploadTaskType::heartbeat || task.type == UploadTaskType::activitySegment)
             return DropPermanently{false};
         break;
     case 413:
-        if (type == UploadTaskType::screenshot)
+        if (task.type == UploadTaskType::screenshot)
             return DropPermanently{true};
         break;
     case 422:
-        return DropPermanently{type == UploadTaskType::screenshot};
+        return DropPermanently{task.type == UploadTaskType::screenshot};
     default:
         break;
     }
+    if (task.isServerDown && (status >= 500 || status == tooManyRequests))
+        return RescheduleOffline{status};
     return Retry{status};
 }
 
 } // namespace
 
-Action failureAction(const std::exception_ptr& failure, UploadTaskType taskType, SessionStart start) {
+Action failureAction(const std::exception_ptr& failure, const FailedTask& task) {
     try {
         std::rethrow_exception(failure);
-    } catch (const URLError& error) {
-        if (error.isOffline())
-            return RescheduleOffline{};
+    } catch (const URLError&) {
+        return RescheduleOffline{};
     } catch (const APIError& error) {
         if (error.kind() == APIError::Kind::serverError)
-            return actionForStatus(error.statusCode(), taskType, start);
+            return actionForStatus(error.statusCode(), task);
     } catch (...) {
         // Anything else says nothing about the server: it is tried again.
     }
-    return Retry{std::nullopt};
+    return Retry{};
 }
 
 QString failureDescription(const std::exception_ptr& failure) {

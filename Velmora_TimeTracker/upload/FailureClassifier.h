@@ -22,10 +22,15 @@ struct TakenOver {
 struct DropPermanently {
     bool deleteFile;
 };
+/// The server refused the task or failed over it: an attempt is counted.
 struct Retry {
     std::optional<int> statusCode;
 };
-struct RescheduleOffline {};
+/// Nothing was learned about the task: it is tried again, and no attempt is counted. The status, if any, is that of a
+/// server that is down, and concerns the circuit.
+struct RescheduleOffline {
+    std::optional<int> statusCode;
+};
 using Action = std::variant<TakenOver, DropPermanently, Retry, RescheduleOffline>;
 } // namespace UploadFailureAction
 
@@ -33,9 +38,14 @@ using Action = std::variant<TakenOver, DropPermanently, Retry, RescheduleOffline
 /// no longer knows the session.
 enum class SessionStart { accepted, waiting, refused };
 
+struct FailedTask {
+    UploadTaskType type;
+    SessionStart start = SessionStart::accepted;
+    bool isServerDown = false; ///< The circuit has opened, and nothing has succeeded since.
+};
+
 /// Sorts a failure (an APIError, a URLError, or anything else) into its action. Pure; any thread.
-UploadFailureAction::Action failureAction(const std::exception_ptr& failure, UploadTaskType taskType,
-                                          SessionStart start);
+UploadFailureAction::Action failureAction(const std::exception_ptr& failure, const FailedTask& task);
 
 /// The failure's text for the log.
 QString failureDescription(const std::exception_ptr& failure);

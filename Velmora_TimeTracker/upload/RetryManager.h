@@ -22,6 +22,8 @@ public:
     void registerFailure(std::optional<int> statusCode);
     /// Closes the circuit and forgets every failure.
     void registerSuccess();
+    /// True from an opening of the circuit until the next success.
+    bool hasOpened() const { return circuitOpenCount_ > 0; }
     /// False while the circuit is open; it ends at the very instant that is stored.
     bool canAttempt(Date now) const;
     /// After `retryCount` failed attempts: 2 × 2^min(retryCount, 5) plus up to 1 seconds from now, at most

@@ -2,6 +2,10 @@
 
 #include "Json.h"
 
+bool TrackingEndpointResponse::isOfToldShape(const QByteArray& responseData) {
+    return responseData.trimmed().isEmpty() || Json::object(responseData);
+}
+
 std::optional<ServerTodayTotal> TrackingEndpointResponse::serverTodayTotal(const QByteArray& responseData) {
     const auto reply = Json::object(responseData);
     if (!reply)

@@ -63,6 +63,8 @@ Task<QByteArray> UploadService::postJSON(const char* path, QByteArray body, cons
     request.body = body;
     const QString domainKey = on_.domain.domainKey();
     const QByteArray reply = co_await on_.transport.executeRequest(request, true);
+    if (!TrackingEndpointResponse::isOfToldShape(reply))
+        throw URLError(URLError::Code::other, "The answer is not the server's.");
     postServerTodayTotalIfPresent(reply, domainKey, source);
     co_return reply;
 }
@@ -158,7 +160,7 @@ Task<bool> UploadService::uploadHeartbeatNowOnWorker(Session session) {
     } catch (...) {
         failure = std::current_exception();
     }
-    const auto action = failureAction(failure, UploadTaskType::heartbeat, startOf(session.id));
+    const auto action = failureAction(failure, {UploadTaskType::heartbeat, startOf(session.id)});
     if (const auto* takenOver = std::get_if<UploadFailureAction::TakenOver>(&action))
         handleHeartbeatTakenOver(session.id, takenOver->statusCode);
     else

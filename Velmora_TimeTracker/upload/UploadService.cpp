@@ -6,6 +6,7 @@
 #include "DomainStorage.h"
 #include "HeartbeatPayload.h"
 #include "Log.h"
+#include "LogRedactor.h"
 #include "NetworkMonitor.h"
 #include "Random.h"
 #include "RetryManager.h"
@@ -25,6 +26,8 @@ namespace {
 constexpr Seconds queuePeriod = 30;
 constexpr int maxTasksPerRun = 20;
 constexpr int maxRetries = 5;
+constexpr Seconds hour = 3600;
+constexpr int maxHourlyRetries = 30 * 24; // of the start and the end of a session
 constexpr int staleAfterDays = 30;
 constexpr Seconds offlineDelayMin = 60;
 constexpr Seconds offlineDelayMax = 90;
@@ -32,6 +35,19 @@ constexpr Seconds offlineDelayMax = 90;
 constexpr int startSessionPriority = 110;
 constexpr int heartbeatPriority = 100;
 constexpr int activitySegmentPriority = 40;
+
+/// The start or the end of a session: nothing else holds what it says.
+bool isSessionReport(const UploadTask& task) {
+    return task.type == UploadTaskType::startSession || task.type == UploadTaskType::heartbeat;
+}
+
+/// A session that the server will not hear of can still be entered by hand.
+void logWhatIsLost(const UploadTask& task) {
+    if (isSessionReport(task))
+        qCCritical(
+            Log::upload, "Session %s: not delivered: %s", qUtf8Printable(uuidText(task.sessionId)),
+            qUtf8Printable(LogRedactor::redact(QString::fromUtf8(task.jsonPayload.value_or(QByteArray())))));
+}
 
 } // namespace
 
@@ -121,6 +137,7 @@ Task<> UploadService::processQueueOnWorker() {
     }
     if (handled == 0)
         qCInfo(Log::upload, "processQueue: no tasks in queue");
+    updateNotices(notices_);
 }
 
 void UploadService::tryAgainAt(Date due, const UploadTask& task, int retryCount) {
@@ -148,9 +165,9 @@ bool UploadService::isSettled() const {
 
 /// A task whose next attempt was set by a clock that was ahead must not wait until that time has really come.
 void UploadService::bringStrandedTasksForward() {
-    static_assert(offlineDelayMax <= RetryManager::longestDelay);
+    static_assert(offlineDelayMax <= hour && RetryManager::longestDelay <= hour);
     const Date now = on_.clock.now();
-    const Date latest = now + RetryManager::longestDelay;
+    const Date latest = now + hour;
     if (latestDue_ > latest)
         on_.store.bringUploadTasksForward(now, latest);
     latestDue_ = std::min(latestDue_, latest);
@@ -184,7 +201,7 @@ SessionStart UploadService::startOf(const QUuid& sessionId) const {
 }
 
 void UploadService::handleFailure(const UploadTask& task, const std::exception_ptr& failure) {
-    const Action action = failureAction(failure, task.type, startOf(task.sessionId));
+    const Action action = failureAction(failure, {task.type, startOf(task.sessionId), on_.retry.hasOpened()});
     if (const auto* takenOver = std::get_if<TakenOver>(&action)) {
         handleHeartbeatTakenOver(task.sessionId, takenOver->statusCode);
         finish(task);
@@ -193,13 +210,14 @@ void UploadService::handleFailure(const UploadTask& task, const std::exception_p
     } else if (const auto* retry = std::get_if<Retry>(&action)) {
         retryLater(task, retry->statusCode, failure);
     } else {
-        rescheduleOffline(task);
+        rescheduleOffline(task, std::get<RescheduleOffline>(action).statusCode, failure);
     }
 }
 
 void UploadService::drop(const UploadTask& task, bool deleteFile) {
     qCCritical(Log::upload, "Task %s type=%s permanent client error; dropping.",
                qUtf8Printable(uuidText(task.id)), qUtf8Printable(rawName(task.type)));
+    logWhatIsLost(task);
     if (deleteFile && task.filePath)
         QFile::remove(*task.filePath);
     if (task.type == UploadTaskType::startSession)
@@ -214,20 +232,41 @@ void UploadService::retryLater(const UploadTask& task, std::optional<int> status
     qCCritical(Log::upload, "Task %s type=%s failed (attempt %lld): %s", id.constData(),
                qUtf8Printable(rawName(task.type)), attempt, qUtf8Printable(failureDescription(failure)));
     on_.retry.registerFailure(statusCode);
-    if (attempt > maxRetries) {
+    if (attempt > maxRetries + (isSessionReport(task) ? maxHourlyRetries : 0)) {
         qCCritical(Log::upload, "Task %s exceeded max retries, discarding.", id.constData());
+        logWhatIsLost(task);
         finish(task);
         return;
     }
     const int retryCount = static_cast<int>(attempt);
-    tryAgainAt(on_.retry.nextAttemptDate(retryCount), task, retryCount);
+    const bool isOnLadder = retryCount <= maxRetries;
+    tryAgainAt(isOnLadder ? on_.retry.nextAttemptDate(retryCount) : on_.clock.now() + hour, task, retryCount);
+    if (!isOnLadder) {
+        UploadNotices notices = notices_;
+        notices.unacceptedReason = failureDescription(failure);
+        updateNotices(notices);
+    }
 }
 
-void UploadService::rescheduleOffline(const UploadTask& task) {
-    qCInfo(Log::upload, "Task %s offline transport error; rescheduling without retry penalty",
-           qUtf8Printable(uuidText(task.id)));
+void UploadService::rescheduleOffline(const UploadTask& task, std::optional<int> statusCode,
+                                      const std::exception_ptr& failure) {
+    qCInfo(Log::upload, "Task %s: no verdict (%s); rescheduling without retry penalty",
+           qUtf8Printable(uuidText(task.id)), qUtf8Printable(failureDescription(failure)));
+    if (statusCode)
+        on_.retry.registerFailure(statusCode);
     const Seconds delay = on_.random.uniform(offlineDelayMin, offlineDelayMax);
     tryAgainAt(on_.clock.now() + delay, task, task.retryCount);
+}
+
+void UploadService::updateNotices(UploadNotices notices) {
+    notices.unacceptedSessions = on_.store.unacceptedSessions(heartbeatPriority, maxRetries);
+    if (notices.unacceptedSessions == 0)
+        notices.unacceptedReason.clear();
+    if (notices == notices_)
+        return;
+    notices_ = notices;
+    if (notifications_.noticesDidChange)
+        notifications_.noticesDidChange(notices_);
 }
 
 std::optional<UploadTask> UploadService::sessionStartTask(const Session& session) {

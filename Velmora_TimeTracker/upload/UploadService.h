@@ -7,6 +7,7 @@
 #include "ServerTodayTotal.h"
 #include "Session.h"
 #include "Task.h"
+#include "UploadNotices.h"
 #include "UploadTask.h"
 #include "UploadTransport.h"
 
@@ -37,9 +38,10 @@ class RetryManager;
 ///                                 │   ├──▶ takeover, permanent error, file gone, sixth failure: row deleted,
 ///      failed ──run, when due ────┘   │    the reason logged
 ///        ▲                            │
-///        └────────────────────────────┘ retry after 4 to 64 s; offline after 60 to 90 s, uncounted
+///        └────────────────────────────┘ retry after 4 to 64 s; without a verdict after 60 to 90 s, uncounted
 ///
-/// So each row is delivered at least once, with the same id and body, or dropped for a logged reason. Rows
+/// From its sixth failure on, the start or end of a session is tried hourly, for 30 days of hours, and then logged with
+/// all that it holds. So each row is delivered at least once, with the same id and body, or dropped for a logged reason. Rows
 /// wait under their company's domain key until that company is the current one, and behind the start of their
 /// session until the server has accepted or refused it.
 ///
@@ -69,6 +71,8 @@ public:
         /// "com.velmora.timetracker.sessionTakenOverByOtherDevice": once for each reply that says so. The session
         /// may be an earlier one than the one that runs.
         std::function<void(QUuid sessionId, int statusCode)> sessionTakenOverByOtherDevice;
+        /// After each change.
+        std::function<void(UploadNotices)> noticesDidChange;
     };
 
     explicit UploadService(const Dependencies& dependencies);
@@ -105,7 +109,9 @@ private:
     SessionStart startOf(const QUuid& sessionId) const;
     void drop(const UploadTask& task, bool deleteFile);
     void retryLater(const UploadTask& task, std::optional<int> statusCode, const std::exception_ptr& failure);
-    void rescheduleOffline(const UploadTask& task);
+    void rescheduleOffline(const UploadTask& task, std::optional<int> statusCode,
+                           const std::exception_ptr& failure);
+    void updateNotices(UploadNotices notices);
     void maybeEnqueuePendingActivitySegmentsUpload();
     void tryAgainAt(Date due, const UploadTask& task, int retryCount);
     void finish(const UploadTask& task);
@@ -144,6 +150,7 @@ private:
     bool isProcessing_ = false;
     std::vector<QUuid> finished_; ///< Tasks that need no further attempt, but still have their row.
     bool hasStaleRows_ = true;    ///< Rows may be inProgress that no run works on, as after a launch.
+    UploadNotices notices_;
     QSet<QUuid> refusedStarts_; ///< Sessions whose start the server refused since the program was launched.
     std::mutex enqueueing_;     ///< Keeps "no live row yet, so add one" in one step.
 };

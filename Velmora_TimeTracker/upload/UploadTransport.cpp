@@ -9,6 +9,7 @@
 
 #include <QJsonDocument>
 #include <QStringDecoder>
+#include <algorithm>
 
 namespace {
 
@@ -57,6 +58,15 @@ void logResponseBodyIfError(int status, const QByteArray& path, const QByteArray
                    qUtf8Printable(errorText(body)));
 }
 
+/// What a captive portal answers with in the place of the server.
+bool isWebPage(const URLResponse& response) {
+    const auto isHTML = [](const auto& header) {
+        return header.first.compare("Content-Type", Qt::CaseInsensitive) == 0 &&
+               header.second.toLower().contains("html");
+    };
+    return response.body.trimmed().startsWith('<') || std::ranges::any_of(response.headers, isHTML);
+}
+
 } // namespace
 
 UploadTransport::UploadTransport(URLSession& session, const APIEndpoints& endpoints,
@@ -73,8 +83,10 @@ URLRequest UploadTransport::makeRequest(const QString& path, const QByteArray& m
     request.method = method;
     request.timeout = timeout;
     request.headers = {{"app-client", "ios"}, {"Content-Type", contentType}, {"Accept", "application/json"}};
-    if (const auto tokens = requestTokens(keychain_))
-        request.setHeader("Authorization", bearer(tokens->accessToken));
+    const auto tokens = requestTokens(keychain_);
+    if (!tokens)
+        throw URLError(URLError::Code::dataNotAllowed, "Nobody is signed in.");
+    request.setHeader("Authorization", bearer(tokens->accessToken));
     return request;
 }
 
@@ -96,17 +108,20 @@ Task<QByteArray> UploadTransport::executeRequest(URLRequest request, bool allowR
         throw APIError::serverError(status);
     const QByteArray path = pathOf(request);
     qCInfo(Log::upload, "API response: %s %s -> %d", request.method.constData(), path.constData(), status);
-    if (status >= 200 && status <= 299)
+    if (status >= 200 && status <= 299) {
+        if (isWebPage(response))
+            throw URLError(URLError::Code::other, "A web page came instead of the server's answer.");
         co_return response.body;
+    }
 
     logResponseBodyIfError(status, path, response.body);
     if (status != 401)
         throw APIError::serverError(status);
-    std::optional<QString> accessToken;
-    if (allowRetryAfterRefresh)
-        accessToken = co_await refresh_();
-    if (!accessToken)
+    if (!allowRetryAfterRefresh)
         throw APIError::unauthorized();
+    const std::optional<QString> accessToken = co_await refresh_();
+    if (!accessToken)
+        throw URLError(URLError::Code::other, "The sign-in could not be refreshed.");
     request.setHeader("Authorization", bearer(*accessToken));
     co_return co_await executeRequest(request, false);
 }

@@ -16,18 +16,19 @@ class UploadTransport {
 public:
     static constexpr Seconds timeout = 120; ///< Without any progress.
 
-    /// `refresh` runs the shared refresh and answers the new access token, or absent; may throw URLError.
+    /// Runs the shared refresh and returns the new access token; absent when it gave none. May throw URLError.
     using Refresh = std::function<Task<std::optional<QString>>()>;
 
     UploadTransport(URLSession& session, const APIEndpoints& endpoints, KeychainService& keychain,
                     Refresh refresh);
 
-    /// `path` is relative to the API root. Without a sign-in the request has no "Authorization". Throws
-    /// APIError `invalidURL`, and URLError while the keyring does not tell whether there is one.
+    /// `path` is relative to the API root. Throws APIError `invalidURL`, and URLError when there is no token, or the
+    /// keyring does not answer: nothing is sent without one.
     URLRequest makeRequest(const QString& path, const QByteArray& method, const QByteArray& contentType);
 
     /// The bytes of a 2xx response. A 401 leads to a refresh and one repeat, when `allowRetryAfterRefresh`.
-    /// Throws APIError, or URLError for a transport failure.
+    /// Throws APIError for what the server answered; URLError when it did not: a transport failure, a refresh without a
+    /// new token, a web page with status 2xx.
     Task<QByteArray> executeRequest(URLRequest request, bool allowRetryAfterRefresh);
 
 private:

@@ -268,11 +268,10 @@ TEST_F(SessionRecovery, FinishesWhatIsStaleBeforeANewStart) {
 
 TEST_F(SessionRecovery, KeepsASessionThatOutlivesASignOutForItsCompany) {
     startAt("2024-05-15T23:58:00Z");
-    const auto company = world.core->domain.getBaseURL();
     world.core->domain.setBaseURL(std::nullopt);
     world.typeFor(180); // saved, and cut at midnight, with nobody signed in
     world.restart();
-    world.core->domain.setBaseURL(company);
+    world.signIn();
     engine().recoverInterruptedSessionForCurrentDomain();
     ASSERT_TRUE(engine().interruptedSession());
     EXPECT_EQ(world.activeSessions().size(), 1U);

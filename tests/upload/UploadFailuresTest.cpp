@@ -8,7 +8,7 @@ TEST(UploadFailures, endEachKindOfTaskAsTheTableTellsAndWhatIsLeftArrivesLater) 
     struct Failure {
         QByteArray name;
         /// Of a heartbeat, a screenshot, an activitySegment and a startSession, or of the first alone:
-        /// 'r'etry, 'o'ffline, 't'akeover, 'd'ropped, 'D'ropped with its file.
+        /// 'r'etry, n'o' verdict, 't'akeover, 'd'ropped, 'D'ropped with its file, 's'ent.
         const char* outcomes;
         /// A real server that gets the whole request, one that does not, or a simulated answer.
         std::variant<LoopbackServer::Script, QUrl, Network::Reply> cause;
@@ -17,21 +17,31 @@ TEST(UploadFailures, endEachKindOfTaskAsTheTableTellsAndWhatIsLeftArrivesLater) 
     const QByteArray truncated = "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n{";
     const LoopbackServer cut(reset, LoopbackServer::Calls::forFirstBytes);
     std::vector<Failure> failures{
-        {"refused", "o", LoopbackServer(reset).url()},  {"host not found", "o", QUrl("http://host.invalid/")},
-        {"reset in mid-request", "o", cut.url()},       {"reset after the server had all", "o", reset},
-        {"closed without a word", "o", saying("")},     {"200 with half a body", "o", saying(truncated)},
-        {"no HTTP", "o", saying("220 smtp ready\r\n")}, {"no answer", "r", stallingAfter(""), 0.3},
-        {"no end", "r", stallingAfter(truncated), 0.3}, {"no status", "rrrr", Network::Reply{URLResponse()}},
+        {"refused", "o", LoopbackServer(reset).url()},
+        {"host not found", "o", QUrl("http://host.invalid/")},
+        {"reset in mid-request", "o", cut.url()},
+        {"reset after the server had all", "o", reset},
+        {"closed without a word", "o", saying("")},
+        {"200 with half a body", "o", saying(truncated)},
+        {"no HTTP", "o", saying("220 smtp ready\r\n")},
+        {"no answer", "o", stallingAfter(""), 0.3},
+        {"no end", "o", stallingAfter(truncated), 0.3},
+        {"no status", "oooo", Network::Reply{URLResponse()}},
+        {"a page", "oooo", saying(response(200, " <html>"))},
+        {"a page by its type", "oooo", saying(response(200, "", "content-type: text/HTML; charset=a\r\n"))},
+        {"a text", "osoo", saying(response(200, "OK"))},
+        {"half an object", "osoo", saying(response(200, "{\"data\":[17"))},
+        {"an object", "ssss", saying(response(200, "{\"data\":[]}"))},
+        {"nothing", "ssss", saying(response(204, ""))},
     };
     const std::pair<int, const char*> statuses[] = {
-        {400, "drdr"}, {404, "trrd"}, {409, "trrd"}, {413, "rDrr"}, {422, "dDdd"}, {301, "rrrr"},
-        {401, "rrrr"}, {403, "rrrr"}, {429, "rrrr"}, {500, "rrrr"}, {503, "rrrr"}};
+        {400, "drdr"}, {404, "trrd"}, {409, "trrd"}, {413, "rDrr"}, {422, "dDdd"},
+        {301, "oooo"}, {401, "rrrr"}, {403, "rrrr"}, {407, "oooo"}, {429, "rrrr"},
+        {500, "rrrr"}, {503, "rrrr"}, {511, "oooo"}};
     for (const auto& [status, outcomes] : statuses)
         failures.emplace_back(QByteArray::number(status), outcomes, saying(response(status, "failed")));
     for (int code = 0; code <= int(Code::other); ++code)
-        failures.emplace_back("code " + QByteArray::number(code),
-                              Code(code) <= Code::insecureConnection ? "oooo" : "rrrr",
-                              Network::failure(Code(code)));
+        failures.emplace_back("code " + QByteArray::number(code), "oooo", Network::failure(Code(code)));
 
     LinuxURLSession http;
     LoopbackServer::Script script;
@@ -72,14 +82,14 @@ TEST(UploadFailures, endEachKindOfTaskAsTheTableTellsAndWhatIsLeftArrivesLater) 
             EXPECT_EQ(world.refreshes, failure.name == "401");
             EXPECT_EQ(world.requests.size(), 1u + world.refreshes); // a new token is tried once
             EXPECT_EQ(arrived.empty(), failure.cause.index() != 0);
-            EXPECT_EQ(QFile::exists(picture), outcome != 'D');
+            EXPECT_EQ(QFile::exists(picture), outcome != 'D' && (outcome != 's' || type != screenshot));
             EXPECT_EQ(world.heard.size(), outcome == 't');
             // Three failures before this one; only a retry makes it four, so that one more opens the circuit.
             EXPECT_EQ(world.circuitOpensAfter(1, 500), outcome == 'r');
             const QString left = outcome == 'r' ? " failed 1" : outcome == 'o' ? " failed 0" : "";
             EXPECT_EQ(world.rows(), left.isEmpty() ? left : rawName(type) + left);
             if (isOfTransport) { // the same bytes go out again
-                EXPECT_NEAR(world.dueIn(), outcome == 'r' ? 4.5 : 75, outcome == 'r' ? 0.5 : 15);
+                EXPECT_NEAR(world.dueIn(), 75, 15);
                 world.pass(91);
                 answerBy(world, {"", "", saying(response(200, "{}"))});
                 world.run();
@@ -105,6 +115,76 @@ TEST_F(Upload, ladderEndsWithTheSixthFailure) {
     run();
     EXPECT_EQ(rows(), "");
     EXPECT_TRUE(QFile::exists(mine)); // for the next orphan sweep
+}
+
+TEST_F(Upload, SessionReportsAreTriedHourlyForThirtyDaysOfHoursAndThenLogged) {
+    queue(service.sessionStartTask(sampleSession()));
+    UploadTask ofAnother = storedTask(1, heartbeat);
+    ofAnother.sessionId = numberedId(8);
+    ofAnother.jsonPayload = "{\"of\":\"another\"}";
+    queue(ofAnother);
+    machine.urlSession.setServer([](const URLRequest& request) {
+        return Network::answer(request.url.fileName() == "start" ? 403 : 200);
+    });
+    for (int failures = 1; failures <= 6; ++failures) {
+        EXPECT_EQ(notices, UploadNotices{});
+        run();
+        pass(failures < 6 ? dueIn() + 0.001 : 0);
+    }
+    EXPECT_EQ(notices, (UploadNotices{1, "The server answered with status 403.", 0}));
+    EXPECT_EQ(sent(), "start heartbeat start start start start start"); // others pass it by
+    EXPECT_NEAR(dueIn(), 3600, 0.001);
+    sql("UPDATE upload_queue SET retry_count = 724");
+    const LogCapture log;
+    for (const char* left : {"startSession failed 725", ""}) {
+        pass(dueIn() + 0.001);
+        run();
+        EXPECT_EQ(rows(), left);
+    }
+    EXPECT_TRUE(log.contains("not delivered: {\"device_uuid\":\"DEVICE\""));
+    EXPECT_EQ(notices, UploadNotices{});
+}
+
+TEST_F(Upload, CountsNothingWhileNobodyIsSignedInOrTheRefreshGivesNoToken) {
+    add(heartbeat);
+    answer(401);
+    run();
+    EXPECT_EQ(rows(), "heartbeat failed 0");
+    EXPECT_EQ(sent(), "heartbeat");
+    keychain.deleteAuthTokens();
+    pass(91);
+    run();
+    EXPECT_FALSE(await(service.uploadHeartbeatNow(sampleSession())));
+    EXPECT_EQ(rows(), "heartbeat failed 0");
+    EXPECT_EQ(sent(), "heartbeat");
+}
+
+TEST_F(Upload, CountsNothingFromTheOpeningOfTheCircuitToTheNextSuccess) {
+    circuitOpensAfter(5, 503);
+    addScreenshot(picture());
+    for (const int status : {429, 503}) {
+        answer(status);
+        pass(91);
+        run();
+        EXPECT_EQ(rows(), "screenshot failed 0") << status;
+    }
+    EXPECT_TRUE(circuitIsOpen()); // the server error opened it again
+    pass(120);
+    answer(403); // this one is about the picture
+    run();
+    EXPECT_EQ(rows(), "screenshot failed 1");
+}
+
+TEST_F(Upload, ASuccessClosesTheCircuitAndForgetsTheFailures) {
+    circuitOpensAfter(7, 503); // for 240 s
+    add(heartbeat);
+    pass(240);
+    run();
+    EXPECT_EQ(rows(), "");
+    EXPECT_FALSE(circuitOpensAfter(4, 503));
+    EXPECT_TRUE(circuitOpensAfter(1, 503));
+    pass(60);
+    EXPECT_FALSE(circuitIsOpen());
 }
 
 TEST_F(Upload, beingOfflineNeverCountsAndDelaysALittle) {

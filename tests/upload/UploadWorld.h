@@ -42,6 +42,7 @@ struct UploadWorld : StoreWorld {
                            machine.information, machine.clock, machine.random, machine.worker}};
     std::vector<URLRequest>& requests = machine.urlSession.requests;
     QStringList heard; ///< What the service announced.
+    UploadNotices notices;
 
     UploadWorld() {
         keychain.saveAuthTokens({"first-token", "refresh", {}, {}, {}, {}});
@@ -49,7 +50,8 @@ struct UploadWorld : StoreWorld {
             {[this](const ServerTodayTotal& it, const QString&) {
                  heard += it.date + QString(" %1 s").arg(it.totalSeconds);
              },
-             [this](QUuid id, int status) { heard += uuidText(id) + QString(" gone %1").arg(status); }});
+             [this](QUuid id, int status) { heard += uuidText(id) + QString(" gone %1").arg(status); },
+             [this](const UploadNotices& it) { notices = it; }});
         answer(200);
     }
     void reply(const Network::Reply& reply) {

@@ -56,6 +56,11 @@ void AppStateManager::setAuthenticated(bool isAuthenticated) {
     Q_EMIT changed();
 }
 
+void AppStateManager::setUploadNotices(const UploadNotices& notices) {
+    uploadNotices_ = notices;
+    Q_EMIT changed();
+}
+
 void AppStateManager::endAuthRestore() {
     isRestoringSession_ = false;
     slowRestoreWatchdog_.reset();

@@ -3,6 +3,7 @@
 #include "RemoteConfig.h"
 #include "SecretStore.h"
 #include "Task.h"
+#include "UploadNotices.h"
 
 #include <QObject>
 #include <QString>
@@ -58,6 +59,9 @@ public:
     const std::optional<QUrl>& forceUpdateDownloadURL() const { return forceUpdateDownloadURL_; }
     const std::optional<MainTab>& pendingMainTab() const { return pendingMainTab_; }
 
+    const UploadNotices& uploadNotices() const { return uploadNotices_; }
+
+    void setUploadNotices(const UploadNotices& notices);
     /// Also ends a launch read that still hangs.
     void setAuthenticated(bool isAuthenticated);
     /// Stores the configuration and its projects, and evaluates the client version against it.
@@ -109,6 +113,7 @@ private:
     std::optional<QString> forceUpdateLatestVersion_;
     std::optional<QUrl> forceUpdateDownloadURL_;
     std::optional<MainTab> pendingMainTab_;
+    UploadNotices uploadNotices_;
 
     std::vector<Completion<bool>> authRestoreWaiters_;
     std::function<void()> openSettingsMenuAction_;

@@ -225,6 +225,12 @@ void TimeTrackerCore::listenToUploads() {
                 weak->presentTakeover();
         });
     };
+    notifications.noticesDidChange = [weak = QPointer(this), &main = platform.main](UploadNotices notices) {
+        main.post([weak, notices] {
+            if (weak)
+                weak->appState.setUploadNotices(notices);
+        });
+    };
     uploads.setNotifications(std::move(notifications));
 }
 
