@@ -91,8 +91,9 @@ Task<QByteArray> APIClient::performRequest(APIRequest request) {
 
 /// Throws URLError for what never reached the server.
 Task<QByteArray> APIClient::attempt(APIRequest request) {
-    const QUrl url = endpoints_.url(request.path);
-    const URLResponse response = co_await loggedExchange(stamped(url, request), request.body);
+    const QString origin = endpoints_.origin();
+    const URLRequest sent = stamped(endpoints_.url(request.path), request);
+    const URLResponse response = co_await loggedExchange(sent, request.body);
     const int status = *response.statusCode;
     if (isSuccess(status))
         co_return response.body;
@@ -101,8 +102,8 @@ Task<QByteArray> APIClient::attempt(APIRequest request) {
     if (!request.retryOnUnauthorized || !handleUnauthorized_)
         throw APIError::unauthorized();
     const bool isRefreshed = co_await handleUnauthorized_();
-    // The new token is of the company that is signed in to now.
-    if (!isRefreshed || endpoints_.url(request.path) != url)
+    // The new token is that of the company and the user who are signed in now.
+    if (!isRefreshed || endpoints_.origin() != origin)
         throw APIError::unauthorized();
     request.retryOnUnauthorized = false;
     co_return co_await attempt(std::move(request));

@@ -62,6 +62,10 @@ QUrl APIEndpoints::baseURL() const {
     return endingInSlash(selected.value_or(fallbackURL()));
 }
 
+QString APIEndpoints::origin() const {
+    return baseURL().toString(QUrl::FullyEncoded) + u'\n' + domain_.domainKey();
+}
+
 QUrl APIEndpoints::url(const QString& path) const {
     const QUrl root = baseURL();
     const QUrl relative(path, QUrl::StrictMode);

@@ -16,6 +16,10 @@ public:
     /// "/".
     QUrl baseURL() const;
 
+    /// Names the API root, the company and the user that a request made now is for. A request is repeated with another
+    /// token only while this is unchanged.
+    QString origin() const;
+
     /// `path` (relative, without a leading slash, perhaps with a query) on the base URL. Throws APIError `invalidURL`
     /// when that is no URL or would leave the API root, and `insecure` when it is not secure.
     QUrl url(const QString& path) const;

@@ -101,6 +101,7 @@ Task<URLResponse> UploadTransport::exchange(URLRequest request) {
 }
 
 Task<QByteArray> UploadTransport::executeRequest(URLRequest request, bool allowRetryAfterRefresh) {
+    const QString origin = endpoints_.origin();
     logRequest(request);
     const URLResponse response = co_await exchange(request);
     const int status = response.statusCode.value_or(-1);
@@ -122,6 +123,8 @@ Task<QByteArray> UploadTransport::executeRequest(URLRequest request, bool allowR
     const std::optional<QString> accessToken = co_await refresh_();
     if (!accessToken)
         throw URLError(URLError::Code::other, "The sign-in could not be refreshed.");
+    if (endpoints_.origin() != origin)
+        throw URLError(URLError::Code::other, "The company was left meanwhile.");
     request.setHeader("Authorization", bearer(*accessToken));
     co_return co_await executeRequest(request, false);
 }

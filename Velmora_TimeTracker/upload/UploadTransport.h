@@ -26,9 +26,10 @@ public:
     /// keyring does not answer: nothing is sent without one.
     URLRequest makeRequest(const QString& path, const QByteArray& method, const QByteArray& contentType);
 
-    /// The bytes of a 2xx response. A 401 leads to a refresh and one repeat, when `allowRetryAfterRefresh`.
+    /// The bytes of a 2xx response. A 401 leads to a refresh and one repeat, when `allowRetryAfterRefresh`, as long as
+    /// company and user are those that the request was made for: call it right after `makeRequest`.
     /// Throws APIError for what the server answered; URLError when it did not: a transport failure, a refresh without a
-    /// new token, a web page with status 2xx.
+    /// new token, a change of company, a web page with status 2xx.
     Task<QByteArray> executeRequest(URLRequest request, bool allowRetryAfterRefresh);
 
 private:

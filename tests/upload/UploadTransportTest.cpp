@@ -50,6 +50,30 @@ TEST_F(Upload, overHTTPEachKindOfTaskArrivesAndARefreshedTokenRepeatsOnce) {
     EXPECT_TRUE(requests[7].body.contains("\r\n\r\n" + bytes + "\r\n--"));
 }
 
+TEST_F(Upload, RepeatsNothingForACompanyOrAUserThatWasLeftDuringTheRefresh) {
+    refreshedToken = "of somebody else";
+    const std::function<void()> changes[] = {[this] { useCompany("other.test"); },
+                                             [this] { domain.setUser("another@acme.test"); }};
+    for (const auto& change : changes) {
+        useCompany("acme.test");
+        domain.setUser("one@acme.test");
+        add(heartbeat);
+        machine.urlSession.setServer([&](const URLRequest&) {
+            change();
+            return Network::answer(401);
+        });
+        requests.clear();
+        EXPECT_FALSE(await(service.uploadHeartbeatNow(sampleSession())));
+        useCompany("acme.test");
+        domain.setUser("one@acme.test");
+        run();
+        EXPECT_EQ(sent(), "heartbeat heartbeat");
+        EXPECT_EQ(sql("SELECT DISTINCT retry_count FROM upload_queue"), "0");
+        sql("DELETE FROM upload_queue");
+    }
+    EXPECT_EQ(refreshes, 4);
+}
+
 TEST_F(Upload, logsTheExchangeWithoutSecrets) {
     for (const char* body : {R"({"message":"no \"Bearer s3cret\" here"})",
                              R"({"errors":{"password":"s3cret"}})", "Bearer s3cret"}) {
