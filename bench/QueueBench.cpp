@@ -175,7 +175,8 @@ void Bench::fillQueue() {
         file.open(QIODevice::WriteOnly);
         file.write(picture());
     }
-    service_->enqueueScreenshotsForSession(session_.id);
+    service_->enqueueScreenshotsForSession(session_.id, domain_.domainKey());
+    worker_.sync([] {});
 }
 
 double Bench::runQueue() {

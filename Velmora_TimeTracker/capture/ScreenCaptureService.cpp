@@ -187,7 +187,8 @@ ScreenCaptureService::~ScreenCaptureService() {
     on_.utility.sync([] {});
 }
 
-void ScreenCaptureService::start(QUuid sessionId, qint64 intervalMinutes, Callbacks callbacks) {
+void ScreenCaptureService::start(QUuid sessionId, const QString& domainKey, qint64 intervalMinutes,
+                                 Callbacks callbacks) {
     const auto shared = std::make_shared<const Callbacks>(std::move(callbacks));
     on_.queue.sync([&] {
         halt();
@@ -195,7 +196,7 @@ void ScreenCaptureService::start(QUuid sessionId, qint64 intervalMinutes, Callba
         const bool goesOn = std::exchange(sessionId_, sessionId) == sessionId;
         const Seconds first = goesOn ? std::clamp(left_, 0.0, interval_) : firstCaptureAfter;
         due_ = uptime() + first;
-        capturesDirectory_ = CaptureFolder::capturesDirectory(on_.information, on_.domain);
+        capturesDirectory_ = CaptureFolder::capturesDirectory(on_.information, domainKey);
         ApplicationFolder::create(capturesDirectory_);
         qCInfo(Log::capture, "Screenshot timer started: first capture in %.0fs, then every %.0fs", first,
                interval_);

@@ -25,7 +25,6 @@ public:
         DisplaySource& displays;
         Permissions& permissions;
         const ApplicationInfo& information;
-        const DomainStorage& domain;
         const APITimeZoneResolver& timeZones;
         SQLiteStore& store;
         Clock& clock;
@@ -47,10 +46,11 @@ public:
     ScreenCaptureService(const ScreenCaptureService&) = delete;
     ScreenCaptureService& operator=(const ScreenCaptureService&) = delete;
 
+    /// Pictures go to the folder of `domainKey`, the session's own company and user.
     /// First capture after 60 s, then every max(intervalMinutes, 1) minutes. The schedule of a session that was stopped
     /// before goes on where it was: its time counts between `start` and `stop` only. Replaces a running schedule. Returns
     /// when the change is in force; must not be called on `queue`.
-    void start(QUuid sessionId, qint64 intervalMinutes, Callbacks callbacks);
+    void start(QUuid sessionId, const QString& domainKey, qint64 intervalMinutes, Callbacks callbacks);
     /// Ends the schedule. A cycle in flight goes on and still reports.
     void stop();
 

@@ -89,11 +89,11 @@ bool SQLiteStore::resetStaleInProgressTasks() {
     return withStatement(Sql::resetStaleInProgressTasks, [](Statement& statement) { statement.run(); });
 }
 
-bool SQLiteStore::hasScreenshotTask(const QUuid& sessionId, const QString& filePath) {
-    const QString domain = domain_.domainKey();
+bool SQLiteStore::hasScreenshotTask(const QUuid& sessionId, const QString& filePath,
+                                    const QString& domainKey) {
     bool found = false;
     withStatement(Sql::hasScreenshotTask, [&](Statement& statement) {
-        found = statement.bindText(domain).bindText(uuidText(sessionId)).bindText(filePath).step();
+        found = statement.bindText(domainKey).bindText(uuidText(sessionId)).bindText(filePath).step();
     });
     return found;
 }
@@ -119,16 +119,16 @@ QSet<QString> SQLiteStore::pendingUploadFilePaths() {
 }
 
 std::vector<QUuid> SQLiteStore::pendingUploadTaskIds(const QUuid& sessionId,
-                                                     const std::vector<UploadTaskType>& types) {
+                                                     const std::vector<UploadTaskType>& types,
+                                                     const QString& domainKey) {
     std::vector<QUuid> ids;
     if (types.empty()) {
         return ids;
     }
-    const QString domain = domain_.domainKey();
     const QByteArray places = QByteArray(",?").repeated(static_cast<qsizetype>(types.size())).sliced(1);
     const QByteArray sql = Sql::pendingUploadTaskIdsHead + places + Sql::pendingUploadTaskIdsTail;
     withStatement(sql.constData(), [&](Statement& statement) {
-        statement.bindText(domain).bindText(uuidText(sessionId));
+        statement.bindText(domainKey).bindText(uuidText(sessionId));
         for (const UploadTaskType type : types) {
             statement.bindText(rawName(type));
         }

@@ -7,6 +7,8 @@
 #include "Statement.h"
 #include "StoreStatements.h"
 
+#include <algorithm>
+
 bool SQLiteStore::upsertActivitySegment(const ActivitySegmentRow& row,
                                         const std::optional<QString>& domainKey) {
     const QString domain = domainKey ? *domainKey : domain_.domainKey();
@@ -36,11 +38,16 @@ SQLiteStore::pendingActivitySegmentsForUpload(const QString& currentSegmentDate,
     return rows;
 }
 
-void SQLiteStore::markActivitySegmentUploaded(const QString& segmentDate, int segmentNumber) {
-    const QString domain = domain_.domainKey();
+bool SQLiteStore::markActivitySegmentsUploaded(const std::vector<ActivitySegmentRow>& rows,
+                                               const QString& domainKey) {
     const double now = clock_.now().secondsSince1970();
-    withStatement(Sql::markActivitySegmentUploaded, [&](Statement& statement) {
-        statement.bindReal(now).bindText(domain).bindText(segmentDate).bindInteger(segmentNumber).run();
+    return std::ranges::all_of(rows, [&](const ActivitySegmentRow& row) {
+        return withStatement(Sql::markActivitySegmentUploaded, [&](Statement& statement) {
+            statement.bindReal(now).bindText(domainKey);
+            statement.bindText(row.segmentDate).bindInteger(row.segmentNumber);
+            statement.bindInteger(row.activeSeconds).bindInteger(row.nonIdleSeconds);
+            statement.bindInteger(row.mouseMovements).bindInteger(row.keyboardMovements).run();
+        });
     });
 }
 

@@ -101,10 +101,11 @@ public:
     void bringUploadTasksForward(Date now, Date latest);
     /// All domains.
     bool resetStaleInProgressTasks();
-    bool hasScreenshotTask(const QUuid& sessionId, const QString& filePath);
+    bool hasScreenshotTask(const QUuid& sessionId, const QString& filePath, const QString& domainKey);
     bool hasActivitySegmentTask();
     QSet<QString> pendingUploadFilePaths();
-    std::vector<QUuid> pendingUploadTaskIds(const QUuid& sessionId, const std::vector<UploadTaskType>& types);
+    std::vector<QUuid> pendingUploadTaskIds(const QUuid& sessionId, const std::vector<UploadTaskType>& types,
+                                            const QString& domainKey);
 
     /// How many sessions have a row of at least this priority that failed more often than `retryCount` times.
     int unacceptedSessions(int priority, int retryCount);
@@ -117,7 +118,8 @@ public:
     /// Unsent, not all zero, strictly before the open segment; in order.
     std::vector<ActivitySegmentRow> pendingActivitySegmentsForUpload(const QString& currentSegmentDate,
                                                                      int currentSegmentNumber);
-    void markActivitySegmentUploaded(const QString& segmentDate, int segmentNumber);
+    /// Those whose counters still are as given: a slot that has grown since is to be sent again.
+    bool markActivitySegmentsUploaded(const std::vector<ActivitySegmentRow>& rows, const QString& domainKey);
     /// Over the days [from, to), named in the machine's calendar.
     SegmentActivitySummary segmentActivitySummary(Date from, Date to);
 

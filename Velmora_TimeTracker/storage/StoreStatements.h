@@ -190,7 +190,8 @@ inline constexpr const char* pendingActivitySegmentsForUpload =
     "ORDER BY segment_date ASC, segment_number ASC;";
 inline constexpr const char* markActivitySegmentUploaded =
     R"(UPDATE activity_segments SET uploaded_at = ?
-WHERE domain_key = ? AND segment_date = ? AND segment_number = ?;)";
+WHERE domain_key = ? AND segment_date = ? AND segment_number = ?
+AND active_seconds = ? AND non_idle_seconds = ? AND mouse_movements = ? AND keyboard_movements = ?;)";
 inline constexpr const char* segmentActivitySummary =
     R"(SELECT active_seconds, non_idle_seconds FROM activity_segments
 WHERE domain_key = ? AND segment_date >= ? AND segment_date < ?

@@ -14,14 +14,14 @@ const char* yesNo(bool value) {
     return value ? "true" : "false";
 }
 
-Task<> reportCapture(UploadService& uploads, Session session) {
+Task<> reportCapture(UploadService& uploads, Session session, QString domainKey) {
     const QUuid id = session.id;
-    const bool accepted = co_await uploads.uploadHeartbeatNow(session);
+    const bool accepted = co_await uploads.uploadHeartbeatNow(session, domainKey);
     if (!accepted) {
         qCInfo(Log::session, "Heartbeat failed, skipping screenshot upload");
         co_return;
     }
-    uploads.enqueueScreenshotsForSession(id);
+    uploads.enqueueScreenshotsForSession(id, domainKey);
     co_await uploads.processQueue();
 }
 
@@ -40,7 +40,8 @@ void SessionManager::startScreenCaptureTimer() {
     callbacks.onCaptureComplete = later(&SessionManager::handleCaptureComplete);
     callbacks.onCaptureFailed = later(&SessionManager::reportRunning);
     updateCaptureEligibility(); // first, since a capture may be due at once
-    on_.screenCapture.start(currentSession_->id, std::max<qint64>(interval, 1), std::move(callbacks));
+    on_.screenCapture.start(currentSession_->id, currentSessionDomain_, std::max<qint64>(interval, 1),
+                            std::move(callbacks));
 }
 
 void SessionManager::handleCaptureComplete() {
@@ -72,7 +73,7 @@ void SessionManager::reportRunning() {
         return;
     }
     qCInfo(Log::session, "Uploading heartbeat, then screenshots if success");
-    spawn(reportCapture(on_.uploads, *currentSession_), "reportCapture");
+    spawn(reportCapture(on_.uploads, *currentSession_, currentSessionDomain_), "reportCapture");
 }
 
 bool SessionManager::isCaptureEligible() const {

@@ -43,7 +43,8 @@ SessionManager::SessionManager(const Dependencies& dependencies)
     });
     journal_.setSaved([this](const SessionStep& step) {
         if (step.report && step.session.status == SessionStatus::completed)
-            on_.uploads.enqueueScreenshotsForSession(step.session.id); // behind the report of the end
+            on_.uploads.enqueueScreenshotsForSession(step.session.id,
+                                                     step.domainKey); // behind the report of the end
     });
     loadInterruptedSession();
     refreshTodayCompletedSeconds();

@@ -16,10 +16,12 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <algorithm>
+#include <set>
 #include <stdexcept>
 
 namespace {
+
+using SegmentRows = std::vector<SQLiteStore::ActivitySegmentRow>;
 
 constexpr auto heartbeatPath = "hr/timetracker/employees/sessions/heartbeat";
 constexpr auto startSessionPath = "hr/timetracker/employees/sessions/start";
@@ -35,6 +37,19 @@ QByteArray readWhole(const QString& path) {
     if (file.error() != QFileDevice::NoError)
         throw std::runtime_error(file.errorString().toStdString());
     return bytes;
+}
+
+/// Those of the sent rows that the reply names, each once.
+SegmentRows acceptedRows(const SegmentRows& sent, const QByteArray& reply) {
+    const auto positions = SegmentBatch::acceptedPositions(reply).value_or(std::vector<qint64>());
+    SegmentRows accepted;
+    for (const qint64 position : std::set(positions.begin(), positions.end())) {
+        if (position >= 0 && position < static_cast<qint64>(sent.size()))
+            accepted.push_back(sent[static_cast<std::size_t>(position)]);
+        else
+            qCCritical(Log::upload, "segments/batch: accepted position %lld was not sent; skipped", position);
+    }
+    return accepted;
 }
 
 } // namespace
@@ -82,6 +97,7 @@ Task<> UploadService::uploadStartSession(UploadTask task) {
 Task<> UploadService::uploadActivitySegments(UploadTask task) {
     const auto told = SegmentBatch::openSegment(task.jsonPayload);
     const SegmentUtils::DateAndNumber open = told ? *told : segmentOfNow();
+    const QString domainKey = on_.domain.domainKey();
     const auto rows = on_.store.pendingActivitySegmentsForUpload(open.date, open.number);
     if (rows.empty())
         co_return;
@@ -89,25 +105,8 @@ Task<> UploadService::uploadActivitySegments(UploadTask task) {
     const QByteArray body = SegmentBatch::build(rows, DeviceIdProvider::current(on_.preferences, on_.random),
                                                 on_.timeZones.storedTimezoneIdentifier());
     const QByteArray reply = co_await postJSON(segmentBatchPath, body, "segments-batch");
-    markAccepted(rows, on_.store.pendingActivitySegmentsForUpload(open.date, open.number), reply);
-}
-
-void UploadService::markAccepted(const SegmentRows& sent, const SegmentRows& pending,
-                                 const QByteArray& reply) {
-    const auto positions = SegmentBatch::acceptedPositions(reply);
-    if (!positions)
-        return;
-    for (const qint64 position : *positions) {
-        if (position < 0 || position >= static_cast<qint64>(sent.size())) {
-            qCCritical(Log::upload, "segments/batch: accepted position %lld was not sent; skipped", position);
-            continue;
-        }
-        const auto& row = sent[static_cast<std::size_t>(position)];
-        // A slot whose last seconds came in while it was under way goes out again.
-        if (std::ranges::find(pending, row) == pending.end())
-            continue;
-        on_.store.markActivitySegmentUploaded(row.segmentDate, row.segmentNumber);
-    }
+    const SegmentRows accepted = acceptedRows(rows, reply);
+    on_.store.transaction([&] { return on_.store.markActivitySegmentsUploaded(accepted, domainKey); });
 }
 
 Task<> UploadService::uploadScreenshot(UploadTask task) {
@@ -137,14 +136,15 @@ Task<> UploadService::uploadScreenshot(UploadTask task) {
                    qUtf8Printable(file.errorString()));
 }
 
-Task<bool> UploadService::uploadHeartbeatNow(Session session) {
+Task<bool> UploadService::uploadHeartbeatNow(Session session, QString domainKey) {
     return runOn(on_.worker,
-                 [this, session = std::move(session)] { return uploadHeartbeatNowOnWorker(session); });
+                 [this, session, domainKey] { return uploadHeartbeatNowOnWorker(session, domainKey); });
 }
 
-Task<bool> UploadService::uploadHeartbeatNowOnWorker(Session session) {
-    if (startOf(session.id) == SessionStart::waiting) {
-        qCInfo(Log::upload, "uploadHeartbeatNow: the session's start is still queued");
+Task<bool> UploadService::uploadHeartbeatNowOnWorker(Session session, QString domainKey) {
+    if (on_.domain.domainKey() != domainKey || startOf(session.id, domainKey) == SessionStart::waiting) {
+        qCInfo(Log::upload,
+               "uploadHeartbeatNow: the session's company was left, or its start is still queued");
         co_return false;
     }
     const auto body = buildHeartbeatPayload(session, HeartbeatStatus::active, on_.clock.now(),
@@ -160,21 +160,22 @@ Task<bool> UploadService::uploadHeartbeatNowOnWorker(Session session) {
     } catch (...) {
         failure = std::current_exception();
     }
-    const auto action = failureAction(failure, {UploadTaskType::heartbeat, startOf(session.id)});
+    const auto action = failureAction(failure, {UploadTaskType::heartbeat, startOf(session.id, domainKey)});
     if (const auto* takenOver = std::get_if<UploadFailureAction::TakenOver>(&action))
-        handleHeartbeatTakenOver(session.id, takenOver->statusCode);
+        handleHeartbeatTakenOver(session.id, domainKey, takenOver->statusCode);
     else
         qCInfo(Log::upload, "uploadHeartbeatNow failed: %s", qUtf8Printable(failureDescription(failure)));
     co_return false;
 }
 
-void UploadService::handleHeartbeatTakenOver(const QUuid& sessionId, int statusCode) {
+void UploadService::handleHeartbeatTakenOver(const QUuid& sessionId, const QString& domainKey,
+                                             int statusCode) {
     qCCritical(Log::upload, "Session %s taken over by another device (status %d); dropping its reports.",
                qUtf8Printable(uuidText(sessionId)), statusCode);
     if (notifications_.sessionTakenOverByOtherDevice)
         notifications_.sessionTakenOverByOtherDevice(sessionId, statusCode);
-    const auto rows =
-        on_.store.pendingUploadTaskIds(sessionId, {UploadTaskType::heartbeat, UploadTaskType::startSession});
+    const auto rows = on_.store.pendingUploadTaskIds(
+        sessionId, {UploadTaskType::heartbeat, UploadTaskType::startSession}, domainKey);
     for (const QUuid& row : rows)
         on_.store.markUploadTaskCompleted(row);
 }

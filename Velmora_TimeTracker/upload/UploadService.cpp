@@ -85,10 +85,11 @@ void UploadService::removeUnattributableData() {
 }
 
 void UploadService::enqueueOrphanedScreenshots() {
-    const QString current = CaptureFolder::capturesDirectory(on_.information, on_.domain);
+    const QString domainKey = on_.domain.domainKey();
+    const QString current = CaptureFolder::capturesDirectory(on_.information, domainKey);
     const Date now = on_.clock.now();
-    const auto hasQueuedTask = [this](const QUuid& sessionId, const QString& path) {
-        return on_.store.hasScreenshotTask(sessionId, path);
+    const auto hasQueuedTask = [&](const QUuid& sessionId, const QString& path) {
+        return on_.store.hasScreenshotTask(sessionId, path, domainKey);
     };
     const QString base = CaptureFolder::capturesBaseDirectory(on_.information);
     const QStringList companies = QDir(base).entryList(
@@ -100,8 +101,7 @@ void UploadService::enqueueOrphanedScreenshots() {
             ScreenshotFiles::orphanedScreenshotTasks(directory, now, on_.random, hasQueuedTask);
     }
     const auto tasks = ScreenshotFiles::orphanedScreenshotTasks(current, now, on_.random, hasQueuedTask);
-    for (const UploadTask& task : tasks)
-        on_.store.enqueueUploadTask(task);
+    enqueueAll(tasks, domainKey);
     if (!tasks.empty())
         qCInfo(Log::upload, "Orphan sweeper: enqueued %zu stranded screenshot(s)", tasks.size());
 }
@@ -132,7 +132,7 @@ Task<> UploadService::processQueueOnWorker() {
         const auto task = on_.store.nextUploadTask(on_.clock.now());
         if (!task || !on_.store.updateUploadTaskStatus(task->id, UploadTaskStatus::inProgress))
             break;
-        co_await runTask(*task);
+        co_await runTask(*task, on_.domain.domainKey());
         ++handled;
     }
     if (handled == 0)
@@ -173,7 +173,7 @@ void UploadService::bringStrandedTasksForward() {
     latestDue_ = std::min(latestDue_, latest);
 }
 
-Task<> UploadService::runTask(UploadTask task) {
+Task<> UploadService::runTask(UploadTask task, QString domainKey) {
     std::exception_ptr failure;
     try {
         co_await send(task);
@@ -185,7 +185,7 @@ Task<> UploadService::runTask(UploadTask task) {
         failure = std::current_exception();
     }
     if (failure) {
-        handleFailure(task, failure);
+        handleFailure(task, domainKey, failure);
         co_return;
     }
     finish(task);
@@ -194,16 +194,18 @@ Task<> UploadService::runTask(UploadTask task) {
         refusedStarts_.remove(task.sessionId);
 }
 
-SessionStart UploadService::startOf(const QUuid& sessionId) const {
-    if (!on_.store.pendingUploadTaskIds(sessionId, {UploadTaskType::startSession}).empty())
+SessionStart UploadService::startOf(const QUuid& sessionId, const QString& domainKey) const {
+    if (!on_.store.pendingUploadTaskIds(sessionId, {UploadTaskType::startSession}, domainKey).empty())
         return SessionStart::waiting;
     return refusedStarts_.contains(sessionId) ? SessionStart::refused : SessionStart::accepted;
 }
 
-void UploadService::handleFailure(const UploadTask& task, const std::exception_ptr& failure) {
-    const Action action = failureAction(failure, {task.type, startOf(task.sessionId), on_.retry.hasOpened()});
+void UploadService::handleFailure(const UploadTask& task, const QString& domainKey,
+                                  const std::exception_ptr& failure) {
+    const Action action =
+        failureAction(failure, {task.type, startOf(task.sessionId, domainKey), on_.retry.hasOpened()});
     if (const auto* takenOver = std::get_if<TakenOver>(&action)) {
-        handleHeartbeatTakenOver(task.sessionId, takenOver->statusCode);
+        handleHeartbeatTakenOver(task.sessionId, domainKey, takenOver->statusCode);
         finish(task);
     } else if (const auto* permanent = std::get_if<DropPermanently>(&action)) {
         drop(task, permanent->deleteFile);
@@ -286,25 +288,39 @@ std::optional<UploadTask> UploadService::sessionEndTask(const Session& session) 
     return newTask(UploadTaskType::heartbeat, heartbeatPriority, session.id, body);
 }
 
-void UploadService::enqueueScreenshotsForSession(const QUuid& sessionId) {
-    const QStringList files = screenshotFiles(sessionId);
+void UploadService::enqueueScreenshotsForSession(const QUuid& sessionId, const QString& domainKey) {
+    on_.worker.post([this, sessionId, domainKey] { enqueueNewScreenshots(sessionId, domainKey); });
+}
+
+void UploadService::enqueueNewScreenshots(const QUuid& sessionId, const QString& domainKey) {
+    const QStringList files =
+        ScreenshotFiles::forSession(sessionId, CaptureFolder::capturesDirectory(on_.information, domainKey));
     qCInfo(Log::upload, "Enqueueing %lld screenshot(s) for session %s", static_cast<qint64>(files.size()),
            qUtf8Printable(uuidText(sessionId)));
-    const std::lock_guard guard(enqueueing_);
+    std::vector<UploadTask> tasks;
     for (const QString& file : files)
-        if (!on_.store.hasScreenshotTask(sessionId, file))
-            enqueueScreenshot(sessionId, file);
+        if (!on_.store.hasScreenshotTask(sessionId, file, domainKey))
+            tasks.push_back(ScreenshotFiles::newTask(on_.random.uuid(), sessionId, file, on_.clock.now()));
+    enqueueAll(tasks, domainKey);
+}
+
+void UploadService::enqueueAll(const std::vector<UploadTask>& tasks, const QString& domainKey) {
+    if (tasks.empty())
+        return;
+    on_.store.transaction([&] {
+        return std::ranges::all_of(
+            tasks, [&](const UploadTask& task) { return on_.store.enqueueUploadTask(task, domainKey); });
+    });
 }
 
 void UploadService::enqueueActivitySegmentsForUpload(
     const std::optional<SegmentUtils::DateAndNumber>& openSegment) {
-    const std::lock_guard guard(enqueueing_);
-    if (on_.store.hasActivitySegmentTask())
-        return;
     const auto payload =
         openSegment ? std::optional(SegmentBatch::openSegmentPayload(*openSegment)) : std::nullopt;
-    on_.store.enqueueUploadTask(
-        newTask(UploadTaskType::activitySegment, activitySegmentPriority, QUuid(), payload));
+    const UploadTask task =
+        newTask(UploadTaskType::activitySegment, activitySegmentPriority, QUuid(), payload);
+    on_.store.transaction(
+        [&] { return on_.store.hasActivitySegmentTask() || on_.store.enqueueUploadTask(task); });
 }
 
 void UploadService::maybeEnqueuePendingActivitySegmentsUpload() {
@@ -324,16 +340,6 @@ UploadTask UploadService::newTask(UploadTaskType type, int priority, const QUuid
             .jsonPayload = jsonPayload,
             .createdAt = on_.clock.now(),
             .priority = priority};
-}
-
-void UploadService::enqueueScreenshot(const QUuid& sessionId, const QString& filePath) {
-    on_.store.enqueueUploadTask(
-        ScreenshotFiles::newTask(on_.random.uuid(), sessionId, filePath, on_.clock.now()));
-}
-
-QStringList UploadService::screenshotFiles(const QUuid& sessionId) const {
-    return ScreenshotFiles::forSession(sessionId,
-                                       CaptureFolder::capturesDirectory(on_.information, on_.domain));
 }
 
 SegmentUtils::DateAndNumber UploadService::segmentOfNow() const {

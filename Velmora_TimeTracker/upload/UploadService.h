@@ -12,12 +12,10 @@
 #include "UploadTransport.h"
 
 #include <QSet>
-#include <QStringList>
 #include <QUuid>
 #include <functional>
 #include <limits>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 class APITimeZoneResolver;
@@ -91,22 +89,24 @@ public:
     std::optional<UploadTask> sessionStartTask(const Session& session);
     std::optional<UploadTask> sessionEndTask(const Session& session);
 
-    // Enqueueing is synchronous: when the call returns, the row is on disk. Any thread.
-    void enqueueScreenshotsForSession(const QUuid& sessionId);
+    /// Adds a row for each of the session's pictures that has none, on the worker. `domainKey` is the session's own. Any
+    /// thread. The files are the record: the launch finds those that got no row.
+    void enqueueScreenshotsForSession(const QUuid& sessionId, const QString& domainKey);
+    /// Adds the row that sends the closed segments, unless there is one; it is on disk when the call returns. Any thread.
     void enqueueActivitySegmentsForUpload(const std::optional<SegmentUtils::DateAndNumber>& openSegment);
 
     /// The direct heartbeat with status "active", outside the queue; true when the server accepted it. Sends nothing
-    /// while the session's start waits in the queue.
-    Task<bool> uploadHeartbeatNow(Session session);
+    /// while the session's start waits in the queue, or when `domainKey`, the session's own, is not the current one.
+    Task<bool> uploadHeartbeatNow(Session session, QString domainKey);
 
 private:
     Task<> startOnWorker();
     Task<> runThenWait();
     Task<> processQueueOnWorker();
-    Task<> runTask(UploadTask task);
+    Task<> runTask(UploadTask task, QString domainKey);
     Task<> send(UploadTask task);
-    void handleFailure(const UploadTask& task, const std::exception_ptr& failure);
-    SessionStart startOf(const QUuid& sessionId) const;
+    void handleFailure(const UploadTask& task, const QString& domainKey, const std::exception_ptr& failure);
+    SessionStart startOf(const QUuid& sessionId, const QString& domainKey) const;
     void drop(const UploadTask& task, bool deleteFile);
     void retryLater(const UploadTask& task, std::optional<int> statusCode, const std::exception_ptr& failure);
     void rescheduleOffline(const UploadTask& task, std::optional<int> statusCode,
@@ -120,7 +120,7 @@ private:
     void bringStrandedTasksForward();
     void removeUnattributableData();
     void enqueueOrphanedScreenshots();
-    void handleHeartbeatTakenOver(const QUuid& sessionId, int statusCode);
+    void handleHeartbeatTakenOver(const QUuid& sessionId, const QString& domainKey, int statusCode);
     void postServerTodayTotalIfPresent(const QByteArray& responseData, const QString& domainKey,
                                        const char* source);
 
@@ -129,17 +129,14 @@ private:
     Task<> uploadStartSession(UploadTask task);
     Task<> uploadActivitySegments(UploadTask task);
     Task<> uploadScreenshot(UploadTask task);
-    Task<bool> uploadHeartbeatNowOnWorker(Session session);
+    Task<bool> uploadHeartbeatNowOnWorker(Session session, QString domainKey);
     /// POSTs a JSON body and passes on the today total of the reply, as told by `source`. The reply's bytes.
     Task<QByteArray> postJSON(const char* path, QByteArray body, const char* source);
-    using SegmentRows = std::vector<SQLiteStore::ActivitySegmentRow>;
-    /// Marks those of the sent rows that the reply names and that are still `pending` as they were sent.
-    void markAccepted(const SegmentRows& sent, const SegmentRows& pending, const QByteArray& reply);
 
     UploadTask newTask(UploadTaskType type, int priority, const QUuid& sessionId,
                        const std::optional<QByteArray>& jsonPayload);
-    void enqueueScreenshot(const QUuid& sessionId, const QString& filePath);
-    QStringList screenshotFiles(const QUuid& sessionId) const;
+    void enqueueNewScreenshots(const QUuid& sessionId, const QString& domainKey);
+    void enqueueAll(const std::vector<UploadTask>& tasks, const QString& domainKey);
     SegmentUtils::DateAndNumber segmentOfNow() const;
 
     const Dependencies on_;
@@ -152,5 +149,4 @@ private:
     bool hasStaleRows_ = true;    ///< Rows may be inProgress that no run works on, as after a launch.
     UploadNotices notices_;
     QSet<QUuid> refusedStarts_; ///< Sessions whose start the server refused since the program was launched.
-    std::mutex enqueueing_;     ///< Keeps "no live row yet, so add one" in one step.
 };

@@ -21,7 +21,7 @@ struct ScreenCapture : testing::Test {
     SQLiteStore store{directory.filePath("Velmora TimeTracker"), domain, machine.clock, machine.random};
     SimulatedDisplays displays;
     std::unique_ptr<ScreenCaptureService> service{
-        new ScreenCaptureService({displays, machine.permissions, machine.information, domain, zones, store,
+        new ScreenCaptureService({displays, machine.permissions, machine.information, zones, store,
                                   machine.clock, machine.screenCapture, machine.utility})};
     bool eligible = true;
     int asked = 0, lost = 0, complete = 0, failed = 0;
@@ -30,13 +30,10 @@ struct ScreenCapture : testing::Test {
     const QString captures = directory.filePath("Velmora TimeTracker/captures");
     const QString folder = captures + "/acme.test";
 
-    ScreenCapture() {
-        domain.setBaseURL(QUrl("https://acme.test/api/v1/"));
-        displays.list = {{1, {1920, 1080}, 2}, {2, {1440, 900}, 1}};
-    }
+    ScreenCapture() { displays.list = {{1, {1920, 1080}, 2}, {2, {1440, 900}, 1}}; }
     void start(qint64 minutes = 5) {
         const auto shouldCapture = [this] { return ++asked, eligible; };
-        service->start(session, minutes,
+        service->start(session, "acme.test", minutes,
                        {shouldCapture, [this] { ++lost; }, [this] { ++complete; }, [this] { ++failed; }});
     }
     void startAnother(qint64 minutes = 5) {

@@ -41,7 +41,7 @@ bool works(SQLiteStore& store) {
     store.clearActiveSession(running.id);
     store.upsertActivitySegment({"2000-01-01", 5, 1, 2, 3, 4});
     const auto segments = store.pendingActivitySegmentsForUpload("2000-01-01", 6);
-    store.markActivitySegmentUploaded("2000-01-01", 5);
+    store.markActivitySegmentsUploaded(segments, "acme.test");
     return hasTask && std::ranges::find(active, running) != active.end() && segments.size() == 1 &&
            store.sessionHistory(start + 1e6, start + 1e6 + 1).size() == 1 &&
            store.pendingActivitySegmentsForUpload("2000-01-01", 6).empty();
@@ -188,7 +188,7 @@ TEST_F(SQLiteDamage, AFullDiskLosesNothingInSilence) {
         isFull = !log.lines().isEmpty();
         ASSERT_TRUE(works(open())) << trials;
         ASSERT_EQ(databasesAside(), 0) << trials << ": a sound file was set aside";
-        ASSERT_GE(store->pendingUploadTaskIds(task.sessionId, {heartbeat}).size(), 2U);
+        ASSERT_GE(store->pendingUploadTaskIds(task.sessionId, {heartbeat}, "acme.test").size(), 2U);
         if (!isFull) {
             EXPECT_EQ(store->nextUploadTask(start)->retryCount, 1);
             EXPECT_EQ(store->pendingActivitySegmentsForUpload("2024-05-02", 2).size(), 3U);

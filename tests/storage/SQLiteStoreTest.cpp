@@ -154,11 +154,11 @@ TEST_F(SQLite, AnswersWhatIsStillToBeSent) {
         const bool isAlive = status != completed;
         for (const int number : {1, 2, 3, 4})
             store->updateUploadTaskStatus(numberedId(number), status);
-        EXPECT_EQ(store->hasScreenshotTask(shot.sessionId, "/tmp/a.jpg"), isAlive);
-        EXPECT_FALSE(store->hasScreenshotTask(numberedId(2), "/tmp/a.jpg"));
+        EXPECT_EQ(store->hasScreenshotTask(shot.sessionId, "/tmp/a.jpg", "acme.test"), isAlive);
+        EXPECT_FALSE(store->hasScreenshotTask(numberedId(2), "/tmp/a.jpg", "acme.test"));
         EXPECT_EQ(store->hasActivitySegmentTask(), isAlive);
         EXPECT_EQ(store->pendingUploadFilePaths().contains("/tmp/a.jpg"), isAlive);
-        EXPECT_EQ(store->pendingUploadTaskIds(shot.sessionId, {heartbeat, startSession}).size(),
+        EXPECT_EQ(store->pendingUploadTaskIds(shot.sessionId, {heartbeat, startSession}, "acme.test").size(),
                   2U * isAlive);
     }
     EXPECT_FALSE(store->nextUploadTask(start));
@@ -183,8 +183,11 @@ TEST_F(SQLite, AddsToASlotAsMuchAsItCanHold) {
         store->upsertActivitySegment({"2023-11-14", 5, 400, 200, most, 7});
     EXPECT_EQ(store->pendingActivitySegmentsForUpload("2023-11-14", 6),
               (std::vector{SQLiteStore::ActivitySegmentRow{"2023-11-14", 5, 600, 400, most, 14}}));
-    store->markActivitySegmentUploaded("2023-11-14", 5);
+    const auto sent = store->pendingActivitySegmentsForUpload("2023-11-14", 6);
+    store->markActivitySegmentsUploaded(sent, "acme.test");
+    EXPECT_TRUE(store->pendingActivitySegmentsForUpload("2023-11-14", 6).empty());
     EXPECT_TRUE(store->upsertActivitySegment({"2023-11-14", 5, 0, 0, 0, 1}));
+    store->markActivitySegmentsUploaded(sent, "acme.test");
     EXPECT_EQ(store->pendingActivitySegmentsForUpload("2023-11-14", 6).size(), 1U) << "it has grown since";
     sql("DROP TABLE activity_segments");
     EXPECT_FALSE(store->upsertActivitySegment({"2023-11-14", 5, 1, 1, 1, 1}));

@@ -128,7 +128,9 @@ TEST_F(SessionLifecycle, SendsPicturesOnlyAfterAnAcceptedHeartbeat) {
         EXPECT_EQ(world.bodies("sessions/heartbeat").back().value("status").toString(), "active");
         EXPECT_EQ(world.bodies("/screenshots").size(), status == 200 ? 2 : 0);
         engine().stopTracking();
+        world.tick(1);
         world.sql("DELETE FROM upload_queue");
+        world.machine.urlSession.requests.clear();
     }
     world.start();
     world.machine.permissions.screenRecording = false; // the picture source refuses

@@ -154,7 +154,7 @@ TEST_F(Upload, CountsNothingWhileNobodyIsSignedInOrTheRefreshGivesNoToken) {
     keychain.deleteAuthTokens();
     pass(91);
     run();
-    EXPECT_FALSE(await(service.uploadHeartbeatNow(sampleSession())));
+    EXPECT_FALSE(heartbeatNow());
     EXPECT_EQ(rows(), "heartbeat failed 0");
     EXPECT_EQ(sent(), "heartbeat");
 }

@@ -66,6 +66,44 @@ TEST_F(Upload, sendsAllSegmentsThatAreClosedAndMarksWhatWasAccepted) {
     EXPECT_EQ(requests.size(), 7u);
 }
 
+TEST_F(Upload, FilesWhatBelongsToACompanyThatWasLeftUnderThatCompany) {
+    closedSegment(3);
+    useCompany("other.test");
+    closedSegment(3);
+    useCompany("acme.test");
+    machine.urlSession.setServer([this](const URLRequest&) {
+        useCompany("other.test");
+        return Network::answer(200, R"({"data":{"accepted":[0]}})");
+    });
+    run();
+    EXPECT_EQ(sql("SELECT domain_key FROM activity_segments WHERE uploaded_at IS NULL"), "other.test");
+    EXPECT_EQ(rows(), "");
+    picture();
+    EXPECT_FALSE(await(service.uploadHeartbeatNow(sampleSession(), "acme.test")));
+    EXPECT_EQ(requests.size(), 1U);
+    service.enqueueScreenshotsForSession(QUuid(sessionText), "acme.test");
+    EXPECT_EQ(rows(), "") << "not on the caller's thread";
+    pass(0);
+    EXPECT_EQ(sql("SELECT type, domain_key FROM upload_queue"), "screenshot acme.test");
+}
+
+TEST_F(Upload, WritesTheRowsOfASessionsPicturesAndTheMarksOfABatchInOneTransactionEach) {
+    sql("CREATE TRIGGER refuseRow BEFORE INSERT ON upload_queue WHEN EXISTS (SELECT 1 FROM upload_queue) "
+        "BEGIN SELECT RAISE(ABORT, 'full'); END;"
+        "CREATE TRIGGER refuseMark BEFORE UPDATE ON activity_segments WHEN NEW.segment_number = 4 "
+        "BEGIN SELECT RAISE(ABORT, 'full'); END");
+    for (int display = 0; display < 3; ++display)
+        file(sessionText + QString("_2023-11-14T22-13-20Z_%1.jpg").arg(display));
+    service.enqueueScreenshotsForSession(QUuid(sessionText), "acme.test");
+    pass(0);
+    EXPECT_EQ(rows(), "");
+    for (const int number : {3, 4, 5})
+        closedSegment(number);
+    answer(200, R"({"data":{"accepted":[0,1,1,2]}})");
+    run();
+    EXPECT_EQ(sql("SELECT count(*) FROM activity_segments WHERE uploaded_at IS NULL"), "3");
+}
+
 TEST_F(Upload, SendsNothingOfASessionBeforeItsStart) {
     queue(service.sessionStartTask(sampleSession()));
     queue(service.sessionEndTask(sampleSession()));
@@ -75,13 +113,13 @@ TEST_F(Upload, SendsNothingOfASessionBeforeItsStart) {
     queue(ofAnother);
     reply(Network::failure(URLError::Code::notConnectedToInternet));
     run();
-    EXPECT_FALSE(await(service.uploadHeartbeatNow(sampleSession())));
+    EXPECT_FALSE(heartbeatNow());
     EXPECT_EQ(sent(), "start");
     EXPECT_EQ(rows(), "startSession failed 0, heartbeat pending 0, screenshot pending 0");
     answer(200);
     pass(91);
     run();
-    EXPECT_TRUE(await(service.uploadHeartbeatNow(sampleSession())));
+    EXPECT_TRUE(heartbeatNow());
     EXPECT_EQ(sent(), "start start heartbeat screenshots heartbeat");
 }
 
@@ -90,7 +128,7 @@ TEST_F(Upload, TakesNoSessionForTakenOverThatTheServerHasNotAccepted) {
     answer(422);
     run();
     answer(404); // the server knows no session before its start
-    EXPECT_FALSE(await(service.uploadHeartbeatNow(sampleSession())));
+    EXPECT_FALSE(heartbeatNow());
     add(heartbeat);
     run();
     EXPECT_EQ(rows(), "");
@@ -112,7 +150,7 @@ TEST_F(Upload, TakesATakeoverUpWhicheverPathSeesItAndLeavesPictures) {
     addScreenshot(picture());
     fillQueue();
     answer(409);
-    EXPECT_FALSE(await(service.uploadHeartbeatNow(sampleSession())));
+    EXPECT_FALSE(heartbeatNow());
     EXPECT_EQ(rows(), "screenshot pending 0, startSession pending 0");
     fillQueue();
     answer(404);
@@ -153,7 +191,8 @@ TEST_F(Upload, launchMendsTheQueueAndAdoptsStrandedPictures) {
               "global, activitySegment 0 acme.test, heartbeat 3 other.test, screenshot 0 acme.test");
     for (const auto& [path, fate] : files) {
         EXPECT_EQ(QFile::exists(path), fate != 'd') << qPrintable(path);
-        EXPECT_EQ(store->hasScreenshotTask(QUuid(sessionText), path), fate == 'a') << qPrintable(path);
+        EXPECT_EQ(store->hasScreenshotTask(QUuid(sessionText), path, "acme.test"), fate == 'a')
+            << qPrintable(path);
     }
     pass(1); // the first run comes at once
     EXPECT_EQ(sent(), "batch screenshots screenshots screenshots screenshots");

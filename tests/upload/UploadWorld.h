@@ -68,6 +68,7 @@ struct UploadWorld : StoreWorld {
         return task.operator co_await().await_resume();
     }
     void run() { await(service.processQueue()); }
+    bool heartbeatNow() { return await(service.uploadHeartbeatNow(sampleSession(), domain.domainKey())); }
 
     void add(UploadTaskType type, int priority = 10, const std::optional<QByteArray>& payload = "{}",
              const std::optional<QString>& path = {}) {
