@@ -163,6 +163,7 @@ void SessionManager::finalizeInterruptedSessionIfCrossDay(Date now) {
     if (!stopAt)
         return;
     Session session = *interruptedSession_;
+    settleOpenInterval(session, now);
     SessionArithmetic::clampSessionIntervalsToStopAt(session, *stopAt);
     applyIdleDiscardPolicyIfNeeded(session);
     SessionArithmetic::finish(session, *stopAt); // the stored counts stay: the counters know nothing of it
@@ -190,10 +191,9 @@ void SessionManager::completeStaleActiveSessions() {
     refreshBesideServer(localBefore);
 }
 
-/// A stale session ends at the moment it is found, unless it was closed before.
+/// A stale session ends at its last mark of life, unless it was closed before.
 void SessionManager::complete(Session stale, Date now) {
-    if (!stale.intervals.empty() && !stale.intervals.back().stoppedAt)
-        stale.intervals.back().stoppedAt = now;
+    settleOpenInterval(stale, now);
     const Date stopDate = SessionArithmetic::lastStop(stale, now);
     applyIdleDiscardPolicyIfNeeded(stale);
     SessionArithmetic::finish(stale, stopDate);

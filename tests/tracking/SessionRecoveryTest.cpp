@@ -10,9 +10,9 @@
 namespace {
 
 struct SessionRecovery : EngineTest {
-    /// A session of an earlier run, as its row tells; "" is an open end. The program starts upon it.
+    /// A session of an earlier run, as its row tells; "" is an open end or no mark. The program starts on it.
     Session leftBehind(const std::vector<std::pair<const char*, const char*>>& intervals,
-                       const char* cutoff = "") {
+                       const char* cutoff = "", const char* mark = "") {
         const auto moment = [](const char* text) { return *text ? std::optional(at(text)) : std::nullopt; };
         Session session;
         session.id = world.machine.random.uuid();
@@ -23,6 +23,8 @@ struct SessionRecovery : EngineTest {
         for (const auto& [start, stop] : intervals)
             session.intervals.push_back({world.machine.random.uuid(), at(start), moment(stop)});
         world.core->store.saveActiveSession(session);
+        if (*mark)
+            TrackingHeartbeat::record(session.id, at(mark), world.machine.preferences);
         world.restart();
         touch();
         return session;
@@ -241,13 +243,13 @@ TEST_F(SessionRecovery, EndsYesterdaysSessionYesterday) {
 }
 
 TEST_F(SessionRecovery, DiscardsByTheSameRules) {
-    leftBehind({{"2024-05-15T08:00:00Z", ""}});
+    leftBehind({{"2024-05-15T08:00:00Z", ""}}, "", "2024-05-15T08:10:00Z");
     engine().discardInterruptedSession();
-    EXPECT_EQ(lastTotal(), 3600); // ends when it is found
-    EXPECT_EQ(today(), 3600);
-    leftBehind({{"2024-05-14T22:00:00Z", ""}});
+    EXPECT_EQ(lastTotal(), 600);
+    EXPECT_EQ(today(), 600);
+    leftBehind({{"2024-05-14T22:00:00Z", ""}}, "", "2024-05-14T22:05:00Z");
     engine().discardInterruptedSession();
-    EXPECT_EQ(lastTotal(), 7199);
+    EXPECT_EQ(lastTotal(), 300);
     EXPECT_EQ(world.message(), "Previous session was ended because it crossed midnight.");
     EXPECT_EQ(engine().crossDayAutoCompletedProject(), (SessionManager::ProjectReference{"p1", "First"}));
     EXPECT_EQ(engine().selectedProjectId(), "p1");
@@ -256,14 +258,14 @@ TEST_F(SessionRecovery, DiscardsByTheSameRules) {
 TEST_F(SessionRecovery, FinishesWhatIsStaleBeforeANewStart) {
     leftBehind({{"2024-05-15T07:00:00Z", "2024-05-15T07:30:00Z"}}, "2024-05-15T07:25:00Z"); // left idle
     leftBehind({});
-    leftBehind({{"2024-05-15T08:00:00Z", ""}});
-    engine().applyServerTodayTotal({5100, "2024-05-15"}); // knows them all
+    leftBehind({{"2024-05-15T08:00:00Z", ""}}, "", "2024-05-15T08:50:00Z");
+    engine().applyServerTodayTotal({4500, "2024-05-15"}); // knows them all
     world.start();
     EXPECT_FALSE(engine().interruptedSession()); // nothing that could be resumed a second time
     EXPECT_EQ(world.activeSessions().size(), 1);
     world.tick(5);
     EXPECT_EQ(world.bodies("sessions/heartbeat").size(), 3);
-    EXPECT_EQ(today(), 3600 + 1500 + 5);
+    EXPECT_EQ(today(), 3000 + 1500 + 5);
 }
 
 TEST_F(SessionRecovery, KeepsASessionThatOutlivesASignOutForItsCompany) {
