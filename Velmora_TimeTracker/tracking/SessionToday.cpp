@@ -2,6 +2,7 @@
 #include "DomainStorage.h"
 #include "Log.h"
 #include "SQLiteStore.h"
+#include "SegmentUtils.h"
 #include "SessionArithmetic.h"
 #include "SessionOperation.h"
 #include "TodayTotal.h"
@@ -9,7 +10,6 @@
 #include <algorithm>
 
 namespace {
-constexpr Seconds secondsPerDay = 86400;
 constexpr std::size_t last5MinWindowSize = 300;
 } // namespace
 
@@ -22,12 +22,14 @@ Seconds SessionManager::currentLocalTotal() const {
 void SessionManager::refreshTodayCompletedSeconds() {
     if (serverTodayTotalDomain_ != on_.domain.domainKey())
         serverTodayTotal_.reset(); // of another company
-    const Date from = startOfDay(on_.clock.now());
+    const Date now = on_.clock.now();
+    const Date from = startOfDay(now);
+    const Date to = SegmentUtils::startOfDayAfter(now, 1, engineTimeZone()).value_or(now);
     todayCompletedSeconds_ = 0;
     for (const Session& session : journal_.finishedSessions(on_.domain.domainKey()))
         if (!session.intervals.empty() && session.intervals.front().startedAt >= from)
             todayCompletedSeconds_ += SessionArithmetic::sessionTotal(session, from);
-    for (const auto& row : on_.store.sessionHistory(from, from + secondsPerDay))
+    for (const auto& row : on_.store.sessionHistory(from, to))
         todayCompletedSeconds_ += row.totalSeconds;
     recomputeTodayTotalSeconds();
 }

@@ -102,6 +102,13 @@ TEST_F(SessionToday, CountsASessionOnceWhoseRunningRowWasLeftBesideIt) {
     EXPECT_FALSE(engine().interruptedSession());
 }
 
+TEST_F(SessionToday, CountsTheTwentyFifthHourOfADay) {
+    world.config.appTimezone = "Europe/Berlin"; // puts its clocks back on October 27th
+    world.applyConfig();
+    world.jumpTo("2024-10-27T22:15:00Z");
+    EXPECT_EQ(shownAfterWork(200), 200);
+}
+
 TEST_F(SessionToday, ForgetsTheFigureOfAnotherCompany) {
     EXPECT_EQ(shownAfter(20000), 20000);
     engine().recoverInterruptedSessionForCurrentDomain();
