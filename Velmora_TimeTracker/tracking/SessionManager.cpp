@@ -128,6 +128,7 @@ void SessionManager::resumeTracking() {
     maybePerformMidnightRolloverIfNeeded(now);
     if (!currentSession_)
         return;
+    const bool beginsNow = currentSession_->intervals.empty();
     currentSession_->idleDiscardCutoffAt.reset();
     currentSession_->intervals.push_back(newInterval(now));
     isPaused_ = isIdle_ = needsIdleDecision_ = false;
@@ -140,7 +141,10 @@ void SessionManager::resumeTracking() {
         on_.idleDetector.stop();
     startTicker();
     updateCaptureEligibility();
-    save();
+    if (beginsNow)
+        enqueueStart();
+    else
+        save();
     markAlive(now);
     if (isReportDue_)
         reportRunning();
@@ -330,8 +334,9 @@ Session SessionManager::finished(Session session, Date asOf) const {
 }
 
 /// Moves a finished session from the running ones to the history and queues the report of its end, in one step.
+/// Without an interval it was never announced, and has no end to report.
 void SessionManager::archive(const Session& session, const QString& domainKey, EndReport endReport) {
-    if (endReport == EndReport::none) {
+    if (endReport == EndReport::none || session.intervals.empty()) {
         journal_.write({session, std::nullopt, domainKey});
         return;
     }

@@ -59,7 +59,10 @@ void SessionManager::performMidnightRollover(Date newDate) {
     on_.activityTracker.reset();
     last5MinActivityRate_.reset();
     last5MinInputBuffer_.clear();
-    enqueueStart();
+    if (wasPaused)
+        save(); // announced with its first interval
+    else
+        enqueueStart();
     on_.idleDetector.stop();
     configureAndStartIdleDetector();
     on_.screenCapture.stop();

@@ -5,6 +5,7 @@
 #include "SessionArithmetic.h"
 #include "TrackingHeartbeat.h"
 
+#include <set>
 #include <span>
 
 namespace {
@@ -34,6 +35,14 @@ struct SessionRecovery : EngineTest {
         world.start("p1", "First");
         world.tick(60);
     }
+    /// The sessions that the requests to an endpoint name.
+    std::set<std::string> sessionsNamed(const char* endpoint) {
+        std::set<std::string> named;
+        for (const QJsonObject& body : world.bodies(endpoint))
+            named.insert(body.value("session_uuid").toString().toStdString());
+        return named;
+    }
+    std::string runningId() { return uuidText(world.session().id).toStdString(); }
     qint64 today() { return qRound64(engine().todayTotalSeconds()); }
 };
 
@@ -122,6 +131,23 @@ TEST_F(SessionRecovery, RollsAPausedSessionOverWithoutAnInterval) {
     EXPECT_EQ(lastTotal(), 0);
 }
 
+TEST_F(SessionRecovery, ReportsASessionThatBeganPausedFromItsFirstIntervalOn) {
+    startAt("2024-05-15T23:50:00Z");
+    engine().pauseTracking();
+    const std::string first = runningId();
+    world.tick(3600);
+    const std::string second = runningId();
+    EXPECT_EQ(sessionsNamed("sessions/start"), std::set{first});
+    resume();
+    world.tick(10);
+    engine().pauseTracking();
+    world.tick(86400);
+    engine().stopTracking(); // the third, which never ran
+    world.tick(1);
+    EXPECT_EQ(sessionsNamed("sessions/start"), (std::set{first, second}));
+    EXPECT_EQ(sessionsNamed("sessions/heartbeat"), (std::set{first, second}));
+}
+
 TEST_F(SessionRecovery, BillsNeitherASleepThatNobodyAnnouncedNorAClockThatIsSet) {
     SimulatedPower& power = world.machine.power;
     Timeline& timeline = world.machine.timeline;
@@ -129,7 +155,7 @@ TEST_F(SessionRecovery, BillsNeitherASleepThatNobodyAnnouncedNorAClockThatIsSet)
     const std::pair<std::function<void()>, std::size_t> moves[] = {
         // and the sessions that come of it
         {[&] { timeline.sleepMachine(36 * 3600), power.didWake(); }, 2},
-        {[&] { timeline.sleepMachine(36 * 3600); }, 2}, // not even its end is told
+        {[&] { timeline.sleepMachine(36 * 3600); }, 2}, // not even its end is named
         {[&] { timeline.jumpWallClock(3600); }, 1},
         {[&] { timeline.jumpWallClock(-3600); }, 1},
         {[&] { timeline.jumpWallClock(tenYears); }, 2},
@@ -264,7 +290,7 @@ TEST_F(SessionRecovery, FinishesWhatIsStaleBeforeANewStart) {
     EXPECT_FALSE(engine().interruptedSession()); // nothing that could be resumed a second time
     EXPECT_EQ(world.activeSessions().size(), 1);
     world.tick(5);
-    EXPECT_EQ(world.bodies("sessions/heartbeat").size(), 3);
+    EXPECT_EQ(world.bodies("sessions/heartbeat").size(), 2); // none for the one without an interval
     EXPECT_EQ(today(), 3000 + 1500 + 5);
 }
 
