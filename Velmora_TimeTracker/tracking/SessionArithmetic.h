@@ -3,6 +3,7 @@
 #include "Session.h"
 
 #include <QTimeZone>
+#include <vector>
 
 /// Rules about a session's intervals and days that need no engine. Pure.
 namespace SessionArithmetic {
@@ -22,15 +23,12 @@ void finish(Session& session, Date asOf);
 /// The end of a session's last interval; `otherwise` when that is open or there is none.
 Date lastStop(const Session& session, Date otherwise);
 
-/// Cuts every interval to end by `stopAt`; intervals after it go; if none is left the first is kept up to
-/// `stopAt`.
-void clampSessionIntervalsToStopAt(Session& session, Date stopAt);
-
 /// True when `now` lies on a later day than the start of the first interval.
 bool isSessionCrossDay(const Session& session, Date now, const QTimeZone& zone);
 
-/// The moment at which a session of that first day must end; absent when the calendar gives none.
-std::optional<Date> endOfFirstDay(const Session& session, const QTimeZone& zone);
+/// A session cut at each midnight that lies in it, in order, never empty. The first day keeps the id, the counts and the
+/// state; the last day holds the open interval, which reaches to `asOf`, and the idle cutoff.
+std::vector<Session> byDays(const Session& session, Date asOf, const QTimeZone& zone);
 
 /// The end of an interval that a crash left open: the last-alive mark, not after `now`, not before its start.
 Date settledEnd(Date startedAt, const std::optional<Date>& lastAlive, Date now);

@@ -205,7 +205,8 @@ private:
     void finalizeInterruptedSessionIfCrossDay(Date now);
     void settleOpenInterval(Session& session, Date now) const;
     void completeStaleActiveSessions();
-    void complete(Session stale, Date now);
+    void complete(Session stale, const QString& domainKey, Date now);
+    void archiveDays(std::vector<Session> days, const QString& domainKey);
     void loadInterruptedSession();
     void cutAtClockStep(Date now);
 

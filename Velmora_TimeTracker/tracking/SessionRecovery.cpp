@@ -8,6 +8,9 @@
 #include "SessionArithmetic.h"
 #include "SessionOperation.h"
 #include "TrackingHeartbeat.h"
+#include "UploadService.h"
+
+#include <ranges>
 
 namespace {
 QString readable(Date date, const QTimeZone& zone) {
@@ -17,37 +20,37 @@ QString readable(Date date, const QTimeZone& zone) {
 
 // ---- Midnight
 
-/// Cuts the session in two when its last moment lies on another day than `asOf`, also an earlier one.
+/// Cuts the session at midnight when it began on another day than `asOf`, also a later one.
 bool SessionManager::maybePerformMidnightRolloverIfNeeded(Date asOf) {
     if (!isTracking_ || !currentSession_ || currentSession_->intervals.empty())
         return false;
     const TrackingInterval& last = currentSession_->intervals.back();
-    const QString currentDay = dateText(asOf);
-    const QString anchorDay = dateText(last.stoppedAt.value_or(last.startedAt));
-    if (!lastKnownSessionDate_)
-        lastKnownSessionDate_ = anchorDay;
-    if (anchorDay == currentDay)
+    const bool isSlewedBack = !last.stoppedAt && asOf < last.startedAt;
+    if (isSlewedBack || dateText(currentSession_->intervals.front().startedAt) == dateText(asOf))
         return false;
     performMidnightRollover(asOf);
     return true;
 }
 
+/// What ran since midnight belongs to the new session, also where a change of the zone puts midnight hours back.
 void SessionManager::performMidnightRollover(Date newDate) {
     const Operation operation(*this);
-    Session old = *currentSession_;
-    TrackingInterval& last = old.intervals.back();
-    if (!last.stoppedAt)
-        last.stoppedAt = startOfDay(newDate) - SessionArithmetic::midnightEpsilonSeconds;
-    archive(finished(old, *last.stoppedAt), currentSessionDomain_, EndReport::enqueued);
+    const Session old = *currentSession_;
+    std::vector<Session> days = SessionArithmetic::byDays(old, newDate, engineTimeZone());
+    Session next = newSession({old.projectId, old.projectName});
+    next.deviceId = old.deviceId;
+    if (dateText(days.back().intervals.front().startedAt) == dateText(newDate)) {
+        next = days.back();
+        days.pop_back();
+    }
+    days.front() = finished(days.front(), newDate);
+    archiveDays(std::move(days), currentSessionDomain_);
     heartbeatTick_ = 0;
     serverTodayTotal_.reset();
     localTotalAtServerAnchor_ = 0;
 
-    // The seconds between the boundary and its detection belong to neither session.
     const bool wasPaused = isPaused_;
-    Session next = newSession({old.projectId, old.projectName});
-    next.deviceId = old.deviceId;
-    if (!wasPaused)
+    if (!wasPaused && (next.intervals.empty() || next.intervals.back().stoppedAt))
         next.intervals.push_back(newInterval(newDate));
     selectedProjectId_ = next.projectId;
     begin(next, newDate, wasPaused);
@@ -59,10 +62,12 @@ void SessionManager::performMidnightRollover(Date newDate) {
     on_.activityTracker.reset();
     last5MinActivityRate_.reset();
     last5MinInputBuffer_.clear();
-    if (wasPaused)
+    if (next.intervals.empty()) {
         save(); // announced with its first interval
-    else
+    } else {
         enqueueStart();
+        TrackingHeartbeat::record(next.id, newDate, on_.preferences);
+    }
     on_.idleDetector.stop();
     configureAndStartIdleDetector();
     on_.screenCapture.stop();
@@ -157,20 +162,13 @@ void SessionManager::discardInterruptedSession() {
     interruptedSession_.reset();
 }
 
-/// Finishes the pending session at the end of its first day. Given up when the calendar names no such moment.
+/// Finishes the pending session of an earlier day.
 void SessionManager::finalizeInterruptedSessionIfCrossDay(Date now) {
-    const QTimeZone zone = engineTimeZone();
-    if (!interruptedSession_ || !SessionArithmetic::isSessionCrossDay(*interruptedSession_, now, zone))
+    if (!interruptedSession_ ||
+        !SessionArithmetic::isSessionCrossDay(*interruptedSession_, now, engineTimeZone()))
         return;
-    const std::optional<Date> stopAt = SessionArithmetic::endOfFirstDay(*interruptedSession_, zone);
-    if (!stopAt)
-        return;
-    Session session = *interruptedSession_;
-    settleOpenInterval(session, now);
-    SessionArithmetic::clampSessionIntervalsToStopAt(session, *stopAt);
-    applyIdleDiscardPolicyIfNeeded(session);
-    SessionArithmetic::finish(session, *stopAt); // the stored counts stay: the counters know nothing of it
-    archive(session, interruptedSessionDomain_, EndReport::enqueued);
+    const Session session = *interruptedSession_;
+    complete(session, interruptedSessionDomain_, now);
     interruptedSession_.reset();
     crossDayAutoCompletedProject_ = ProjectReference{session.projectId, session.projectName};
     selectedProjectId_ = session.projectId;
@@ -187,21 +185,32 @@ void SessionManager::completeStaleActiveSessions() {
     for (const Session& stale : on_.store.loadAllActiveSessions()) {
         if (journal_.holds(stale.id))
             continue; // finished: the database does not know it yet
-        complete(stale, now);
+        complete(stale, on_.domain.domainKey(), now);
         if (interruptedSession_ && interruptedSession_->id == stale.id)
             interruptedSession_.reset(); // finished: no longer to be resumed
     }
     refreshBesideServer(localBefore);
 }
 
-/// A stale session ends at its last mark of life, unless it was closed before.
-void SessionManager::complete(Session stale, Date now) {
+/// A session of an earlier run ends at its last mark of life, unless it was closed before. The stored counts stay: the
+/// counters know nothing of it.
+void SessionManager::complete(Session stale, const QString& domainKey, Date now) {
     settleOpenInterval(stale, now);
-    const Date stopDate = SessionArithmetic::lastStop(stale, now);
     applyIdleDiscardPolicyIfNeeded(stale);
-    SessionArithmetic::finish(stale, stopDate);
-    archive(stale, on_.domain.domainKey(), EndReport::enqueued);
+    archiveDays(SessionArithmetic::byDays(stale, now, engineTimeZone()), domainKey);
     qCInfo(Log::session, "Completed stale active session %s", qPrintable(uuidText(stale.id)));
+}
+
+/// Finishes each day as a session of its own. The first, which has the stored row, is the last to be filed: a crash in
+/// between finds that row again and repeats the same steps.
+void SessionManager::archiveDays(std::vector<Session> days, const QString& domainKey) {
+    for (Session& day : days | std::views::reverse) {
+        applyIdleDiscardPolicyIfNeeded(day);
+        SessionArithmetic::finish(day, on_.clock.now());
+        if (&day != &days.front())
+            journal_.write({day, on_.uploads.sessionStartTask(day), domainKey});
+        archive(day, domainKey, EndReport::enqueued);
+    }
 }
 
 // ---- The machine's life

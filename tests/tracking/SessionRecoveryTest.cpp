@@ -56,17 +56,40 @@ TEST(SessionArithmetic, KnowsTheDaysOfASession) {
     for (const auto& [days, isLater] : {std::pair{-1, false}, {0, false}, {1, true}})
         EXPECT_EQ(SessionArithmetic::isSessionCrossDay(session, start + days * 86400, QTimeZone::utc()),
                   isLater);
-    const auto stops = [&](Date stopAt) {
-        Session clamped = session;
-        SessionArithmetic::clampSessionIntervalsToStopAt(clamped, stopAt);
-        std::vector<Seconds> ends;
-        for (const TrackingInterval& interval : clamped.intervals)
-            ends.push_back(*interval.stoppedAt - start);
-        return ends;
-    };
-    EXPECT_EQ(stops(start + 200), (std::vector<Seconds>{60, 200}));
-    EXPECT_EQ(stops(start + 30), std::vector<Seconds>{30});
-    EXPECT_EQ(stops(start - 30), std::vector<Seconds>{-30}); // one is left
+}
+
+TEST(SessionArithmetic, CutsASessionAtEachMidnight) {
+    const QTimeZone berlin("Europe/Berlin"); // its midnight is at 22:00 UTC
+    const Date noon = EngineFixture::at("2024-05-15T12:00:00Z");
+    constexpr Seconds hour = 3600;
+    Session session;
+    session.id = QUuid::createUuid();
+    session.mouseCount = 7;
+    session.idleDiscardCutoffAt = noon;
+    session.intervals = {
+        {{}, noon, noon + hour}, {{}, noon + 9 * hour, noon + 11 * hour}, {{}, noon + 12 * hour, {}}};
+    const auto days = SessionArithmetic::byDays(session, noon + 35 * hour, berlin);
+    ASSERT_EQ(days.size(), 3U);
+    EXPECT_EQ(days, SessionArithmetic::byDays(session, noon + 35 * hour, berlin)); // the same ids
+    EXPECT_EQ(days[0].id, session.id);
+    EXPECT_NE(days[1].id, days[2].id);
+    EXPECT_EQ(days[0].mouseCount + days[1].mouseCount + days[2].mouseCount, 7);
+    EXPECT_FALSE(days[0].idleDiscardCutoffAt || days[1].idleDiscardCutoffAt);
+    EXPECT_EQ(days[2].idleDiscardCutoffAt, noon);
+    std::vector<std::pair<Seconds, Seconds>> spans;
+    for (const Session& day : days)
+        for (const TrackingInterval& interval : day.intervals)
+            spans.emplace_back((interval.startedAt - noon) / hour,
+                               (interval.stoppedAt.value_or(noon) - noon) / hour);
+    const Seconds justBefore = SessionArithmetic::midnightEpsilonSeconds / hour;
+    const std::vector<std::pair<Seconds, Seconds>> expected = {
+        {0, 1}, {9, 10 - justBefore}, {10, 11}, {12, 34 - justBefore}, {34, 0}};
+    ASSERT_EQ(spans.size(), expected.size());
+    for (std::size_t i = 0; i < spans.size(); ++i) {
+        EXPECT_DOUBLE_EQ(spans[i].first, expected[i].first);
+        EXPECT_NEAR(spans[i].second, expected[i].second, 1e-9);
+    }
+    EXPECT_EQ(SessionArithmetic::byDays(Session(), noon, berlin), std::vector{Session()});
 }
 
 TEST_F(SessionRecovery, CutsARunningSessionInTwoAtMidnight) {
@@ -84,8 +107,8 @@ TEST_F(SessionRecovery, CutsARunningSessionInTwoAtMidnight) {
     const Session next = world.session();
     EXPECT_EQ(next.deviceId + next.projectName, old.deviceId + "First");
     EXPECT_EQ(engine().selectedProjectId(), "p1");
-    EXPECT_NEAR(next.intervals.at(0).startedAt - at("2024-05-16T00:00:00Z"), 0.3, 1e-6); // at the detection
-    EXPECT_NEAR(engine().todayTotalSeconds(), engine().elapsedSeconds(), 1e-6);          // nothing of before
+    EXPECT_EQ(next.intervals.at(0).startedAt, at("2024-05-16T00:00:00Z"));      // a tick came 0.3 s later
+    EXPECT_NEAR(engine().todayTotalSeconds(), engine().elapsedSeconds(), 1e-6); // nothing of before
     EXPECT_LE(engine().keyboardEvents(), 11);
     EXPECT_EQ(engine().last5MinActivityRate(), 100);
     const int pictures = world.machine.displays.picturesTaken;
@@ -251,21 +274,42 @@ TEST_F(SessionRecovery, BillsACrashUpToTheLastMark) {
 }
 
 TEST_F(SessionRecovery, EndsYesterdaysSessionYesterday) {
-    const Session left =
-        leftBehind({{"2024-05-14T20:00:00Z", "2024-05-14T21:00:00Z"},
-                    {"2024-05-14T23:00:00Z", "2024-05-15T01:00:00Z"}, // reaches into today: cut
-                    {"2024-05-15T02:00:00Z", ""}});
+    const Session left = leftBehind({{"2024-05-14T20:00:00Z", "2024-05-14T21:00:00Z"},
+                                     {"2024-05-14T23:00:00Z", "2024-05-15T01:00:00Z"},
+                                     {"2024-05-15T02:00:00Z", ""}});
     engine().resumeInterruptedSession();
     EXPECT_EQ(lastFinished().id, left.id);
     EXPECT_EQ(lastFinished().intervals.back().stoppedAt, at("2024-05-15T00:00:00Z") - 0.001);
-    EXPECT_EQ(lastFinished().intervals.size(), 2); // nothing of today
     EXPECT_EQ(lastTotal(), 7199);
     EXPECT_EQ(lastFinished().mouseCount, 7); // the stored counts stay
+    EXPECT_EQ(today(), 3600);                // what ran today is a session of today
     EXPECT_EQ(world.session().projectName, "First");
     EXPECT_FALSE(engine().crossDayAutoCompletedProject());
     EXPECT_EQ(world.activeSessions().size(), 1);
     world.tick(1);
     EXPECT_EQ(endsReported(left.id), 1);
+    EXPECT_EQ(sessionsNamed("sessions/start").size(), 2U); // of today's part, and of the new session
+    EXPECT_EQ(sessionsNamed("sessions/heartbeat").size(), 2U);
+}
+
+TEST_F(SessionRecovery, KeepsWhatRanSinceAMidnightThatMovedBack) {
+    for (const bool isKilled : {false, true}) {
+        startAt("2024-05-15T20:00:00Z");
+        world.typeFor(7200);
+        world.config.appTimezone = "Europe/Moscow"; // since 21:00 UTC it is tomorrow there
+        world.applyConfig();
+        world.tick(2);
+        EXPECT_NEAR(lastTotal(), 3600, 1);
+        EXPECT_NEAR(engine().elapsedSeconds(), 3662, 1);
+        if (isKilled) {
+            world.restart(), touch();
+            engine().resumeInterruptedSession();
+        }
+        engine().stopTracking();
+        EXPECT_NEAR(lastTotal(), 3662, 1);
+        world.config.appTimezone = "UTC";
+        world.applyConfig();
+    }
 }
 
 TEST_F(SessionRecovery, DiscardsByTheSameRules) {
