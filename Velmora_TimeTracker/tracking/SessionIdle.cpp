@@ -28,10 +28,11 @@ void SessionManager::handleIdleDetected() {
     if (!isTracking_ || isPaused_)
         return;
     const Operation operation(*this);
-    idleAskPresentedForCurrentIdlePeriod_ = false;
-    isIdle_ = true;
     const Date now = on_.clock.now();
     cutAtClockStep(now);
+    maybePerformMidnightRolloverIfNeeded(now);
+    idleAskPresentedForCurrentIdlePeriod_ = false;
+    isIdle_ = true;
     const bool hasIntervals = currentSession_ && !currentSession_->intervals.empty();
     const Date began = hasIntervals ? currentSession_->intervals.back().startedAt : now;
     const Date latest = on_.activityTracker.latestInputAt().value_or(began);

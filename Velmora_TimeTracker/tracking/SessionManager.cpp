@@ -111,9 +111,9 @@ void SessionManager::pauseTracking() {
         return;
     const Operation operation(*this);
     const Date now = on_.clock.now();
+    closeCurrentInterval(now);
     on_.screenCapture.stop();
     on_.activityTracker.stop();
-    closeCurrentInterval(now);
     isPaused_ = true;
     updateCaptureEligibility();
     save();
@@ -301,7 +301,10 @@ void SessionManager::begin(const Session& session, Date now, bool isPaused) {
 /// Finishes the running session and returns to Stopped.
 void SessionManager::endCurrentSession(EndReport endReport) {
     const Date now = on_.clock.now();
+    const QUuid id = currentSession_->id;
     closeCurrentInterval(now);
+    if (currentSession_->id != id)
+        endReport = EndReport::enqueued; // a midnight that no tick has seen began this one
     archive(finished(*currentSession_, SessionArithmetic::lastStop(*currentSession_, now)),
             currentSessionDomain_, endReport);
 
@@ -354,10 +357,13 @@ void SessionManager::processQueue() {
     spawn(on_.uploads.processQueue(), "processQueue");
 }
 
+/// Where the interval ran into a midnight that no tick has seen, it closes in the session that begins there. Call it
+/// before the capture, the counters or the ticker stop: that session starts them anew.
 void SessionManager::closeCurrentInterval(Date now) {
     if (!currentSession_ || currentSession_->intervals.empty() || currentSession_->intervals.back().stoppedAt)
         return;
     const Date end = endOfRunning(now);
+    maybePerformMidnightRolloverIfNeeded(end);
     currentSession_->intervals.back().stoppedAt = end;
     copyCounts(*currentSession_, now);
     markAlive(end); // should the row not take the end

@@ -39,7 +39,7 @@ void SessionManager::performMidnightRollover(Date newDate) {
     std::vector<Session> days = SessionArithmetic::byDays(old, newDate, engineTimeZone());
     Session next = newSession({old.projectId, old.projectName});
     next.deviceId = old.deviceId;
-    if (dateText(days.back().intervals.front().startedAt) == dateText(newDate)) {
+    if (days.size() > 1 && dateText(days.back().intervals.front().startedAt) == dateText(newDate)) {
         next = days.back();
         days.pop_back();
     }
@@ -219,11 +219,11 @@ void SessionManager::handleWillSleep() {
     if (!isTracking_ || isPaused_)
         return;
     const Operation operation(*this);
+    closeCurrentInterval(on_.clock.now());
     pausedDueToSystemSleep_ = true;
     on_.screenCapture.stop();
     on_.activityTracker.stop();
     ticker_.reset();
-    closeCurrentInterval(on_.clock.now());
     isPaused_ = true;
     updateCaptureEligibility();
     save();
@@ -253,10 +253,6 @@ void SessionManager::cutAtClockStep(Date now) {
     qCInfo(Log::session, "The clock was set or the machine slept: the interval ends at %s",
            qPrintable(readable(endOfRunning(now), engineTimeZone())));
     closeCurrentInterval(now);
-    TrackingInterval& last = currentSession_->intervals.back();
-    if (dateText(*last.stoppedAt) !=
-        dateText(last.startedAt)) // it ran into a midnight that no tick has seen yet
-        last.stoppedAt = startOfDay(*last.stoppedAt) - SessionArithmetic::midnightEpsilonSeconds;
     if (maybePerformMidnightRolloverIfNeeded(now))
         return;
     currentSession_->intervals.push_back(newInterval(now));

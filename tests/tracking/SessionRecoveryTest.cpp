@@ -5,6 +5,7 @@
 #include "SessionArithmetic.h"
 #include "TrackingHeartbeat.h"
 
+#include <iterator>
 #include <set>
 #include <span>
 
@@ -218,14 +219,48 @@ TEST_F(SessionRecovery, ReportsNothingOfASleepThatNoTickHasSeen) {
     EXPECT_NEAR(engine().todayTotalSeconds(), 5010, 1);
 }
 
-TEST_F(SessionRecovery, CutsAtAMidnightThatNoTickHasSeen) {
-    world.jumpTo("2024-05-15T23:58:00Z");
-    world.start();
-    world.typeFor(119);
-    world.tick(0.6); // past midnight
-    world.machine.timeline.sleepMachine(3600);
-    world.tick(20);
-    EXPECT_EQ(lastFinished().intervals.back().stoppedAt, at("2024-05-16T00:00:00Z") - 0.001);
+TEST_F(SessionRecovery, ClosesOnTheNewDayAfterAMidnightThatNoTickHasSeen) {
+    const Date midnight = at("2024-05-16T00:00:00Z");
+    const std::pair<const char*, std::function<void()>> closings[] = {
+        {"pause", [&] { engine().pauseTracking(); }},
+        {"stop", [&] { engine().stopTracking(); }},
+        {"take-over", [&] { engine().handleSessionTakenOver(world.session().id); }},
+        {"sleep", [&] { world.machine.power.willSleep(); }},
+        {"unannounced sleep", [&] { world.machine.timeline.sleepMachine(3600), world.tick(1); }},
+        {"termination", [&] { world.machine.power.willTerminate(); }},
+        {"idleness", [&] { world.core->idleDetector.start(1); }},
+    };
+    for (const auto& [name, close] : closings) {
+        SCOPED_TRACE(name);
+        startAt("2024-05-15T23:57:00Z");
+        engine().pauseTracking();
+        world.tick(0.3); // ticks fall beside the boundary
+        resume();
+        world.tick(119.9);
+        close();
+        world.tick(0);
+        EXPECT_EQ(engine().isIdle(), name == std::string("idleness"));
+        std::vector<Session> all = world.finishedSessions();
+        std::ranges::copy(world.activeSessions(), std::back_inserter(all));
+        const Session& before = all.at(all.size() - 2);
+        EXPECT_EQ(before.intervals.back().stoppedAt, midnight - 0.001);
+        const TrackingInterval after = all.back().intervals.at(0);
+        EXPECT_EQ(after.startedAt, midnight);
+        EXPECT_NEAR(after.stoppedAt.value() - midnight, 0.25, 0.06);
+        engine().stopTracking();
+        world.tick(1);
+        EXPECT_EQ(endsReported(before.id), 1);
+        EXPECT_EQ(endsReported(all.back().id), 1);
+    }
+}
+
+TEST_F(SessionRecovery, LeavesASessionWholeWhoseClockSlewsBackOverMidnight) {
+    startAt("2024-05-15T23:59:00Z");
+    world.tick(0.3);
+    const QUuid id = world.session().id;
+    world.machine.timeline.jumpWallClock(-0.5);
+    engine().pauseTracking();
+    EXPECT_EQ(world.session().id, id);
 }
 
 TEST_F(SessionRecovery, TakesASlowDiskForNoStepOfTheClock) {
