@@ -82,6 +82,7 @@ void SessionManager::startTracking(const std::optional<RemoteProject>& project) 
     crossDayAutoCompletedProject_.reset();
     lastStatusMessage_.reset();
     currentSessionDomain_ = on_.domain.domainKey();
+    clearPauses();
     begin(session, now);
     enqueueStart();
     on_.activityTracker.reset();
@@ -131,8 +132,7 @@ void SessionManager::resumeTracking() {
     const bool beginsNow = currentSession_->intervals.empty();
     currentSession_->idleDiscardCutoffAt.reset();
     currentSession_->intervals.push_back(newInterval(now));
-    isPaused_ = isIdle_ = needsIdleDecision_ = false;
-    clearPeriods();
+    clearPauses();
     on_.screenCapture.stop();
     startScreenCaptureTimer();
     if (on_.activityTracker.start())
@@ -285,13 +285,9 @@ SessionManager::SegmentTickInput SessionManager::segmentTickInput() {
 
 // ---- Building blocks
 
-/// Makes a session the running one, in a state without a past: not idle, no question, no pause but the given
-/// one.
-void SessionManager::begin(const Session& session, Date now, bool isPaused) {
+/// Makes a session the running one. A pause, its idleness and an open question stay as they are.
+void SessionManager::begin(const Session& session, Date now) {
     currentSession_ = session;
-    isPaused_ = isPaused;
-    isIdle_ = needsIdleDecision_ = idleAskPresentedForCurrentIdlePeriod_ = false;
-    clearPeriods();
     isReportDue_ = false;
     lastKnownSessionDate_ = dateText(now);
     setTracking(true);
@@ -315,7 +311,7 @@ void SessionManager::endCurrentSession(EndReport endReport) {
     heartbeatTick_ = 0;
 
     currentSession_.reset();
-    isPaused_ = isIdle_ = needsIdleDecision_ = false;
+    clearPauses();
     elapsedSeconds_ = 0;
     mouseMoves_ = keyboardEvents_ = 0;
     activityScore_ = 0;
@@ -323,7 +319,6 @@ void SessionManager::endCurrentSession(EndReport endReport) {
     setTracking(false);
     refreshTodayCompletedSeconds();
     last5MinInputBuffer_.clear();
-    clearPeriods();
     updateCaptureEligibility();
 }
 
@@ -402,10 +397,14 @@ void SessionManager::save() {
     journal_.write({*currentSession_, std::nullopt, currentSessionDomain_});
 }
 
-void SessionManager::clearPeriods() {
+/// No pause of any kind; an open question goes with its text.
+void SessionManager::clearPauses() {
+    if (needsIdleDecision_)
+        lastStatusMessage_.reset();
+    isPaused_ = pausedDueToSystemSleep_ = false;
+    isIdle_ = needsIdleDecision_ = idleAskPresentedForCurrentIdlePeriod_ = false;
     idleStartedAt_.reset();
     lastIdleInputAt_.reset();
-    pausedDueToSystemSleep_ = false;
 }
 
 void SessionManager::setTracking(bool isTracking) {

@@ -170,10 +170,10 @@ private:
     void endCurrentSession(EndReport endReport);
     Session finished(Session session, Date asOf) const;
     void archive(const Session& session, const QString& domainKey, EndReport endReport);
-    void begin(const Session& session, Date now, bool isPaused = false);
+    void begin(const Session& session, Date now);
     void enqueueStart();
     void processQueue();
-    void clearPeriods();
+    void clearPauses();
     void startTicker();
     void updateLiveMetrics();
     void startScreenCaptureTimer();

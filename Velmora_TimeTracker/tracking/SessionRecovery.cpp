@@ -49,16 +49,15 @@ void SessionManager::performMidnightRollover(Date newDate) {
     serverTodayTotal_.reset();
     localTotalAtServerAnchor_ = 0;
 
-    const bool wasPaused = isPaused_;
-    if (!wasPaused && (next.intervals.empty() || next.intervals.back().stoppedAt))
+    if (!isPaused_ && (next.intervals.empty() || next.intervals.back().stoppedAt))
         next.intervals.push_back(newInterval(newDate));
     selectedProjectId_ = next.projectId;
-    begin(next, newDate, wasPaused);
+    begin(next, newDate);
     refreshTodayCompletedSeconds(); // of the new day, so the old session must not run any more
     qCInfo(Log::session,
            "Midnight rollover: session %s completed, new session %s started at %s, wasPaused: %s",
            qPrintable(uuidText(old.id)), qPrintable(uuidText(next.id)),
-           qPrintable(readable(newDate, engineTimeZone())), wasPaused ? "true" : "false");
+           qPrintable(readable(newDate, engineTimeZone())), isPaused_ ? "true" : "false");
     on_.activityTracker.reset();
     last5MinActivityRate_.reset();
     last5MinInputBuffer_.clear();
@@ -66,13 +65,13 @@ void SessionManager::performMidnightRollover(Date newDate) {
         save(); // announced with its first interval
     } else {
         enqueueStart();
-        TrackingHeartbeat::record(next.id, newDate, on_.preferences);
+        markAlive(newDate);
     }
-    on_.idleDetector.stop();
-    configureAndStartIdleDetector();
     on_.screenCapture.stop();
-    if (!wasPaused)
+    if (!isPaused_) {
+        configureAndStartIdleDetector(); // a pause by idleness goes on, and its end is still to be noticed
         startScreenCaptureTimer();
+    }
     startTicker();
 }
 
@@ -119,6 +118,7 @@ void SessionManager::resumeInterruptedSession() {
     interruptedSession_.reset();
     crossDayAutoCompletedProject_.reset();
     currentSessionDomain_ = interruptedSessionDomain_;
+    clearPauses();
     begin(session, now);
     refreshBesideServer(localBefore);
     enqueueStart();

@@ -100,8 +100,45 @@ TEST_F(SessionIdle, LetsAQuestionLapseWithItsPause) {
     expectLapse([this] { resume(), engine().pauseTracking(); }, true, true);
     expectLapse([this] { engine().stopTracking(); }, false, false);
     expectLapse([this] { engine().handleSessionTakenOver(world.session().id); }, false, false);
-    // At midnight the pause goes on as a plain one.
-    expectLapse([this] { world.jumpTo("2024-05-16T00:00:05Z"), world.tick(2); }, true, true);
+}
+
+TEST_F(SessionIdle, OutlivesMidnight) {
+    const QString question = "You were idle. Continue tracking or stop the session.";
+    const auto beIdleOverMidnight = [this](const char* action) {
+        world.jumpTo("2024-05-15T23:50:00Z");
+        workAndLeave(action);
+        world.config.idleMinutesThreshold = 60; // a new run of the detector would see no idleness
+        world.applyConfig();
+        world.tick(600);
+        world.config.idleMinutesThreshold = 5;
+        EXPECT_EQ(lastTotal(), 99);
+        EXPECT_TRUE(engine().isPaused() && engine().isIdle());
+    };
+    const auto expectQuestion = [&] {
+        EXPECT_TRUE(engine().needsIdleDecision());
+        EXPECT_EQ(world.message(), question);
+        EXPECT_EQ(desktop.openAlerts(), 1);
+    };
+    beIdleOverMidnight("ask");
+    comeBack();
+    expectQuestion();
+    world.tick(86400); // unanswered over the next midnight
+    expectQuestion();
+    touch();
+    desktop.answer(0);
+    EXPECT_EQ(world.message(), ""); // goes with the question
+    world.typeFor(60);
+    engine().stopTracking();
+    EXPECT_EQ(lastTotal(), 60);
+
+    beIdleOverMidnight("stop");
+    comeBack();
+    EXPECT_EQ(world.message(), "Tracking stopped: idle");
+
+    beIdleOverMidnight("pause");
+    comeBack();
+    EXPECT_TRUE(engine().isIdle());
+    EXPECT_EQ(world.message(), "");
 }
 
 TEST_F(SessionIdle, IgnoresANoticeThatWasUnderWayWhenTheSessionWasResumed) {

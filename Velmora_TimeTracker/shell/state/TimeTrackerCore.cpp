@@ -286,7 +286,7 @@ void TimeTrackerCore::answerIdleQuestion(int button) {
         sessionManager.stopTracking(QStringLiteral("idle"));
 }
 
-/// The session went on or ended by another way, or midnight made the pause a plain one.
+/// The session went on or ended by another way.
 void TimeTrackerCore::withdrawLapsedIdleQuestion() {
     if (!sessionManager.needsIdleDecision() && std::exchange(isAskingAboutIdleness_, false))
         platform.desktop.withdraw(idleQuestion);
