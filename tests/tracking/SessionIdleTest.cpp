@@ -185,3 +185,17 @@ TEST_F(SessionIdle, BillsNothingWithoutAnyInputAndLeavesAPauseByHandAlone) {
     engine().stopTracking();
     EXPECT_EQ(lastTotal(), 20);
 }
+
+TEST_F(SessionIdle, CutsNoIntervalBeforeItsStart) {
+    world.start();
+    world.typeFor(20);
+    engine().pauseTracking();
+    world.tick(60);
+    engine().resumeTracking(); // the last counted input was before the pause
+    world.tick(310);
+    EXPECT_TRUE(engine().isIdle());
+    engine().stopTracking();
+    const TrackingInterval last = lastFinished().intervals.back();
+    EXPECT_EQ(last.stoppedAt, last.startedAt);
+    EXPECT_EQ(lastTotal(), 20);
+}

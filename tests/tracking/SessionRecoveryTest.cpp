@@ -377,11 +377,14 @@ TEST_F(SessionRecovery, KeepsASessionThatOutlivesASignOutForItsCompany) {
     startAt("2024-05-15T23:58:00Z");
     world.core->domain.setBaseURL(std::nullopt);
     world.typeFor(180); // saved, and cut at midnight, with nobody signed in
+    EXPECT_EQ(sessionsNamed("sessions/start").size(), 1U); // the other start waits for the company
     world.restart();
     world.signIn();
     engine().recoverInterruptedSessionForCurrentDomain();
     ASSERT_TRUE(engine().interruptedSession());
     EXPECT_EQ(world.activeSessions().size(), 1U);
+    world.tick(60);
+    EXPECT_EQ(sessionsNamed("sessions/start").size(), 2U);
     touch();
     const int pictures = world.machine.displays.picturesTaken;
     engine().resumeInterruptedSession();
