@@ -83,7 +83,7 @@ void SessionManager::startTracking(const std::optional<RemoteProject>& project) 
     lastStatusMessage_.reset();
     currentSessionDomain_ = on_.domain.domainKey();
     clearPauses();
-    begin(session, now);
+    begin(session);
     enqueueStart();
     on_.activityTracker.reset();
     if (on_.activityTracker.start())
@@ -206,8 +206,6 @@ void SessionManager::applyConfig(const std::optional<RemoteConfig>& config) {
         std::ranges::find(config_->projects, selectedProjectId_, &RemoteProject::id) ==
             config_->projects.end())
         selectedProjectId_ = config_->projects.front().id;
-    if (isTracking_)
-        lastKnownSessionDate_ = dateText(on_.clock.now());
     refreshTodayCompletedSeconds();
     if (config_ && config_->todayTotalSeconds && config_->todayDate)
         applyServerTodayTotal(ServerTodayTotal{*config_->todayTotalSeconds, *config_->todayDate});
@@ -286,10 +284,9 @@ SessionManager::SegmentTickInput SessionManager::segmentTickInput() {
 // ---- Building blocks
 
 /// Makes a session the running one. A pause, its idleness and an open question stay as they are.
-void SessionManager::begin(const Session& session, Date now) {
+void SessionManager::begin(const Session& session) {
     currentSession_ = session;
     isReportDue_ = false;
-    lastKnownSessionDate_ = dateText(now);
     setTracking(true);
     updateCaptureEligibility();
 }

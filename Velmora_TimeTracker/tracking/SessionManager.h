@@ -170,7 +170,7 @@ private:
     void endCurrentSession(EndReport endReport);
     Session finished(Session session, Date asOf) const;
     void archive(const Session& session, const QString& domainKey, EndReport endReport);
-    void begin(const Session& session, Date now);
+    void begin(const Session& session);
     void enqueueStart();
     void processQueue();
     void clearPauses();
@@ -253,7 +253,6 @@ private:
     bool pausedDueToSystemSleep_ = false;
     std::optional<Date> lastIdleInputAt_;
     const std::shared_ptr<CaptureState> captureState_ = std::make_shared<CaptureState>();
-    std::optional<QString> lastKnownSessionDate_;
     int liveMetricsTick_ = 0;
     int heartbeatTick_ = 0;
     bool isReportDue_ = false; ///< A heartbeat fell into the pause.

@@ -52,7 +52,7 @@ void SessionManager::performMidnightRollover(Date newDate) {
     if (!isPaused_ && (next.intervals.empty() || next.intervals.back().stoppedAt))
         next.intervals.push_back(newInterval(newDate));
     selectedProjectId_ = next.projectId;
-    begin(next, newDate);
+    begin(next);
     refreshTodayCompletedSeconds(); // of the new day, so the old session must not run any more
     qCInfo(Log::session,
            "Midnight rollover: session %s completed, new session %s started at %s, wasPaused: %s",
@@ -119,7 +119,7 @@ void SessionManager::resumeInterruptedSession() {
     crossDayAutoCompletedProject_.reset();
     currentSessionDomain_ = interruptedSessionDomain_;
     clearPauses();
-    begin(session, now);
+    begin(session);
     refreshBesideServer(localBefore);
     enqueueStart();
     markAlive(now);
@@ -172,7 +172,6 @@ void SessionManager::finalizeInterruptedSessionIfCrossDay(Date now) {
     interruptedSession_.reset();
     crossDayAutoCompletedProject_ = ProjectReference{session.projectId, session.projectName};
     selectedProjectId_ = session.projectId;
-    lastKnownSessionDate_ = dateText(now);
     lastStatusMessage_ = QStringLiteral("Session auto-completed because it crossed midnight.");
 }
 
