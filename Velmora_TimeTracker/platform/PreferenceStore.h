@@ -14,6 +14,9 @@ public:
     virtual QJsonValue value(const QString& key) const = 0;
     virtual void set(const QString& key, const QJsonValue& value) = 0;
     virtual void remove(const QString& key) = 0;
+    /// Like `set`, for a value that the program made up: where the stored preferences could not be read yet, a
+    /// stored value takes precedence as soon as they can.
+    virtual void setDefault(const QString& key, const QJsonValue& value) { set(key, value); }
 
     /// Absent when the key is missing or holds another type.
     std::optional<QString> string(const QString& key) const;

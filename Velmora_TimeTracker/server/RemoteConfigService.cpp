@@ -8,7 +8,6 @@
 #include "PreferenceStores.h"
 #include "Random.h"
 
-#include <QFile>
 #include <algorithm>
 #include <cmath>
 
@@ -84,16 +83,18 @@ void RemoteConfigService::writeCache(RemoteConfig config, const QString& owner) 
 }
 
 std::optional<RemoteConfig> RemoteConfigService::cachedConfig() const {
-    QFile file(fileURL_);
-    if (!file.open(QIODevice::ReadOnly))
+    const auto stored = ApplicationFolder::readFile(fileURL_);
+    if (!stored.failure.isEmpty())
+        qCCritical(Log::session, "The configuration cache cannot be read: %s",
+                   qUtf8Printable(stored.failure));
+    if (!stored.text)
         return std::nullopt;
-    const QByteArray bytes = file.readAll();
-    auto config = decodeRemoteConfig(bytes);
+    auto config = decodeRemoteConfig(*stored.text);
     if (!config) {
         setAsideCache();
         return std::nullopt;
     }
-    const auto owner = Json::string(Json::object(bytes).value(), ownerKey);
+    const auto owner = Json::string(Json::object(*stored.text).value(), ownerKey);
     return owner == auth_.signIn().domainKey ? config : std::nullopt;
 }
 

@@ -5,6 +5,8 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QSaveFile>
+#include <cerrno>
+#include <sys/stat.h>
 
 namespace ApplicationFolder {
 
@@ -53,6 +55,19 @@ QString replaceFile(const QString& file, const QByteArray& content, const QDateT
     if (isWritten && modifiedAt.isValid())
         replacement.setFileTime(modifiedAt, QFileDevice::FileModificationTime);
     return isWritten && replacement.commit() ? QString() : replacement.errorString();
+}
+
+Content readFile(const QString& file) {
+    QFile stored(file);
+    if (!stored.open(QIODevice::ReadOnly)) {
+        struct stat found {};
+        const bool isMissing = stat(QFile::encodeName(file).constData(), &found) != 0 && errno == ENOENT;
+        return {std::nullopt, isMissing ? QString() : stored.errorString()};
+    }
+    QByteArray text = stored.readAll();
+    if (stored.error() != QFile::NoError)
+        return {std::nullopt, stored.errorString()};
+    return {std::move(text), {}};
 }
 
 QString setAside(const QString& file, const QString& stamp) {

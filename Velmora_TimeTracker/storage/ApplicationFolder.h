@@ -2,6 +2,7 @@
 
 #include <QDateTime>
 #include <QString>
+#include <optional>
 
 class ApplicationInfo;
 
@@ -21,7 +22,15 @@ bool create(const QString& folder);
 /// writing. The error's text, empty on success.
 QString replaceFile(const QString& file, const QByteArray& content, const QDateTime& modifiedAt = {});
 
-/// Renames a file that cannot be read to "<name>.unreadable-<stamp>", so that a new one can be begun; `stamp`
+/// What reading a file gave. A file that does not exist has neither member.
+struct Content {
+    std::optional<QByteArray> text; ///< All of it.
+    QString failure;                ///< Why a file that exists could not be read; empty otherwise.
+};
+/// Reads a file as a whole.
+Content readFile(const QString& file);
+
+/// Renames a file whose content makes no sense to "<name>.unreadable-<stamp>", so that a new one can be begun; `stamp`
 /// is the UTC time of the discovery, "yyyyMMdd-HHmmss". A name that is taken gets a number.
 /// Returns the new path, empty on failure.
 QString setAside(const QString& file, const QString& stamp);

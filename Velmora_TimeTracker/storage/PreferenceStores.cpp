@@ -31,7 +31,7 @@ QString DeviceIdProvider::current(PreferenceStore& preferences, Random& random) 
         return *stored;
     }
     const QString drawn = uuidText(random.uuid());
-    preferences.set(PreferenceKey::deviceId, drawn);
+    preferences.setDefault(PreferenceKey::deviceId, drawn);
     return drawn;
 }
 

@@ -62,7 +62,7 @@ TEST_F(ConfigurationTest, TheCacheServesItsOwnerWithoutTodaysTotal) {
     EXPECT_EQ(filesOfFolder(), QStringList{"config.json"}) << "but not damaged";
 }
 
-TEST_F(ConfigurationTest, AnUnreadableCacheIsSetAsideOnce) {
+TEST_F(ConfigurationTest, ACacheThatMakesNoSenseIsSetAsideOnce) {
     const QByteArray keyless = encodeRemoteConfig(config).replace("device_id", "devise_id");
     for (const QByteArray& damage : {QByteArray(""), QByteArray("{"), keyless}) {
         ApplicationFolder::replaceFile(remoteConfig.fileURL(), damage);
@@ -91,6 +91,13 @@ TEST_F(ConfigurationTest, AnAnswerForAnEarlierSignInIsDropped) {
     auth.logout();
     EXPECT_EQ(outcomeOf(afterLogout, 5).failure, Kind::network);
     EXPECT_FALSE(preference(PreferenceKey::userName));
+}
+
+TEST_F(ConfigurationTest, ACacheThatCannotBeReadStays) {
+    ASSERT_TRUE(QFile::link("/proc/self/mem", remoteConfig.fileURL())); // opens, and fails at each read
+    EXPECT_FALSE(remoteConfig.cachedConfig());
+    EXPECT_EQ(log.count("The configuration cache cannot be read"), 1);
+    EXPECT_EQ(filesOfFolder(), QStringList{"config.json"});
 }
 
 TEST_F(ConfigurationTest, PeriodicRefreshOverDays) {
