@@ -103,8 +103,7 @@ void LoginFormView::refresh() {
     email_->setText(model_.email());
     password_->setText(model_.password());
     password_->setRevealed(model_.showsPassword());
-    const auto hint = model_.clientValidationMessage();
-    message_->setText(hint ? *hint : model_.errorMessage().value_or(QString()));
+    message_->setText(model_.formMessage().value_or(QString()));
     message_->setVisible(!environment().compact || !message_->text().isEmpty());
     const bool isBusy = model_.isBusy();
     email_->setReadOnly(isBusy);

@@ -33,8 +33,8 @@ void LoginModel::enter(const LoginPhase::Any& phase) {
     Q_EMIT changed();
 }
 
-std::optional<QString> LoginModel::clientValidationMessage() const {
-    return LoginRules::clientValidationMessage(email_.trimmed(), password_);
+std::optional<QString> LoginModel::formMessage() const {
+    return errorMessage_ ? errorMessage_ : LoginRules::clientValidationMessage(email_.trimmed(), password_);
 }
 
 QString LoginModel::otpAddress() const {
@@ -45,12 +45,18 @@ QString LoginModel::otpAddress() const {
 }
 
 void LoginModel::setEmail(const QString& email) {
+    if (email == email_)
+        return;
     email_ = email;
+    errorMessage_.reset();
     Q_EMIT changed();
 }
 
 void LoginModel::setPassword(const QString& password) {
+    if (password == password_)
+        return;
     password_ = password;
+    errorMessage_.reset();
     Q_EMIT changed();
 }
 

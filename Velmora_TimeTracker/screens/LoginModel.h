@@ -43,7 +43,8 @@ public:
     bool showsPassword() const { return showPassword_; }
     bool showsNoAccountInfo() const { return showNoAccountInfo_; }
     const std::optional<QString>& errorMessage() const { return errorMessage_; }
-    std::optional<QString> clientValidationMessage() const;
+    /// What the form has to say: the error of the last press until something is typed, then the live hint.
+    std::optional<QString> formMessage() const;
     /// Nothing may be pressed: a sign-in, a code check or a company choice is under way.
     bool isBusy() const { return isLoading_ || otpVerifying_ || companySelecting_; }
     const OTPEntry& otp() const { return otp_; }

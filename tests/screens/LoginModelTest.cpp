@@ -67,6 +67,11 @@ TEST_F(Login, StopsAtTheFormWithWords) {
     password->setText("abcd");
     key(password, Qt::Key_Return);
     EXPECT_EQ(text("#loginMessage"), "Email cannot be empty.");
+    password->setText("abc");
+    EXPECT_EQ(text("#loginMessage"), "Password must be at least 4 characters.");
+    key(password, Qt::Key_Return);
+    EXPECT_EQ(text("#loginMessage"), "Email cannot be empty."); // not hidden by the hint
+    password->setText("abcd");
     EXPECT_NE(password->displayText(), "abcd");
     press("#loginPasswordEye");
     EXPECT_EQ(password->displayText(), "abcd");
