@@ -9,13 +9,18 @@ ForgotPasswordModel::ForgotPasswordModel(AuthService& auth, Executor& main)
     : auth_(auth)
     , resendCooldown_(main, [this] { Q_EMIT changed(); }) {}
 
+void ForgotPasswordModel::close() {
+    ++visit_;
+    resendCooldown_.cancel();
+}
+
 void ForgotPasswordModel::open(const QString& initialEmail) {
+    close();
     email_ = initialEmail;
     isSending_ = false;
     statusMessage_.reset();
     statusIsError_ = false;
     didSendSuccessfully_ = false;
-    resendCooldown_.cancel();
     Q_EMIT changed();
 }
 
@@ -42,6 +47,7 @@ Task<> ForgotPasswordModel::sendResetLink() {
     statusMessage_.reset();
     Q_EMIT changed();
     const QPointer<ForgotPasswordModel> self(this);
+    const int visit = visit_;
     const QString address = email_.trimmed();
     bool sent = true;
     try {
@@ -49,7 +55,7 @@ Task<> ForgotPasswordModel::sendResetLink() {
     } catch (const std::exception&) {
         sent = false;
     }
-    if (!self)
+    if (!self || visit != visit_)
         co_return;
     isSending_ = false;
     statusIsError_ = !sent;

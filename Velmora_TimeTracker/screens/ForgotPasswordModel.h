@@ -26,7 +26,8 @@ public:
 
     /// The screen opens anew.
     void open(const QString& initialEmail);
-    void close() { resendCooldown_.cancel(); }
+    /// A reply that is under way then is dropped.
+    void close();
     void setEmail(const QString& email);
     Task<> sendResetLink();
 
@@ -35,6 +36,7 @@ Q_SIGNALS:
 
 private:
     AuthService& auth_;
+    int visit_ = 0; ///< Counts the times that the screen was left.
     QString email_;
     bool isSending_ = false;
     std::optional<QString> statusMessage_;

@@ -24,6 +24,7 @@ void LoginModel::reset() {
 
 void LoginModel::enter(const LoginPhase::Any& phase) {
     phase_ = phase;
+    ++visit_;
     otp_ = {};
     otpErrorMessage_.reset();
     if (std::holds_alternative<LoginPhase::OTP>(phase_))
@@ -219,6 +220,7 @@ Task<> LoginModel::performResendOtp() {
     otpErrorMessage_.reset();
     resendCooldown_.start();
     const QPointer<LoginModel> self(this);
+    const int visit = visit_;
     const QString address = email_.trimmed();
     bool sent = true;
     try {
@@ -226,7 +228,7 @@ Task<> LoginModel::performResendOtp() {
     } catch (const std::exception&) {
         sent = false;
     }
-    if (!self || sent)
+    if (!self || visit != visit_ || sent)
         co_return;
     otpErrorMessage_ = QStringLiteral("Failed to resend the code.");
     Q_EMIT changed();

@@ -87,6 +87,7 @@ private:
 
     TimeTrackerCore& core_;
     LoginPhase::Any phase_;
+    int visit_ = 0; ///< Counts the screens entered: a late reply to one that was left is dropped.
     QString email_;
     QString password_;
     bool showPassword_ = false;

@@ -9,6 +9,7 @@ constexpr auto notSecure = "The server's address is not secure (http, not https)
 
 struct Login : ScreensFixture {
     int status = 200, configStatus = 200;
+    Seconds delay = 0.05; ///< Of the answers to what belongs to a sign-in.
     /// What the server tells about a sign-in.
     QJsonObject data{{"user", QJsonObject{{"email", hostile}, {"name", hostile}}},
                      {"init", QJsonObject{{"endpoint", "acme.test"}}},
@@ -25,7 +26,7 @@ struct Login : ScreensFixture {
             if (request.url.path().endsWith("employees/config"))
                 return SimulatedURLSession::answer(configStatus,
                                                    "{\"data\":" + encodeRemoteConfig(world.config) + "}");
-            return SimulatedURLSession::answer(status, Json::compact({{"data", data}}));
+            return SimulatedURLSession::answer(status, Json::compact({{"data", data}}), delay);
         });
         login->setEmail(" ann@acme.com\n");
         login->setPassword("secret ");
@@ -131,6 +132,34 @@ TEST_F(Login, ChecksAOneTimeCode) {
     data = direct;
     EXPECT_EQ(run(login->performVerifyOtp()), "");
     expectSignedIn();
+}
+
+TEST_F(Login, DropsALateReplyToAScreenThatWasLeft) {
+    const auto openCode = [&] { run(login->performLogin()); };
+    const auto openReset = [&] { login->openForgotPassword(); };
+    const auto resendCode = [&] { return login->performResendOtp(); };
+    const auto sendReset = [&] { return login->forgotPassword().sendResetLink(); };
+    const std::tuple<int, std::function<void()>, std::function<Task<>()>> cases[] = {
+        {500, openCode, resendCode}, {500, openReset, sendReset}, {200, openReset, sendReset}};
+    data = {{"otp_required", 1}, {"user", data["user"]}};
+    for (const auto& [answer, open, send] : cases) {
+        status = 200;
+        open();
+        world.tick(60); // a code may be asked for again
+        status = answer;
+        delay = 30;
+        spawn(send(), "request");
+        world.tick(1);
+        status = 200;
+        delay = 0.05;
+        login->backToForm();
+        login->setEmail("ben@acme.com");
+        open();
+        world.tick(31);
+        EXPECT_EQ(login->otpErrorMessage(), std::nullopt);
+        EXPECT_EQ(login->forgotPassword().statusMessage(), std::nullopt);
+        EXPECT_FALSE(login->forgotPassword().didSendSuccessfully());
+    }
 }
 
 TEST_F(Login, LetsACompanyBeChosen) {
