@@ -44,10 +44,14 @@ QString Formatting::relative(Date then, Date now) {
     return {};
 }
 
-int Formatting::digits(const QString& text, int maximum) {
+QString Formatting::asciiDigits(const QString& text) {
     QString kept;
-    for (const QChar c : text)
-        if (c.isDigit() && kept.size() < 2)
-            kept += c;
-    return qMin(kept.toInt(), maximum);
+    for (const uint c : text.toUcs4())
+        if (QChar::isDigit(c))
+            kept += QChar(u'0' + QChar::digitValue(c));
+    return kept;
+}
+
+int Formatting::digits(const QString& text, int maximum) {
+    return qMin(asciiDigits(text).left(2).toInt(), maximum);
 }

@@ -13,6 +13,8 @@ QString duration(Seconds seconds);
 QString hoursMinutes(Seconds seconds);
 /// "5 minutes ago", "in 2 hours": the largest unit that fits, truncated.
 QString relative(Date then, Date now);
+/// The decimal digits of a text, of any script, as ASCII digits.
+QString asciiDigits(const QString& text);
 /// Keeps the first two digits of a text, and limits their value.
 int digits(const QString& text, int maximum);
 

@@ -1,17 +1,15 @@
 #include "OTPEntry.h"
 
-#include <algorithm>
+#include "Formatting.h"
 
 void OTPEntry::change(int index, const QString& text) {
-    QString kept;
-    std::ranges::copy_if(text, std::back_inserter(kept), [](QChar c) { return c.isNumber(); });
+    const QString kept = Formatting::asciiDigits(text).left(length);
     if (kept.size() <= 1) {
         digits.at(static_cast<std::size_t>(index)) = kept;
         if (!kept.isEmpty())
             commit(index);
         return;
     }
-    kept = kept.left(length);
     for (qsizetype i = 0; i < kept.size(); ++i)
         digits.at(static_cast<std::size_t>(i)) = kept.mid(i, 1);
     focusedField = qMin(static_cast<int>(kept.size()), length - 1);

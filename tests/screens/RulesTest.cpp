@@ -31,12 +31,20 @@ TEST(OTPEntry, FillsItsBoxes) {
              std::tuple{2, "12a-34 56789", "1 2 3 4 5 6", 5},
              {3, "", "1 2 3  5 6", 5},   // an emptied box leaves the focus where it was
              {0, "78", "7 8 3  5 6", 2}, // boxes past a short paste keep their content
+             {3, "٣", "7 8 3 3 5 6", 4}, // digits of any script; nothing else that counts as a number
+             {4, "½", "7 8 3 3  6", 4},
+             {0, "１𞥒", "1 2 3 3  6", 2},
          }) {
         entry.change(box, typed);
         EXPECT_EQ(QStringList(entry.digits.begin(), entry.digits.end()).join(' '), digits);
         EXPECT_EQ(entry.focusedField, focus) << typed;
         EXPECT_EQ(entry.isComplete(), !QString(digits).contains("  "));
     }
+}
+
+TEST(Formatting, ReadsTheFirstTwoDigitsOfAnyScript) {
+    for (const auto& [text, number] : {std::pair{"0a75", 7}, {"٠٧", 7}, {"1٢3", 12}, {"99", 59}, {"½", 0}})
+        EXPECT_EQ(Formatting::digits(text, 59), number) << text;
 }
 
 TEST(Formatting, TellsTimes) {
