@@ -354,8 +354,10 @@ TEST_F(Core, TellsTheOutcomeOfTheUpdateCheck) {
     status = 500;
     EXPECT_EQ(outcome(), "Failed to check for updates.");
     status = 200;
-    spawn(state().refreshRemoteConfigFromServer(), "refresh");
+    spawn(checkForUpdatesFromMenu(state(), engine(), machine.desktop), "check");
     state().applySignedOut();
+    tick(1);
+    EXPECT_EQ(machine.desktop.alerts.back().message, "Sign in to check for updates.");
     EXPECT_EQ(outcome(), "Sign in to check for updates.");
     EXPECT_FALSE(state().remoteConfig()); // what comes after signing out is another user's
 }

@@ -7,6 +7,8 @@
 
 namespace {
 
+const QString signInFirst = QStringLiteral("Sign in to check for updates.");
+
 void tell(Desktop& desktop, const QString& message, const QString& informative = QString()) {
     Alert alert;
     alert.message = message;
@@ -18,10 +20,8 @@ void tell(Desktop& desktop, const QString& message, const QString& informative =
 } // namespace
 
 Task<> checkForUpdatesFromMenu(AppStateManager& appState, SessionManager& sessionManager, Desktop& desktop) {
-    if (!appState.isAuthenticated()) {
-        tell(desktop, QStringLiteral("Sign in to check for updates."));
-        co_return;
-    }
+    if (!appState.isAuthenticated())
+        co_return tell(desktop, signInFirst);
     std::optional<QString> failure;
     try {
         co_await appState.refreshRemoteConfigFromServer();
@@ -30,10 +30,10 @@ Task<> checkForUpdatesFromMenu(AppStateManager& appState, SessionManager& sessio
     } catch (const std::exception& error) {
         failure = QString::fromUtf8(error.what());
     }
-    if (failure) {
-        tell(desktop, QStringLiteral("Failed to check for updates."), *failure);
-        co_return;
-    }
+    if (!appState.isAuthenticated()) // signed out meanwhile: nothing was learnt
+        co_return tell(desktop, signInFirst);
+    if (failure)
+        co_return tell(desktop, QStringLiteral("Failed to check for updates."), *failure);
     sessionManager.applyConfig(appState.remoteConfig());
     tell(desktop, appState.forceClientUpdate() ? QStringLiteral("A newer version is available.")
                                                : QStringLiteral("You’re up to date."));
