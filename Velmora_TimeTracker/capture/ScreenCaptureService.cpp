@@ -228,7 +228,8 @@ void ScreenCaptureService::tick(std::shared_ptr<const Callbacks> callbacks) {
         callbacks->onPermissionLost();
         return;
     }
-    // Nothing waits for the cycle: a slow one may overlap the next tick.
+    // Nothing waits for the cycle. Cycles do not overlap: `utility` runs one job at a time, and a stream gives up
+    // long before the next tick.
     on_.utility.post([cycle = Cycle{on_, sessionId_, capturesDirectory_, std::move(callbacks), alive_}] {
         spawn(Cycle::run(cycle), "capture cycle");
     });
