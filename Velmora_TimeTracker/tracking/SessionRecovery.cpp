@@ -84,9 +84,10 @@ void SessionManager::loadInterruptedSession() {
     interruptedSession_ = on_.store.loadActiveSession();
     if (interruptedSession_ && journal_.holds(interruptedSession_->id))
         interruptedSession_.reset(); // finished: the database does not know it yet
-    if (interruptedSession_)
-        lastStatusMessage_ =
-            QStringLiteral("Recovered interrupted session %1.").arg(uuidText(interruptedSession_->id));
+    if (!interruptedSession_)
+        return;
+    qCInfo(Log::session, "Recovered interrupted session %s", qPrintable(uuidText(interruptedSession_->id)));
+    lastStatusMessage_ = QStringLiteral("An unfinished session was found.");
 }
 
 void SessionManager::recoverInterruptedSessionForCurrentDomain() {
