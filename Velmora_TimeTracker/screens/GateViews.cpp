@@ -185,8 +185,12 @@ InterruptedSessionView::InterruptedSessionView(PopoverModel& model, const VREnvi
     auto* resume = new VRButton(environment, VRButton::Look::gradient, QStringLiteral("Resume"),
                                 QStringLiteral("#resumeInterrupted"));
     resume->setIconName(QStringLiteral("VRIconPlay"));
+    auto* finish = new VRButton(environment, VRButton::Look::outline, QStringLiteral("Finish it"),
+                                QStringLiteral("#finishInterrupted"));
     addCentred(resume);
+    addCentred(finish);
     connect(resume, &VRButton::clicked, &model, &PopoverModel::resumeInterruptedSession);
+    connect(finish, &VRButton::clicked, &model, &PopoverModel::finishInterruptedSession);
     connect(&model, &PopoverModel::changed, this, &InterruptedSessionView::refresh);
     refresh();
 }

@@ -167,3 +167,7 @@ QString PopoverModel::interruptedTask() const {
 void PopoverModel::resumeInterruptedSession() {
     core_.sessionManager.resumeInterruptedSession();
 }
+
+void PopoverModel::finishInterruptedSession() {
+    core_.sessionManager.finishInterruptedSession();
+}

@@ -79,6 +79,7 @@ public:
     QString interruptedSince() const;
     QString interruptedTask() const;
     void resumeInterruptedSession();
+    void finishInterruptedSession();
 
 Q_SIGNALS:
     void changed();

@@ -100,6 +100,8 @@ public:
     void dismissCrossDayBanner();
     /// Goes on with the pending session, or with a new one on its project when it is of an earlier day.
     void resumeInterruptedSession();
+    /// Ends the pending session at the last moment that it is known to have run.
+    void finishInterruptedSession();
 
     // The application's operations.
     /// Leaves the pending session. It is finished when it is of an earlier day, or its company still signed in to; else it

@@ -149,6 +149,14 @@ void SessionManager::settleOpenInterval(Session& session, Date now) const {
     open.stoppedAt = SessionArithmetic::settledEnd(open.startedAt, lastAlive, now);
 }
 
+void SessionManager::finishInterruptedSession() {
+    if (!interruptedSession_)
+        return;
+    const Operation operation(*this);
+    lastStatusMessage_ = QStringLiteral("The unfinished session was ended at its last recorded moment.");
+    discardInterruptedSession();
+}
+
 void SessionManager::discardInterruptedSession() {
     if (!interruptedSession_)
         return;

@@ -19,7 +19,7 @@ TEST_F(Views, TheProgramHoldsInEveryLook) {
     relaunch();
     inEveryLook("#resumeInterrupted");
     world.jumpTo("2024-05-16T08:00:00Z"); // what a crash left on one day is ended on another
-    world.engine().discardInterruptedSession();
+    press("#finishInterrupted");
     world.applyConfig();
     inEveryLook("#midnightTask");
     press("#midnightStartNew");

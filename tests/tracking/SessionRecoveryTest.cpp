@@ -360,6 +360,18 @@ TEST_F(SessionRecovery, DiscardsByTheSameRules) {
     EXPECT_EQ(engine().selectedProjectId(), "p1");
 }
 
+TEST_F(SessionRecovery, FinishesAnUnfinishedSessionOnRequestWhereItStopped) {
+    LogCapture log;
+    const Session left = leftBehind({{"2024-05-15T08:00:00Z", "2024-05-15T08:30:00Z"}});
+    EXPECT_TRUE(log.contains("Recovered interrupted session " + uuidText(left.id)));
+    engine().finishInterruptedSession();
+    EXPECT_EQ(world.message(), "The unfinished session was ended at its last recorded moment.");
+    EXPECT_FALSE(engine().interruptedSession() || engine().isTracking());
+    EXPECT_EQ(lastTotal(), 1800);
+    world.tick(1);
+    EXPECT_EQ(endsReported(left.id), 1);
+}
+
 TEST_F(SessionRecovery, FinishesWhatIsStaleBeforeANewStart) {
     leftBehind({{"2024-05-15T07:00:00Z", "2024-05-15T07:30:00Z"}}, "2024-05-15T07:25:00Z"); // left idle
     leftBehind({});
