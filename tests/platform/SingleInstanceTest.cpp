@@ -2,11 +2,24 @@
 
 #include "Eventually.h"
 
+#include <QDir>
+#include <QLocalSocket>
 #include <QTemporaryDir>
 #include <QThreadPool>
 #include <atomic>
 #include <gtest/gtest.h>
 #include <latch>
+#include <optional>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+/// Who this process takes itself for, when it is not who it is.
+static std::optional<uid_t> claimedUser;
+
+/// Instead of the C library's.
+extern "C" uid_t geteuid() noexcept {
+    return claimedUser.value_or(static_cast<uid_t>(syscall(SYS_geteuid)));
+}
 
 TEST(SingleInstance, OfStartsAtOnceOneWinsInEachHome) {
     const QTemporaryDir runtime, home;
@@ -40,4 +53,26 @@ TEST(SingleInstance, ALaterStartCallsTheFirstAlsoWithoutARuntimeFolder) {
         EXPECT_FALSE(SingleInstance::acquire(home.filePath("config")));
         EXPECT_TRUE(eventually([&] { return activations == 1; })) << missing.toStdString();
     }
+}
+
+TEST(SingleInstance, ACallOfAnotherUserIsIgnored) {
+    const QTemporaryDir runtime, home;
+    qputenv("XDG_RUNTIME_DIR", runtime.path().toUtf8());
+    const auto instance = SingleInstance::acquire(home.filePath("config"));
+    ASSERT_TRUE(instance);
+    int activations = 0;
+    instance->onActivationRequested([&] { ++activations; });
+    const QStringList sockets = QDir(runtime.path()).entryList({"*.socket"}, QDir::System);
+    ASSERT_EQ(sockets.size(), 1);
+    const auto call = [&](std::optional<uid_t> receiver) {
+        claimedUser = receiver;
+        QLocalSocket caller;
+        caller.connectToServer(runtime.filePath(sockets[0]));
+        EXPECT_TRUE(eventually([&] { return caller.state() == QLocalSocket::UnconnectedState; }));
+        claimedUser.reset();
+    };
+    call(geteuid() + 1);
+    EXPECT_EQ(activations, 0);
+    call(std::nullopt);
+    EXPECT_EQ(activations, 1);
 }
