@@ -1,3 +1,4 @@
+#include "CoreFiles.h"
 #include "LinuxApplicationInfo.h"
 #include "SingleInstance.h"
 #include "Velmora_TimeTrackerApp.h"
@@ -39,6 +40,7 @@ void nameApplication() {
 int main(int argc, char** argv) {
     // Whatever the user's setting: nobody else reads what this program writes.
     umask(077);
+    forbidCoreFiles();
     if (argc > 1) {
         std::fputs("velmora-timetracker: takes no arguments\n", stderr);
         return 2;

@@ -6,6 +6,7 @@ import datetime
 import json
 import os
 import pathlib
+import resource
 import sqlite3
 import stat
 import sys
@@ -141,6 +142,7 @@ class RealProgram(unittest.TestCase):
         tokens = json.loads(self.desktop.run("secret-tool", "lookup", "service", "com.velmora.timetracker", "account",
                                              "auth_tokens"))
         canaries = {form for key in ("accessToken", "refreshToken") for form in every_form(tokens[key])}
+        self.assertEqual(resource.prlimit(self.desktop.program.pid, resource.RLIMIT_CORE)[0], 1)  # no core file
         process = pathlib.Path(f"/proc/{self.desktop.program.pid}")
         places = [self.desktop.folder / "program.log", process / "cmdline", process / "environ",
                   *filter(pathlib.Path.is_file, self.private_files())]
