@@ -131,6 +131,8 @@ void World::pass(Seconds span) {
 
 void World::observe() {
     const SessionManager& engine = core_->sessionManager;
+    if (const auto& config = engine.config())
+        discardsIdle_ = config->discardIdleTime;
     Seen now{engine.isTracking(), engine.isPaused(), engine.isIdle(), {}, {}};
     if (const auto& session = engine.currentSession()) {
         now.session = session->id;
@@ -244,8 +246,7 @@ void World::resolveGap(const QUuid& session, bool goesOn) {
     const auto gap = std::exchange(known_[session].gap, std::nullopt);
     if (!gap)
         return;
-    const auto& config = core_->sessionManager.config(); // the last that the program took over
-    const bool isBilled = goesOn || (config && !config->discardIdleTime);
+    const bool isBilled = goesOn || !discardsIdle_;
     truth_.noteRoughly(gap->from, gap->to, isBilled ? Truth::Second::worked : Truth::Second::idle);
 }
 
@@ -274,6 +275,7 @@ void World::startProcess(bool diesAtStart) {
     jobsUntilDeath_ = diesAtStart ? std::uniform_int_distribution<>(0, 30)(random_) : -1;
     core_ = std::make_unique<TimeTrackerCore>(platform_.platform());
     seen_ = {};
+    discardsIdle_ = true; // without a configuration
     pass(0);
     observe();
 }

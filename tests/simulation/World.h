@@ -183,6 +183,8 @@ private:
     bool heardNoWake_ = false;  ///< It is still paused for the sleep, and nothing runs.
     bool isSleepy_ = false;     ///< The machine is about to sleep, or woke this moment.
     Seen seen_;
+    bool discardsIdle_ =
+        true; ///< By the last configuration that the program took over: a session ends by it.
     double intervalBegan_ = 0;
     double slotsCounted_ = 0; ///< Until when the interval that runs is noted in the slots.
     Date wallBegan_;
