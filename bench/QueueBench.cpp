@@ -137,7 +137,7 @@ URLRequest Bench::json(const char* path, const QByteArray& body) {
 
 bool Bench::signIn() {
     const URLRequest login{
-        *endpoints_.url("authentication/singleLogin"),
+        endpoints_.url("authentication/singleLogin"),
         "POST",
         {{"Content-Type", "application/json"},
          {"Accept", "application/json"},
