@@ -6,12 +6,20 @@ namespace {
 bool sameName(const QByteArray& a, const QByteArray& b) {
     return a.compare(b, Qt::CaseInsensitive) == 0;
 }
-} // namespace
 
-QByteArray URLRequest::header(const QByteArray& name) const {
+QByteArray valueOf(const HTTPHeaders& headers, const QByteArray& name) {
     const auto found = std::find_if(headers.begin(), headers.end(),
                                     [&](const auto& entry) { return sameName(entry.first, name); });
     return found == headers.end() ? QByteArray() : found->second;
+}
+} // namespace
+
+QByteArray URLRequest::header(const QByteArray& name) const {
+    return valueOf(headers, name);
+}
+
+QByteArray URLResponse::header(const QByteArray& name) const {
+    return valueOf(headers, name);
 }
 
 void URLRequest::setHeader(const QByteArray& name, const QByteArray& value) {

@@ -35,6 +35,9 @@ struct URLResponse {
     /// At most 16 MiB; a larger body fails the exchange.
     QByteArray body;
 
+    /// As of a request.
+    QByteArray header(const QByteArray& name) const;
+
     friend bool operator==(const URLResponse&, const URLResponse&) = default;
 };
 

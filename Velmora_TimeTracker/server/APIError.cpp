@@ -6,8 +6,10 @@ APIError::APIError(Kind kind, int statusCode, std::optional<URLError> underlying
     , underlying_(std::move(underlying))
     , description_(localizedDescription().toUtf8()) {}
 
-APIError APIError::serverError(int statusCode) {
-    return APIError(Kind::serverError, statusCode, std::nullopt);
+APIError APIError::serverError(int statusCode, const QByteArray& retryAfter) {
+    APIError error(Kind::serverError, statusCode, std::nullopt);
+    error.retryAfter_ = retryAfter;
+    return error;
 }
 APIError APIError::network(const URLError& underlying) {
     return APIError(Kind::network, 0, underlying);

@@ -11,7 +11,8 @@ public:
     enum class Kind { serverError, network, invalidURL, unauthorized, decodingFailed };
 
     /// A non-2xx status; -1 when the response was not HTTP.
-    static APIError serverError(int statusCode);
+    /// `retryAfter` is the reply's header of that name, as it came.
+    static APIError serverError(int statusCode, const QByteArray& retryAfter = {});
     static APIError network(const URLError& underlying);
     static APIError invalidURL();
     static APIError unauthorized();
@@ -20,6 +21,8 @@ public:
     Kind kind() const { return kind_; }
     /// Meaningful for `serverError` only.
     int statusCode() const { return statusCode_; }
+    /// Of a `serverError`; empty when the reply named no time.
+    const QByteArray& retryAfter() const { return retryAfter_; }
     /// Present for `network` only.
     const std::optional<URLError>& underlying() const { return underlying_; }
 
@@ -32,5 +35,6 @@ private:
     Kind kind_;
     int statusCode_;
     std::optional<URLError> underlying_;
+    QByteArray retryAfter_;
     QByteArray description_;
 };

@@ -3,12 +3,16 @@
 #include "APIError.h"
 #include "URLSession.h"
 
+#include <QLocale>
+#include <algorithm>
+
 using namespace UploadFailureAction;
 
 namespace {
 
 constexpr int proxyAuthenticationRequired = 407;
 constexpr int tooManyRequests = 429;
+constexpr int serviceUnavailable = 503;
 constexpr int networkAuthenticationRequired = 511;
 
 /// The reply is not the server's own, or there was none: no response of HTTP, a redirect that led nowhere, a proxy.
@@ -61,6 +65,18 @@ Action actionForStatus(int status, const FailedTask& task) {
     return Retry{status};
 }
 
+/// "120", or "Wed, 15 May 2024 09:00:00 GMT"; 0 for anything else.
+Seconds secondsUntil(const QByteArray& retryAfter, Date now) {
+    bool isNumber = false;
+    const qulonglong seconds = retryAfter.toULongLong(&isNumber);
+    if (isNumber)
+        return static_cast<Seconds>(seconds);
+    QDateTime date = QLocale::c().toDateTime(QString::fromLatin1(retryAfter),
+                                             QStringLiteral("ddd, dd MMM yyyy hh:mm:ss 'GMT'"));
+    date.setTimeSpec(Qt::UTC);
+    return date.isValid() ? Date::fromDateTime(date) - now : 0;
+}
+
 } // namespace
 
 Action failureAction(const std::exception_ptr& failure, const FailedTask& task) {
@@ -75,6 +91,19 @@ Action failureAction(const std::exception_ptr& failure, const FailedTask& task) 
         // Anything else says nothing about the server: it is tried again.
     }
     return Retry{};
+}
+
+Seconds requestedDelay(const std::exception_ptr& failure, Date now) {
+    constexpr Seconds longest = 3600;
+    try {
+        std::rethrow_exception(failure);
+    } catch (const APIError& error) {
+        if (error.statusCode() == tooManyRequests || error.statusCode() == serviceUnavailable)
+            return std::clamp(secondsUntil(error.retryAfter(), now), 0.0, longest);
+    } catch (...) {
+        // Nobody asked.
+    }
+    return 0;
 }
 
 QString failureDescription(const std::exception_ptr& failure) {

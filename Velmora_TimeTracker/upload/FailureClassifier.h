@@ -47,5 +47,9 @@ struct FailedTask {
 /// Sorts a failure (an APIError, a URLError, or anything else) into its action. Pure; any thread.
 UploadFailureAction::Action failureAction(const std::exception_ptr& failure, const FailedTask& task);
 
+/// How long the server asked to be left alone, by the header Retry-After of a 429 or 503: seconds or a date. 0 to 3600
+/// seconds; 0 when it did not ask. Pure; any thread.
+Seconds requestedDelay(const std::exception_ptr& failure, Date now);
+
 /// The failure's text for the log.
 QString failureDescription(const std::exception_ptr& failure);

@@ -242,7 +242,9 @@ void UploadService::retryLater(const UploadTask& task, std::optional<int> status
     }
     const int retryCount = static_cast<int>(attempt);
     const bool isOnLadder = retryCount <= maxRetries;
-    tryAgainAt(isOnLadder ? on_.retry.nextAttemptDate(retryCount) : on_.clock.now() + hour, task, retryCount);
+    const Date now = on_.clock.now();
+    const Date due = isOnLadder ? on_.retry.nextAttemptDate(retryCount) : now + hour;
+    tryAgainAt(std::max(due, now + requestedDelay(failure, now)), task, retryCount);
     if (!isOnLadder) {
         UploadNotices notices = notices_;
         notices.unacceptedReason = failureDescription(failure);
@@ -256,8 +258,9 @@ void UploadService::rescheduleOffline(const UploadTask& task, std::optional<int>
            qUtf8Printable(uuidText(task.id)), qUtf8Printable(failureDescription(failure)));
     if (statusCode)
         on_.retry.registerFailure(statusCode);
+    const Date now = on_.clock.now();
     const Seconds delay = on_.random.uniform(offlineDelayMin, offlineDelayMax);
-    tryAgainAt(on_.clock.now() + delay, task, task.retryCount);
+    tryAgainAt(now + std::max(delay, requestedDelay(failure, now)), task, task.retryCount);
 }
 
 void UploadService::updateNotices(UploadNotices notices) {

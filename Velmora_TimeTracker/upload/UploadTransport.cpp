@@ -9,7 +9,6 @@
 
 #include <QJsonDocument>
 #include <QStringDecoder>
-#include <algorithm>
 
 namespace {
 
@@ -60,11 +59,8 @@ void logResponseBodyIfError(int status, const QByteArray& path, const QByteArray
 
 /// What a captive portal answers with in the place of the server.
 bool isWebPage(const URLResponse& response) {
-    const auto isHTML = [](const auto& header) {
-        return header.first.compare("Content-Type", Qt::CaseInsensitive) == 0 &&
-               header.second.toLower().contains("html");
-    };
-    return response.body.trimmed().startsWith('<') || std::ranges::any_of(response.headers, isHTML);
+    return response.body.trimmed().startsWith('<') ||
+           response.header("Content-Type").toLower().contains("html");
 }
 
 } // namespace
@@ -117,7 +113,7 @@ Task<QByteArray> UploadTransport::executeRequest(URLRequest request, bool allowR
 
     logResponseBodyIfError(status, path, response.body);
     if (status != 401)
-        throw APIError::serverError(status);
+        throw APIError::serverError(status, response.header("Retry-After"));
     if (!allowRetryAfterRefresh)
         throw APIError::unauthorized();
     const std::optional<QString> accessToken = co_await refresh_();

@@ -175,6 +175,43 @@ TEST_F(Upload, CountsNothingFromTheOpeningOfTheCircuitToTheNextSuccess) {
     EXPECT_EQ(rows(), "screenshot failed 1");
 }
 
+TEST_F(Upload, WaitsAsLongAsTheServerAsksButAnHourAtMostAndNotLessThanTheLadder) {
+    const struct {
+        int status;
+        QByteArray retryAfter;
+        Seconds delay; ///< Up to a second of jitter less.
+    } cases[] = {
+        {503, "120", 120},
+        {429, "120", 120},
+        {500, "120", 5},
+        {503, "1", 5},
+        {503, "86400", 3600},
+        {503, "99999999999999999999", 5},
+        {503, "-7", 5},
+        {503, "soon", 5},
+        {503, "Tue, 14 Nov 2023 22:15:20 GMT", 120}, // it is 22:13:20
+        {503, "Tue, 14 Nov 2023 21:00:00 GMT", 5},
+        {503, "Wed, 15 Nov 2023 22:13:20 GMT", 3600},
+    };
+    for (const auto& [status, retryAfter, delay] : cases) {
+        UploadWorld world;
+        world.add(heartbeat);
+        world.reply({URLResponse{status, {{"retry-after", retryAfter}}, {}}, 0});
+        world.run();
+        EXPECT_NEAR(world.dueIn(), delay - 0.5, 0.5) << status << ' ' << retryAfter.constData();
+        world.pass(1);
+        world.run(); // nothing is brought forward
+        EXPECT_EQ(world.requests.size(), 1U);
+    }
+    circuitOpensAfter(5, 503);
+    pass(60);
+    add(heartbeat);
+    reply({URLResponse{503, {{"Retry-After", "500"}}, {}}, 0});
+    run();
+    EXPECT_EQ(rows(), "heartbeat failed 0");
+    EXPECT_NEAR(dueIn(), 500, 0.001);
+}
+
 TEST_F(Upload, ASuccessClosesTheCircuitAndForgetsTheFailures) {
     circuitOpensAfter(7, 503); // for 240 s
     add(heartbeat);
