@@ -58,7 +58,7 @@ public:
     explicit Bench(const QString& folder)
         : directory_(folder + "/bench-XXXXXX") {
         information_.supportDirectory = directory_.path();
-        store_.emplace(directory_.filePath("Velmora TimeTracker"), domain_, clock_, random_);
+        store_.emplace(directory_.filePath("Velmora TimeTracker"), domain_, clock_);
         domain_.setBaseURL(QUrl(backend_.url() + "api/v1/"));
         session_.id = random_.uuid();
         session_.deviceId = uuidText(random_.uuid());

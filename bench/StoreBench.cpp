@@ -117,8 +117,8 @@ struct Sides {
     explicit Sides(const QString& folder)
         : directory(folder + "/bench-XXXXXX") {
         domain.setBaseURL(QUrl("https://acme.test/api/v1/"));
-        { SQLiteStore schema(directory.filePath("plain"), domain, clock, random); }
-        store.emplace(directory.filePath("store"), domain, clock, random);
+        { SQLiteStore schema(directory.filePath("plain"), domain, clock); }
+        store.emplace(directory.filePath("store"), domain, clock);
         sqlite3_open(directory.filePath("plain/timetracker.sqlite").toUtf8().constData(), &plain);
         sqlite3_exec(plain, Sql::journalMode, nullptr, nullptr, nullptr);
         sqlite3_exec(plain, Sql::foreignKeys, nullptr, nullptr, nullptr);
@@ -130,7 +130,6 @@ struct Sides {
     DomainStorage domain{preferences};
     Timeline timeline;
     SimulatedClock clock{timeline};
-    SimulatedRandom random;
     std::optional<SQLiteStore> store;
     sqlite3* plain = nullptr;
 };
@@ -177,21 +176,13 @@ std::vector<Operation> operations(Sides& sides) {
          [=](int) { Plain(db, Sql::nextUploadTask).text(domain).real(1.8e9).run(); }},
         {"updateUploadTaskStatus",
          [&](int n) { store.updateUploadTaskStatus(numbered(n), UploadTaskStatus::inProgress); },
-         [=](int n) {
-             Plain(db, Sql::updateUploadTaskStatus).text("inProgress").text(domain).text(id(n)).run();
-         }},
+         [=](int n) { Plain(db, Sql::updateUploadTaskStatus).text("inProgress").text(id(n)).run(); }},
         {"markUploadTaskFailed", [&](int n) { store.markUploadTaskFailed(numbered(n), 1, start); },
          [=](int n) {
-             Plain(db, Sql::markUploadTaskFailed)
-                 .text("failed")
-                 .integer(1)
-                 .real(1.7e9)
-                 .text(domain)
-                 .text(id(n))
-                 .run();
+             Plain(db, Sql::markUploadTaskFailed).text("failed").integer(1).real(1.7e9).text(id(n)).run();
          }},
         {"markUploadTaskCompleted", [&](int n) { store.markUploadTaskCompleted(numbered(n)); },
-         [=](int n) { Plain(db, Sql::markUploadTaskCompleted).text(domain).text(id(n)).run(); }},
+         [=](int n) { Plain(db, Sql::markUploadTaskCompleted).text(id(n)).run(); }},
         {"upsertActivitySegment",
          [&](int n) {
              store.upsertActivitySegment({"2024-05-01", n % 144, n, 2, 3, 4});
@@ -288,7 +279,7 @@ double nextAmongManyRows(const QString& folder, const std::function<double(int)>
     }
     sqlite3_exec(db, "COMMIT;", nullptr, nullptr, nullptr);
     sqlite3_close(db);
-    SQLiteStore store(sides.directory.filePath("store"), sides.domain, sides.clock, sides.random);
+    SQLiteStore store(sides.directory.filePath("store"), sides.domain, sides.clock);
     std::vector<double> times;
     for (int round = 0; round < 50; ++round) {
         times.push_back(microseconds([&] { store.nextUploadTask(start + 1e6); }));

@@ -2,31 +2,24 @@
 
 #include "Clock.h"
 #include "DomainStorage.h"
-#include "Random.h"
+#include "Log.h"
 #include "SQLiteStore.h"
 #include "Statement.h"
 #include "StoreStatements.h"
 
 namespace {
 
-/// A text that is no identifier gets a fresh one: the task is still sent, only what is noted about it finds
-/// no row.
-QUuid identifier(const QString& text, Random& random) {
-    const auto id = parseUuid(text);
-    return id ? *id : random.uuid();
-}
-
 /// The task in the statement's present row. Absent when what decides about it is missing or unknown.
-std::optional<UploadTask> task(const Statement& row, Random& random) {
-    const auto id = row.text(0);
+std::optional<UploadTask> task(const Statement& row) {
+    const auto id = parseUuid(row.text(0).value_or(QString()));
     const auto sessionId = row.text(1);
     const auto type = uploadTaskType(row.text(2).value_or(QString()));
     const auto status = uploadTaskStatus(row.text(7).value_or(QString()));
     if (!id || !sessionId || !type || !status) {
         return std::nullopt;
     }
-    return UploadTask{.id = identifier(*id, random),
-                      .sessionId = identifier(*sessionId, random),
+    return UploadTask{.id = *id,
+                      .sessionId = parseUuid(*sessionId).value_or(QUuid()),
                       .type = *type,
                       .filePath = row.text(3),
                       .jsonPayload = row.blob(4),
@@ -53,12 +46,24 @@ bool SQLiteStore::enqueueUploadTask(const UploadTask& task, const std::optional<
 std::optional<UploadTask> SQLiteStore::nextUploadTask(Date now) {
     const QString domain = domain_.domainKey();
     std::optional<UploadTask> next;
-    withStatement(Sql::nextUploadTask, [&](Statement& statement) {
-        if (statement.bindText(domain).bindReal(now.secondsSince1970()).step()) {
-            next = task(statement, random_);
-        }
-    });
+    std::optional<QString> unreadableRow;
+    do {
+        unreadableRow.reset();
+        withStatement(Sql::nextUploadTask, [&](Statement& statement) {
+            if (statement.bindText(domain).bindReal(now.secondsSince1970()).step()) {
+                next = task(statement);
+                unreadableRow = next ? std::nullopt : statement.text(9);
+            }
+        });
+    } while (unreadableRow && setUploadRowAside(*unreadableRow));
     return next;
+}
+
+bool SQLiteStore::setUploadRowAside(const QString& row) {
+    qCCritical(Log::upload, "SQLiteStore: row %s of the upload queue cannot be read and is set aside",
+               qUtf8Printable(row));
+    return withStatement(Sql::setUploadRowAside,
+                         [&](Statement& statement) { statement.bindText(row).run(); });
 }
 
 bool SQLiteStore::updateUploadTaskStatus(const QUuid& id, UploadTaskStatus status) {

@@ -126,11 +126,10 @@ int checkContent(sqlite3* db) {
 
 } // namespace
 
-SQLiteStore::SQLiteStore(const QString& folder, const DomainStorage& domain, Clock& clock, Random& random)
+SQLiteStore::SQLiteStore(const QString& folder, const DomainStorage& domain, Clock& clock)
     : dbURL_(folder + "/timetracker.sqlite")
     , domain_(domain)
-    , clock_(clock)
-    , random_(random) {
+    , clock_(clock) {
     const std::lock_guard guard(queue_);
     openIfNeeded();
 }

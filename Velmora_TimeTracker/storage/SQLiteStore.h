@@ -14,7 +14,6 @@
 
 class Clock;
 class DomainStorage;
-class Random;
 class Statement;
 struct sqlite3;
 
@@ -64,7 +63,7 @@ public:
 
     /// Opens or creates "timetracker.sqlite" in `folder` and brings its schema up to date. A file that is no
     /// database is set aside under a dated name and a new one begun; so is one whose damage shows later.
-    SQLiteStore(const QString& folder, const DomainStorage& domain, Clock& clock, Random& random);
+    SQLiteStore(const QString& folder, const DomainStorage& domain, Clock& clock);
     ~SQLiteStore();
     SQLiteStore(const SQLiteStore&) = delete;
     SQLiteStore& operator=(const SQLiteStore&) = delete;
@@ -89,8 +88,8 @@ public:
 
     // Upload queue.
     bool enqueueUploadTask(const UploadTask& task, const std::optional<QString>& domainKey = std::nullopt);
-    /// The one due task: highest priority, then oldest. A session's rows wait until its start has left the queue. None
-    /// when that row is unreadable.
+    /// The one due task: highest priority, then oldest. A session's rows wait until its start has left the queue.
+    /// Rows that cannot be read, or whose id is no UUID, are set aside with a log line.
     std::optional<UploadTask> nextUploadTask(Date now);
     // What becomes of a task, whichever domain it belongs to.
     bool updateUploadTaskStatus(const QUuid& id, UploadTaskStatus status);
@@ -152,6 +151,9 @@ private:
     /// file.
     void noteOutcome(const char* sql, int code);
 
+    /// `row` is the row's number.
+    bool setUploadRowAside(const QString& row);
+
     /// Takes the lock and hands `use` the prepared statement; skips it when it cannot be prepared. True when
     /// nothing failed.
     bool withStatement(const char* sql, const std::function<void(Statement&)>& use);
@@ -167,5 +169,4 @@ private:
     std::recursive_mutex queue_;
     const DomainStorage& domain_;
     Clock& clock_;
-    Random& random_;
 };

@@ -125,7 +125,8 @@ inline constexpr const char* enqueueUploadTask =
     "priority, next_attempt_at)\n"
     "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?);";
 inline constexpr const char* nextUploadTask =
-    R"(SELECT id, session_id, type, file_path, json_payload, retry_count, created_at, status, priority
+    R"(SELECT id, session_id, type, file_path, json_payload, retry_count, created_at, status, priority,
+  rowid
 FROM upload_queue AS task
 WHERE domain_key = ? AND status IN ('pending', 'failed') AND next_attempt_at <= ?
 AND (type = 'startSession' OR NOT EXISTS (SELECT 1 FROM upload_queue AS start
@@ -133,6 +134,9 @@ AND (type = 'startSession' OR NOT EXISTS (SELECT 1 FROM upload_queue AS start
      AND start.type = 'startSession' AND start.status IN ('pending', 'failed', 'inProgress')))
 ORDER BY priority DESC, created_at ASC
 LIMIT 1;)";
+/// Never offered again; what it holds stays in the file.
+inline constexpr const char* setUploadRowAside =
+    "UPDATE upload_queue SET status = 'unreadable' WHERE rowid = ?;";
 inline constexpr const char* updateUploadTaskStatus = "UPDATE upload_queue SET status = ? WHERE id = ?;";
 inline constexpr const char* markUploadTaskFailed = R"(UPDATE upload_queue
 SET status = ?, retry_count = ?, next_attempt_at = ?

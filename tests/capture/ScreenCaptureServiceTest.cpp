@@ -18,7 +18,7 @@ struct ScreenCapture : testing::Test {
     SimulatedPlatform machine{directory.path()};
     DomainStorage domain{machine.preferences};
     APITimeZoneResolver zones{machine.preferences, machine.clock};
-    SQLiteStore store{directory.filePath("Velmora TimeTracker"), domain, machine.clock, machine.random};
+    SQLiteStore store{directory.filePath("Velmora TimeTracker"), domain, machine.clock};
     SimulatedDisplays displays;
     std::unique_ptr<ScreenCaptureService> service{
         new ScreenCaptureService({displays, machine.permissions, machine.information, zones, store,

@@ -164,17 +164,19 @@ TEST_F(SQLite, AnswersWhatIsStillToBeSent) {
     EXPECT_FALSE(store->nextUploadTask(start));
 }
 
-TEST_F(SQLite, GivesNoTaskOfAnUnreadableRowAndFreshIdsForBadOnes) {
-    for (const auto& [row, isReadable] :
-         {std::pair("NULL,'acme.test','','heartbeat',NULL,NULL,0,5,'pending',100,0", false),
-          {"'1','acme.test','','telepathy',NULL,NULL,0,5,'pending',100,0", false},
-          {"'no uuid','acme.test','','heartbeat',NULL,NULL,0,5,'failed',100,0", true}}) {
-        sql(QByteArray("DELETE FROM upload_queue; INSERT INTO upload_queue VALUES (") + row + ")");
-        const auto task = store->nextUploadTask(start);
-        EXPECT_EQ(task.has_value(), isReadable) << row;
-        EXPECT_EQ(sql("SELECT count(*) FROM upload_queue"), "1");
-        EXPECT_TRUE(!task || !(task->id.isNull() || task->sessionId.isNull()));
+TEST_F(SQLite, SetsRowsAsideThatItCannotReadAndGivesTheNext) {
+    sql("INSERT INTO upload_queue VALUES (NULL,'acme.test','','heartbeat',NULL,NULL,0,5,'pending',100,0),"
+        "('1','acme.test','','telepathy',NULL,NULL,0,5,'pending',100,0),"
+        "('no uuid','acme.test','','startSession',NULL,NULL,0,5,'failed',100,0)");
+    enqueue({storedTask(1, heartbeat, 10)});
+    const LogCapture log;
+    for (int i = 0; i < 2; ++i) {
+        const auto next = store->nextUploadTask(start);
+        ASSERT_TRUE(next);
+        EXPECT_EQ(next->id, numberedId(1));
     }
+    EXPECT_EQ(log.count("of the upload queue cannot be read and is set aside"), 3);
+    EXPECT_EQ(sql("SELECT count(*) FROM upload_queue"), "4") << "nothing is lost";
 }
 
 TEST_F(SQLite, AddsToASlotAsMuchAsItCanHold) {

@@ -59,7 +59,7 @@ struct StoreWorld {
     void useCompany(const QString& host) { domain.setBaseURL(QUrl("https://" + host + "/api/v1/")); }
     SQLiteStore& open() {
         store.reset();
-        return store.emplace(folder, domain, machine.clock, machine.random);
+        return store.emplace(folder, domain, machine.clock);
     }
     /// Runs SQL on the file and gives its rows joined with ", ", columns joined with blanks.
     QString sql(const QByteArray& text) const {
