@@ -161,7 +161,7 @@ bool Bench::signIn() {
 
 QString Bench::picturePath(int number) {
     const QString token = ISO8601::text(clock_.now(), zones_.storedTimeZone()).replace(':', '-');
-    return CaptureFolder::capturesDirectory(information_, domain_) + '/' +
+    return CaptureFolder::capturesDirectory(information_, domain_.domainKey()) + '/' +
            CaptureFolder::fileName(session_.id, token, number);
 }
 
@@ -169,7 +169,7 @@ void Bench::fillQueue() {
     store_->enqueueUploadTask(service_->sessionStartTask(session_).value());
     for (int i = 0; i < heartbeats; ++i)
         store_->enqueueUploadTask(service_->sessionEndTask(session_).value());
-    QDir().mkpath(CaptureFolder::capturesDirectory(information_, domain_));
+    QDir().mkpath(CaptureFolder::capturesDirectory(information_, domain_.domainKey()));
     for (int i = 0; i < pictures; ++i) {
         QFile file(picturePath(i));
         file.open(QIODevice::WriteOnly);

@@ -1,7 +1,7 @@
 #include "CaptureFolder.h"
 
 #include "ApplicationFolder.h"
-#include "DomainStorage.h"
+#include "Log.h"
 #include "Session.h"
 
 #include <QCryptographicHash>
@@ -24,10 +24,6 @@ QString CaptureFolder::capturesDirectory(const ApplicationInfo& information, con
     return capturesBaseDirectory(information) + u'/' + name;
 }
 
-QString CaptureFolder::capturesDirectory(const ApplicationInfo& information, const DomainStorage& domain) {
-    return capturesDirectory(information, domain.domainKey());
-}
-
 void CaptureFolder::movePictures(const QString& from, const QString& to) {
     const QStringList names = QDir(from).entryList(QDir::Files | QDir::Hidden, QDir::NoSort);
     if (names.isEmpty())
@@ -42,13 +38,12 @@ QString CaptureFolder::fileName(const QUuid& sessionId, const QString& timestamp
     return uuidText(sessionId) + u'_' + timestampToken + u'_' + QString::number(displayIndex) + ".jpg";
 }
 
-void CaptureFolder::cleanupOldCaptures(const QString& directory, int maxFileCount,
-                                       const std::function<QSet<QString>()>& pendingUploadFilePaths) {
+int CaptureFolder::cleanupOldCaptures(const QString& directory, int maxFileCount) {
     const QFileInfoList entries =
         QDir(directory).entryInfoList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot, QDir::NoSort);
-    qsizetype surplus = entries.size() - maxFileCount;
+    const qsizetype surplus = entries.size() - maxFileCount;
     if (surplus <= 0)
-        return;
+        return 0;
 
     struct Entry {
         qint64 modified; ///< Milliseconds since 1970; an unknown date is the distant past.
@@ -62,15 +57,11 @@ void CaptureFolder::cleanupOldCaptures(const QString& directory, int maxFileCoun
              directory + u'/' + entry.fileName()});
     }
     std::ranges::stable_sort(oldestFirst, {}, &Entry::modified);
-
-    const QSet<QString> queued = pendingUploadFilePaths();
-    for (const Entry& entry : oldestFirst) {
-        if (surplus <= 0)
-            return;
-        if (queued.contains(entry.path))
-            continue;
-        // What cannot be removed counts all the same, or a newer picture would go in its place.
-        QFile::remove(entry.path);
-        --surplus;
-    }
+    // What cannot be removed counts all the same, or a newer picture would go in its place.
+    oldestFirst.resize(static_cast<std::size_t>(surplus));
+    const auto removed =
+        std::ranges::count_if(oldestFirst, [](const Entry& entry) { return QFile::remove(entry.path); });
+    qCCritical(Log::capture, "Pruned the %td oldest of %lld pictures: more than %d wait to be sent", removed,
+               static_cast<qint64>(entries.size()), maxFileCount);
+    return static_cast<int>(removed);
 }

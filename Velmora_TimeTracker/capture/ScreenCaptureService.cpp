@@ -5,11 +5,9 @@
 #include "CaptureFolder.h"
 #include "CaptureGeometry.h"
 #include "Clock.h"
-#include "DomainStorage.h"
 #include "ISO8601.h"
 #include "Log.h"
 #include "Permissions.h"
-#include "SQLiteStore.h"
 #include "Session.h"
 #include "SingleFrameCollector.h"
 #include "Task.h"
@@ -159,8 +157,8 @@ void ScreenCaptureService::Cycle::report(CaptureOutcome outcome) const {
         qCInfo(Log::capture,
                "Posting captureComplete notification to trigger heartbeat and screenshot upload");
         callbacks->onCaptureComplete();
-        CaptureFolder::cleanupOldCaptures(directory, CaptureFolder::maxFileCount,
-                                          [this] { return on.store.pendingUploadFilePaths(); });
+        if (const int pruned = CaptureFolder::cleanupOldCaptures(directory, CaptureFolder::maxFileCount))
+            callbacks->onPicturesPruned(pruned);
         break;
     case CaptureOutcome::permissionLost:
         callbacks->onPermissionLost();

@@ -11,9 +11,7 @@ class APITimeZoneResolver;
 class ApplicationInfo;
 class Clock;
 class DisplaySource;
-class DomainStorage;
 class Permissions;
-class SQLiteStore;
 
 /// Takes a JPEG of every display at a fixed interval while a session runs, and reports the outcome of each cycle to
 /// its owner. A failure that proves nothing about the permission only skips its cycle. Used on the main
@@ -26,17 +24,19 @@ public:
         Permissions& permissions;
         const ApplicationInfo& information;
         const APITimeZoneResolver& timeZones;
-        SQLiteStore& store;
         Clock& clock;
         Executor& queue;   ///< "com.velmora.timetracker.screencapture": the timer and the probe
         Executor& utility; ///< the capture cycles
     };
-    /// Called on `queue` or `utility`, never on the main thread; of the last three, one for each cycle.
+    /// Called on `queue` or `utility`, never on the main thread. Each cycle that ends calls one of
+    /// `onPermissionLost`, `onCaptureComplete` and `onCaptureFailed`.
     struct Callbacks {
         std::function<bool()> shouldCapture;
         std::function<void()> onPermissionLost;
         std::function<void()> onCaptureComplete;
         std::function<void()> onCaptureFailed; ///< For a passing reason.
+        /// Beside `onCaptureComplete`: how many pictures went because the folder was full.
+        std::function<void(int)> onPicturesPruned;
     };
 
     explicit ScreenCaptureService(const Dependencies& dependencies);

@@ -111,18 +111,6 @@ bool SQLiteStore::hasActivitySegmentTask() {
     return found;
 }
 
-QSet<QString> SQLiteStore::pendingUploadFilePaths() {
-    const QString domain = domain_.domainKey();
-    QSet<QString> paths;
-    withStatement(Sql::pendingUploadFilePaths, [&](Statement& statement) {
-        statement.bindText(domain);
-        while (statement.step()) {
-            paths.insert(statement.text(0).value_or(QString()));
-        }
-    });
-    return paths;
-}
-
 std::vector<QUuid> SQLiteStore::pendingUploadTaskIds(const QUuid& sessionId,
                                                      const std::vector<UploadTaskType>& types,
                                                      const QString& domainKey) {

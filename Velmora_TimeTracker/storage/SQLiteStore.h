@@ -4,7 +4,6 @@
 #include "UploadTask.h"
 
 #include <QHash>
-#include <QSet>
 #include <QString>
 #include <chrono>
 #include <functional>
@@ -102,7 +101,6 @@ public:
     bool resetStaleInProgressTasks();
     bool hasScreenshotTask(const QUuid& sessionId, const QString& filePath, const QString& domainKey);
     bool hasActivitySegmentTask();
-    QSet<QString> pendingUploadFilePaths();
     std::vector<QUuid> pendingUploadTaskIds(const QUuid& sessionId, const std::vector<UploadTaskType>& types,
                                             const QString& domainKey);
 

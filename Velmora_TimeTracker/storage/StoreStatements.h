@@ -156,9 +156,6 @@ inline constexpr const char* hasActivitySegmentTask =
 WHERE domain_key = ? AND type = 'activitySegment'
 AND status IN ('pending', 'failed', 'inProgress')
 LIMIT 1;)";
-inline constexpr const char* pendingUploadFilePaths =
-    R"(SELECT file_path FROM upload_queue
-WHERE domain_key = ? AND file_path IS NOT NULL AND status IN ('pending', 'inProgress', 'failed');)";
 inline constexpr const char* unacceptedSessions =
     R"(SELECT COUNT(DISTINCT session_id) FROM upload_queue
 WHERE domain_key = ? AND priority >= ? AND retry_count > ?;)";

@@ -4,6 +4,7 @@
 #include "SessionOperation.h"
 #include "UploadService.h"
 
+#include <QPointer>
 #include <algorithm>
 
 namespace {
@@ -39,6 +40,12 @@ void SessionManager::startScreenCaptureTimer() {
     callbacks.onPermissionLost = later(&SessionManager::handleScreenRecordingPermissionLost);
     callbacks.onCaptureComplete = later(&SessionManager::handleCaptureComplete);
     callbacks.onCaptureFailed = later(&SessionManager::reportRunning);
+    callbacks.onPicturesPruned = [weak = QPointer(this), &main = on_.main](int pictures) {
+        main.post([weak, pictures] {
+            if (weak)
+                weak->on_.uploads.notePrunedPictures(pictures);
+        });
+    };
     updateCaptureEligibility(); // first, since a capture may be due at once
     on_.screenCapture.start(currentSession_->id, currentSessionDomain_, std::max<qint64>(interval, 1),
                             std::move(callbacks));

@@ -13,15 +13,26 @@
 namespace {
 
 constexpr Seconds retention = 7 * 24 * 60 * 60;
+constexpr Seconds stumpAge = 60;
 
 QStringList entries(const QString& directory) {
     return QDir(directory).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
                                      QDir::NoSort);
 }
 
-bool isOlderThanRetention(const QString& path, Date now) {
+bool isOlderThan(Seconds age, const QString& path, Date now) {
     const QDateTime modified = QFileInfo(path).lastModified();
-    return modified.isValid() && now - Date::fromDateTime(modified) > retention;
+    return modified.isValid() && now - Date::fromDateTime(modified) > age;
+}
+
+bool isPicture(const QString& name) {
+    return name.endsWith(".jpg", Qt::CaseInsensitive);
+}
+
+/// What a death in the middle of writing a picture leaves behind.
+bool isStump(const QString& name) {
+    static const QRegularExpression temporaryName("\\.jpg\\.[A-Za-z0-9]{6}$");
+    return temporaryName.match(name).hasMatch();
 }
 
 /// The session whose id stands before the first "_".
@@ -49,7 +60,7 @@ QStringList ScreenshotFiles::forSession(const QUuid& sessionId, const QString& d
     const QString prefix = uuidText(sessionId) + u'_';
     QStringList paths;
     for (const QString& name : entries(directory))
-        if (name.startsWith(prefix))
+        if (name.startsWith(prefix) && isPicture(name))
             paths.append(directory + u'/' + name);
     return paths;
 }
@@ -121,9 +132,11 @@ std::vector<UploadTask> ScreenshotFiles::orphanedScreenshotTasks(
     std::vector<UploadTask> tasks;
     for (const QString& name : entries(directory)) {
         const QString path = directory + u'/' + name;
-        if (QFileInfo(name).suffix().toLower() != "jpg")
+        if (isStump(name) && isOlderThan(stumpAge, path, now))
+            QFile::remove(path);
+        if (!isPicture(name))
             continue;
-        if (isOlderThanRetention(path, now)) {
+        if (isOlderThan(retention, path, now)) {
             QFile::remove(path);
             continue;
         }

@@ -23,7 +23,8 @@ inline constexpr int priority = 10;
 
 UploadTask newTask(const QUuid& id, const QUuid& sessionId, const QString& path, Date createdAt);
 
-/// Files of a session in `directory` (created if missing), as absolute paths, unsorted.
+/// Pictures of a session in `directory` (created if missing), as absolute paths, unsorted. A picture that is being
+/// written has another ending until it is whole.
 QStringList forSession(const QUuid& sessionId, const QString& directory);
 
 /// The name that the server gets: the capture time written in the API time zone; the file's own name when it
@@ -36,7 +37,7 @@ std::optional<Date> parseScreenshotTimestamp(const QString& token);
 /// "2025-03-14T09:30:00Z" from "2025-03-14T09-30-00Z"; absent for a token without a time or an offset.
 std::optional<QString> restoredISO8601FromFilenameToken(const QString& token);
 
-/// Deletes pictures of `directory` older than seven days, and makes a task for every other one whose name
+/// Deletes pictures of `directory` older than seven days and half-written ones older than a minute, and makes a task for every other one whose name
 /// begins with a session and that has none. A file without a date never ages.
 std::vector<UploadTask> orphanedScreenshotTasks(
     const QString& directory, Date now, Random& random,

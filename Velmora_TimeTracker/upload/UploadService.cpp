@@ -263,6 +263,14 @@ void UploadService::rescheduleOffline(const UploadTask& task, std::optional<int>
     tryAgainAt(now + std::max(delay, requestedDelay(failure, now)), task, task.retryCount);
 }
 
+void UploadService::notePrunedPictures(int pictures) {
+    on_.worker.post([this, pictures] {
+        UploadNotices notices = notices_;
+        notices.prunedPictures += pictures;
+        updateNotices(notices);
+    });
+}
+
 void UploadService::updateNotices(UploadNotices notices) {
     notices.unacceptedSessions = on_.store.unacceptedSessions(heartbeatPriority, maxRetries);
     if (notices.unacceptedSessions == 0)

@@ -92,6 +92,8 @@ public:
     /// Adds a row for each of the session's pictures that has none, on the worker. `domainKey` is the session's own. Any
     /// thread. The files are the record: the launch finds those that got no row.
     void enqueueScreenshotsForSession(const QUuid& sessionId, const QString& domainKey);
+    /// Adds to the number of pictures that were deleted unsent. Any thread.
+    void notePrunedPictures(int pictures);
     /// Adds the row that sends the closed segments, unless there is one; it is on disk when the call returns. Any thread.
     void enqueueActivitySegmentsForUpload(const std::optional<SegmentUtils::DateAndNumber>& openSegment);
 

@@ -2,9 +2,7 @@
 
 #include "APITimeZoneResolver.h"
 #include "DatabaseProbe.h"
-#include "DomainStorage.h"
 #include "LogCapture.h"
-#include "SQLiteStore.h"
 #include "SimulatedPlatform.h"
 
 #include <QTemporaryDir>
@@ -16,15 +14,13 @@ namespace {
 struct ScreenCapture : testing::Test {
     QTemporaryDir directory{fastTemporaryFolder()};
     SimulatedPlatform machine{directory.path()};
-    DomainStorage domain{machine.preferences};
     APITimeZoneResolver zones{machine.preferences, machine.clock};
-    SQLiteStore store{directory.filePath("Velmora TimeTracker"), domain, machine.clock};
     SimulatedDisplays displays;
     std::unique_ptr<ScreenCaptureService> service{
-        new ScreenCaptureService({displays, machine.permissions, machine.information, zones, store,
-                                  machine.clock, machine.screenCapture, machine.utility})};
+        new ScreenCaptureService({displays, machine.permissions, machine.information, zones, machine.clock,
+                                  machine.screenCapture, machine.utility})};
     bool eligible = true;
-    int asked = 0, lost = 0, complete = 0, failed = 0;
+    int asked = 0, lost = 0, complete = 0, failed = 0, pruned = 0;
     const QString prefix = "0A1B2C3D-0000-4000-8000-000000000007_";
     QUuid session{prefix.chopped(1)};
     const QString captures = directory.filePath("Velmora TimeTracker/captures");
@@ -34,7 +30,8 @@ struct ScreenCapture : testing::Test {
     void start(qint64 minutes = 5) {
         const auto shouldCapture = [this] { return ++asked, eligible; };
         service->start(session, "acme.test", minutes,
-                       {shouldCapture, [this] { ++lost; }, [this] { ++complete; }, [this] { ++failed; }});
+                       {shouldCapture, [this] { ++lost; }, [this] { ++complete; }, [this] { ++failed; },
+                        [this](int pictures) { pruned += pictures; }});
     }
     void startAnother(qint64 minutes = 5) {
         session = machine.random.uuid();
@@ -174,24 +171,24 @@ TEST_F(ScreenCapture, aSlowCycleOutlastsStopButNotTheService) {
     EXPECT_EQ(asked, 2);
 }
 
-TEST_F(ScreenCapture, afterAFullCycleTheFolderKeepsFiveHundredFilesAndAllThatAreQueued) {
+TEST_F(ScreenCapture, AfterAFullCycleTheFolderKeepsItsFiveHundredNewestFiles) {
     start();
     const auto old = [&](int i) { return folder + QString("/%1.jpg").arg(1000 - i); }; // 0 sorts last by name
     for (int i = 0; i < 503; ++i) {
         QFile file(old(i));
         const QDateTime modified = (machine.clock.now() - 10000 + i).toDateTime(QTimeZone::utc());
         ASSERT_TRUE(file.open(QFile::WriteOnly) && file.setFileTime(modified, QFile::FileModificationTime));
-        if (i < 3)
-            store.enqueueUploadTask(
-                {machine.random.uuid(), {}, UploadTaskType::screenshot, old(i), {}, 0, {}});
     }
     EXPECT_TRUE(QFile::copy(old(9), folder + "/.hidden"));
+    const LogCapture log;
     // What cannot be removed counts all the same, or a younger file would go in its place.
     EXPECT_TRUE(QFile::remove(old(4)) && QDir().mkpath(old(4) + "/inner"));
     using std::filesystem::last_write_time;
     last_write_time(old(4).toStdString(), last_write_time(old(3).toStdString()));
     pass(60);
     EXPECT_EQ(files().size(), 500);
+    EXPECT_EQ(pruned, 4);
+    EXPECT_EQ(log.count("Pruned the 4 oldest of 505 pictures: more than 500 wait to be sent"), 1);
     for (int i = 0; i < 12; ++i)
-        EXPECT_EQ(QFile::exists(old(i)), i < 3 || i == 4 || i > 7) << i;
+        EXPECT_EQ(QFile::exists(old(i)), i > 3) << i;
 }

@@ -169,6 +169,18 @@ TEST_F(Core, StopsTheSessionThatAnotherDeviceTookOver) {
     EXPECT_EQ(machine.desktop.activations, 1);
 }
 
+TEST_F(Core, TellsTheStateWhichPicturesWentUnsent) {
+    const QString captures = CaptureFolder::capturesDirectory(machine.information, core->domain.domainKey());
+    EXPECT_TRUE(QDir().mkpath(captures));
+    for (int i = 0; i < 502; ++i) {
+        QFile picture(captures + QString("/%1.jpg").arg(i));
+        ASSERT_TRUE(picture.open(QFile::WriteOnly));
+    }
+    start();
+    typeFor(62);
+    EXPECT_EQ(state().uploadNotices().prunedPictures, 3);
+}
+
 TEST_F(Core, GoesOnTrackingWhenAnEarlierSessionWasTakenOver) {
     QUuid earlier;
     machine.urlSession.setServer([&](const URLRequest& request) {
@@ -432,6 +444,8 @@ TEST_F(Core, MovesPicturesOfAnEarlierVersionWhateverItsHostIsCalled) {
     picture.close();
     status = 503;
     launch();
-    const QString moved = CaptureFolder::capturesDirectory(machine.information, core->domain) + u'/' + name;
-    EXPECT_TRUE(QFile::exists(moved) && core->store.pendingUploadFilePaths().contains(moved));
+    const QString moved =
+        CaptureFolder::capturesDirectory(machine.information, core->domain.domainKey()) + u'/' + name;
+    EXPECT_TRUE(QFile::exists(moved));
+    EXPECT_EQ(sql("SELECT file_path FROM upload_queue WHERE type = 'screenshot'"), QStringList(moved));
 }

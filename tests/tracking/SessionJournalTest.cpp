@@ -176,7 +176,7 @@ TEST_F(SessionJournalTest, ABusyDatabaseStallsNoStopAndLosesNoPicture) {
     world.start();
     world.tick(30);
     const QString captures =
-        CaptureFolder::capturesDirectory(world.machine.information, world.core->domain) + u'/';
+        CaptureFolder::capturesDirectory(world.machine.information, world.core->domain.domainKey()) + u'/';
     for (int index = 0; index < 60; ++index) {
         QFile file(captures + CaptureFolder::fileName(world.session().id, "x", index));
         EXPECT_TRUE(file.open(QFile::WriteOnly));

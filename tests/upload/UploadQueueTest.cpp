@@ -1,6 +1,8 @@
 #include "PreferenceStores.h"
 #include "UploadWorld.h"
 
+#include <QSaveFile>
+
 TEST_F(Upload, sendsTwentyTasksARun) {
     for (int i = 0; i < 21; ++i)
         add(heartbeat, 100, QByteArray::number(i));
@@ -160,6 +162,19 @@ TEST_F(Upload, TakesATakeoverUpWhicheverPathSeesItAndLeavesPictures) {
     EXPECT_EQ(heard, QStringList({sessionText + " gone 409", sessionText + " gone 404"}));
 }
 
+TEST_F(Upload, EnqueuesNoHalfWrittenPictureAndTheLaunchSweepsIt) {
+    const QString captures = QFileInfo(file("of-no-session")).path();
+    QSaveFile half(captures + u'/' + sessionText + "_t_0.jpg");
+    ASSERT_TRUE(half.open(QFile::WriteOnly) && half.write("half") && half.flush());
+    service.enqueueScreenshotsForSession(QUuid(sessionText), domain.domainKey());
+    pass(0);
+    EXPECT_EQ(rows(), "");
+    ASSERT_TRUE(half.setFileTime((machine.clock.now() - 61).toDateTime(QTimeZone::utc()),
+                                 QFile::FileModificationTime));
+    await(service.start());
+    EXPECT_EQ(QDir(captures).entryList(QDir::Files), QStringList("of-no-session"));
+}
+
 TEST_F(Upload, launchMendsTheQueueAndAdoptsStrandedPictures) {
     zones.store("Pacific/Kiritimati"); // UTC+14: there, thirty days ago is 16 October 2023
     store->enqueueUploadTask(storedTask(1, heartbeat), "other.test");
@@ -179,6 +194,8 @@ TEST_F(Upload, launchMendsTheQueueAndAdoptsStrandedPictures) {
         {file("notes_0.jpg", week), 'k'},
         {file(sessionText + "_t_4.jpg", week + 1), 'd'},
         {file(sessionText + "_t_6.jpg", week + 1, "other.test"), 'd'},
+        {file(sessionText + "_t_8.jpg.aBcDeF", 61, "other.test"), 'd'},
+        {file(sessionText + "_t_9.jpg.aBcDeF", 59), 'k'},
     };
     addScreenshot(file(sessionText + "_queued_0.jpg", 5));
     reply(Network::failure(URLError::Code::networkConnectionLost));

@@ -62,8 +62,8 @@ TimeTrackerCore::TimeTrackerCore(const Platform& thePlatform)
             platform.worker, platform.main})
     , remoteConfig(api, auth, platform.preferences, platform.clock, platform.random, platform.worker, folder)
     , permissions(platform.permissions)
-    , screenCapture({platform.displays, platform.permissions, platform.information, timeZones, store,
-                     platform.clock, platform.screenCapture, platform.utility})
+    , screenCapture({platform.displays, platform.permissions, platform.information, timeZones, platform.clock,
+                     platform.screenCapture, platform.utility})
     , retry(platform.clock, platform.random)
     , network(platform.path)
     , uploadTransport(platform.urlSession, endpoints, keychain, [this] { return refreshedAccessToken(); })
