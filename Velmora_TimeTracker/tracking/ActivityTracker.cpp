@@ -41,14 +41,19 @@ void ActivityTracker::stop() {
 }
 
 void ActivityTracker::reset(const ActivitySnapshot& counted, Seconds totalTrackedSeconds) {
+    resetCounts(counted, totalTrackedSeconds);
+    const std::lock_guard guard(state_);
+    lastInputAt_.reset();
+    reenableAttempts_ = 0;
+}
+
+void ActivityTracker::resetCounts(const ActivitySnapshot& counted, Seconds totalTrackedSeconds) {
     const std::lock_guard guard(state_);
     mouseMoves_ = counted.mouseMoves;
     keyboardEvents_ = counted.keyboardEvents;
     activeSeconds_ = counted.activityScore / 100.0 * totalTrackedSeconds;
     hadInputThisSecond_ = false;
     mouseMovesThisSecond_ = keyboardEventsThisSecond_ = 0;
-    lastInputAt_.reset();
-    reenableAttempts_ = 0;
 }
 
 bool ActivityTracker::consumeHadInputThisSecond() {

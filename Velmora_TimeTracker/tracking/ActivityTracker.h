@@ -25,6 +25,8 @@ public:
     void stop();
     /// Begins a session that has these counts already, and this score of `totalTrackedSeconds`. A new session has none.
     void reset(const ActivitySnapshot& counted = {}, Seconds totalTrackedSeconds = 0);
+    /// The same for a session that midnight begins: the moment of the last input stays.
+    void resetCounts(const ActivitySnapshot& counted = {}, Seconds totalTrackedSeconds = 0);
 
     /// Each of these two reads and clears in one step.
     bool consumeHadInputThisSecond();

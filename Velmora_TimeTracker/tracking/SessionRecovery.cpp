@@ -58,7 +58,7 @@ void SessionManager::performMidnightRollover(Date newDate) {
            "Midnight rollover: session %s completed, new session %s started at %s, wasPaused: %s",
            qPrintable(uuidText(old.id)), qPrintable(uuidText(next.id)),
            qPrintable(readable(newDate, engineTimeZone())), isPaused_ ? "true" : "false");
-    on_.activityTracker.reset();
+    on_.activityTracker.resetCounts();
     last5MinActivityRate_.reset();
     last5MinInputBuffer_.clear();
     if (next.intervals.empty()) {
