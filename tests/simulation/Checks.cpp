@@ -82,8 +82,6 @@ void World::checkHistory(const std::vector<Session>& finished) {
 void World::checkSpans(const std::vector<Session>& finished) {
     for (const Session& session : finished) {
         const Known& known = known_[session.id];
-        if (known.endedByRule)
-            continue;
         std::vector<TrackingInterval> left = session.intervals;
         // The longest first: one that is too short to matter may begin where its neighbour does.
         const auto length = [](const TrackingInterval& one) {
@@ -122,9 +120,7 @@ void World::checkToday(const std::vector<Session>& all) {
     for (const Session& session : all)
         if (!session.intervals.empty() && companyDate(session.intervals.front().startedAt) == today &&
             (session.status == SessionStatus::completed || session.id == seen_.session)) {
-            const Seconds total = session.totalSeconds(platform_.timeline.date());
-            billed += total;
-            ran += known_.value(session.id).endedByRule ? total : 0;
+            billed += session.totalSeconds(platform_.timeline.date());
         }
     const QString prefix = today.toString(Qt::ISODate) + u'#';
     for (auto slot = slots_.cbegin(); slot != slots_.cend(); ++slot)
@@ -170,7 +166,13 @@ void World::checkDelivery(const std::vector<Session>& all) {
         };
         if (!changesZone_ && record.startBodies.size() > 1)
             complain("D: session %1 began with different bodies", id);
-        if (record.startBodies.isEmpty() && !known.beganPaused && !isAccountedFor("startSession"))
+        if (session.intervals.empty()) { // it never ran, so it was never announced
+            if (!record.startBodies.isEmpty() || !record.completedBodies.isEmpty() ||
+                queued["startSession"].contains(session.id) || queued["heartbeat"].contains(session.id))
+                complain("D: session %1 is reported without an interval", id);
+            continue;
+        }
+        if (record.startBodies.isEmpty() && !isAccountedFor("startSession"))
             complain("D: session %1 never began for the server", id);
         if (session.status != SessionStatus::completed)
             continue;

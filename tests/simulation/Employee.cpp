@@ -124,30 +124,15 @@ void World::press(double chosen) {
     }
 }
 
-/// The session that a crash left behind goes on, as a person lets it who finds it, or ends when it is found, as when
-/// the sign-in is no longer good.
+/// The session that a crash left behind goes on, or ends at its last mark of life, as when the sign-in is no longer good.
 void World::leaveInterrupted(bool resumes) {
     SessionManager& engine = core_->sessionManager;
-    const Session found = *engine.interruptedSession();
-    const auto died = std::exchange(known_[found.id].diedRunning, std::nullopt);
-    const bool crossesDay = !found.intervals.empty() && companyDate(found.intervals.front().startedAt) !=
-                                                            companyDate(platform_.timeline.date());
-    if (crossesDay || !resumes)
-        known_[found.id].endedByRule = true;
-    // The rule for a session left open over midnight: it ends with its first day, which a change of zone may
-    // move to before the crash.
-    if (crossesDay && (died || changesZone_))
-        truth_.note(std::min(companyMidnight(found.intervals.front().startedAt, 1),
-                             died.value_or(real()) - Truth::crashLoss),
-                    real(), Truth::Second::allowed);
-    resolveGap(found.id, false);
+    resolveGap(engine.interruptedSession()->id, false);
     if (resumes) {
         engine.resumeInterruptedSession();
         return;
     }
     ++happened_["discard"];
-    if (died)
-        truth_.note(*died - Truth::crashLoss, real(), Truth::Second::allowed);
     engine.discardInterruptedSession();
 }
 

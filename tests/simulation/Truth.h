@@ -9,13 +9,8 @@
 /// What really happened, second by second, written down by the world and not by the program. Real time counts
 /// the seconds since the world began, awake or asleep, and never jumps.
 ///
-/// Where the program's own rules demand an outcome that a plain reading would call wrong, the seconds
-/// concerned are noted as `allowed` with the name of the rule:
-///   - the seconds between a midnight and its detection belong to nobody (at most `tickSlack`; after a change
-///     of the zone, all that ran since the new zone's midnight);
-///   - a crash loses at most `crashLoss` running seconds;
-///   - a session found after a crash and finished without being resumed ends when it is found, or at the end of
-///     its first day, not at its last sign of life.
+/// A second in which the program ran must be billed, and no other. A crash alone takes some back: at most `crashLoss`
+/// running seconds, which are noted as `allowed`.
 class Truth {
 public:
     enum class Second : quint8 {

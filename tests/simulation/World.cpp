@@ -77,6 +77,7 @@ World::~World() {
 
 /// What the program drops, it must name; the row is still there while it does.
 void World::hear(const QString& logLine) {
+    if (getenv("SIMLOG")) fprintf(stderr, "%.1f %s %s\n", real(), qPrintable(platform_.timeline.date().toDateTime(zone_).toString(Qt::ISODate)), qPrintable(logLine));
     static const QRegularExpression failure(
         "^Task (\\S+) type=(\\w+) (?:failed \\(attempt (\\d+)\\)|permanent client error)");
     const auto match = failure.match(logLine);
@@ -141,7 +142,7 @@ void World::observe() {
     const Seconds idleFor = platform_.timeline.uptime() - lastInputUptime_;
     if (now == seen_) {
         // A new threshold holds from the next interval on.
-        const Seconds unnoticed = std::min(idleFor - idleThreshold_, real() - intervalBegan_);
+        const Seconds unnoticed = std::min(idleFor - idleThreshold_, real() - watchedSince_);
         if (now.isRunning() && unnoticed > 7.5 && !isSleepy_)
             complain("idle for %1 s, and not noticed", idleFor);
         return;
@@ -154,20 +155,20 @@ void World::observe() {
         resolveGap(before.session, false);
         if (before.project != now.project)
             complain("midnight changed the project");
-        if (before.isPaused)
-            known_[now.session].beganPaused = true;
     }
-    if (before.isRunning() && (!now.isRunning() || isRollover))
-        runningEnded(!isRollover && !isIdlePause);
+    if (before.isRunning() && isRollover) {
+        midnightPassed();
+        seen_.session = now.session;
+    }
+    if (before.isRunning() && !now.isRunning())
+        runningEnded(!isIdlePause);
     seen_ = now;
     heardNoWake_ = false;
-    if (isRollover && changesZone_)
-        // The new zone's midnight may lie far back: what ran since then belongs to nobody.
-        truth_.note(std::max(intervalBegan_, companyMidnight(platform_.timeline.date())), real(),
-                    Truth::Second::allowed);
     if (now.isRunning() && (!before.isRunning() || isRollover)) {
         if (!isCommanding_ && !isSleepy_ && !isRollover)
             complain("running for no reason");
+        if (!before.isRunning())
+            intervalBegan();
         runningBegan(isRollover);
     }
     if (isIdlePause) {
@@ -196,12 +197,10 @@ void World::observe() {
 // ---- what it means
 
 void World::runningBegan(bool isRollover) {
-    intervalBegan();
+    watchedSince_ = real();
     const auto& config = core_->sessionManager.config();
     idleThreshold_ =
         60.0 * static_cast<double>(std::max<qint64>(config ? config->idleMinutesThreshold : 5, 1));
-    if (isRollover)
-        lastCountedInput_.reset();
     if (isRollover && options_.fault == PlantedFault::doubleCountAtMidnight) {
         Session twice = storedSessions("session_history").back();
         twice.id = platform_.random.uuid();
@@ -211,14 +210,29 @@ void World::runningBegan(bool isRollover) {
 
 void World::intervalBegan() {
     intervalBegan_ = slotsCounted_ = real();
+    isContinued_ = false;
     wallBegan_ = platform_.timeline.date();
     ++slots_[slotOf(wallBegan_)].edges;
     truth_.blur(intervalBegan_);
 }
 
+/// What ran since midnight belongs to the next session; nothing stood still.
+void World::midnightPassed() {
+    noteRunning();
+    const Date now = platform_.timeline.date();
+    const double ranToday = now - (truth_.start() + companyMidnight(now));
+    const double cut = std::clamp(real() - ranToday, intervalBegan_, real());
+    if (changesClock_)
+        known_[seen_.session].spans.push_back({wallBegan_, cut - intervalBegan_, true});
+    isContinued_ = isContinued_ || cut > intervalBegan_;
+    intervalBegan_ = cut;
+    wallBegan_ = now - (real() - cut);
+}
+
 /// Of the session in `seen_`, which ran until now, or until the machine fell asleep.
 void World::runningEnded(bool isPlain) {
     noteRunning();
+    truth_.blur(real());
     ++slots_[slotOf(truth_.start() + real())].edges;
     if (changesClock_)
         known_[seen_.session].spans.push_back({wallBegan_, real() - intervalBegan_, isPlain});
@@ -227,7 +241,9 @@ void World::runningEnded(bool isPlain) {
 /// The interval that runs, up to now. Slots begin at multiples of five minutes of universal time in every zone there is.
 void World::noteRunning() {
     const double to = real();
-    truth_.noteRoughly(intervalBegan_, to, Truth::Second::worked);
+    truth_.note(intervalBegan_, to, Truth::Second::worked);
+    if (!isContinued_)
+        truth_.blur(intervalBegan_);
     if (!isTidy())
         return;
     constexpr double piece = 300;
@@ -244,6 +260,7 @@ void World::noteRunning() {
 
 void World::resolveGap(const QUuid& session, bool goesOn) {
     const auto gap = std::exchange(known_[session].gap, std::nullopt);
+    if (getenv("SIMLOG") && gap) fprintf(stderr, "%.1f GAP %f %f %d\n", real(), gap->from, gap->to, goesOn);
     if (!gap)
         return;
     const bool isBilled = goesOn || !discardsIdle_;
@@ -256,9 +273,9 @@ QDateTime World::companyTime(Date date) const {
     return date.toDateTime(changesZone_ ? core_->sessionManager.engineTimeZone() : zone_);
 }
 
-double World::companyMidnight(Date date, int days) const {
+double World::companyMidnight(Date date) const {
     const QDateTime there = companyTime(date);
-    return Date::fromDateTime(there.date().addDays(days).startOfDay(there.timeZone())) - truth_.start();
+    return Date::fromDateTime(there.date().startOfDay(there.timeZone())) - truth_.start();
 }
 
 QString World::slotOf(Date date) const {
@@ -298,7 +315,6 @@ void World::die() {
         runningEnded(false);
         truth_.note(std::max(intervalBegan_ - Truth::tickSlack, real() - Truth::crashLoss),
                     real() + Truth::tickSlack, Truth::Second::allowed);
-        known_[seen_.session].diedRunning = real();
         if (options_.fault == PlantedFault::lostMark)
             TrackingHeartbeat::clear(seen_.session, platform_.preferences);
     }

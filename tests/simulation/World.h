@@ -62,10 +62,6 @@ private:
         int events = 0;          ///< What was typed and moved in it.
         std::vector<Span> spans; ///< In lives whose clock jumps.
         std::optional<Gap> gap;
-        std::optional<double> diedRunning; ///< It ran when the process died, and when that was.
-        bool beganPaused =
-            false; ///< A midnight began it while the employee paused: it has no start to report.
-        bool endedByRule = false; ///< Found open, it ended with its first day or when it was found.
         /// Its end is reported by the other device. The rule closes whatever session runs, also when the
         /// take-over was of an earlier one.
         bool closedByTakeover = false;
@@ -112,6 +108,7 @@ private:
 
     // What that means.
     void runningBegan(bool isRollover);
+    void midnightPassed();
     void intervalBegan();
     void runningEnded(bool isPlain);
     void noteRunning();
@@ -119,8 +116,8 @@ private:
     void leaveInterrupted(bool resumes);
     QDateTime companyTime(Date date) const;
     QDate companyDate(Date date) const { return companyTime(date).date(); }
-    /// Real time of the midnight that begins the company's day `days` after that of `date`.
-    double companyMidnight(Date date, int days = 0) const;
+    /// Real time of the midnight that begins the company's day of `date`.
+    double companyMidnight(Date date) const;
     QString slotOf(Date date) const;
     /// With the values in the place of %1, %2 and so on.
     template <typename... Values>
@@ -172,7 +169,7 @@ private:
     QSet<QString> stamped_;        ///< Pictures whose files bear the world's time.
 
     const bool changesClock_ = options_.seed % 5 == 4;
-    const bool changesZone_ = options_.seed % 7 == 3;
+    const bool changesZone_ = options_.seed % 7 == 3 && !changesClock_;
     const bool changesCompany_ = options_.seed % 5 == 2;
     QTimeZone zone_;            ///< The company's, in lives that do not change it.
     std::optional<int> offset_; ///< The company's from universal time, an hour ago.
@@ -186,7 +183,9 @@ private:
     bool discardsIdle_ =
         true; ///< By the last configuration that the program took over: a session ends by it.
     double intervalBegan_ = 0;
-    double slotsCounted_ = 0; ///< Until when the interval that runs is noted in the slots.
+    double watchedSince_ = 0;  ///< When the watch for idleness began.
+    bool isContinued_ = false; ///< It began at a midnight, while the program ran.
+    double slotsCounted_ = 0;  ///< Until when the interval that runs is noted in the slots.
     Date wallBegan_;
     std::optional<double> lastCountedInput_;
     Seconds lastInputUptime_ = 0;
