@@ -149,29 +149,32 @@ void World::checkPictures() {
 }
 
 /// The beginning of each session and the end of each finished one has arrived as it was, waits in the queue,
-/// or was dropped by name.
+/// or was refused for good.
 void World::checkDelivery(const std::vector<Session>& all) {
     QHash<QString, QSet<QUuid>> queued;
     for (const QString& row : sql("SELECT type, session_id FROM upload_queue"))
         queued[row.section(u'|', 0, 0)].insert(QUuid(row.section(u'|', 1)));
+    if (server_.unknownSessions > 0)
+        complain("D: a heartbeat came before its session's start");
     auto unknown = server_.sessions;
     for (const Session& session : all) {
         const QString id = session.id.toString();
         const auto record = server_.sessions.value(session.id);
         unknown.remove(session.id);
-        const Known& known = known_[session.id];
-        const auto isAccountedFor = [&](const QString& type) {
-            return queued[type].contains(session.id) || known.dropped.contains(type) || record.takenOver ||
-                   known.closedByTakeover;
-        };
-        if (!changesZone_ && record.startBodies.size() > 1)
-            complain("D: session %1 began with different bodies", id);
         if (session.intervals.empty()) { // it never ran, so it was never announced
             if (!record.startBodies.isEmpty() || !record.completedBodies.isEmpty() ||
                 queued["startSession"].contains(session.id) || queued["heartbeat"].contains(session.id))
                 complain("D: session %1 is reported without an interval", id);
             continue;
         }
+        const bool isRefused =
+            record.startBodies.isEmpty() && server_.refused["startSession"].contains(session.id);
+        const auto isAccountedFor = [&](const QString& type) {
+            return queued[type].contains(session.id) || known_[session.id].dropped.contains(type) ||
+                   record.takenOver || isRefused;
+        };
+        if (!changesZone_ && record.startBodies.size() > 1)
+            complain("D: session %1 began with different bodies", id);
         if (record.startBodies.isEmpty() && !isAccountedFor("startSession"))
             complain("D: session %1 never began for the server", id);
         if (session.status != SessionStatus::completed)

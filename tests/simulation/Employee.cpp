@@ -268,6 +268,12 @@ void World::calmDown() {
         pass(600);
         changeCompany();
     }
-    if (const auto left = pictureFiles(); !left.isEmpty())
-        complain("S: %1 pictures lie there after the calm", left.size());
+    // Those of a session whose start was refused for good wait until they age out.
+    const auto isWanted = [this](const QString& path) {
+        const QUuid session(QFileInfo(path).fileName().section(u'_', 0, 0));
+        return server_.hasBegun(session) || !server_.refused["startSession"].contains(session);
+    };
+    const QStringList left = pictureFiles();
+    if (const auto count = std::ranges::count_if(left, isWanted); count > 0)
+        complain("S: %1 pictures lie there after the calm", count);
 }

@@ -45,12 +45,12 @@ Reply ModelServer::handle(const URLRequest& request) {
         late.delay = 1 + chance() * 100;
         return late;
     }
-    case 6: { // done, but the answer is rubbish
-        const Reply done = commit(request);
-        const auto* response = std::get_if<URLResponse>(&done.result);
-        return response && response->statusCode == 200
-                   ? SimulatedURLSession::answer(200, chance() < 0.5 ? "<html>busy</html>" : R"({"data":[17)")
-                   : done;
+    case 6: { // the answer is rubbish, whether or not anything was done
+        if (chance() < 0.5)
+            commit(request);
+        // A picture's answer has no form that half an object could miss.
+        const bool isPage = request.url.path().endsWith("/screenshots") || chance() < 0.5;
+        return SimulatedURLSession::answer(200, isPage ? "<html>busy</html>" : R"({"data":[17)");
     }
     case 7:
         return refuse(request);
@@ -93,6 +93,8 @@ Reply ModelServer::commit(const URLRequest& request) {
     if (path.endsWith("employees/config"))
         return data(Json::object(encodeRemoteConfig(config)).value());
     if (path.endsWith("/screenshots")) {
+        if (!hasBegun(QUuid(path.section(u'/', -2, -2))))
+            return SimulatedURLSession::answer(404);
         static const QRegularExpression name("filename=\"([^\"]+)\"");
         screenshots.insert(name.match(QString::fromLatin1(request.body.left(400))).captured(1));
         return SimulatedURLSession::answer(200, "{}");
@@ -116,6 +118,13 @@ Reply ModelServer::heartbeat(const QJsonObject& body, const QByteArray& raw) {
     if (session.takenOver) {
         ++takeoverAnswers;
         return SimulatedURLSession::answer(409, R"({"message":"resumed elsewhere"})");
+    }
+    if (!hasBegun(id)) {
+        if (refused["startSession"].contains(id))
+            refused["heartbeat"].append(id);
+        else
+            ++unknownSessions;
+        return SimulatedURLSession::answer(404, R"({"message":"no such session"})");
     }
     session.reportedSeconds = body.value("total_seconds").toInteger();
     session.startedAt = QDateTime::fromString(body.value("started_at").toString(), Qt::ISODate);

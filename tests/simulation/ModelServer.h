@@ -36,11 +36,13 @@ public:
     QSet<QString> screenshots;       ///< Names of the pictures received.
     QHash<QString, double> segments; ///< The tracked percentage by "date#number".
     int takeoverAnswers = 0;
+    int unknownSessions = 0; ///< Heartbeats of sessions whose start has neither come nor been refused.
     int faultsMet = 0;
     /// The session of each request answered with a status that no retry would change, by the type of the row that it
     /// came from.
     QHash<QString, QList<QUuid>> refused;
 
+    bool hasBegun(const QUuid& session) const { return !sessions.value(session).startBodies.isEmpty(); }
     void takeOver(const QUuid& sessionId) { sessions[sessionId].takenOver = true; }
     void expireTokens() { ++tokenGeneration_; }
     QByteArray accessToken() const { return "access-" + QByteArray::number(tokenGeneration_); }

@@ -89,16 +89,15 @@ void World::hear(const QString& logLine) {
         const int attempt = match.captured(3).toInt();
         if (attempt > std::exchange(attempts_[row], attempt) + 1)
             complain("D: a failure of a %1 counted twice", type);
-        if (attempt <= 5)
-            return;
+        return;
     }
     const QUuid session(
         sql("SELECT session_id FROM upload_queue WHERE id = '" + row.toLatin1() + "'").value(0));
-    if (!match.hasCaptured(3) && !server_.refused[type].contains(session))
+    if (!server_.refused[type].contains(session))
         complain("D: a %1 was dropped that nobody refused", type);
     ++happened_["drop"];
     known_[session].dropped.insert(type);
-    droppedPictures_ += type == "screenshot" && !match.hasCaptured(3);
+    droppedPictures_ += type == "screenshot";
 }
 
 QStringList World::run() {
@@ -183,10 +182,7 @@ void World::observe() {
     }
     if (before.isTracking && !now.isTracking) {
         resolveGap(before.session, false);
-        const bool takenOver =
-            server_.takeoverAnswers > std::exchange(seenTakeovers_, server_.takeoverAnswers);
-        if (takenOver && !isCommanding_)
-            known_[before.session].closedByTakeover = true;
+        const bool takenOver = server_.sessions.value(before.session).takenOver;
         const bool idleStop = engine.lastStatusMessage() == "Tracking stopped: idle";
         if (!isCommanding_ && !takenOver && !idleStop && platform_.permissions.screenRecording &&
             core_->appState.isAuthenticated())

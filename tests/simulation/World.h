@@ -62,10 +62,7 @@ private:
         int events = 0;          ///< What was typed and moved in it.
         std::vector<Span> spans; ///< In lives whose clock jumps.
         std::optional<Gap> gap;
-        /// Its end is reported by the other device. The rule closes whatever session runs, also when the
-        /// take-over was of an earlier one.
-        bool closedByTakeover = false;
-        QSet<QString> dropped; ///< The types of its rows that were dropped for a reason that the log names.
+        QSet<QString> dropped; ///< The types of its rows that were refused for good.
     };
     /// What a ten-minute slot of the company's calendar should hold.
     struct Slot {
@@ -191,6 +188,5 @@ private:
     Seconds lastInputUptime_ = 0;
     Seconds idleThreshold_ = 300;
     QHash<QString, Slot> slots_;
-    int seenTakeovers_ = 0;
     double nextHour_ = 3600;
 };
