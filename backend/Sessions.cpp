@@ -73,12 +73,12 @@ void Sessions::start(const QString& user, const QString& company, const QJsonObj
     transaction.commit();
 }
 
-void Sessions::report(const QString& user, const QString& company, const QJsonObject& body, qint64 now) {
+void Sessions::report(const QString& user, const QJsonObject& body, qint64 now) {
     Transaction transaction(database);
     const QString uuid = body.value(u"session_uuid").toString();
     const QString status = body.value(u"status").toString();
     if (!demandHeld(user, body))
-        insert(user, company, body);
+        throw Refusal{404, QStringLiteral("There is no such session: its start has not come.")};
     Statement(database,
               "UPDATE sessions SET heartbeats = heartbeats + 1, reported_at = ? WHERE session_uuid = ?", now,
               uuid)

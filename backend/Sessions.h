@@ -54,8 +54,8 @@ public:
     /// Idempotent by session. 404 for a session of somebody else, 409 for one that another device took over.
     void start(const QString& user, const QString& company, const QJsonObject& body, qint64 now,
                bool displaceOtherDevices);
-    /// The same refusals. A report "active" that comes after the final one changes nothing.
-    void report(const QString& user, const QString& company, const QJsonObject& body, qint64 now);
+    /// The same refusals, and 404 before the session's start has come. A report "active" that comes after the final one changes nothing.
+    void report(const QString& user, const QJsonObject& body, qint64 now);
     /// Refusal 404 unless the session is known and the user's own.
     void demandOwned(const QString& user, const QString& sessionUuid) const;
     /// Hands the session to a device nobody knows; false when there is no such session.

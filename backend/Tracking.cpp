@@ -112,7 +112,7 @@ Reply heartbeat(State& state, const Call& call) {
     const Caller caller = callerOf(state, call);
     const QJsonObject body = uploadBody(call);
     demandHeartbeat(body);
-    state.sessions.report(caller.account.email, caller.company.key, body, state.second());
+    state.sessions.report(caller.account.email, body, state.second());
     return withTodayTotal(state, caller);
 }
 
