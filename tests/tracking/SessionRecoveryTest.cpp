@@ -364,7 +364,8 @@ TEST_F(SessionRecovery, DiscardsByTheSameRules) {
 
 TEST_F(SessionRecovery, FinishesAnUnfinishedSessionOnRequestWhereItStopped) {
     LogCapture log;
-    const Session left = leftBehind({{"2024-05-15T08:00:00Z", "2024-05-15T08:30:00Z"}});
+    const Session left = leftBehind({{"2024-05-15T08:00:00Z", ""}});
+    TrackingHeartbeat::record(left.id, at("2024-05-15T08:30:00Z"), world.machine.preferences);
     EXPECT_TRUE(log.contains("Recovered interrupted session " + uuidText(left.id)));
     engine().finishInterruptedSession();
     EXPECT_EQ(world.message(), "The unfinished session was ended at its last recorded moment.");
