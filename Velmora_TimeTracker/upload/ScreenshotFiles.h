@@ -37,8 +37,8 @@ std::optional<Date> parseScreenshotTimestamp(const QString& token);
 /// "2025-03-14T09:30:00Z" from "2025-03-14T09-30-00Z"; absent for a token without a time or an offset.
 std::optional<QString> restoredISO8601FromFilenameToken(const QString& token);
 
-/// Deletes pictures of `directory` older than seven days and half-written ones older than a minute, and makes a task for every other one whose name
-/// begins with a session and that has none. A file without a date never ages.
+/// Deletes pictures of `directory` older than seven days and half-written ones older than a minute, and makes a task for
+/// every other one whose name begins with a session and that has none. A file without a date never ages.
 std::vector<UploadTask> orphanedScreenshotTasks(
     const QString& directory, Date now, Random& random,
     const std::function<bool(const QUuid& sessionId, const QString& path)>& hasQueuedTask);

@@ -38,8 +38,8 @@ class RetryManager;
 ///        ▲                            │
 ///        └────────────────────────────┘ retry after 4 to 64 s; without a verdict after 60 to 90 s, uncounted
 ///
-/// From its sixth failure on, the start or end of a session is tried hourly, for 30 days of hours, and then logged with
-/// all that it holds. So each row is delivered at least once, with the same id and body, or dropped for a logged reason. Rows
+/// From its sixth failure on, the start or end of a session is tried hourly, 720 times, and then logged with its
+/// content. So each row is delivered at least once, with the same id and body, or dropped for a logged reason. Rows
 /// wait under their company's domain key until that company is the current one, and behind the start of their
 /// session until the server has accepted or refused it.
 ///
