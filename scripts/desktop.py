@@ -212,14 +212,18 @@ class Desktop:
                               stdin=subprocess.PIPE, stdout=self.log)
         keyring.stdin.write(b"demo")
         keyring.stdin.close()
-        until("the keyring", lambda: subprocess.run(
-            ["secret-tool", "search", "service", "none"], env=self.environment, stdout=self.log,
-            stderr=self.log).returncode in (0, 1) and self._owns_secrets())
+        until("the keyring", lambda: self._owns_secrets() and self._has_default_collection())
 
     def _owns_secrets(self):
         names = self.run("dbus-send", "--session", "--print-reply", "--dest=org.freedesktop.DBus", "/",
                          "org.freedesktop.DBus.ListNames")
         return "org.freedesktop.secrets" in names
+
+    def _has_default_collection(self):
+        alias = self.run("dbus-send", "--session", "--print-reply", "--dest=org.freedesktop.secrets",
+                         "/org/freedesktop/secrets", "org.freedesktop.Secret.Service.ReadAlias", "string:default",
+                         check=False)
+        return "object path" in alias and 'object path "/"' not in alias
 
     def run(self, *command, check=True):
         done = subprocess.run([str(part) for part in command], env=self.environment, stdout=subprocess.PIPE,
