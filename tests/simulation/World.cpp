@@ -77,7 +77,6 @@ World::~World() {
 
 /// What the program drops, it must name; the row is still there while it does.
 void World::hear(const QString& logLine) {
-    if (getenv("SIMLOG")) fprintf(stderr, "%.1f %s %s\n", real(), qPrintable(platform_.timeline.date().toDateTime(zone_).toString(Qt::ISODate)), qPrintable(logLine));
     static const QRegularExpression failure(
         "^Task (\\S+) type=(\\w+) (?:failed \\(attempt (\\d+)\\)|permanent client error)");
     const auto match = failure.match(logLine);
@@ -256,7 +255,6 @@ void World::noteRunning() {
 
 void World::resolveGap(const QUuid& session, bool goesOn) {
     const auto gap = std::exchange(known_[session].gap, std::nullopt);
-    if (getenv("SIMLOG") && gap) fprintf(stderr, "%.1f GAP %f %f %d\n", real(), gap->from, gap->to, goesOn);
     if (!gap)
         return;
     const bool isBilled = goesOn || !discardsIdle_;
