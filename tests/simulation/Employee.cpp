@@ -40,6 +40,10 @@ void World::act() {
         return;
     }
     useTheProgram();
+    if (untilMidnight() < 1200 && !oneIn(3)) {
+        useItAtMidnight();
+        return;
+    }
     if (oneIn(3))
         server_.isUnreachable = false; // most outages are short
     switch (number(0, 13)) {
@@ -92,6 +96,25 @@ void World::useTheProgram() {
         signIn();
     command([this] { press(chance()); });
     platform_.desktop.forget(); // open questions are answered by the same buttons on the screen
+}
+
+/// By the wall clock.
+Seconds World::untilMidnight() const {
+    const Date now = platform_.timeline.date();
+    return truth_.start() + companyMidnight(now, 1) - now;
+}
+
+/// Just then, mostly before a tick has noticed it.
+void World::useItAtMidnight() {
+    constexpr Seconds tickPeriod = 1.2;
+    workFor(untilMidnight() - 15, 12);
+    if (untilMidnight() > 60)
+        return; // the process died, and midnight passed
+    pass(untilMidnight() + between(0, tickPeriod));
+    if (oneIn(2))
+        sleepMachine(between(30, 7200));
+    else if (seen_.isTracking)
+        command([this] { press(between(0, 0.14)); });
 }
 
 /// One of the buttons that the screen offers, or none.

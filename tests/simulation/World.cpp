@@ -153,6 +153,8 @@ void World::observe() {
         resolveGap(before.session, false);
         if (before.project != now.project)
             complain("midnight changed the project");
+        if (before.isPaused && now.isPaused && before.isIdle != now.isIdle)
+            complain("midnight changed the reason of the pause");
     }
     if (before.isRunning() && isRollover) {
         midnightPassed();
@@ -267,9 +269,9 @@ QDateTime World::companyTime(Date date) const {
     return date.toDateTime(changesZone_ ? core_->sessionManager.engineTimeZone() : zone_);
 }
 
-double World::companyMidnight(Date date) const {
+double World::companyMidnight(Date date, int days) const {
     const QDateTime there = companyTime(date);
-    return Date::fromDateTime(there.date().startOfDay(there.timeZone())) - truth_.start();
+    return Date::fromDateTime(there.date().addDays(days).startOfDay(there.timeZone())) - truth_.start();
 }
 
 QString World::slotOf(Date date) const {

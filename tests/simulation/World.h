@@ -83,6 +83,8 @@ private:
     void workFor(Seconds span, Seconds between);
     void touch();
     void useTheProgram();
+    Seconds untilMidnight() const;
+    void useItAtMidnight();
     void press(double chosen);
     void storeSignIn();
     void signIn();
@@ -113,8 +115,8 @@ private:
     void leaveInterrupted(bool resumes);
     QDateTime companyTime(Date date) const;
     QDate companyDate(Date date) const { return companyTime(date).date(); }
-    /// Real time of the midnight that begins the company's day of `date`.
-    double companyMidnight(Date date) const;
+    /// Real time of the midnight that begins the company's day `days` after that of `date`.
+    double companyMidnight(Date date, int days = 0) const;
     QString slotOf(Date date) const;
     /// With the values in the place of %1, %2 and so on.
     template <typename... Values>
