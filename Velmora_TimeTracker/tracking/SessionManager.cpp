@@ -39,6 +39,8 @@ SessionManager::SessionManager(const Dependencies& dependencies)
         const Operation operation(*this);
         if (isTracking_ && !isPaused_)
             markAlive(on_.clock.now()); // the row has the open interval now
+        if (!journal_.failure())
+            refreshBesideServer(currentLocalTotal()); // the history may be readable again
         processQueue();
     });
     journal_.setSaved([this](const SessionStep& step) {

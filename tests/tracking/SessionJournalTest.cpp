@@ -196,6 +196,10 @@ TEST_F(SessionJournalTest, ABusyDatabaseStallsNoStopAndLosesNoPicture) {
 }
 
 TEST_F(SessionJournalTest, WithoutADatabaseTheTimeIsKeptUntilThereIsOne) {
+    world.start();
+    world.tick(100);
+    engine().stopTracking();
+    world.tick(1);
     world.die();
     const QString folder = world.directory.filePath("Velmora TimeTracker");
     ASSERT_TRUE(QDir().rename(folder, folder + ".away"));
@@ -212,7 +216,8 @@ TEST_F(SessionJournalTest, WithoutADatabaseTheTimeIsKeptUntilThereIsOne) {
     ASSERT_TRUE(inTheWay.remove() && QDir().rename(folder + ".away", folder));
     world.tick(2);
     EXPECT_NEAR(static_cast<double>(lastTotal()), 60, 1);
-    EXPECT_EQ(startsReported(), 1);
+    EXPECT_EQ(startsReported(), 2);
+    EXPECT_NEAR(engine().todayTotalSeconds(), 160, 1) << "what was in it counts again";
 }
 
 TEST_F(SessionJournalTest, TheLogOfTheLastAttemptHoldsWhatToEnterByHand) {
