@@ -367,8 +367,16 @@ void SessionManager::closeCurrentInterval(Date now) {
 /// Bills the open interval of the session's row up to `at`, should the program die. A row that is behind may have an
 /// interval open that is closed by now: its mark stays as it is.
 void SessionManager::markAlive(Date at) {
-    if (!journal_.holds(currentSession_->id))
+    if (!journal_.holds(currentSession_->id) || rowHasLastInterval())
         TrackingHeartbeat::record(currentSession_->id, at, on_.preferences);
+}
+
+/// Whether the row of the running session, which may be behind, has the same last interval.
+bool SessionManager::rowHasLastInterval() const {
+    const std::vector<Session> rows = on_.store.loadAllActiveSessions();
+    const auto row = std::ranges::find(rows, currentSession_->id, &Session::id);
+    return row != rows.end() && !row->intervals.empty() &&
+           row->intervals.back().id == currentSession_->intervals.back().id;
 }
 
 /// The end of an interval that is closed at `now`. When the wall clock was set since it was last seen to run, or the

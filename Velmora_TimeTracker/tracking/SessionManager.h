@@ -181,6 +181,7 @@ private:
     void startScreenCaptureTimer();
     void reportRunning();
     void markAlive(Date at);
+    bool rowHasLastInterval() const;
     void copyCounts(Session& session, Date asOf) const;
     void save();
     Session newSession(const ProjectReference& project) const;

@@ -123,6 +123,12 @@ TEST_F(SessionJournalTest, ACrashWhileStepsWaitBillsWhatWasRunAndNoPause) {
 
     world.start();
     world.tick(100);
+    refuse("INSERT ON sessions");
+    world.typeFor(2000); // the counts of each picture wait
+    EXPECT_NEAR(crash(), 2100, 60) << "the row has the interval that ran";
+
+    world.start();
+    world.tick(100);
     world.die();
     refuse("INSERT ON sessions");
     world.tick(3000);
