@@ -171,7 +171,7 @@ void SQLiteStore::openOrReplace() {
     }
 }
 
-int SQLiteStore::open() {
+int SQLiteStore::connect() {
     // Nobody reads the library's statistics of its memory, which cost a lock at each allocation.
     [[maybe_unused]] static const int withoutStatistics = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
     makePrivateFile(dbURL_);
@@ -187,6 +187,14 @@ int SQLiteStore::open() {
     sqlite3_busy_timeout(db_, busyMilliseconds);
     sqlite3_exec(db_, Sql::journalMode, nullptr, nullptr, nullptr);
     sqlite3_exec(db_, Sql::foreignKeys, nullptr, nullptr, nullptr);
+    return SQLITE_OK;
+}
+
+int SQLiteStore::open() {
+    const int connected = connect();
+    if (connected != SQLITE_OK) {
+        return connected;
+    }
     const int migrated = migrateIfNeeded();
     if (migrated != SQLITE_OK) {
         return migrated;
@@ -241,7 +249,7 @@ void SQLiteStore::beginNewDatabase(int code) {
     const QString aside = ApplicationFolder::setAside(dbURL_, stamp);
     if (aside.isEmpty()) {
         qCCritical(Log::session, "SQLiteStore: unusable database (rc=%d), and it cannot be set aside", code);
-        sqlite3_open(QFile::encodeName(dbURL_).constData(), &db_);
+        connect(); // to what the file still gives
         return;
     }
     // A log left behind would be played into the new file; under the old file's new name it still belongs to

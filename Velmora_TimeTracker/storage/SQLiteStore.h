@@ -134,6 +134,8 @@ private:
     /// Opens a file that is not open, at most once a second, and completes a schema that a full disk cut short.
     void openIfNeeded();
     void openOrReplace();
+    /// Opens the file as it is. The library's code; without SQLITE_OK no handle is left, and opening is tried again.
+    int connect();
     /// Opens, migrates and checks the file. The first code that tells that it cannot serve.
     int open();
     void close();

@@ -236,6 +236,27 @@ TEST_F(SQLiteDamage, WithoutAFileEverythingIsEmptyUntilThereIsOne) {
     EXPECT_EQ(write(), std::nullopt) << "opening is tried again";
 }
 
+TEST_F(SQLiteDamage, ADamagedFileThatIsGoneIsReplacedOnceThereIsPlace) {
+    begin(1);
+    UploadTask large = storedTask(1, heartbeat);
+    large.jsonPayload = QByteArray(8'000'000, 'x'); // more than the library caches
+    open().enqueueUploadTask(large);
+    open();
+    QFile file(database);
+    ASSERT_TRUE(file.open(QFile::ReadWrite) && file.seek(4096));
+    file.write(QByteArray(int(file.size()) - 4096, 'x'));
+    file.close();
+    QDir(folder).removeRecursively();
+    overwrite(folder, "in the way");
+    const LogCapture log;
+    for (int attempt = 0; attempt < 3; ++attempt)
+        EXPECT_FALSE(works(*store)) << attempt;
+    EXPECT_EQ(log.count("cannot be set aside"), 1);
+    QFile::remove(folder);
+    machine.timeline.advance(1);
+    EXPECT_TRUE(works(*store));
+}
+
 TEST_F(SQLiteDamage, BringsOlderFilesUpToDate) {
     begin(1);
     sql("DROP INDEX idx_upload_queue_lookup; DROP INDEX idx_upload_queue_order;"
