@@ -12,6 +12,17 @@ std::optional<QUrl> parsedUrl(const QString& text) {
     return url.isValid() ? std::optional(url) : std::nullopt;
 }
 
+/// The address without user, scheme and "/api/v1".
+QString companyOf(const QUrl& url) {
+    QString path = url.path(QUrl::FullyEncoded);
+    for (const QString& end : {QStringLiteral("/"), apiPath}) {
+        if (path.endsWith(end)) {
+            path.chop(end.size());
+        }
+    }
+    return url.adjusted(QUrl::RemoveUserInfo).authority() + path;
+}
+
 } // namespace
 
 std::optional<QUrl> DomainStorage::getBaseURL() const {
@@ -20,6 +31,7 @@ std::optional<QUrl> DomainStorage::getBaseURL() const {
 }
 
 void DomainStorage::setBaseURL(const std::optional<QUrl>& url) {
+    const std::lock_guard guard(owner_);
     if (url) {
         preferences_.set(PreferenceKey::apiBaseURL, url->toString(QUrl::FullyEncoded));
     } else {
@@ -40,30 +52,22 @@ bool DomainStorage::hasCompany() const {
     return !getBaseURL().value_or(QUrl()).host().isEmpty();
 }
 
-QString DomainStorage::company() const {
-    const QUrl url = getBaseURL().value_or(QUrl());
-    QString path = url.path(QUrl::FullyEncoded);
-    for (const QString& end : {QStringLiteral("/"), apiPath}) {
-        if (path.endsWith(end)) {
-            path.chop(end.size());
-        }
-    }
-    return url.adjusted(QUrl::RemoveUserInfo).authority() + path;
-}
-
 QString DomainStorage::domainKey() const {
-    if (!hasCompany()) {
+    const std::lock_guard guard(owner_);
+    const QUrl url = getBaseURL().value_or(QUrl());
+    if (url.host().isEmpty()) {
         return QStringLiteral("global");
     }
     const QString user = preferences_.string(PreferenceKey::userEmail).value_or(QString());
-    return user.isEmpty() ? company() : company() + u' ' + user;
+    return user.isEmpty() ? companyOf(url) : companyOf(url) + u' ' + user;
 }
 
 QStringList DomainStorage::unownedDomainKeys() const {
     if (!hasCompany() || !hasUser()) {
         return {};
     }
-    QStringList keys{company(), getBaseURL().value_or(QUrl()).host()}; // earlier versions knew the host alone
+    const QUrl url = getBaseURL().value_or(QUrl());
+    QStringList keys{companyOf(url), url.host()}; // earlier versions knew the host alone
     keys.removeDuplicates();
     return keys;
 }

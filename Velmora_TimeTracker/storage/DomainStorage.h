@@ -3,13 +3,14 @@
 #include <QString>
 #include <QStringList>
 #include <QUrl>
+#include <mutex>
 #include <optional>
 
 class PreferenceStore;
 
 /// The company that the user works in, the user, and the domain key derived from both, which partitions all
 /// local data: what is stored for one key is only ever sent with that user's sign-in to that company. Holds no
-/// state of its own; any thread.
+/// state of its own; any thread. One object for all readers and writers of the preferences.
 class DomainStorage {
 public:
     explicit DomainStorage(PreferenceStore& preferences)
@@ -37,7 +38,7 @@ public:
     static std::optional<QUrl> buildBaseURL(const QString& endpoint);
 
 private:
-    QString company() const;
-
     PreferenceStore& preferences_;
+    /// Guards the two preferences, which are one: a reader gets no address without its user.
+    mutable std::mutex owner_;
 };

@@ -3,6 +3,10 @@
 #include "PreferenceStores.h"
 #include "StoreWorld.h"
 
+#include <QSet>
+#include <atomic>
+#include <thread>
+
 TEST(ApplicationFolder, IsPrivateWhateverTheMaskAndWhateverItWas) {
     for (const mode_t mask : {0000, 0377}) {
         const QTemporaryDir directory;
@@ -57,6 +61,25 @@ TEST(DomainStorage, NamesCompanyAndUserInItsKey) {
     }
     domain.setBaseURL({});
     EXPECT_FALSE(domain.hasUser());
+}
+
+TEST(DomainStorage, NamesNoCompanyWithoutItsUserWhileItIsLeft) {
+    MemoryPreferenceStore preferences;
+    DomainStorage domain(preferences);
+    std::atomic<bool> isDone = false;
+    std::thread comesAndGoes([&] {
+        for (int time = 0; time < 20000; ++time) {
+            domain.setUser("jane");
+            domain.setBaseURL(QUrl("https://acme.test/api/v1/"));
+            domain.setBaseURL({});
+        }
+        isDone = true;
+    });
+    QSet<QString> keys;
+    while (!isDone)
+        keys += domain.domainKey();
+    comesAndGoes.join();
+    EXPECT_EQ(keys - QSet<QString>({"global", "acme.test jane"}), QSet<QString>());
 }
 
 TEST(KeychainService, KeepsOneItemAndTellsALockFromNothing) {
