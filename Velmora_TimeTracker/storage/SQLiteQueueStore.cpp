@@ -111,16 +111,16 @@ bool SQLiteStore::hasActivitySegmentTask() {
     return found;
 }
 
-std::vector<QUuid> SQLiteStore::pendingUploadTaskIds(const QUuid& sessionId,
-                                                     const std::vector<UploadTaskType>& types,
-                                                     const QString& domainKey) {
+std::optional<std::vector<QUuid>> SQLiteStore::pendingUploadTaskIds(const QUuid& sessionId,
+                                                                    const std::vector<UploadTaskType>& types,
+                                                                    const QString& domainKey) {
     std::vector<QUuid> ids;
     if (types.empty()) {
         return ids;
     }
     const QByteArray places = QByteArray(",?").repeated(static_cast<qsizetype>(types.size())).sliced(1);
     const QByteArray sql = Sql::pendingUploadTaskIdsHead + places + Sql::pendingUploadTaskIdsTail;
-    withStatement(sql.constData(), [&](Statement& statement) {
+    const bool isRead = withStatement(sql.constData(), [&](Statement& statement) {
         statement.bindText(domainKey).bindText(uuidText(sessionId));
         for (const UploadTaskType type : types) {
             statement.bindText(rawName(type));
@@ -131,7 +131,7 @@ std::vector<QUuid> SQLiteStore::pendingUploadTaskIds(const QUuid& sessionId,
             }
         }
     });
-    return ids;
+    return isRead ? std::optional(ids) : std::nullopt;
 }
 
 int SQLiteStore::unacceptedSessions(int priority, int retryCount) {

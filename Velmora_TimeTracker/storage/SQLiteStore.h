@@ -101,8 +101,10 @@ public:
     bool resetStaleInProgressTasks();
     bool hasScreenshotTask(const QUuid& sessionId, const QString& filePath, const QString& domainKey);
     bool hasActivitySegmentTask();
-    std::vector<QUuid> pendingUploadTaskIds(const QUuid& sessionId, const std::vector<UploadTaskType>& types,
-                                            const QString& domainKey);
+    /// Absent when the database cannot be read: there may be some.
+    std::optional<std::vector<QUuid>> pendingUploadTaskIds(const QUuid& sessionId,
+                                                           const std::vector<UploadTaskType>& types,
+                                                           const QString& domainKey);
 
     /// How many sessions have a row of at least this priority that failed more often than `retryCount` times.
     int unacceptedSessions(int priority, int retryCount);

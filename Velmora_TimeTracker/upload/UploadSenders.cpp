@@ -176,7 +176,7 @@ void UploadService::handleHeartbeatTakenOver(const QUuid& sessionId, const QStri
         notifications_.sessionTakenOverByOtherDevice(sessionId, statusCode);
     const auto rows = on_.store.pendingUploadTaskIds(
         sessionId, {UploadTaskType::heartbeat, UploadTaskType::startSession}, domainKey);
-    for (const QUuid& row : rows)
+    for (const QUuid& row : rows.value_or(std::vector<QUuid>()))
         on_.store.markUploadTaskCompleted(row);
 }
 

@@ -195,7 +195,8 @@ Task<> UploadService::runTask(UploadTask task, QString domainKey) {
 }
 
 SessionStart UploadService::startOf(const QUuid& sessionId, const QString& domainKey) const {
-    if (!on_.store.pendingUploadTaskIds(sessionId, {UploadTaskType::startSession}, domainKey).empty())
+    const auto starts = on_.store.pendingUploadTaskIds(sessionId, {UploadTaskType::startSession}, domainKey);
+    if (!starts || !starts->empty())
         return SessionStart::waiting;
     return refusedStarts_.contains(sessionId) ? SessionStart::refused : SessionStart::accepted;
 }

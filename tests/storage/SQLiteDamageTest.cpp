@@ -188,7 +188,7 @@ TEST_F(SQLiteDamage, AFullDiskLosesNothingInSilence) {
         isFull = !log.lines().isEmpty();
         ASSERT_TRUE(works(open())) << trials;
         ASSERT_EQ(databasesAside(), 0) << trials << ": a sound file was set aside";
-        ASSERT_GE(store->pendingUploadTaskIds(task.sessionId, {heartbeat}, "acme.test").size(), 2U);
+        ASSERT_GE(store->pendingUploadTaskIds(task.sessionId, {heartbeat}, "acme.test")->size(), 2U);
         if (!isFull) {
             EXPECT_EQ(store->nextUploadTask(start)->retryCount, 1);
             EXPECT_EQ(store->pendingActivitySegmentsForUpload("2024-05-02", 2).size(), 3U);

@@ -157,7 +157,7 @@ TEST_F(SQLite, AnswersWhatIsStillToBeSent) {
         EXPECT_EQ(store->hasScreenshotTask(shot.sessionId, "/tmp/a.jpg", "acme.test"), isAlive);
         EXPECT_FALSE(store->hasScreenshotTask(numberedId(2), "/tmp/a.jpg", "acme.test"));
         EXPECT_EQ(store->hasActivitySegmentTask(), isAlive);
-        EXPECT_EQ(store->pendingUploadTaskIds(shot.sessionId, {heartbeat, startSession}, "acme.test").size(),
+        EXPECT_EQ(store->pendingUploadTaskIds(shot.sessionId, {heartbeat, startSession}, "acme.test")->size(),
                   2U * isAlive);
     }
     EXPECT_FALSE(store->nextUploadTask(start));

@@ -125,6 +125,15 @@ TEST_F(Upload, SendsNothingOfASessionBeforeItsStart) {
     EXPECT_EQ(sent(), "start start heartbeat screenshots heartbeat");
 }
 
+TEST_F(Upload, TakesAStartThatCannotBeLookedForAsOneThatWaits) {
+    const LogCapture log;
+    sql("ALTER TABLE upload_queue RENAME COLUMN session_id TO elsewhere");
+    answer(404);
+    EXPECT_FALSE(heartbeatNow());
+    EXPECT_EQ(sent(), "");
+    EXPECT_EQ(heard, QStringList());
+}
+
 TEST_F(Upload, TakesNoSessionForTakenOverThatTheServerHasNotAccepted) {
     add(startSession);
     answer(422);
