@@ -36,8 +36,10 @@ std::optional<QString> LoginRules::validationError(const QString& email, const Q
 
 QString LoginRules::failure(const APIError& error, const QString& otherwise) {
     const auto& cause = error.underlying();
-    return cause && cause->code() == URLError::Code::insecureConnection
-               ? QStringLiteral(
-                     "The server's address is not secure (http, not https). Nothing was sent to it.")
-               : otherwise;
+    if (cause && cause->code() == URLError::Code::insecureConnection)
+        return QStringLiteral(
+            "The server's address is not secure (http, not https). Nothing was sent to it.");
+    if (cause && cause->code() == URLError::Code::dataNotAllowed)
+        return QStringLiteral("The keyring does not answer. Unlock it and try again.");
+    return otherwise;
 }

@@ -207,7 +207,10 @@ Task<> AuthService::postLogout(QString refreshToken) {
 void AuthService::enter(const QUrl& root, const AuthTokens& tokens, const QString& email) {
     if (!APIEndpoints::isSecure(root))
         throw APIError::network(APIEndpoints::insecure(root));
-    on_.keychain.saveAuthTokens(tokens);
+    // What the keyring holds instead may be another company's.
+    if (!on_.keychain.saveAuthTokens(tokens))
+        throw APIError::network(
+            URLError(URLError::Code::dataNotAllowed, QStringLiteral("The keyring takes no sign-in.")));
     on_.domain.setUser(email); // before the company: its data is this user's from then on
     on_.domain.setBaseURL(root);
     ++signIn_;

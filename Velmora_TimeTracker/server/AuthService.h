@@ -69,7 +69,7 @@ public:
 
     /// Completes a sign-in that left the company to be chosen: stores the tokens, the e-mail that was signed in with
     /// and the API root of its endpoint. Throws `invalidURL` for an unusable endpoint and `network` for an insecure
-    /// one, and nothing is stored then.
+    /// one or a keyring that does not take the tokens, and no company is entered then.
     Task<> selectCompany(QString endpoint, AuthTokens tokens, QString email);
 
     /// Once at launch, when the keyring has answered: whether there is a sign-in, which needs tokens and a company.

@@ -4,15 +4,15 @@ std::optional<AuthTokens> KeychainService::getAuthTokens() {
     return readAuthTokens(SecretStore::WhenLocked::askToUnlock).tokens;
 }
 
-void KeychainService::saveAuthTokens(const AuthTokens& tokens) {
+bool KeychainService::saveAuthTokens(const AuthTokens& tokens) {
     const QByteArray encoded = encodeAuthTokens(tokens);
     if (encoded.isEmpty()) {
-        return;
+        return false;
     }
     if (secrets_.remove(service, account) == SecretStore::Status::locked) {
-        return; // the prompt was dismissed, and is not raised again
+        return false; // the prompt was dismissed, and is not raised again
     }
-    secrets_.add(service, account, encoded);
+    return secrets_.add(service, account, encoded) == SecretStore::Status::success;
 }
 
 void KeychainService::deleteAuthTokens() {

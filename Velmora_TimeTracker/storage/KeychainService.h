@@ -23,7 +23,8 @@ public:
     /// Asks for the unlock of a locked keyring and waits for its end.
     std::optional<AuthTokens> getAuthTokens();
     /// Replaces what is stored; tokens that cannot be encoded change nothing, nor does a keyring that stays locked.
-    void saveAuthTokens(const AuthTokens& tokens);
+    /// Whether they are stored.
+    bool saveAuthTokens(const AuthTokens& tokens);
     void deleteAuthTokens();
 
     /// What a reader needs to tell apart: tokens, none, or a keyring that has not answered.

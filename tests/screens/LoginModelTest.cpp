@@ -87,6 +87,9 @@ TEST_F(Login, StopsAtTheFormWithWords) {
     world.core->domain.setBaseURL(QUrl("http://acme.test/api/v1/"));
     EXPECT_EQ(signIn(), notSecure);
     world.core->domain.setBaseURL(std::nullopt);
+    world.machine.secrets.isLocked = true;
+    EXPECT_EQ(signIn(), "The keyring does not answer. Unlock it and try again.");
+    world.machine.secrets.isLocked = false;
     status = 500;
     EXPECT_EQ(signIn(), "Login failed. Check your credentials and connection.");
     login->setNoAccountInfoShown(true);

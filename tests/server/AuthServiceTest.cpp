@@ -102,6 +102,19 @@ TEST_F(AuthServiceTest, ASignInIsStoredWhenItsCompanyIsKnown) {
     EXPECT_EQ(domain.domainKey(), "n.example a@b");
 }
 
+TEST_F(AuthServiceTest, ASignInThatCannotBeStoredChangesNothing) {
+    signIn("former");
+    domain.setBaseURL(std::nullopt);
+    machine.secrets.isLocked = true; // and the prompt is dismissed
+    answer(Network::answer(200, wrapped(tokenMembers("flat"))));
+    EXPECT_EQ(outcomeOf(auth.login("a@b", "c4n4ry")).failure, Kind::network);
+    EXPECT_FALSE(succeeds(auth.selectCompany("n.example", tokensNamed("chosen"), "a@b")));
+    EXPECT_FALSE(domain.getBaseURL()) << "the former tokens would go to the new company";
+    machine.secrets.isLocked = false;
+    EXPECT_TRUE(succeeds(auth.selectCompany("n.example", tokensNamed("chosen"), "a@b")));
+    EXPECT_EQ(tokens(), tokensNamed("chosen"));
+}
+
 TEST_F(AuthServiceTest, ASecondLoginJoinsTheFirst) {
     answer(Network::answer(200, wrapped(tokenMembers("x")), 5));
     const auto first = auth.login("first@b", "1");
