@@ -156,6 +156,7 @@ Task<bool> UploadService::uploadHeartbeatNowOnWorker(Session session, QString do
     std::exception_ptr failure;
     try {
         co_await postJSON(heartbeatPath, *body, "heartbeat-direct");
+        refusedStarts_.remove(session.id); // the answer to an earlier attempt of the start was lost
         co_return true;
     } catch (...) {
         failure = std::current_exception();

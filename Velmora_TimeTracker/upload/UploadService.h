@@ -150,5 +150,7 @@ private:
     std::vector<QUuid> finished_; ///< Tasks that need no further attempt, but still have their row.
     bool hasStaleRows_ = true;    ///< Rows may be inProgress that no run works on, as after a launch.
     UploadNotices notices_;
-    QSet<QUuid> refusedStarts_; ///< Sessions whose start the server refused since the program was launched.
+    /// Sessions whose start the server refused since the program was launched, and none of whose heartbeats it has
+    /// accepted since.
+    QSet<QUuid> refusedStarts_;
 };

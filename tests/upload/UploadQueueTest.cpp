@@ -154,6 +154,17 @@ TEST_F(Upload, TakesNoSessionForTakenOverThatTheServerHasNotAccepted) {
     EXPECT_EQ(heard, QStringList());
 }
 
+TEST_F(Upload, BelievesAHeartbeatThatIsAcceptedThoughTheStartWasRefused) {
+    add(startSession);
+    answer(409); // as after a lost answer to the first attempt
+    run();
+    answer(200);
+    EXPECT_TRUE(heartbeatNow());
+    answer(404);
+    EXPECT_FALSE(heartbeatNow());
+    EXPECT_EQ(heard, QStringList(sessionText + " gone 404"));
+}
+
 TEST_F(Upload, TakesATakeoverUpWhicheverPathSeesItAndLeavesPictures) {
     const auto fillQueue = [&] { add(heartbeat, 100), add(heartbeat, 90); };
     add(startSession, 5); // of somebody else
