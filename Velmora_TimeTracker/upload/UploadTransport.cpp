@@ -57,10 +57,11 @@ void logResponseBodyIfError(int status, const QByteArray& path, const QByteArray
                    qUtf8Printable(errorText(body)));
 }
 
-/// What a captive portal answers with in the place of the server.
+/// What a captive portal answers with in the place of the server. Some servers label any answer as a page, so a JSON
+/// object is none.
 bool isWebPage(const URLResponse& response) {
     return response.body.trimmed().startsWith('<') ||
-           response.header("Content-Type").toLower().contains("html");
+           (response.header("Content-Type").toLower().contains("html") && !Json::object(response.body));
 }
 
 } // namespace

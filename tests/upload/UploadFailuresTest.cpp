@@ -29,6 +29,7 @@ TEST(UploadFailures, endEachKindOfTaskAsTheTableTellsAndWhatIsLeftArrivesLater) 
         {"no status", "oooo", Network::Reply{URLResponse()}},
         {"a page", "oooo", saying(response(200, " <html>"))},
         {"a page by its type", "oooo", saying(response(200, "", "content-type: text/HTML; charset=a\r\n"))},
+        {"an object called a page", "ssss", saying(response(200, "{}", "content-type: text/html\r\n"))},
         {"a text", "osoo", saying(response(200, "OK"))},
         {"half an object", "osoo", saying(response(200, "{\"data\":[17"))},
         {"an object", "ssss", saying(response(200, "{\"data\":[]}"))},
