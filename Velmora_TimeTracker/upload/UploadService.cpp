@@ -255,7 +255,7 @@ void UploadService::retryLater(const UploadTask& task, std::optional<int> status
 
 void UploadService::rescheduleOffline(const UploadTask& task, std::optional<int> statusCode,
                                       const std::exception_ptr& failure) {
-    qCInfo(Log::upload, "Task %s: no verdict (%s); rescheduling without retry penalty",
+    qCInfo(Log::upload, "Task %s offline transport error; rescheduling without retry penalty: %s",
            qUtf8Printable(uuidText(task.id)), qUtf8Printable(failureDescription(failure)));
     if (statusCode)
         on_.retry.registerFailure(statusCode);
@@ -286,7 +286,7 @@ void UploadService::updateNotices(UploadNotices notices) {
 std::optional<UploadTask> UploadService::sessionStartTask(const Session& session) {
     const auto body = StartSessionPayload::build(session, on_.timeZones.storedTimeZone());
     if (!body) {
-        qCInfo(Log::upload, "sessionStartTask: StartSessionPayload.build failed");
+        qCInfo(Log::upload, "enqueueSessionStart: StartSessionPayload.build failed");
         return std::nullopt;
     }
     return newTask(UploadTaskType::startSession, startSessionPriority, session.id, body);

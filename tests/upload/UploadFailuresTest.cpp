@@ -230,11 +230,13 @@ TEST_F(Upload, beingOfflineNeverCountsAndDelaysALittle) {
     sql("UPDATE upload_queue SET retry_count = 5");
     reply(Network::failure(Code::notConnectedToInternet));
     std::set<Seconds> delays;
+    const LogCapture log;
     for (int i = 0; i < 100; ++i, pass(91)) {
         run();
         ASSERT_EQ(rows(), "heartbeat failed 5");
         delays.insert(dueIn());
     }
+    EXPECT_EQ(log.count("offline transport error; rescheduling without retry penalty"), 100);
     EXPECT_NEAR(*delays.begin(), 61.5, 1.5);
     EXPECT_NEAR(*delays.rbegin(), 88.5, 1.5);
     machine.timeline.jumpWallClock(1e8); // a clock that is ahead does not strand the row
@@ -256,6 +258,9 @@ TEST_F(Upload, rowThatCannotBeSentMakesNoRequest) {
     run();
     EXPECT_EQ(rows(), "heartbeat failed 1, screenshot failed 1");
     EXPECT_EQ(sent(), "");
+    const LogCapture log;
+    EXPECT_FALSE(service.sessionStartTask(Session()));
+    EXPECT_EQ(log.count("enqueueSessionStart: StartSessionPayload.build failed"), 1);
 }
 
 TEST_F(Upload, circuitOpensAtTheFifthFailureAndThenEachTimeForLonger) {
