@@ -6,6 +6,7 @@ void OTPEntry::change(int index, const QString& text) {
     const QString kept = Formatting::asciiDigits(text).left(length);
     if (kept.size() <= 1) {
         digits.at(static_cast<std::size_t>(index)) = kept;
+        focusedField = index;
         if (!kept.isEmpty())
             commit(index);
         return;

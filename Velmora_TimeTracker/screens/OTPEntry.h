@@ -10,7 +10,8 @@ struct OTPEntry {
     std::array<QString, length> digits; ///< One digit each, or empty.
     int focusedField = 0;
 
-    /// Box `index` now holds `text`: a digit moves on to the next box, a paste fills from the first.
+    /// Box `index` now holds `text`: a digit moves on to the next box, an emptied box keeps the focus, a paste fills from
+    /// the first.
     void change(int index, const QString& text);
     /// The commit key in a box.
     void commit(int index);

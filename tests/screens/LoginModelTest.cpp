@@ -122,6 +122,10 @@ TEST_F(Login, ChecksAOneTimeCode) {
     EXPECT_FALSE(login->canVerifyOtp());
     key(control(*shown, "#otpDigit3"), Qt::Key_1, "123456");
     EXPECT_EQ(text("#otpDigit1"), "Digit 1 of 61");
+    control(*shown, "#otpDigit3")->setFocus();
+    key(shown->focusWidget(), Qt::Key_Backspace);
+    EXPECT_EQ(shown->focusWidget()->accessibleDescription(), "#otpDigit3"); // to type it anew
+    key(shown->focusWidget(), Qt::Key_3, "3");
     EXPECT_EQ(run(login->performVerifyOtp()), "Invalid OTP code. Please try again.");
     EXPECT_EQ(signIns().back()["password"], "123456");
     EXPECT_EQ(signIns().back()["is_otp"], 1);

@@ -29,7 +29,7 @@ TEST(OTPEntry, FillsItsBoxes) {
     for (const auto& [box, typed, digits, focus] : {
              // A paste fills from the first box, whatever box received it.
              std::tuple{2, "12a-34 56789", "1 2 3 4 5 6", 5},
-             {3, "", "1 2 3  5 6", 5},   // an emptied box leaves the focus where it was
+             {3, "", "1 2 3  5 6", 3},   // an emptied box keeps the focus
              {0, "78", "7 8 3  5 6", 2}, // boxes past a short paste keep their content
              {3, "٣", "7 8 3 3 5 6", 4}, // digits of any script; nothing else that counts as a number
              {4, "½", "7 8 3 3  6", 4},
