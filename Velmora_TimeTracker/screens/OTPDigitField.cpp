@@ -37,3 +37,8 @@ void OTPDigitField::focusInEvent(QFocusEvent* event) {
     QLineEdit::focusInEvent(event);
     selectAll();
 }
+
+void OTPDigitField::mouseReleaseEvent(QMouseEvent* event) {
+    QLineEdit::mouseReleaseEvent(event);
+    selectAll();
+}

@@ -4,7 +4,8 @@
 
 #include <QLineEdit>
 
-/// One box of a one-time code.
+/// One box of a one-time code. Its digit is selected, so that the next one typed replaces it: two digits in a box are a
+/// paste.
 class OTPDigitField : public QLineEdit {
 public:
     OTPDigitField(const VREnvironment& environment, int index);
@@ -15,6 +16,7 @@ public:
 protected:
     void paintEvent(QPaintEvent* event) override;
     void focusInEvent(QFocusEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
 
 private:
     const VREnvironment& environment_;

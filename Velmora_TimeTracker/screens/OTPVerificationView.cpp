@@ -83,7 +83,9 @@ void OTPVerificationView::buildResend() {
 }
 
 void OTPVerificationView::followFocus() {
-    boxes_.at(static_cast<std::size_t>(model_.otp().focusedField))->setFocus(Qt::OtherFocusReason);
+    OTPDigitField* box = boxes_.at(static_cast<std::size_t>(model_.otp().focusedField));
+    box->setFocus(Qt::OtherFocusReason);
+    box->selectAll(); // it may have the focus already
 }
 
 void OTPVerificationView::refresh() {

@@ -126,6 +126,9 @@ TEST_F(Login, ChecksAOneTimeCode) {
     key(shown->focusWidget(), Qt::Key_Backspace);
     EXPECT_EQ(shown->focusWidget()->accessibleDescription(), "#otpDigit3"); // to type it anew
     key(shown->focusWidget(), Qt::Key_3, "3");
+    click(control(*shown, "#otpDigit6"));
+    key(shown->focusWidget(), Qt::Key_7, "7"); // in the place of the 6, and not beside it as a paste
+    key(shown->focusWidget(), Qt::Key_6, "6");
     EXPECT_EQ(run(login->performVerifyOtp()), "Invalid OTP code. Please try again.");
     EXPECT_EQ(signIns().back()["password"], "123456");
     EXPECT_EQ(signIns().back()["is_otp"], 1);

@@ -13,6 +13,7 @@
 
 #include <QCoreApplication>
 #include <QKeyEvent>
+#include <QMouseEvent>
 #include <gmock/gmock.h>
 
 /// What a server may send as a name.
@@ -78,6 +79,15 @@ struct ScreensFixture : testing::Test {
     void key(QObject* to, int key, const QString& text = {}) {
         QKeyEvent down(QEvent::KeyPress, key, Qt::NoModifier, text);
         QCoreApplication::sendEvent(to, &down);
+        settle();
+    }
+    void click(QWidget* at) {
+        at->setFocus();
+        for (const auto type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
+            const QPointF place(at->rect().center());
+            QMouseEvent event(type, place, at->mapToGlobal(place), Qt::LeftButton, Qt::LeftButton, {});
+            QCoreApplication::sendEvent(at, &event);
+        }
         settle();
     }
     /// Nothing reaches beyond the width, and what a person must read is whole.
