@@ -13,7 +13,8 @@ int main(int argc, char** argv) {
     parser.addHelpOption();
     parser.addOptions({{"seeds", "How many lives.", "N", "100"},
                        {"first", "The first seed.", "S", "1"},
-                       {"days", "The length of each life.", "D", "1.5"}});
+                       {"days", "The length of each life.", "D", "1.5"},
+                       {"stop-at-first", "End with the first life that fails."}});
     parser.process(application);
     const int seeds = parser.value("seeds").toInt();
     const quint32 first = parser.value("first").toUInt();
@@ -28,7 +29,8 @@ int main(int argc, char** argv) {
     clock.start();
     int failed = 0;
     double worked = 0;
-    for (int index = 0; index < seeds; ++index) {
+    const bool stopsAtFirst = parser.isSet("stop-at-first");
+    for (int index = 0; index < seeds && !(stopsAtFirst && failed > 0); ++index) {
         const quint32 seed = first + static_cast<quint32>(index);
         World world({.seed = seed, .days = days});
         const QStringList faults = world.run();
