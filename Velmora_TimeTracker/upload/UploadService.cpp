@@ -127,8 +127,7 @@ Task<> UploadService::processQueueOnWorker() {
     bringStrandedTasksForward();
 
     int handled = 0;
-    settleRows();
-    while (handled < maxTasksPerRun && isSettled() && on_.retry.canAttempt(on_.clock.now())) {
+    while (handled < maxTasksPerRun && writeNotes() && on_.retry.canAttempt(on_.clock.now())) {
         const auto task = on_.store.nextUploadTask(on_.clock.now());
         if (!task || !on_.store.updateUploadTaskStatus(task->id, UploadTaskStatus::inProgress))
             break;
@@ -142,25 +141,25 @@ Task<> UploadService::processQueueOnWorker() {
 
 void UploadService::tryAgainAt(Date due, const UploadTask& task, int retryCount) {
     latestDue_ = std::max(latestDue_, due);
-    hasStaleRows_ |= !on_.store.markUploadTaskFailed(task.id, retryCount, due);
+    note([this, id = task.id, retryCount, due] {
+        return on_.store.markUploadTaskFailed(id, retryCount, due);
+    });
 }
 
 void UploadService::finish(const UploadTask& task) {
-    if (!on_.store.markUploadTaskCompleted(task.id))
-        finished_.push_back(task.id);
+    note([this, id = task.id] { return on_.store.markUploadTaskCompleted(id); });
 }
 
-/// Notes what the database did not take at its time.
-void UploadService::settleRows() {
-    while (!finished_.empty() && on_.store.markUploadTaskCompleted(finished_.back()))
-        finished_.pop_back();
-    if (finished_.empty() && hasStaleRows_)
-        hasStaleRows_ = !on_.store.resetStaleInProgressTasks();
+void UploadService::note(std::function<bool()> written) {
+    notes_.push_back(std::move(written));
+    writeNotes();
 }
 
 /// Whether each row tells what became of it. Until then nothing is sent: what became of that would not be noted either.
-bool UploadService::isSettled() const {
-    return finished_.empty() && !hasStaleRows_;
+bool UploadService::writeNotes() {
+    while (!notes_.empty() && notes_.front()())
+        notes_.pop_front();
+    return notes_.empty();
 }
 
 /// A task whose next attempt was set by a clock that was ahead must not wait until that time has really come.

@@ -13,6 +13,7 @@
 
 #include <QSet>
 #include <QUuid>
+#include <deque>
 #include <functional>
 #include <limits>
 #include <memory>
@@ -117,8 +118,8 @@ private:
     void maybeEnqueuePendingActivitySegmentsUpload();
     void tryAgainAt(Date due, const UploadTask& task, int retryCount);
     void finish(const UploadTask& task);
-    void settleRows();
-    bool isSettled() const;
+    void note(std::function<bool()> written);
+    bool writeNotes();
     void bringStrandedTasksForward();
     void removeUnattributableData();
     void enqueueOrphanedScreenshots();
@@ -147,8 +148,8 @@ private:
     /// No queued task is due later; at first that is not known.
     Date latestDue_{std::numeric_limits<double>::infinity()};
     bool isProcessing_ = false;
-    std::vector<QUuid> finished_; ///< Tasks that need no further attempt, but still have their row.
-    bool hasStaleRows_ = true;    ///< Rows may be inProgress that no run works on, as after a launch.
+    /// What became of rows, as the database is still to be told. First that no run of an earlier launch works on them.
+    std::deque<std::function<bool()>> notes_{[this] { return on_.store.resetStaleInProgressTasks(); }};
     UploadNotices notices_;
     /// Sessions whose start the server refused since the program was launched, and none of whose heartbeats it has
     /// accepted since.
