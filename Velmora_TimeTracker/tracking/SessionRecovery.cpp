@@ -94,7 +94,8 @@ void SessionManager::recoverInterruptedSessionForCurrentDomain() {
     const Operation operation(*this);
     interruptedSession_.reset();
     lastStatusMessage_.reset();
-    loadInterruptedSession();
+    if (!isTracking_) // the row of a running session is not one left behind
+        loadInterruptedSession();
     refreshTodayCompletedSeconds();
 }
 

@@ -407,6 +407,8 @@ TEST_F(SessionRecovery, KeepsASessionThatOutlivesASignOutForItsCompany) {
     EXPECT_EQ(world.machine.displays.picturesTaken, pictures + 1);
     EXPECT_EQ(endsReported(lastFinished().id), 1);
     EXPECT_EQ(world.bodies("sessions/start").back().value("session_uuid"), uuidText(world.session().id));
+    engine().recoverInterruptedSessionForCurrentDomain(); // by a sign-in that ends late
+    EXPECT_FALSE(engine().interruptedSession());
 }
 
 TEST_F(SessionRecovery, AddsRecoveredHoursOnlyOnceAndWithoutTheIdleTime) {
