@@ -1,5 +1,6 @@
 #include "World.h"
 
+#include "CaptureFolder.h"
 #include "DatabaseProbe.h"
 #include "TrackingHeartbeat.h"
 
@@ -7,7 +8,7 @@
 #include <cmath>
 
 QStringList World::sql(const QByteArray& text) const {
-    return querySQLite(folder_.filePath("Velmora TimeTracker/timetracker.sqlite"), text);
+    return querySQLite(databaseFile(), text);
 }
 
 std::vector<Session> World::storedSessions(const QByteArray& table) const {
@@ -17,11 +18,40 @@ std::vector<Session> World::storedSessions(const QByteArray& table) const {
     return sessions;
 }
 
-QStringList World::pictureFiles() const {
+QStringList World::pictureFiles(const QString& pattern) const {
     QStringList files;
-    for (QDirIterator it(folder_.path(), {"*.jpg"}, QDir::Files, QDirIterator::Subdirectories); it.hasNext();)
+    for (QDirIterator it(folder_.path(), {pattern}, QDir::Files, QDirIterator::Subdirectories); it.hasNext();)
         files.append(it.next());
     return files;
+}
+
+QString World::pictureFolder() const {
+    return CaptureFolder::capturesDirectory(platform_.information, accounts[account_].key());
+}
+
+/// The program has the configuration of its own company, and soon after it can have one.
+void World::checkConfiguration() {
+    const auto& config = core_->appState.remoteConfig();
+    const Seconds uptime = platform_.timeline.uptime();
+    if (config && !isSigningIn_ && config->companyName && *config->companyName != accounts[account_].key())
+        complain("the configuration of %1 serves another company", *config->companyName);
+    if (config || !core_->appState.isAuthenticated() || server_.isUnreachable || server_.isFailing)
+        configuredAt_ = uptime;
+    constexpr Seconds longest = 900; // of a server that answers most of the time
+    if (uptime - configuredAt_ > longest)
+        complain("no configuration for %1 s", uptime - configuredAt_);
+}
+
+/// A running session that the server knows is reported once for each picture, or each that failed.
+void World::checkReports() {
+    constexpr Seconds longest = 20 * 60 + 60;
+    const Seconds since = std::min(platform_.timeline.uptime() - server_.lastReport.value(seen_.session),
+                                   real() - intervalBegan_);
+    const QByteArray id = seen_.session.toString(QUuid::WithoutBraces).toUpper().toLatin1();
+    if (seen_.isRunning() && server_.hasBegun(seen_.session) && since > longest &&
+        sql("SELECT id FROM upload_queue WHERE type = 'startSession' AND session_id = '" + id + "'")
+            .isEmpty())
+        complain("D: the running session was not reported for %1 s", since);
 }
 
 void World::checkHour() {
@@ -40,6 +70,7 @@ void World::checkHour() {
     checkDelivery(all);
     checkPictures();
     checkSegments();
+    checkReports();
     if (changesClock_) {
         checkSpans(finished);
         return;
@@ -66,10 +97,15 @@ void World::checkHistory(const std::vector<Session>& finished) {
         else if (std::abs(static_cast<double>(*session.reportedTotalSeconds) - session.totalSeconds(Date{})) >
                  1)
             complain("a frozen total is not the sum of its intervals");
+        const auto isBackward = [](const TrackingInterval& one) {
+            return *one.stoppedAt < one.startedAt - 0.01;
+        };
+        if (!changesClock_ && std::ranges::any_of(session.intervals, isBackward))
+            complain("an interval ends before it begins");
         const qint64 counted = session.mouseCount + session.keyboardCount;
-        const int events = known_.value(session.id).events;
-        if (counted > events || (!happened_.contains("death") && counted < events))
-            complain("a session counted %1 events of %2", counted, events);
+        const Known known = known_.value(session.id);
+        if (counted > known.events || counted < known.events - known.lost)
+            complain("a session counted %1 events of %2, %3 lost", counted, known.events, known.lost);
         if (!changesClock_ && !changesZone_ && !session.intervals.empty() &&
             companyDate(session.intervals.front().startedAt) !=
                 companyDate(*session.intervals.back().stoppedAt))
@@ -81,19 +117,24 @@ void World::checkHistory(const std::vector<Session>& finished) {
 /// session ran, and as long. A jump cuts it.
 void World::checkSpans(const std::vector<Session>& finished) {
     for (const Session& session : finished) {
-        const Known& known = known_[session.id];
+        std::vector<Span> spans = known_[session.id].spans;
+        std::ranges::sort(spans, std::greater(),
+                          &Span::seconds); // short ones may begin where a neighbour does
         std::vector<TrackingInterval> left = session.intervals;
-        // The longest first: one that is too short to matter may begin where its neighbour does.
         const auto length = [](const TrackingInterval& one) {
             return std::max(0.0, *one.stoppedAt - one.startedAt);
         };
-        std::ranges::sort(left, std::greater(), length);
-        for (const Span& span : known.spans) {
-            if (span.seconds < Truth::tickSlack)
-                continue;
-            const auto interval = std::ranges::find_if(left, [&](const TrackingInterval& one) {
-                return std::abs(one.startedAt - span.wallBegan) <= Truth::tickSlack;
-            });
+        for (const Span& span : spans) {
+            // Midnights that the clock passes twice begin intervals at the same moment.
+            const auto distance = [&](const TrackingInterval& one) {
+                const double difference = std::abs(length(one) - span.seconds);
+                const bool isAnother = std::abs(one.startedAt - span.wallBegan) > Truth::tickSlack ||
+                                       (span.seconds < Truth::tickSlack && difference > Truth::tickSlack);
+                return isAnother ? std::numeric_limits<double>::infinity() : difference;
+            };
+            const auto nearest = std::ranges::min_element(left, {}, distance);
+            const auto interval =
+                nearest != left.end() && std::isfinite(distance(*nearest)) ? nearest : left.end();
             const double billed = interval == left.end() ? 0 : length(*interval);
             if (billed > span.seconds + Truth::tickSlack)
                 complain("B: billed %1 s of %2 s", billed, span.seconds);
@@ -154,8 +195,8 @@ void World::checkDelivery(const std::vector<Session>& all) {
     QHash<QString, QSet<QUuid>> queued;
     for (const QString& row : sql("SELECT type, session_id FROM upload_queue"))
         queued[row.section(u'|', 0, 0)].insert(QUuid(row.section(u'|', 1)));
-    if (server_.unknownSessions > 0)
-        complain("D: a heartbeat came before its session's start");
+    for (const QString& complaint : server_.complaints)
+        complain("D: " + complaint);
     auto unknown = server_.sessions;
     for (const Session& session : all) {
         const QString id = session.id.toString();
@@ -199,14 +240,18 @@ void World::checkSegments() {
     QHash<QString, Held> held;
     for (const QString& row :
          sql("SELECT segment_date || '#' || segment_number, non_idle_seconds, active_seconds, "
-             "mouse_movements + keyboard_movements, uploaded_at IS NOT NULL FROM activity_segments")) {
+             "mouse_movements + keyboard_movements, uploaded_at IS NOT NULL, timezone, domain_key "
+             "FROM activity_segments")) {
         const QStringList columns = row.split(u'|');
         const QString& slot = columns[0];
         held[slot] = {columns[1].toInt(), columns[2].toInt(), columns[3].toInt()};
-        const double arrived = server_.segments.value(slot, -1);
-        if (columns[4] == u"1" && !changesCompany_ &&
-            std::abs(arrived - std::min(held[slot].tracked / 6.0, 100.0)) > 0.01)
-            complain("D: segment %1 arrived with %2 %", slot, arrived);
+        if (!changesZone_ && columns[5] != QString::fromLatin1(zone_.id()))
+            complain("segment %1 has the zone %2", slot, columns[5]);
+        const auto arrived = server_.segments.value(columns[6] + u' ' + slot);
+        if (columns[4] == u"1" &&
+            (std::abs(arrived.percent - std::min(held[slot].tracked / 6.0, 100.0)) > 0.01 ||
+             arrived.zone != columns[5]))
+            complain("D: segment %1 arrived with %2 % and zone %3", slot, arrived.percent, arrived.zone);
     }
     if (!isTidy())
         return;

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-/// What the employee does, and what happens to them.
+/// What the employee does.
 
 void World::touch() {
     lastInputUptime_ = platform_.timeline.uptime();
@@ -10,6 +10,7 @@ void World::touch() {
     if (seen_.isRunning()) {
         lastCountedInput_ = real();
         known_[seen_.session].events += events;
+        known_[seen_.session].unstored += events;
         if (isTidy()) {
             Slot& slot = slots_[slotOf(platform_.timeline.date())];
             ++slot.touches;
@@ -40,17 +41,21 @@ void World::act() {
         return;
     }
     useTheProgram();
-    if (untilMidnight() < 1200 && !oneIn(3)) {
+    if (changesCompany_ && oneIn(12))
+        workIntoTheChange();
+    if (untilMidnight() < 3600 && !oneIn(3)) {
         useItAtMidnight();
         return;
     }
     if (oneIn(3))
         server_.isUnreachable = false; // most outages are short
-    switch (number(0, 13)) {
+    switch (number(0, 17)) {
     case 0:
         pass(between(200, 1500)); // away from the desk
         touch();
+        jobsUntilPress_ = number(0, 20);
         pass(8);
+        jobsUntilPress_ = -1;
         break;
     case 1:
         sleepMachine(between(30, 7200));
@@ -58,32 +63,54 @@ void World::act() {
     case 2:
         server_.isUnreachable = !server_.isUnreachable && oneIn(2);
         server_.isFailing = !server_.isFailing && oneIn(3);
+        countedFailures_ = 0;
         break;
     case 3:
-        if (oneIn(3) && jobsUntilDeath_ < 0)
+        if (oneIn(3) && jobsUntilDeath_ < 0) {
             jobsUntilDeath_ = number(0, 4000);
+        } else if (oneIn(3)) {
+            quit();
+            platform_.timeline.advance(between(0, 600));
+            startProcess();
+        }
         break;
     case 4:
         changeSettings();
         break;
     case 5:
-        if (oneIn(6) && seen_.isTracking)
-            server_.takeOver(seen_.session);
+        if (oneIn(3) && seen_.isTracking)
+            takeOver();
         break;
     case 6:
         platform_.permissions.screenRecording = !oneIn(8);
+        platform_.displays.listError =
+            oneIn(3) ? std::optional("Maximum number of clients reached") : std::nullopt;
         break;
     case 7:
         if (changesClock_ && oneIn(3))
             sleepOrSetClock(0, true);
-        else if (changesCompany_ && oneIn(2))
-            changeCompany();
         break;
     case 8:
         if (oneIn(2)) {
             server_.expireTokens();
             server_.rejectsRefresh = oneIn(4);
         }
+        break;
+    case 9:
+        if (oneIn(3))
+            workInBits();
+        break;
+    case 10:
+        if (oneIn(3))
+            pressWhileBusy();
+        break;
+    case 11:
+        if (oneIn(3))
+            workWithoutKeyring();
+        break;
+    case 12:
+        if (seen_.isTracking)
+            server_.stumblesOver.insert(seen_.session);
         break;
     default:
         workFor(between(120, 2400), oneIn(4) ? 90 : 12);
@@ -107,9 +134,27 @@ Seconds World::untilMidnight() const {
 /// Just then, mostly before a tick has noticed it.
 void World::useItAtMidnight() {
     constexpr Seconds tickPeriod = 1.2;
-    workFor(untilMidnight() - 15, 12);
+    start();
+    if (oneIn(3) && untilMidnight() > 600) {
+        command([this] { core_->sessionManager.stopTracking(); });
+        start(); // a session of the day's last minutes, which mostly ends in them
+        workFor(untilMidnight() - between(5, 500), 12);
+        command([this] { press(between(0.1, 0.14)); });
+        return;
+    }
+    if (oneIn(2)) {
+        pass(untilMidnight() - 15);
+        touch(); // idle until now, perhaps
+        pass(untilMidnight() - 5);
+    } else {
+        workFor(untilMidnight() - 15, 12);
+    }
     if (untilMidnight() > 60)
         return; // the process died, and midnight passed
+    if (oneIn(3)) {
+        pass(untilMidnight() + 30); // a question stays open
+        return;
+    }
     pass(untilMidnight() + between(0, tickPeriod));
     if (oneIn(2))
         sleepMachine(between(30, 7200));
@@ -117,8 +162,15 @@ void World::useItAtMidnight() {
         command([this] { press(between(0, 0.14)); });
 }
 
+void World::start() {
+    if (!seen_.isTracking)
+        command([this] { press(0.1); });
+}
+
 /// One of the buttons that the screen offers, or none.
 void World::press(double chosen) {
+    if (!core_->appState.isAuthenticated())
+        return; // the sign-in screen shows
     SessionManager& engine = core_->sessionManager;
     if (engine.interruptedSession()) {
         leaveInterrupted(chosen < 0.6);
@@ -159,50 +211,68 @@ void World::leaveInterrupted(bool resumes) {
     engine.discardInterruptedSession();
 }
 
+/// For an hour the pauses come more often than the pictures.
+void World::workInBits() {
+    SessionManager& engine = core_->sessionManager;
+    const double until = real() + 3600;
+    while (real() < until && complaints_.isEmpty() && &engine == &core_->sessionManager &&
+           seen_.isRunning()) {
+        workFor(between(20, 55), 12);
+        command([&] { core_->sessionManager.pauseTracking(); });
+        pass(between(0.5, 2));
+        if (seen_.isTracking && !seen_.isIdle)
+            command([&] { core_->sessionManager.resumeTracking(); });
+    }
+}
+
+AuthTokens World::tokens() const {
+    return {QString::fromLatin1(server_.accessToken(account_)),
+            QString::fromLatin1(ModelServer::refreshToken(account_)),
+            Date{},
+            Date{},
+            "2099-01-01T00:00:00Z",
+            "2099-01-01T00:00:00Z"};
+}
+
+/// Before the program's first launch.
 void World::storeSignIn() {
-    server_.rejectsRefresh = false;
-    DomainStorage(platform_.preferences).setBaseURL(QUrl("https://a.example/api/v1/"));
-    KeychainService(platform_.secrets)
-        .saveAuthTokens({QString::fromLatin1(server_.accessToken()), "refresh", Date{}, Date{},
-                         "2099-01-01T00:00:00Z", "2099-01-01T00:00:00Z"});
+    DomainStorage domain(platform_.preferences);
+    domain.setUser(accounts[account_].user);
+    domain.setBaseURL(QUrl(accounts[account_].url()));
+    KeychainService(platform_.secrets).saveAuthTokens(tokens());
 }
 
 /// What the sign-in screen does once the server let the employee in.
 void World::signIn() {
     ++happened_["sign-in"];
-    storeSignIn();
-    command([this] {
-        core_->appState.publish(server_.config);
-        core_->appState.setAuthenticated(true);
-        core_->sessionManager.applyConfig(server_.config);
-        core_->sessionManager.recoverInterruptedSessionForCurrentDomain();
-        core_->startPeriodicRefresh();
-    });
+    platform_.secrets.isBroken = false;
+    server_.rejectsRefresh = false;
+    isSigningIn_ = true;
+    spawn(core_->auth.selectCompany(accounts[account_].url(), tokens(), accounts[account_].user),
+          "selection");
+    pass(0);
+    spawn(finishSignIn(), "sign-in");
+    pass(2);
 }
 
-void World::sleepMachine(Seconds span) {
-    ++happened_["sleep"];
-    isSleepy_ = true;
-    const bool ran = seen_.isRunning();
-    const bool isAnnounced = !oneIn(5);
-    const bool isHeard = !oneIn(5); // the signal of the wake may get lost
-    if (isAnnounced) {
-        platform_.power.willSleep();
-        pass(0);
-        observe();
+/// It takes the cached configuration when it gets no other.
+Task<> World::finishSignIn() {
+    std::optional<RemoteConfig> config;
+    try {
+        config = co_await core_->remoteConfig.fetchConfig();
+    } catch (const APIError&) {
+        config = core_->remoteConfig.cachedConfig();
     }
-    sleepOrSetClock(span, changesClock_ && oneIn(3));
-    touch(); // somebody woke it
-    if (isHeard)
-        platform_.power.didWake();
-    pass(0);
-    observe();
-    heardNoWake_ = !isHeard && seen_.isPaused;
-    if (ran && isHeard && seen_.isTracking && seen_.isPaused && !seen_.isIdle)
-        complain("still paused after the wake");
-    pass(1.5); // a tick: the program looks at its clocks
-    isSleepy_ = false;
-    pass(3);
+    if (!config)
+        co_return;
+    command([&] {
+        core_->appState.publish(*config);
+        core_->appState.setAuthenticated(true);
+        core_->sessionManager.applyConfig(config);
+        core_->companyChanged();
+        core_->startPeriodicRefresh();
+    });
+    isSigningIn_ = false;
 }
 
 void World::changeSettings() {
@@ -221,37 +291,42 @@ void World::changeSettings() {
         command([&] { core_->apply(config); });
 }
 
+/// As after a sign-in that is over, with requests of it under way.
 void World::changeCompany() {
     if (core_->sessionManager.isTracking())
         return; // one left behind by a crash waits for its company
     ++happened_["company change"];
-    const bool isFirst = core_->domain.domainKey() == "a.example";
-    core_->domain.setBaseURL(QUrl(isFirst ? "https://b.example/api/v1/" : "https://a.example/api/v1/"));
-    core_->sessionManager.recoverInterruptedSessionForCurrentDomain();
+    account_ = (account_ + 1) % static_cast<int>(std::size(accounts));
+    core_->appState.applySessionInvalidated();
+    core_->sessionManager.applyConfig(std::nullopt);
+    signIn();
 }
 
-/// What runs is cut there.
-void World::sleepOrSetClock(Seconds span, bool setsClock) {
-    const bool runs = seen_.isRunning();
-    if (runs)
-        runningEnded(true);
-    platform_.timeline.sleepMachine(span);
-    slept_ += span;
-    if (setsClock) {
-        ++happened_["clock jump"];
-        const double sizes[] = {2, 60, 3600, 90000, 10 * 365.25 * 86400};
-        const double by = (oneIn(2) ? 1 : -1) * sizes[number(0, 4)] * between(0.6, 1);
-        jumped_ += std::abs(by);
-        platform_.timeline.jumpWallClock(by);
-    }
-    if (runs)
-        intervalBegan();
+/// What is sent last is answered after the change.
+void World::workIntoTheChange() {
+    start();
+    workFor(90, 12);
+    if (oneIn(2))
+        server_.expireTokens();
+    if (oneIn(2))
+        spawn(core_->appState.refreshRemoteConfigFromServer(), "update check");
+    const bool isBusy = oneIn(3); // then the end of the session is written after it, too
+    if (isBusy)
+        holdDatabase();
+    command([this] { core_->sessionManager.stopTracking(); });
+    pass(0.02);
+    changeCompany();
+    if (isBusy)
+        releaseDatabase();
 }
 
 /// The storm is over: every row must find its way now, of either company.
 void World::calmDown() {
     server_.faultRate = 0;
     server_.isUnreachable = server_.isFailing = false;
+    server_.stumblesOver.clear();
+    platform_.secrets.isBroken = false;
+    platform_.displays.listError.reset();
     jobsUntilDeath_ = -1;
     platform_.permissions.screenRecording = true;
     server_.rejectsRefresh = false;
@@ -268,7 +343,7 @@ void World::calmDown() {
         platform_.timeline.jumpWallClock(86400 + jumped_);
         jumped_ += 86400 + jumped_;
     }
-    for (int round = 0; round < 2 && complaints_.isEmpty(); ++round) {
+    for (std::size_t round = 0; round < std::size(accounts) && complaints_.isEmpty(); ++round) {
         pass(700);
         touch();
         stop();
@@ -285,7 +360,7 @@ void World::calmDown() {
     if (unsent.size() > 1)
         complain("D: %1 segments were never sent", unsent.size());
     // Pictures that no row was made for are found by the next launch.
-    for (int company = 0; company < 2 && complaints_.isEmpty(); ++company) {
+    for (std::size_t account = 0; account < std::size(accounts) && complaints_.isEmpty(); ++account) {
         endProcess();
         startProcess();
         pass(600);
@@ -299,4 +374,6 @@ void World::calmDown() {
     const QStringList left = pictureFiles();
     if (const auto count = std::ranges::count_if(left, isWanted); count > 0)
         complain("S: %1 pictures lie there after the calm", count);
+    if (const auto halves = pictureFiles("*.jpg.*"); !halves.isEmpty())
+        complain("S: %1 half-written pictures lie there after the calm", halves.size());
 }

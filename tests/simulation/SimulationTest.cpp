@@ -9,7 +9,7 @@ QByteArray replay(quint32 seed) {
 }
 
 #ifndef VELMORA_LIVES
-#define VELMORA_LIVES 200U
+#define VELMORA_LIVES 160U
 #endif
 
 class Seeds : public testing::TestWithParam<quint32> {
@@ -22,9 +22,9 @@ protected:
     static void TearDownTestSuite() {
         if (lives < 20)
             return; // a replay of a few
-        for (const char* what :
-             {"death", "sleep", "idle pause", "midnight", "takeover", "clock jump", "zone change",
-              "offset change", "company change", "server fault", "drop", "sign-in", "discard"})
+        for (const char* what : {"death", "sleep", "idle pause", "midnight", "takeover", "clock jump",
+                                 "zone change", "offset change", "company change", "server fault", "drop",
+                                 "sign-in", "discard", "busy database", "quit"})
             EXPECT_GT(met[what], 0) << what;
         EXPECT_GT(worked, lives * 3600);
     }

@@ -7,8 +7,9 @@
 void Truth::note(double from, double to, Second what) {
     if (to <= from)
         return;
-    const auto first = static_cast<size_t>(std::max(0.0, std::floor(from)));
-    const auto last = static_cast<size_t>(std::max(0.0, std::ceil(to)));
+    constexpr double rounding = 1e-6; // of a midnight, say
+    const auto first = static_cast<size_t>(std::max(0.0, std::floor(from + rounding)));
+    const auto last = static_cast<size_t>(std::max(0.0, std::ceil(to - rounding)));
     if (last > seconds_.size())
         seconds_.resize(last, Second::idle);
     std::ranges::fill(std::span(seconds_).subspan(first, last - first), what);

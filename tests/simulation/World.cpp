@@ -2,7 +2,6 @@
 
 #include "DatabaseProbe.h"
 #include "PreferenceStores.h"
-#include "TrackingHeartbeat.h"
 
 #include <QLoggingCategory>
 #include <QRegularExpression>
@@ -47,6 +46,7 @@ World::World(const Options& options)
     qInstallMessageHandler(
         [](QtMsgType, const QMessageLogContext&, const QString& line) { listening->hear(line); });
     platform_.timeline.makeTimersLate(options.seed);
+    platform_.displays.isListErrorDenial = false;
     server_.config.deviceId = "device";
     server_.config.projects = {{"p1", "One"}};
     server_.config.screenshotIntervalMinutes = 10;
@@ -84,19 +84,30 @@ void World::hear(const QString& logLine) {
         return;
     const QString row = match.captured(1);
     const QString type = match.captured(2);
-    if (match.hasCaptured(3)) {
-        const int attempt = match.captured(3).toInt();
-        if (attempt > std::exchange(attempts_[row], attempt) + 1)
-            complain("D: a failure of a %1 counted twice", type);
-        return;
-    }
-    const QUuid session(
-        sql("SELECT session_id FROM upload_queue WHERE id = '" + row.toLatin1() + "'").value(0));
+    if (match.hasCaptured(3))
+        return hearAttempt(row, type, match.captured(3).toInt());
+    const QUuid session = sessionOfRow(row);
     if (!server_.refused[type].contains(session))
         complain("D: a %1 was dropped that nobody refused", type);
     ++happened_["drop"];
     known_[session].dropped.insert(type);
     droppedPictures_ += type == "screenshot";
+}
+
+/// No attempt counts without a verdict of the server, and few while it is known to be down.
+void World::hearAttempt(const QString& row, const QString& type, int attempt) {
+    if (attempt > std::exchange(attempts_[row], attempt) + 1)
+        complain("D: a failure of a %1 counted twice", type);
+    const QUuid session = sessionOfRow(row);
+    if (++known_[session].attempts[type] > server_.verdicts[type][session])
+        complain("D: a failure of a %1 counted without a verdict", type);
+    constexpr int mostWhileDown = 10; // five open the circuit; late replies from before may close it
+    if (server_.isFailing && ++countedFailures_ > mostWhileDown)
+        complain("D: failures of a server that is down are counted");
+}
+
+QUuid World::sessionOfRow(const QString& row) const {
+    return QUuid(sql("SELECT session_id FROM upload_queue WHERE id = '" + row.toLatin1() + "'").value(0));
 }
 
 QStringList World::run() {
@@ -117,6 +128,10 @@ void World::pass(Seconds span) {
     const Seconds until = platform_.timeline.uptime() + span;
     while (complaints_.isEmpty() && platform_.timeline.step(until - platform_.timeline.uptime())) {
         observe();
+        if (jobsUntilPress_ >= 0 && jobsUntilPress_-- == 0)
+            command([this] { press(between(0, 0.7)); });
+        if (holder_)
+            continue; // what happens now is not on the disk yet
         if (jobsUntilDeath_ >= 0 && jobsUntilDeath_-- == 0) {
             die();
             if (oneIn(2))
@@ -132,7 +147,15 @@ void World::observe() {
     const SessionManager& engine = core_->sessionManager;
     if (const auto& config = engine.config())
         discardsIdle_ = config->discardIdleTime;
-    Seen now{engine.isTracking(), engine.isPaused(), engine.isIdle(), {}, {}};
+    checkConfiguration();
+    const Seconds shownBefore = std::exchange(shownToday_, engine.todayTotalSeconds());
+    const double running = ran_ + (seen_.isRunning() ? real() - intervalBegan_ : 0);
+    if (std::exchange(probes_, platform_.permissions.screenProbes) != platform_.permissions.screenProbes)
+        capturedAt_ = running;
+    constexpr Seconds longestCaptureInterval = 20 * 60 + 120; // and what the timers are late
+    if (running - capturedAt_ > longestCaptureInterval)
+        complain("S: no picture was tried for %1 s", running - capturedAt_);
+    Seen now{engine.isTracking(), engine.isPaused(), engine.isIdle(), engine.needsIdleDecision(), {}, {}};
     if (const auto& session = engine.currentSession()) {
         now.session = session->id;
         now.project = session->projectId;
@@ -150,18 +173,22 @@ void World::observe() {
     const bool isIdlePause = before.isRunning() && now.isTracking && now.isPaused && now.isIdle;
     if (isRollover) {
         ++happened_["midnight"];
-        resolveGap(before.session, false);
+        moveGap(before.session, now.session);
         if (before.project != now.project)
             complain("midnight changed the project");
         if (before.isPaused && now.isPaused && before.isIdle != now.isIdle)
             complain("midnight changed the reason of the pause");
+        if (before.isPaused && now.isPaused && before.isAsked != now.isAsked)
+            complain("midnight took back a question");
     }
     if (before.isRunning() && isRollover) {
         midnightPassed();
         seen_.session = now.session;
     }
-    if (before.isRunning() && !now.isRunning())
+    if (before.isRunning() && !now.isRunning()) {
         runningEnded(!isIdlePause);
+        known_[before.session].unstored = 0;
+    }
     seen_ = now;
     heardNoWake_ = false;
     if (now.isRunning() && (!before.isRunning() || isRollover)) {
@@ -181,6 +208,10 @@ void World::observe() {
     } else if (before.isRunning() && now.isTracking && now.isPaused && !isCommanding_ && !isSleepy_) {
         complain("paused for no reason");
     }
+    if (before.isRunning() && !now.isTracking && isTidy() &&
+        companyDate(wallBegan_) == companyDate(platform_.timeline.date()) &&
+        shownToday_ < shownBefore - Truth::tickSlack)
+        complain("the stop took %1 s from today's figure", shownBefore - shownToday_);
     if (before.isTracking && !now.isTracking) {
         resolveGap(before.session, false);
         const bool takenOver = server_.sessions.value(before.session).takenOver;
@@ -219,6 +250,7 @@ void World::midnightPassed() {
     const Date now = platform_.timeline.date();
     const double ranToday = now - (truth_.start() + companyMidnight(now));
     const double cut = std::clamp(real() - ranToday, intervalBegan_, real());
+    ran_ += cut - intervalBegan_;
     if (changesClock_)
         known_[seen_.session].spans.push_back({wallBegan_, cut - intervalBegan_, true});
     isContinued_ = isContinued_ || cut > intervalBegan_;
@@ -229,6 +261,7 @@ void World::midnightPassed() {
 /// Of the session in `seen_`, which ran until now, or until the machine fell asleep.
 void World::runningEnded(bool isPlain) {
     noteRunning();
+    ran_ += real() - intervalBegan_;
     truth_.blur(real());
     ++slots_[slotOf(truth_.start() + real())].edges;
     if (changesClock_)
@@ -253,6 +286,15 @@ void World::noteRunning() {
         slot.countedUntil = platform_.timeline.uptime();
         at = end;
     }
+}
+
+/// A midnight that moves back leaves an idle gap after it to the new session; any other ends it.
+void World::moveGap(const QUuid& from, const QUuid& to) {
+    const auto dateOf = [this](Seconds moment) { return companyDate(truth_.start() + moment + jumped_); };
+    auto& gap = known_[from].gap;
+    if (gap && dateOf(gap->from) == dateOf(real()))
+        known_[to].gap = std::exchange(gap, std::nullopt);
+    resolveGap(from, false);
 }
 
 void World::resolveGap(const QUuid& session, bool goesOn) {
@@ -288,6 +330,8 @@ void World::startProcess(bool diesAtStart) {
     jobsUntilDeath_ = diesAtStart ? std::uniform_int_distribution<>(0, 30)(random_) : -1;
     core_ = std::make_unique<TimeTrackerCore>(platform_.platform());
     seen_ = {};
+    isSigningIn_ = false;
+    countedFailures_ = 0;
     discardsIdle_ = true; // without a configuration
     pass(0);
     observe();
@@ -298,26 +342,15 @@ void World::stampPictures() {
     for (const QString& path : pictureFiles()) {
         QFile file(path);
         if (!stamped_.contains(path) && file.open(QIODevice::ReadWrite)) {
-            file.setFileTime(platform_.timeline.date().toDateTime(QTimeZone::utc()),
-                             QFileDevice::FileModificationTime);
+            stamp(file);
             stamped_.insert(path);
         }
     }
 }
 
-void World::die() {
-    ++happened_["death"];
-    if (seen_.isRunning()) {
-        runningEnded(false);
-        truth_.note(std::max(intervalBegan_ - Truth::tickSlack, real() - Truth::crashLoss),
-                    real() + Truth::tickSlack, Truth::Second::allowed);
-        if (options_.fault == PlantedFault::lostMark)
-            TrackingHeartbeat::clear(seen_.session, platform_.preferences);
-    }
-    for (const double late : {0.0, Truth::tickSlack}) // the last tick may have been in the slot before
-        slots_[slotOf(platform_.timeline.date() - late)].lost += Truth::crashLoss;
-    endProcess();
-    lostPictures_ = std::clamp(missingPictures(), lostPictures_, lostPictures_ + 1);
+void World::stamp(QFile& file) const {
+    file.setFileTime(platform_.timeline.date().toDateTime(QTimeZone::utc()),
+                     QFileDevice::FileModificationTime);
 }
 
 void World::endProcess() {
@@ -325,4 +358,5 @@ void World::endProcess() {
     platform_.processDied();
     seen_ = {};
     lastCountedInput_.reset();
+    server_.forgetWaits();
 }

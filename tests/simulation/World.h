@@ -5,6 +5,7 @@
 #include "TimeTrackerCore.h"
 #include "Truth.h"
 
+#include <QFile>
 #include <QHash>
 #include <QSet>
 #include <QStringList>
@@ -12,6 +13,8 @@
 #include <map>
 #include <memory>
 #include <random>
+
+struct sqlite3;
 
 /// A fault that the harness plants on purpose, to show that it would be noticed.
 enum class PlantedFault { none, lostMark, doubleCountAtMidnight, rowDeletedBeforeAnswer };
@@ -42,6 +45,7 @@ private:
         bool isTracking = false;
         bool isPaused = false;
         bool isIdle = false;
+        bool isAsked = false; ///< Whether to go on.
         QUuid session;
         QString project;
         friend bool operator==(const Seen&, const Seen&) = default;
@@ -60,9 +64,12 @@ private:
     /// What the world knows of one session.
     struct Known {
         int events = 0;          ///< What was typed and moved in it.
+        int unstored = 0;        ///< Those of them that came since the interval began.
+        int lost = 0;            ///< Those that a death may have taken.
         std::vector<Span> spans; ///< In lives whose clock jumps.
         std::optional<Gap> gap;
-        QSet<QString> dropped; ///< The types of its rows that were refused for good.
+        QSet<QString> dropped;        ///< The types of its rows that were refused for good.
+        QHash<QString, int> attempts; ///< By the type of row, as the log tells.
     };
     /// What a ten-minute slot of the company's calendar should hold.
     struct Slot {
@@ -85,9 +92,14 @@ private:
     void useTheProgram();
     Seconds untilMidnight() const;
     void useItAtMidnight();
+    void start();
     void press(double chosen);
+    void workInBits();
+    void takeOver();
+    AuthTokens tokens() const;
     void storeSignIn();
     void signIn();
+    Task<> finishSignIn();
     /// Something is pressed, and what comes of it at once is no surprise.
     template <typename Press>
     void command(const Press& press) {
@@ -99,9 +111,17 @@ private:
     void sleepMachine(Seconds span);
     void changeSettings();
     void changeCompany();
+    void workIntoTheChange();
+    void workWithoutKeyring();
+    void pressWhileBusy();
+    void holdDatabase();
+    void releaseDatabase();
+    void quit();
     void sleepOrSetClock(Seconds span, bool setsClock);
     void startProcess(bool diesAtStart = false);
     void stampPictures();
+    void stamp(QFile& file) const;
+    void leaveHalfPicture();
     void die();
     void endProcess();
 
@@ -111,6 +131,7 @@ private:
     void intervalBegan();
     void runningEnded(bool isPlain);
     void noteRunning();
+    void moveGap(const QUuid& from, const QUuid& to);
     void resolveGap(const QUuid& session, bool goesOn);
     void leaveInterrupted(bool resumes);
     QDateTime companyTime(Date date) const;
@@ -126,8 +147,12 @@ private:
             complaints_.append(QString("[%1 s] ").arg(real(), 0, 'f', 1) + what);
     }
     void hear(const QString& logLine);
+    void hearAttempt(const QString& row, const QString& type, int attempt);
+    QUuid sessionOfRow(const QString& row) const;
 
     // Checks.
+    void checkConfiguration();
+    void checkReports();
     void checkHour();
     void checkHistory(const std::vector<Session>& finished);
     void checkSpans(const std::vector<Session>& finished);
@@ -136,9 +161,11 @@ private:
     void checkPictures();
     void checkSegments();
     void calmDown();
+    QString databaseFile() const { return folder_.filePath("Velmora TimeTracker/timetracker.sqlite"); }
     QStringList sql(const QByteArray& text) const;
     std::vector<Session> storedSessions(const QByteArray& table) const;
-    QStringList pictureFiles() const;
+    QStringList pictureFiles(const QString& pattern = "*.jpg") const;
+    QString pictureFolder() const;
     qint64 missingPictures() const;
     /// Its wall times name real seconds, its days are those of one company in one zone.
     bool isTidy() const { return !changesClock_ && !changesZone_ && !changesCompany_; }
@@ -170,14 +197,25 @@ private:
     const bool changesClock_ = options_.seed % 5 == 4;
     const bool changesZone_ = options_.seed % 7 == 3 && !changesClock_;
     const bool changesCompany_ = options_.seed % 5 == 2;
+    int account_ = 0;
+    bool isSigningIn_ = false; ///< The program may have no configuration, or not that of `account_`.
+    Seconds configuredAt_ = 0; ///< Uptime at which the program last had one, or could not get any.
+    int countedFailures_ = 0;  ///< Since the server began to fail, or the program to run.
+    Seconds capturedAt_ = 0;   ///< Of the seconds that ran, when a picture was last tried.
+    Seconds ran_ = 0;          ///< In intervals that have ended.
+    int probes_ = 0;
+    Seconds shownToday_ = 0;
+    sqlite3* holder_ = nullptr; ///< Keeps the program from writing to its database.
     QTimeZone zone_;            ///< The company's, in lives that do not change it.
     std::optional<int> offset_; ///< The company's from universal time, an hour ago.
     double slept_ = 0;
     double jumped_ = 0;
     qint64 jobsUntilDeath_ = -1;
+    int jobsUntilPress_ = -1;   ///< The employee presses something in the middle of what happens.
     bool isCommanding_ = false; ///< The employee is pressing something right now.
     bool heardNoWake_ = false;  ///< It is still paused for the sleep, and nothing runs.
     bool isSleepy_ = false;     ///< The machine is about to sleep, or woke this moment.
+    Date fellAsleep_;
     Seen seen_;
     bool discardsIdle_ =
         true; ///< By the last configuration that the program took over: a session ends by it.
