@@ -1,15 +1,15 @@
 #include "Velmora_TimeTrackerApp.h"
 
-#include "LinuxPlatform.h"
-#include "LoginModel.h"
-#include "MainWindow.h"
-#include "PopoverModel.h"
-#include "QtDesktop.h"
-#include "SingleInstance.h"
-#include "ThemeManager.h"
-#include "TimeTrackerCore.h"
-#include "TrackerModel.h"
-#include "VRImages.h"
+#include "platform/linux/LinuxPlatform.h"
+#include "platform/linux/SingleInstance.h"
+#include "screens/LoginModel.h"
+#include "screens/PopoverModel.h"
+#include "screens/TrackerModel.h"
+#include "screens/design/ThemeManager.h"
+#include "screens/design/VRImages.h"
+#include "shell/MainWindow.h"
+#include "shell/QtDesktop.h"
+#include "shell/state/TimeTrackerCore.h"
 
 #include <QApplication>
 

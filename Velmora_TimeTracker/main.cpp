@@ -1,7 +1,7 @@
-#include "CoreFiles.h"
-#include "LinuxApplicationInfo.h"
-#include "SingleInstance.h"
 #include "Velmora_TimeTrackerApp.h"
+#include "platform/linux/CoreFiles.h"
+#include "platform/linux/LinuxApplicationInfo.h"
+#include "platform/linux/SingleInstance.h"
 
 #include <QApplication>
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include "Accounts.h"
+#include "backend/Accounts.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

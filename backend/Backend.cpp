@@ -1,6 +1,6 @@
-#include "Backend.h"
+#include "backend/Backend.h"
 
-#include "Connections.h"
+#include "backend/Connections.h"
 
 #include <QFile>
 #include <QRegularExpression>

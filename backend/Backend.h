@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Endpoint.h"
+#include "backend/Endpoint.h"
 
 #include <mutex>
 #include <thread>

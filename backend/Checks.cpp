@@ -1,6 +1,6 @@
-#include "Checks.h"
+#include "backend/Checks.h"
 
-#include "Refusal.h"
+#include "backend/Refusal.h"
 
 #include <QJsonDocument>
 #include <QRegularExpression>

@@ -1,4 +1,4 @@
-#include "Connections.h"
+#include "backend/Connections.h"
 
 #include <filesystem>
 #include <functional>

@@ -1,6 +1,6 @@
-#include "Checks.h"
-#include "EmployerPage.h"
-#include "Endpoint.h"
+#include "backend/Checks.h"
+#include "backend/EmployerPage.h"
+#include "backend/Endpoint.h"
 
 #include <QJsonArray>
 

@@ -1,4 +1,4 @@
-#include "Database.h"
+#include "backend/Database.h"
 
 #include <fcntl.h>
 #include <stdexcept>

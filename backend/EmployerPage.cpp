@@ -1,9 +1,9 @@
-#include "EmployerPage.h"
+#include "backend/EmployerPage.h"
 
-#include "Checks.h"
-#include "Html.h"
-#include "Report.h"
-#include "Secrets.h"
+#include "backend/Checks.h"
+#include "backend/Html.h"
+#include "backend/Report.h"
+#include "backend/Secrets.h"
 
 #include <QFile>
 #include <QLocale>

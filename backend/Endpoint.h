@@ -1,12 +1,12 @@
 #pragma once
 
-#include "Accounts.h"
-#include "Faults.h"
-#include "Refusal.h"
-#include "Screenshots.h"
-#include "Segments.h"
-#include "Sessions.h"
-#include "Tokens.h"
+#include "backend/Accounts.h"
+#include "backend/Faults.h"
+#include "backend/Refusal.h"
+#include "backend/Screenshots.h"
+#include "backend/Segments.h"
+#include "backend/Sessions.h"
+#include "backend/Tokens.h"
 
 #include <QJsonDocument>
 #include <functional>

@@ -1,6 +1,6 @@
-#include "Faults.h"
+#include "backend/Faults.h"
 
-#include "Checks.h"
+#include "backend/Checks.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,4 +1,4 @@
-#include "Html.h"
+#include "backend/Html.h"
 
 #include <algorithm>
 

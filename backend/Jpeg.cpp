@@ -1,4 +1,4 @@
-#include "Jpeg.h"
+#include "backend/Jpeg.h"
 
 namespace backend {
 

@@ -1,4 +1,4 @@
-#include "Report.h"
+#include "backend/Report.h"
 
 #include <QJsonArray>
 

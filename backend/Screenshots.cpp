@@ -1,8 +1,8 @@
-#include "Screenshots.h"
+#include "backend/Screenshots.h"
 
-#include "Checks.h"
-#include "Jpeg.h"
-#include "Refusal.h"
+#include "backend/Checks.h"
+#include "backend/Jpeg.h"
+#include "backend/Refusal.h"
 
 #include <QFile>
 #include <QRegularExpression>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Database.h"
+#include "backend/Database.h"
 
 #include <QDir>
 #include <QSize>

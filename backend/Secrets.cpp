@@ -1,4 +1,4 @@
-#include "Secrets.h"
+#include "backend/Secrets.h"
 
 #include <QCryptographicHash>
 #include <QRandomGenerator>

@@ -1,6 +1,6 @@
-#include "Segments.h"
+#include "backend/Segments.h"
 
-#include "Checks.h"
+#include "backend/Checks.h"
 
 namespace backend {
 

@@ -1,7 +1,7 @@
-#include "Sessions.h"
+#include "backend/Sessions.h"
 
-#include "Checks.h"
-#include "Refusal.h"
+#include "backend/Checks.h"
+#include "backend/Refusal.h"
 
 #include <QJsonArray>
 #include <QUuid>

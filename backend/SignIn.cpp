@@ -1,5 +1,5 @@
-#include "Checks.h"
-#include "Endpoint.h"
+#include "backend/Checks.h"
+#include "backend/Endpoint.h"
 
 #include <QJsonArray>
 #include <QTimeZone>

@@ -1,7 +1,7 @@
-#include "Tokens.h"
+#include "backend/Tokens.h"
 
-#include "Refusal.h"
-#include "Secrets.h"
+#include "backend/Refusal.h"
+#include "backend/Secrets.h"
 
 namespace backend {
 

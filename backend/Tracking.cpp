@@ -1,6 +1,6 @@
-#include "Checks.h"
-#include "Endpoint.h"
-#include "Report.h"
+#include "backend/Checks.h"
+#include "backend/Endpoint.h"
+#include "backend/Report.h"
 
 #include <QJsonArray>
 #include <QRegularExpression>

@@ -1,4 +1,4 @@
-#include "Backend.h"
+#include "backend/Backend.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>

@@ -3,9 +3,9 @@
 // passed.
 
 #include "PlainCapture.h"
-#include "X11DisplaySource.h"
-#include "X11TestClient.h"
-#include "XvfbFixture.h"
+#include "platform/linux/X11DisplaySource.h"
+#include "tests/platform/X11TestClient.h"
+#include "tests/platform/XvfbFixture.h"
 
 #include <QCoreApplication>
 #include <QFile>

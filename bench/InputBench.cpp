@@ -1,11 +1,11 @@
 // What it costs to bring an input event from the X server to the counters, over the smallest client that
 // counts the same events. Fails when a bound is passed, or when anything is allocated on the way.
 
-#include "ActivityTracker.h"
-#include "LinuxClock.h"
-#include "X11InputListener.h"
-#include "X11TestClient.h"
-#include "XvfbFixture.h"
+#include "platform/linux/LinuxClock.h"
+#include "platform/linux/X11InputListener.h"
+#include "tests/platform/X11TestClient.h"
+#include "tests/platform/XvfbFixture.h"
+#include "tracking/ActivityTracker.h"
 
 #include <QCoreApplication>
 #include <QProcess>

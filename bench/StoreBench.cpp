@@ -2,11 +2,11 @@
 // costs in a queue of 100,000 rows. Fails when a bound is passed. An argument names the folder to work in, so
 // that the disk's share can be told from the program's.
 
-#include "DomainStorage.h"
-#include "SQLiteStore.h"
-#include "SimulatedStores.h"
-#include "StoreStatements.h"
-#include "Timeline.h"
+#include "platform/simulated/SimulatedStores.h"
+#include "platform/simulated/Timeline.h"
+#include "storage/DomainStorage.h"
+#include "storage/SQLiteStore.h"
+#include "storage/StoreStatements.h"
 
 #include <QDir>
 #include <QTemporaryDir>

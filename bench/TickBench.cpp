@@ -4,7 +4,7 @@
 // - a second touches the database in which neither the segment's row nor the queue's turn is due,
 // - the memory in use has grown after 10,000 seconds.
 
-#include "EngineFixture.h"
+#include "tests/support/EngineFixture.h"
 
 #include <QCoreApplication>
 #include <QLoggingCategory>

@@ -1,4 +1,4 @@
-# How every target of this project is made: one folder, one target, one include root.
+# How every target of this project is made: one folder, one target.
 
 add_library(velmora-options INTERFACE)
 target_compile_options(velmora-options INTERFACE
@@ -17,13 +17,27 @@ if(VELMORA_SANITIZE)
     target_link_options(velmora-options INTERFACE -fsanitize=${VELMORA_SANITIZE})
 endif()
 
+# velmora_headers(<name> <scope>)
+# Makes the headers of the calling folder known under their folder's path: #include "upload/UploadService.h". Each target has
+# an include root of its own with links to its headers alone, so a header is reached only by a target that links this one,
+# and GLOBAL_DEPENDS_NO_CYCLES refuses an upward link.
+function(velmora_headers name scope)
+    file(RELATIVE_PATH folder ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
+    string(REGEX REPLACE "^Velmora_TimeTracker/" "" folder ${folder})
+    set(root ${PROJECT_BINARY_DIR}/include/${name})
+    file(MAKE_DIRECTORY ${root}/${folder})
+    file(GLOB headers CONFIGURE_DEPENDS RELATIVE ${CMAKE_CURRENT_SOURCE_DIR} *.h)
+    foreach(header IN LISTS headers)
+        file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR}/${header} ${root}/${folder}/${header} SYMBOLIC)
+    endforeach()
+    target_include_directories(${name} ${scope} ${root})
+endfunction()
+
 # velmora_library(<name> SOURCES <files...> [PUBLIC <targets...>] [PRIVATE <targets...>])
-# The folder of the calling CMakeLists.txt is the target's one include root, so a header is reached only by
-# a target that links this one, and GLOBAL_DEPENDS_NO_CYCLES refuses an upward link.
 function(velmora_library name)
     cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
     add_library(${name} STATIC ${ARG_SOURCES})
-    target_include_directories(${name} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
+    velmora_headers(${name} PUBLIC)
     target_link_libraries(${name} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE} velmora-options)
     velmora_precompile(${name})
 endfunction()

@@ -1,8 +1,8 @@
-#include "CaptureFolder.h"
+#include "capture/CaptureFolder.h"
 
-#include "ApplicationFolder.h"
-#include "Log.h"
-#include "Session.h"
+#include "model/Session.h"
+#include "platform/Log.h"
+#include "storage/ApplicationFolder.h"
 
 #include <QCryptographicHash>
 #include <QDateTime>

@@ -1,4 +1,4 @@
-#include "CaptureGeometry.h"
+#include "capture/CaptureGeometry.h"
 
 #include <algorithm>
 #include <cmath>

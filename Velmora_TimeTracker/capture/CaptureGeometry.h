@@ -1,6 +1,6 @@
 #pragma once
 
-#include "DisplaySource.h"
+#include "platform/DisplaySource.h"
 
 #include <QSize>
 

@@ -1,7 +1,7 @@
-#include "PermissionService.h"
+#include "capture/PermissionService.h"
 
-#include "Log.h"
-#include "Permissions.h"
+#include "platform/Log.h"
+#include "platform/Permissions.h"
 
 bool PermissionService::hasScreenRecordingPermission() const {
     return permissions_.canRecordScreen();

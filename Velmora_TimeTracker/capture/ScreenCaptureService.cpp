@@ -1,16 +1,16 @@
-#include "ScreenCaptureService.h"
+#include "capture/ScreenCaptureService.h"
 
-#include "APITimeZoneResolver.h"
-#include "ApplicationFolder.h"
-#include "CaptureFolder.h"
-#include "CaptureGeometry.h"
-#include "Clock.h"
-#include "ISO8601.h"
-#include "Log.h"
-#include "Permissions.h"
-#include "Session.h"
-#include "SingleFrameCollector.h"
-#include "Task.h"
+#include "capture/CaptureFolder.h"
+#include "capture/CaptureGeometry.h"
+#include "capture/SingleFrameCollector.h"
+#include "model/ISO8601.h"
+#include "model/Session.h"
+#include "platform/Clock.h"
+#include "platform/Log.h"
+#include "platform/Permissions.h"
+#include "platform/Task.h"
+#include "server/APITimeZoneResolver.h"
+#include "storage/ApplicationFolder.h"
 
 #include <algorithm>
 #include <utility>

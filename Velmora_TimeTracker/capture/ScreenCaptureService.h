@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Executor.h"
+#include "platform/Executor.h"
 
 #include <QString>
 #include <QUuid>

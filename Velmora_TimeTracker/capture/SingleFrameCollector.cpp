@@ -1,4 +1,4 @@
-#include "SingleFrameCollector.h"
+#include "capture/SingleFrameCollector.h"
 
 #include <utility>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "DisplaySource.h"
-#include "Task.h"
+#include "platform/DisplaySource.h"
+#include "platform/Task.h"
 
 #include <memory>
 #include <mutex>

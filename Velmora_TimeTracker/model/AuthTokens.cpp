@@ -1,6 +1,6 @@
-#include "AuthTokens.h"
+#include "model/AuthTokens.h"
 
-#include "Json.h"
+#include "model/Json.h"
 
 #include <cmath>
 

@@ -1,6 +1,6 @@
-#include "Json.h"
+#include "model/Json.h"
 
-#include "Session.h"
+#include "model/Session.h"
 
 #include <QJsonDocument>
 

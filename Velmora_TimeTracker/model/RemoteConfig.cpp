@@ -1,6 +1,6 @@
-#include "RemoteConfig.h"
+#include "model/RemoteConfig.h"
 
-#include "Json.h"
+#include "model/Json.h"
 
 namespace {
 

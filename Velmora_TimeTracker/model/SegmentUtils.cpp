@@ -1,4 +1,4 @@
-#include "SegmentUtils.h"
+#include "model/SegmentUtils.h"
 
 #include <cmath>
 

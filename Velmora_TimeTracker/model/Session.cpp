@@ -1,7 +1,7 @@
-#include "Session.h"
+#include "model/Session.h"
 
-#include "EnumNames.h"
-#include "Json.h"
+#include "model/EnumNames.h"
+#include "model/Json.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,8 +1,8 @@
-#include "UploadTask.h"
+#include "model/UploadTask.h"
 
-#include "EnumNames.h"
-#include "Json.h"
-#include "Session.h"
+#include "model/EnumNames.h"
+#include "model/Json.h"
+#include "model/Session.h"
 
 #include <utility>
 

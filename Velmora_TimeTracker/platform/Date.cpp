@@ -1,4 +1,4 @@
-#include "Date.h"
+#include "platform/Date.h"
 
 #include <cmath>
 

@@ -1,4 +1,4 @@
-#include "Executor.h"
+#include "platform/Executor.h"
 
 #include <QtGlobal>
 #include <utility>

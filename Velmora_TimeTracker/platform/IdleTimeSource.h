@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Date.h"
-#include "InputEventSource.h"
+#include "platform/Date.h"
+#include "platform/InputEventSource.h"
 
 #include <optional>
 

@@ -1,4 +1,4 @@
-#include "Log.h"
+#include "platform/Log.h"
 
 namespace Log {
 Q_LOGGING_CATEGORY(auth, "com.velmora.timetracker.auth", QtInfoMsg)

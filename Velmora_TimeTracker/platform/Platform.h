@@ -1,19 +1,19 @@
 #pragma once
 
-#include "ApplicationInfo.h"
-#include "Clock.h"
-#include "Desktop.h"
-#include "DisplaySource.h"
-#include "Executor.h"
-#include "IdleTimeSource.h"
-#include "InputEventSource.h"
-#include "PathMonitor.h"
-#include "Permissions.h"
-#include "PowerEvents.h"
-#include "PreferenceStore.h"
-#include "Random.h"
-#include "SecretStore.h"
-#include "URLSession.h"
+#include "platform/ApplicationInfo.h"
+#include "platform/Clock.h"
+#include "platform/Desktop.h"
+#include "platform/DisplaySource.h"
+#include "platform/Executor.h"
+#include "platform/IdleTimeSource.h"
+#include "platform/InputEventSource.h"
+#include "platform/PathMonitor.h"
+#include "platform/Permissions.h"
+#include "platform/PowerEvents.h"
+#include "platform/PreferenceStore.h"
+#include "platform/Random.h"
+#include "platform/SecretStore.h"
+#include "platform/URLSession.h"
 
 /// Everything that the program asks of the operating system, as one bundle of references handed down by the
 /// composition root. All outlive the program built on them.

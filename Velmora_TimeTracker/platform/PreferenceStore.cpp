@@ -1,4 +1,4 @@
-#include "PreferenceStore.h"
+#include "platform/PreferenceStore.h"
 
 std::optional<QString> PreferenceStore::string(const QString& key) const {
     const QJsonValue stored = value(key);

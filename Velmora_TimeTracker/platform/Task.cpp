@@ -1,6 +1,6 @@
-#include "Task.h"
+#include "platform/Task.h"
 
-#include "Log.h"
+#include "platform/Log.h"
 
 Task<> spawn(Task<> task, const char* what) {
     try {

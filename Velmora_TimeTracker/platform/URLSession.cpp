@@ -1,4 +1,4 @@
-#include "URLSession.h"
+#include "platform/URLSession.h"
 
 #include <algorithm>
 

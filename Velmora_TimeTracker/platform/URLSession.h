@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Task.h"
+#include "platform/Task.h"
 
 #include <QByteArray>
 #include <QString>

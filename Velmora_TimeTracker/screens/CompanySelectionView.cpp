@@ -1,10 +1,10 @@
-#include "CompanySelectionView.h"
+#include "screens/CompanySelectionView.h"
 
-#include "LoginModel.h"
-#include "VRButton.h"
-#include "VRDecor.h"
-#include "VRLabel.h"
-#include "VRPaint.h"
+#include "screens/LoginModel.h"
+#include "screens/design/VRButton.h"
+#include "screens/design/VRDecor.h"
+#include "screens/design/VRLabel.h"
+#include "screens/design/VRPaint.h"
 
 #include <QHBoxLayout>
 #include <QPainter>

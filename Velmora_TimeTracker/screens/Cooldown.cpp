@@ -1,4 +1,4 @@
-#include "Cooldown.h"
+#include "screens/Cooldown.h"
 
 void Cooldown::start() {
     secondsLeft_ = length;

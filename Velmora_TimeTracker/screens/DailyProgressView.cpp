@@ -1,11 +1,11 @@
-#include "DailyProgressView.h"
+#include "screens/DailyProgressView.h"
 
-#include "DailyTargetForm.h"
-#include "TrackerModel.h"
-#include "VRButton.h"
-#include "VRDecor.h"
-#include "VRLabel.h"
-#include "VRPaint.h"
+#include "screens/DailyTargetForm.h"
+#include "screens/TrackerModel.h"
+#include "screens/design/VRButton.h"
+#include "screens/design/VRDecor.h"
+#include "screens/design/VRLabel.h"
+#include "screens/design/VRPaint.h"
 
 #include <QHBoxLayout>
 #include <QPainter>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "VRCard.h"
+#include "screens/design/VRCard.h"
 
 #include <QVariantAnimation>
 

@@ -1,10 +1,10 @@
-#include "DailyTargetForm.h"
+#include "screens/DailyTargetForm.h"
 
-#include "Formatting.h"
-#include "TrackerModel.h"
-#include "VRButton.h"
-#include "VRLabel.h"
-#include "VRTextField.h"
+#include "screens/Formatting.h"
+#include "screens/TrackerModel.h"
+#include "screens/design/VRButton.h"
+#include "screens/design/VRLabel.h"
+#include "screens/design/VRTextField.h"
 
 #include <QHBoxLayout>
 #include <QPaintEvent>

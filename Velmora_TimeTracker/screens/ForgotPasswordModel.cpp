@@ -1,7 +1,7 @@
-#include "ForgotPasswordModel.h"
+#include "screens/ForgotPasswordModel.h"
 
-#include "AuthService.h"
-#include "LoginRules.h"
+#include "screens/LoginRules.h"
+#include "server/AuthService.h"
 
 #include <QPointer>
 

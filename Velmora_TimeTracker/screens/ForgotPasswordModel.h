@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Cooldown.h"
-#include "Task.h"
+#include "platform/Task.h"
+#include "screens/Cooldown.h"
 
 #include <QObject>
 #include <QString>

@@ -1,9 +1,9 @@
-#include "ForgotPasswordView.h"
+#include "screens/ForgotPasswordView.h"
 
-#include "LoginModel.h"
-#include "VRButton.h"
-#include "VRLabel.h"
-#include "VRTextField.h"
+#include "screens/LoginModel.h"
+#include "screens/design/VRButton.h"
+#include "screens/design/VRLabel.h"
+#include "screens/design/VRTextField.h"
 
 #include <QShortcut>
 #include <QVBoxLayout>

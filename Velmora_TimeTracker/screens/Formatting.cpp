@@ -1,4 +1,4 @@
-#include "Formatting.h"
+#include "screens/Formatting.h"
 
 #include <array>
 #include <cmath>

@@ -1,10 +1,10 @@
-#include "GateViews.h"
+#include "screens/GateViews.h"
 
-#include "PopoverModel.h"
-#include "VRButton.h"
-#include "VRCard.h"
-#include "VRDecor.h"
-#include "VRLabel.h"
+#include "screens/PopoverModel.h"
+#include "screens/design/VRButton.h"
+#include "screens/design/VRCard.h"
+#include "screens/design/VRDecor.h"
+#include "screens/design/VRLabel.h"
 
 #include <QHBoxLayout>
 #include <QVBoxLayout>

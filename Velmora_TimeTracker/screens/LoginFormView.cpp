@@ -1,10 +1,10 @@
-#include "LoginFormView.h"
+#include "screens/LoginFormView.h"
 
-#include "LoginModel.h"
-#include "VRButton.h"
-#include "VRCard.h"
-#include "VRLabel.h"
-#include "VRTextField.h"
+#include "screens/LoginModel.h"
+#include "screens/design/VRButton.h"
+#include "screens/design/VRCard.h"
+#include "screens/design/VRLabel.h"
+#include "screens/design/VRTextField.h"
 
 #include <QHBoxLayout>
 #include <QShortcut>

@@ -1,8 +1,8 @@
-#include "LoginModel.h"
+#include "screens/LoginModel.h"
 
-#include "LoginRules.h"
-#include "PreferenceStores.h"
-#include "TimeTrackerCore.h"
+#include "screens/LoginRules.h"
+#include "shell/state/TimeTrackerCore.h"
+#include "storage/PreferenceStores.h"
 
 #include <QPointer>
 

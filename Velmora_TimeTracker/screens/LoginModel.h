@@ -1,9 +1,9 @@
 #pragma once
 
-#include "AuthTokens.h"
-#include "ForgotPasswordModel.h"
-#include "OTPEntry.h"
-#include "Task.h"
+#include "model/AuthTokens.h"
+#include "platform/Task.h"
+#include "screens/ForgotPasswordModel.h"
+#include "screens/OTPEntry.h"
 
 #include <QObject>
 #include <optional>

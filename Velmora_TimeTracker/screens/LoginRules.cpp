@@ -1,6 +1,6 @@
-#include "LoginRules.h"
+#include "screens/LoginRules.h"
 
-#include "APIError.h"
+#include "server/APIError.h"
 
 #include <QRegularExpression>
 

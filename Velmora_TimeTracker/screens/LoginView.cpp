@@ -1,10 +1,10 @@
-#include "LoginView.h"
+#include "screens/LoginView.h"
 
-#include "CompanySelectionView.h"
-#include "ForgotPasswordView.h"
-#include "LoginFormView.h"
-#include "LoginModel.h"
-#include "OTPVerificationView.h"
+#include "screens/CompanySelectionView.h"
+#include "screens/ForgotPasswordView.h"
+#include "screens/LoginFormView.h"
+#include "screens/LoginModel.h"
+#include "screens/OTPVerificationView.h"
 
 #include <QVBoxLayout>
 

@@ -1,4 +1,4 @@
-#include "MotivationalPhrases.h"
+#include "screens/MotivationalPhrases.h"
 
 #include <cmath>
 

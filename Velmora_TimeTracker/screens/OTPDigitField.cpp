@@ -1,6 +1,6 @@
-#include "OTPDigitField.h"
+#include "screens/OTPDigitField.h"
 
-#include "VRPaint.h"
+#include "screens/design/VRPaint.h"
 
 #include <QPainter>
 

@@ -1,6 +1,6 @@
-#include "OTPEntry.h"
+#include "screens/OTPEntry.h"
 
-#include "Formatting.h"
+#include "screens/Formatting.h"
 
 void OTPEntry::change(int index, const QString& text) {
     const QString kept = Formatting::asciiDigits(text).left(length);

@@ -1,9 +1,9 @@
-#include "OTPVerificationView.h"
+#include "screens/OTPVerificationView.h"
 
-#include "LoginModel.h"
-#include "OTPDigitField.h"
-#include "VRButton.h"
-#include "VRLabel.h"
+#include "screens/LoginModel.h"
+#include "screens/OTPDigitField.h"
+#include "screens/design/VRButton.h"
+#include "screens/design/VRLabel.h"
 
 #include <QHBoxLayout>
 #include <QShortcut>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "SignInPage.h"
+#include "screens/SignInPage.h"
 
 #include <array>
 

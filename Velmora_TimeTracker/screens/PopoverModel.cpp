@@ -1,7 +1,7 @@
-#include "PopoverModel.h"
+#include "screens/PopoverModel.h"
 
-#include "Formatting.h"
-#include "TimeTrackerCore.h"
+#include "screens/Formatting.h"
+#include "shell/state/TimeTrackerCore.h"
 
 #include <QPointer>
 

@@ -1,12 +1,12 @@
-#include "PopoverView.h"
+#include "screens/PopoverView.h"
 
-#include "GateViews.h"
-#include "LoginModel.h"
-#include "LoginView.h"
-#include "TrackerModel.h"
-#include "TrackerView.h"
-#include "VRButton.h"
-#include "VRHeaderBar.h"
+#include "screens/GateViews.h"
+#include "screens/LoginModel.h"
+#include "screens/LoginView.h"
+#include "screens/TrackerModel.h"
+#include "screens/TrackerView.h"
+#include "screens/design/VRButton.h"
+#include "screens/design/VRHeaderBar.h"
 
 #include <QPaintEvent>
 #include <QPainter>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "PopoverModel.h"
-#include "VR.h"
+#include "screens/PopoverModel.h"
+#include "screens/design/VR.h"
 
 #include <QWidget>
 #include <optional>

@@ -1,8 +1,8 @@
-#include "SignInPage.h"
+#include "screens/SignInPage.h"
 
-#include "VRCard.h"
-#include "VRDecor.h"
-#include "VRLabel.h"
+#include "screens/design/VRCard.h"
+#include "screens/design/VRDecor.h"
+#include "screens/design/VRLabel.h"
 
 #include <QHBoxLayout>
 #include <QVBoxLayout>

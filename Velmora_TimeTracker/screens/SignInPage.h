@@ -1,6 +1,6 @@
 #pragma once
 
-#include "VRScrollView.h"
+#include "screens/design/VRScrollView.h"
 
 class QVBoxLayout;
 class VRHeroCard;

@@ -1,8 +1,8 @@
-#include "TaskField.h"
+#include "screens/TaskField.h"
 
-#include "TrackerModel.h"
-#include "VRImages.h"
-#include "VRPaint.h"
+#include "screens/TrackerModel.h"
+#include "screens/design/VRImages.h"
+#include "screens/design/VRPaint.h"
 
 #include <QActionGroup>
 #include <QHelpEvent>

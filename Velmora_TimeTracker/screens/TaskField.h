@@ -1,6 +1,6 @@
 #pragma once
 
-#include "VRButton.h"
+#include "screens/design/VRButton.h"
 
 class TrackerModel;
 

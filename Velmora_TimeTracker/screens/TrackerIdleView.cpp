@@ -1,11 +1,11 @@
-#include "TrackerIdleView.h"
+#include "screens/TrackerIdleView.h"
 
-#include "TaskField.h"
-#include "TrackerModel.h"
-#include "VRButton.h"
-#include "VRCard.h"
-#include "VRDecor.h"
-#include "VRLabel.h"
+#include "screens/TaskField.h"
+#include "screens/TrackerModel.h"
+#include "screens/design/VRButton.h"
+#include "screens/design/VRCard.h"
+#include "screens/design/VRDecor.h"
+#include "screens/design/VRLabel.h"
 
 #include <QHBoxLayout>
 #include <QShowEvent>

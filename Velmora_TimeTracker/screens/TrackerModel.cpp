@@ -1,9 +1,9 @@
-#include "TrackerModel.h"
+#include "screens/TrackerModel.h"
 
-#include "Formatting.h"
-#include "MotivationalPhrases.h"
-#include "PreferenceStores.h"
-#include "TimeTrackerCore.h"
+#include "screens/Formatting.h"
+#include "screens/MotivationalPhrases.h"
+#include "shell/state/TimeTrackerCore.h"
+#include "storage/PreferenceStores.h"
 
 #include <QPointer>
 

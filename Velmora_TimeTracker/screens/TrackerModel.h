@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Executor.h"
-#include "Task.h"
-#include "TrackerNotices.h"
+#include "platform/Executor.h"
+#include "platform/Task.h"
+#include "screens/TrackerNotices.h"
 
 #include <QObject>
 #include <QString>

@@ -1,4 +1,4 @@
-#include "TrackerNotices.h"
+#include "screens/TrackerNotices.h"
 
 namespace {
 QString unaccepted(int sessions) {

@@ -1,9 +1,9 @@
-#include "TrackerNoticesView.h"
+#include "screens/TrackerNoticesView.h"
 
-#include "TrackerModel.h"
-#include "VRButton.h"
-#include "VRDecor.h"
-#include "VRLabel.h"
+#include "screens/TrackerModel.h"
+#include "screens/design/VRButton.h"
+#include "screens/design/VRDecor.h"
+#include "screens/design/VRLabel.h"
 
 #include <QHBoxLayout>
 #include <QVBoxLayout>

@@ -1,13 +1,13 @@
-#include "TrackerView.h"
+#include "screens/TrackerView.h"
 
-#include "TrackerActiveView.h"
-#include "TrackerIdleView.h"
-#include "TrackerModel.h"
-#include "TrackerNoticesView.h"
-#include "VRButton.h"
-#include "VRCard.h"
-#include "VRDecor.h"
-#include "VRLabel.h"
+#include "screens/TrackerActiveView.h"
+#include "screens/TrackerIdleView.h"
+#include "screens/TrackerModel.h"
+#include "screens/TrackerNoticesView.h"
+#include "screens/design/VRButton.h"
+#include "screens/design/VRCard.h"
+#include "screens/design/VRDecor.h"
+#include "screens/design/VRLabel.h"
 
 #include <QHBoxLayout>
 #include <QVBoxLayout>

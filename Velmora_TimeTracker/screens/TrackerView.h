@@ -1,6 +1,6 @@
 #pragma once
 
-#include "VRScrollView.h"
+#include "screens/design/VRScrollView.h"
 
 #include <optional>
 

@@ -1,11 +1,11 @@
-#include "APIClient.h"
+#include "server/APIClient.h"
 
-#include "APIEndpoints.h"
-#include "BackendSnackbarReporter.h"
-#include "KeychainService.h"
-#include "Log.h"
-#include "LogRedactor.h"
-#include "RequestTokens.h"
+#include "platform/Log.h"
+#include "server/APIEndpoints.h"
+#include "server/BackendSnackbarReporter.h"
+#include "server/LogRedactor.h"
+#include "server/RequestTokens.h"
+#include "storage/KeychainService.h"
 
 namespace {
 

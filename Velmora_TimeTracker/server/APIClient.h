@@ -1,8 +1,8 @@
 #pragma once
 
-#include "APIError.h"
-#include "Task.h"
-#include "URLSession.h"
+#include "platform/Task.h"
+#include "platform/URLSession.h"
+#include "server/APIError.h"
 
 #include <QByteArray>
 #include <QString>

@@ -1,9 +1,9 @@
-#include "APIEndpoints.h"
+#include "server/APIEndpoints.h"
 
-#include "APIError.h"
-#include "ApplicationInfo.h"
-#include "DomainStorage.h"
-#include "Log.h"
+#include "platform/ApplicationInfo.h"
+#include "platform/Log.h"
+#include "server/APIError.h"
+#include "storage/DomainStorage.h"
 
 #include <arpa/inet.h>
 

@@ -1,4 +1,4 @@
-#include "APIError.h"
+#include "server/APIError.h"
 
 APIError::APIError(Kind kind, int statusCode, std::optional<URLError> underlying)
     : kind_(kind)

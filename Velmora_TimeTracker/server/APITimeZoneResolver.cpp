@@ -1,9 +1,9 @@
-#include "APITimeZoneResolver.h"
+#include "server/APITimeZoneResolver.h"
 
-#include "Clock.h"
-#include "PreferenceStore.h"
-#include "PreferenceStores.h"
-#include "RemoteConfig.h"
+#include "model/RemoteConfig.h"
+#include "platform/Clock.h"
+#include "platform/PreferenceStore.h"
+#include "storage/PreferenceStores.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
-#include "AppVersion.h"
+#include "server/AppVersion.h"
 
-#include "ApplicationInfo.h"
+#include "platform/ApplicationInfo.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
-#include "AuthDateParser.h"
+#include "server/AuthDateParser.h"
 
-#include "ISO8601.h"
+#include "model/ISO8601.h"
 
 namespace {
 constexpr int lengthOfDay = 10; // "yyyy-MM-dd"

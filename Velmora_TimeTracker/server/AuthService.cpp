@@ -1,16 +1,16 @@
-#include "AuthService.h"
+#include "server/AuthService.h"
 
-#include "APIEndpoints.h"
-#include "APITimeZoneResolver.h"
-#include "AuthDateParser.h"
-#include "Clock.h"
-#include "DomainStorage.h"
-#include "Json.h"
-#include "KeychainService.h"
-#include "Log.h"
-#include "PreferenceStore.h"
-#include "PreferenceStores.h"
-#include "RequestTokens.h"
+#include "model/Json.h"
+#include "platform/Clock.h"
+#include "platform/Log.h"
+#include "platform/PreferenceStore.h"
+#include "server/APIEndpoints.h"
+#include "server/APITimeZoneResolver.h"
+#include "server/AuthDateParser.h"
+#include "server/RequestTokens.h"
+#include "storage/DomainStorage.h"
+#include "storage/KeychainService.h"
+#include "storage/PreferenceStores.h"
 
 namespace {
 

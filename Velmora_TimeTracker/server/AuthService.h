@@ -1,9 +1,9 @@
 #pragma once
 
-#include "APIClient.h"
-#include "AuthTokens.h"
-#include "LoginResponses.h"
-#include "SingleFlight.h"
+#include "model/AuthTokens.h"
+#include "server/APIClient.h"
+#include "server/LoginResponses.h"
+#include "server/SingleFlight.h"
 
 #include <atomic>
 #include <functional>

@@ -1,6 +1,6 @@
-#include "BackendSnackbarReporter.h"
+#include "server/BackendSnackbarReporter.h"
 
-#include "Log.h"
+#include "platform/Log.h"
 
 void BackendSnackbarReporter::show(const QString& title, const QString& detail, bool isError) {
     const QByteArray entry = (title + u'\n' + detail).toUtf8();

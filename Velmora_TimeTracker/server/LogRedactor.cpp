@@ -1,4 +1,4 @@
-#include "LogRedactor.h"
+#include "server/LogRedactor.h"
 
 #include <QJsonDocument>
 #include <QRegularExpression>

@@ -1,6 +1,6 @@
-#include "LoginResponses.h"
+#include "server/LoginResponses.h"
 
-#include "Json.h"
+#include "model/Json.h"
 
 namespace {
 

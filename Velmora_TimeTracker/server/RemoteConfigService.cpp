@@ -1,12 +1,12 @@
-#include "RemoteConfigService.h"
+#include "server/RemoteConfigService.h"
 
-#include "ApplicationFolder.h"
-#include "Clock.h"
-#include "Json.h"
-#include "Log.h"
-#include "PreferenceStore.h"
-#include "PreferenceStores.h"
-#include "Random.h"
+#include "model/Json.h"
+#include "platform/Clock.h"
+#include "platform/Log.h"
+#include "platform/PreferenceStore.h"
+#include "platform/Random.h"
+#include "storage/ApplicationFolder.h"
+#include "storage/PreferenceStores.h"
 
 #include <algorithm>
 #include <cmath>

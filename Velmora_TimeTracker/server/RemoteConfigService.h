@@ -1,8 +1,8 @@
 #pragma once
 
-#include "AuthService.h"
-#include "RemoteConfig.h"
-#include "SingleFlight.h"
+#include "model/RemoteConfig.h"
+#include "server/AuthService.h"
+#include "server/SingleFlight.h"
 
 #include <functional>
 #include <memory>

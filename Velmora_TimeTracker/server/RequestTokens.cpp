@@ -1,8 +1,8 @@
-#include "RequestTokens.h"
+#include "server/RequestTokens.h"
 
-#include "KeychainService.h"
-#include "Log.h"
-#include "URLSession.h"
+#include "platform/Log.h"
+#include "platform/URLSession.h"
+#include "storage/KeychainService.h"
 
 std::optional<AuthTokens> requestTokens(KeychainService& keychain) {
     KeychainService::Answer answer = keychain.readAuthTokens(SecretStore::WhenLocked::giveUp);

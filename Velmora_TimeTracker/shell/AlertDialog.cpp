@@ -1,8 +1,8 @@
-#include "AlertDialog.h"
+#include "shell/AlertDialog.h"
 
-#include "VRButton.h"
-#include "VRDecor.h"
-#include "VRLabel.h"
+#include "screens/design/VRButton.h"
+#include "screens/design/VRDecor.h"
+#include "screens/design/VRLabel.h"
 
 #include <QHBoxLayout>
 #include <QPaintEvent>

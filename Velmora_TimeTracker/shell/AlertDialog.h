@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Desktop.h"
-#include "VR.h"
+#include "platform/Desktop.h"
+#include "screens/design/VR.h"
 
 #include <QDialog>
 #include <functional>

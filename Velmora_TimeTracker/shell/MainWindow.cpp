@@ -1,7 +1,7 @@
-#include "MainWindow.h"
+#include "shell/MainWindow.h"
 
-#include "TrackerModel.h"
-#include "VRImages.h"
+#include "screens/TrackerModel.h"
+#include "screens/design/VRImages.h"
 
 #include <QCloseEvent>
 #include <QIcon>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "PopoverView.h"
+#include "screens/PopoverView.h"
 
 #include <QWidget>
 

@@ -1,7 +1,7 @@
-#include "QtDesktop.h"
+#include "shell/QtDesktop.h"
 
-#include "AlertDialog.h"
-#include "MainWindow.h"
+#include "shell/AlertDialog.h"
+#include "shell/MainWindow.h"
 
 #include <QApplication>
 #include <QDesktopServices>

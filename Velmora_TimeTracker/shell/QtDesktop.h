@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Desktop.h"
-#include "VRImages.h"
+#include "platform/Desktop.h"
+#include "screens/design/VRImages.h"
 
 #include <functional>
 #include <memory>

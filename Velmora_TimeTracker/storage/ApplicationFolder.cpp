@@ -1,6 +1,6 @@
-#include "ApplicationFolder.h"
+#include "storage/ApplicationFolder.h"
 
-#include "ApplicationInfo.h"
+#include "platform/ApplicationInfo.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -1,7 +1,7 @@
-#include "DomainStorage.h"
+#include "storage/DomainStorage.h"
 
-#include "PreferenceStore.h"
-#include "PreferenceStores.h"
+#include "platform/PreferenceStore.h"
+#include "storage/PreferenceStores.h"
 
 namespace {
 

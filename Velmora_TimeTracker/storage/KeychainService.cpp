@@ -1,4 +1,4 @@
-#include "KeychainService.h"
+#include "storage/KeychainService.h"
 
 std::optional<AuthTokens> KeychainService::getAuthTokens() {
     return readAuthTokens(SecretStore::WhenLocked::askToUnlock).tokens;

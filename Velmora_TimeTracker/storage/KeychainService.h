@@ -1,7 +1,7 @@
 #pragma once
 
-#include "AuthTokens.h"
-#include "SecretStore.h"
+#include "model/AuthTokens.h"
+#include "platform/SecretStore.h"
 
 #include <atomic>
 #include <functional>

@@ -1,8 +1,8 @@
-#include "PreferenceStores.h"
+#include "storage/PreferenceStores.h"
 
-#include "PreferenceStore.h"
-#include "Random.h"
-#include "Session.h"
+#include "model/Session.h"
+#include "platform/PreferenceStore.h"
+#include "platform/Random.h"
 
 #include <QCollator>
 #include <algorithm>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "AuthTokens.h"
+#include "model/AuthTokens.h"
 
 #include <QString>
 #include <optional>

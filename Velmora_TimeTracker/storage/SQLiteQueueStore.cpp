@@ -1,11 +1,11 @@
 // The store's operations on the upload queue.
 
-#include "Clock.h"
-#include "DomainStorage.h"
-#include "Log.h"
-#include "SQLiteStore.h"
-#include "Statement.h"
-#include "StoreStatements.h"
+#include "platform/Clock.h"
+#include "platform/Log.h"
+#include "storage/DomainStorage.h"
+#include "storage/SQLiteStore.h"
+#include "storage/Statement.h"
+#include "storage/StoreStatements.h"
 
 namespace {
 

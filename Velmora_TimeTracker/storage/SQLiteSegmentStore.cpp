@@ -1,11 +1,11 @@
 // The store's operations on the 10-minute segments.
 
-#include "Clock.h"
-#include "DomainStorage.h"
-#include "SQLiteStore.h"
-#include "SegmentUtils.h"
-#include "Statement.h"
-#include "StoreStatements.h"
+#include "model/SegmentUtils.h"
+#include "platform/Clock.h"
+#include "storage/DomainStorage.h"
+#include "storage/SQLiteStore.h"
+#include "storage/Statement.h"
+#include "storage/StoreStatements.h"
 
 #include <algorithm>
 

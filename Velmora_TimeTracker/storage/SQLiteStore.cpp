@@ -1,11 +1,11 @@
-#include "SQLiteStore.h"
+#include "storage/SQLiteStore.h"
 
-#include "ApplicationFolder.h"
-#include "Clock.h"
-#include "DomainStorage.h"
-#include "Log.h"
-#include "Statement.h"
-#include "StoreStatements.h"
+#include "platform/Clock.h"
+#include "platform/Log.h"
+#include "storage/ApplicationFolder.h"
+#include "storage/DomainStorage.h"
+#include "storage/Statement.h"
+#include "storage/StoreStatements.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Session.h"
-#include "UploadTask.h"
+#include "model/Session.h"
+#include "model/UploadTask.h"
 
 #include <QHash>
 #include <QString>

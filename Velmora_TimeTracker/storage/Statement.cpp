@@ -1,4 +1,4 @@
-#include "Statement.h"
+#include "storage/Statement.h"
 
 #include <limits>
 #include <sqlite3.h>

@@ -1,7 +1,7 @@
-#include "TrackingHeartbeat.h"
+#include "storage/TrackingHeartbeat.h"
 
-#include "PreferenceStore.h"
-#include "Session.h"
+#include "model/Session.h"
+#include "platform/PreferenceStore.h"
 
 namespace {
 QString key(const QUuid& sessionId) {

@@ -1,7 +1,7 @@
-#include "ActivityTracker.h"
+#include "tracking/ActivityTracker.h"
 
-#include "Clock.h"
-#include "Log.h"
+#include "platform/Clock.h"
+#include "platform/Log.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "ActivitySnapshot.h"
-#include "Date.h"
-#include "InputEventSource.h"
+#include "model/ActivitySnapshot.h"
+#include "platform/Date.h"
+#include "platform/InputEventSource.h"
 
 #include <memory>
 #include <mutex>

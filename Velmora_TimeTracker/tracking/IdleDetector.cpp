@@ -1,4 +1,4 @@
-#include "IdleDetector.h"
+#include "tracking/IdleDetector.h"
 
 #include <algorithm>
 #include <utility>

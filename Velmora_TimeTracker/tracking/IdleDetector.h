@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Executor.h"
-#include "IdleTimeSource.h"
+#include "platform/Executor.h"
+#include "platform/IdleTimeSource.h"
 
 #include <atomic>
 #include <functional>

@@ -1,4 +1,4 @@
-#include "IdlePolicy.h"
+#include "tracking/IdlePolicy.h"
 
 #include <algorithm>
 #include <utility>

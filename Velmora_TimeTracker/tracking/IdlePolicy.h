@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Session.h"
+#include "model/Session.h"
 
 /// What idleness does to a session. Pure.
 namespace IdlePolicy {

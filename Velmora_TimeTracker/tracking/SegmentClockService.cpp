@@ -1,10 +1,10 @@
-#include "SegmentClockService.h"
+#include "tracking/SegmentClockService.h"
 
-#include "Clock.h"
-#include "DomainStorage.h"
-#include "Log.h"
-#include "SessionManager.h"
-#include "UploadService.h"
+#include "platform/Clock.h"
+#include "platform/Log.h"
+#include "storage/DomainStorage.h"
+#include "tracking/SessionManager.h"
+#include "upload/UploadService.h"
 
 #include <algorithm>
 #include <limits>

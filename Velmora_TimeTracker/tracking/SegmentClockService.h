@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Executor.h"
-#include "SQLiteStore.h"
-#include "SegmentUtils.h"
+#include "model/SegmentUtils.h"
+#include "platform/Executor.h"
+#include "storage/SQLiteStore.h"
 
 #include <QObject>
 #include <QPointer>

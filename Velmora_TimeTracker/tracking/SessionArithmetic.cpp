@@ -1,6 +1,6 @@
-#include "SessionArithmetic.h"
+#include "tracking/SessionArithmetic.h"
 
-#include "SegmentUtils.h"
+#include "model/SegmentUtils.h"
 
 #include <algorithm>
 

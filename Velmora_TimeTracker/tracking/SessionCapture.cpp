@@ -1,8 +1,8 @@
-#include "Clock.h"
-#include "Log.h"
-#include "SessionArithmetic.h"
-#include "SessionOperation.h"
-#include "UploadService.h"
+#include "platform/Clock.h"
+#include "platform/Log.h"
+#include "tracking/SessionArithmetic.h"
+#include "tracking/SessionOperation.h"
+#include "upload/UploadService.h"
 
 #include <QPointer>
 #include <algorithm>

@@ -1,7 +1,7 @@
-#include "Clock.h"
-#include "IdlePolicy.h"
-#include "SQLiteStore.h"
-#include "SessionOperation.h"
+#include "platform/Clock.h"
+#include "storage/SQLiteStore.h"
+#include "tracking/IdlePolicy.h"
+#include "tracking/SessionOperation.h"
 
 #include <QPointer>
 

@@ -1,8 +1,8 @@
-#include "SessionJournal.h"
+#include "tracking/SessionJournal.h"
 
-#include "ISO8601.h"
-#include "Log.h"
-#include "TrackingHeartbeat.h"
+#include "model/ISO8601.h"
+#include "platform/Log.h"
+#include "storage/TrackingHeartbeat.h"
 
 #include <QStringList>
 #include <algorithm>

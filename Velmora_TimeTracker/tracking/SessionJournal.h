@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Executor.h"
-#include "SQLiteStore.h"
+#include "platform/Executor.h"
+#include "storage/SQLiteStore.h"
 
 #include <QTimeZone>
 #include <deque>

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "ActivityTracker.h"
-#include "Executor.h"
-#include "IdleDetector.h"
-#include "RemoteConfig.h"
-#include "ScreenCaptureService.h"
-#include "ServerTodayTotal.h"
-#include "Session.h"
-#include "SessionJournal.h"
+#include "capture/ScreenCaptureService.h"
+#include "model/RemoteConfig.h"
+#include "model/ServerTodayTotal.h"
+#include "model/Session.h"
+#include "platform/Executor.h"
+#include "tracking/ActivityTracker.h"
+#include "tracking/IdleDetector.h"
+#include "tracking/SessionJournal.h"
 
 #include <QObject>
 #include <QTimeZone>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "SessionManager.h"
+#include "tracking/SessionManager.h"
 
 #include <utility>
 

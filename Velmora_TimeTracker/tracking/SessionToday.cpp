@@ -1,11 +1,11 @@
-#include "Clock.h"
-#include "DomainStorage.h"
-#include "Log.h"
-#include "SQLiteStore.h"
-#include "SegmentUtils.h"
-#include "SessionArithmetic.h"
-#include "SessionOperation.h"
-#include "TodayTotal.h"
+#include "model/SegmentUtils.h"
+#include "platform/Clock.h"
+#include "platform/Log.h"
+#include "storage/DomainStorage.h"
+#include "storage/SQLiteStore.h"
+#include "tracking/SessionArithmetic.h"
+#include "tracking/SessionOperation.h"
+#include "tracking/TodayTotal.h"
 
 #include <algorithm>
 

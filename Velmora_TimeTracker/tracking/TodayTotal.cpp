@@ -1,4 +1,4 @@
-#include "TodayTotal.h"
+#include "tracking/TodayTotal.h"
 
 #include <QDate>
 #include <algorithm>

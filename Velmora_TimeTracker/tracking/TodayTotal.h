@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Date.h"
-#include "ServerTodayTotal.h"
+#include "model/ServerTodayTotal.h"
+#include "platform/Date.h"
 
 #include <optional>
 

@@ -1,7 +1,7 @@
-#include "FailureClassifier.h"
+#include "upload/FailureClassifier.h"
 
-#include "APIError.h"
-#include "URLSession.h"
+#include "platform/URLSession.h"
+#include "server/APIError.h"
 
 #include <QLocale>
 #include <algorithm>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "UploadTask.h"
+#include "model/UploadTask.h"
 
 #include <QString>
 #include <exception>

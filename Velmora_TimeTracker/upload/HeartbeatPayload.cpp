@@ -1,7 +1,7 @@
-#include "HeartbeatPayload.h"
+#include "upload/HeartbeatPayload.h"
 
-#include "ISO8601.h"
-#include "Json.h"
+#include "model/ISO8601.h"
+#include "model/Json.h"
 
 #include <cmath>
 

@@ -1,7 +1,7 @@
-#include "NetworkMonitor.h"
+#include "upload/NetworkMonitor.h"
 
-#include "Log.h"
-#include "PathMonitor.h"
+#include "platform/Log.h"
+#include "platform/PathMonitor.h"
 
 NetworkMonitor::NetworkMonitor(PathMonitor& monitor) {
     monitor.start([weak = std::weak_ptr<State>(state_)](bool online) {

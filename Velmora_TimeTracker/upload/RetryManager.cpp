@@ -1,8 +1,8 @@
-#include "RetryManager.h"
+#include "upload/RetryManager.h"
 
-#include "Clock.h"
-#include "Log.h"
-#include "Random.h"
+#include "platform/Clock.h"
+#include "platform/Log.h"
+#include "platform/Random.h"
 
 #include <algorithm>
 #include <cmath>

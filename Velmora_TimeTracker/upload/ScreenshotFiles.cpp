@@ -1,9 +1,9 @@
-#include "ScreenshotFiles.h"
+#include "upload/ScreenshotFiles.h"
 
-#include "ApplicationFolder.h"
-#include "ISO8601.h"
-#include "Random.h"
-#include "Session.h"
+#include "model/ISO8601.h"
+#include "model/Session.h"
+#include "platform/Random.h"
+#include "storage/ApplicationFolder.h"
 
 #include <QDir>
 #include <QFile>

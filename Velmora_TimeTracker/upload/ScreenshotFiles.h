@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Date.h"
-#include "UploadTask.h"
+#include "model/UploadTask.h"
+#include "platform/Date.h"
 
 #include <QByteArray>
 #include <QString>

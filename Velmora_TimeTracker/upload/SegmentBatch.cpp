@@ -1,6 +1,6 @@
-#include "SegmentBatch.h"
+#include "upload/SegmentBatch.h"
 
-#include "Json.h"
+#include "model/Json.h"
 
 #include <algorithm>
 #include <limits>

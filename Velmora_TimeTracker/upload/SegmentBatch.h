@@ -1,7 +1,7 @@
 #pragma once
 
-#include "SQLiteStore.h"
-#include "SegmentUtils.h"
+#include "model/SegmentUtils.h"
+#include "storage/SQLiteStore.h"
 
 #include <QByteArray>
 #include <QString>

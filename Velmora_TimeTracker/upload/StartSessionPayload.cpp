@@ -1,7 +1,7 @@
-#include "StartSessionPayload.h"
+#include "upload/StartSessionPayload.h"
 
-#include "ISO8601.h"
-#include "Json.h"
+#include "model/ISO8601.h"
+#include "model/Json.h"
 
 std::optional<QByteArray> StartSessionPayload::build(const Session& session, const QTimeZone& apiTimeZone) {
     if (session.intervals.empty())

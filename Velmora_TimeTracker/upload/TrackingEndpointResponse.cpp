@@ -1,6 +1,6 @@
-#include "TrackingEndpointResponse.h"
+#include "upload/TrackingEndpointResponse.h"
 
-#include "Json.h"
+#include "model/Json.h"
 
 bool TrackingEndpointResponse::isOfToldShape(const QByteArray& responseData) {
     return responseData.trimmed().isEmpty() || Json::object(responseData);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ServerTodayTotal.h"
+#include "model/ServerTodayTotal.h"
 
 #include <QByteArray>
 #include <optional>

@@ -1,18 +1,18 @@
 // What the worker sends: one operation per kind of task, and the direct heartbeat.
 
-#include "UploadService.h"
+#include "upload/UploadService.h"
 
-#include "APIError.h"
-#include "APITimeZoneResolver.h"
-#include "Clock.h"
-#include "DomainStorage.h"
-#include "HeartbeatPayload.h"
-#include "Log.h"
-#include "PreferenceStores.h"
-#include "Random.h"
-#include "ScreenshotFiles.h"
-#include "SegmentBatch.h"
-#include "TrackingEndpointResponse.h"
+#include "platform/Clock.h"
+#include "platform/Log.h"
+#include "platform/Random.h"
+#include "server/APIError.h"
+#include "server/APITimeZoneResolver.h"
+#include "storage/DomainStorage.h"
+#include "storage/PreferenceStores.h"
+#include "upload/HeartbeatPayload.h"
+#include "upload/ScreenshotFiles.h"
+#include "upload/SegmentBatch.h"
+#include "upload/TrackingEndpointResponse.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,15 +1,15 @@
 #pragma once
 
-#include "Executor.h"
-#include "FailureClassifier.h"
-#include "SQLiteStore.h"
-#include "SegmentUtils.h"
-#include "ServerTodayTotal.h"
-#include "Session.h"
-#include "Task.h"
-#include "UploadNotices.h"
-#include "UploadTask.h"
-#include "UploadTransport.h"
+#include "model/SegmentUtils.h"
+#include "model/ServerTodayTotal.h"
+#include "model/Session.h"
+#include "model/UploadNotices.h"
+#include "model/UploadTask.h"
+#include "platform/Executor.h"
+#include "platform/Task.h"
+#include "storage/SQLiteStore.h"
+#include "upload/FailureClassifier.h"
+#include "upload/UploadTransport.h"
 
 #include <QSet>
 #include <QUuid>

@@ -1,11 +1,11 @@
-#include "UploadTransport.h"
+#include "upload/UploadTransport.h"
 
-#include "APIEndpoints.h"
-#include "APIError.h"
-#include "Json.h"
-#include "Log.h"
-#include "LogRedactor.h"
-#include "RequestTokens.h"
+#include "model/Json.h"
+#include "platform/Log.h"
+#include "server/APIEndpoints.h"
+#include "server/APIError.h"
+#include "server/LogRedactor.h"
+#include "server/RequestTokens.h"
 
 #include <QJsonDocument>
 #include <QStringDecoder>

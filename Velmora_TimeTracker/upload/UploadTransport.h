@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Task.h"
-#include "URLSession.h"
+#include "platform/Task.h"
+#include "platform/URLSession.h"
 
 #include <QByteArray>
 #include <QString>

@@ -1,8 +1,8 @@
-#include "CaptureGeometry.h"
-#include "PermissionService.h"
-#include "SimulatedDisplays.h"
-#include "SingleFrameCollector.h"
-#include "Timeline.h"
+#include "capture/CaptureGeometry.h"
+#include "capture/PermissionService.h"
+#include "capture/SingleFrameCollector.h"
+#include "platform/simulated/SimulatedDisplays.h"
+#include "platform/simulated/Timeline.h"
 
 #include <gtest/gtest.h>
 

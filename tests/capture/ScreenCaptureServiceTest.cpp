@@ -1,9 +1,9 @@
-#include "ScreenCaptureService.h"
+#include "capture/ScreenCaptureService.h"
 
-#include "APITimeZoneResolver.h"
-#include "DatabaseProbe.h"
-#include "LogCapture.h"
-#include "SimulatedPlatform.h"
+#include "platform/simulated/SimulatedPlatform.h"
+#include "server/APITimeZoneResolver.h"
+#include "tests/support/DatabaseProbe.h"
+#include "tests/support/LogCapture.h"
 
 #include <QTemporaryDir>
 #include <filesystem>

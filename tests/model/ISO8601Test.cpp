@@ -1,4 +1,4 @@
-#include "ISO8601.h"
+#include "model/ISO8601.h"
 
 #include <gtest/gtest.h>
 #include <limits>

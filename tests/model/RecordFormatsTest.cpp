@@ -1,8 +1,8 @@
-#include "AuthTokens.h"
-#include "Json.h"
-#include "RemoteConfig.h"
-#include "Session.h"
-#include "UploadTask.h"
+#include "model/AuthTokens.h"
+#include "model/Json.h"
+#include "model/RemoteConfig.h"
+#include "model/Session.h"
+#include "model/UploadTask.h"
 
 #include <gtest/gtest.h>
 #include <limits>

@@ -1,6 +1,6 @@
-#include "SegmentUtils.h"
+#include "model/SegmentUtils.h"
 
-#include "ISO8601.h"
+#include "model/ISO8601.h"
 
 #include <cmath>
 #include <gtest/gtest.h>

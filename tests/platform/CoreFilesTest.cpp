@@ -1,4 +1,4 @@
-#include "CoreFiles.h"
+#include "platform/linux/CoreFiles.h"
 
 #include <QDir>
 #include <QTemporaryDir>

@@ -1,8 +1,8 @@
-#include "JsonPreferenceStore.h"
+#include "platform/linux/JsonPreferenceStore.h"
 
-#include "FullDisk.h"
-#include "LinuxClock.h"
-#include "LogCapture.h"
+#include "platform/linux/LinuxClock.h"
+#include "tests/support/FullDisk.h"
+#include "tests/support/LogCapture.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,7 +1,7 @@
-#include "LibsecretStore.h"
+#include "platform/linux/LibsecretStore.h"
 
-#include "LogCapture.h"
 #include "PrivateBus.h"
+#include "tests/support/LogCapture.h"
 
 #include <QDBusObjectPath>
 

@@ -1,7 +1,7 @@
-#include "LinuxURLSession.h"
+#include "platform/linux/LinuxURLSession.h"
 
-#include "LoopbackServer.h"
-#include "NetworkErrorMapping.h"
+#include "platform/linux/NetworkErrorMapping.h"
+#include "tests/support/LoopbackServer.h"
 
 #include <QMetaEnum>
 #include <QProcess>

@@ -1,8 +1,8 @@
-#include "LinuxPowerEvents.h"
+#include "platform/linux/LinuxPowerEvents.h"
 
-#include "LinuxPathMonitor.h"
 #include "PrivateBus.h"
-#include "QtExecutor.h"
+#include "platform/linux/LinuxPathMonitor.h"
+#include "platform/linux/QtExecutor.h"
 
 #include <QDebug>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Eventually.h"
 #include "Program.h"
+#include "tests/support/Eventually.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>

@@ -1,6 +1,6 @@
-#include "SingleInstance.h"
+#include "platform/linux/SingleInstance.h"
 
-#include "Eventually.h"
+#include "tests/support/Eventually.h"
 
 #include <QDir>
 #include <QLocalSocket>

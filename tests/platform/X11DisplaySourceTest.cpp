@@ -1,11 +1,11 @@
-#include "X11DisplaySource.h"
+#include "platform/linux/X11DisplaySource.h"
 
-#include "Eventually.h"
-#include "LinuxPermissions.h"
-#include "X11Connection.h"
-#include "X11InputListener.h"
 #include "X11TestClient.h"
 #include "XvfbFixture.h"
+#include "platform/linux/LinuxPermissions.h"
+#include "platform/linux/X11Connection.h"
+#include "platform/linux/X11InputListener.h"
+#include "tests/support/Eventually.h"
 
 #include <QImage>
 #include <gtest/gtest.h>

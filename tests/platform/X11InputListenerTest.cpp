@@ -1,8 +1,8 @@
-#include "X11InputListener.h"
+#include "platform/linux/X11InputListener.h"
 
-#include "Eventually.h"
 #include "X11TestClient.h"
 #include "XvfbFixture.h"
+#include "tests/support/Eventually.h"
 
 #include <ctime>
 #include <gmock/gmock.h>

@@ -1,5 +1,5 @@
-#include "Json.h"
 #include "ScreensFixture.h"
+#include "model/Json.h"
 
 #include <QLineEdit>
 

@@ -1,10 +1,10 @@
-#include "Formatting.h"
-#include "LoginRules.h"
-#include "MotivationalPhrases.h"
-#include "OTPEntry.h"
-#include "VR.h"
-#include "VRHeroBannerCrop.h"
-#include "VRImages.h"
+#include "screens/Formatting.h"
+#include "screens/LoginRules.h"
+#include "screens/MotivationalPhrases.h"
+#include "screens/OTPEntry.h"
+#include "screens/design/VR.h"
+#include "screens/design/VRHeroBannerCrop.h"
+#include "screens/design/VRImages.h"
 
 #include <gtest/gtest.h>
 

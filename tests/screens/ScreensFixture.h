@@ -1,15 +1,15 @@
 #pragma once
 
-#include "EngineFixture.h"
-#include "LoginModel.h"
-#include "PopoverModel.h"
-#include "PopoverView.h"
-#include "PreferenceStores.h"
-#include "ThemeManager.h"
-#include "TrackerModel.h"
-#include "VRButton.h"
-#include "VRImages.h"
-#include "VRLabel.h"
+#include "screens/LoginModel.h"
+#include "screens/PopoverModel.h"
+#include "screens/PopoverView.h"
+#include "screens/TrackerModel.h"
+#include "screens/design/ThemeManager.h"
+#include "screens/design/VRButton.h"
+#include "screens/design/VRImages.h"
+#include "screens/design/VRLabel.h"
+#include "storage/PreferenceStores.h"
+#include "tests/support/EngineFixture.h"
 
 #include <QCoreApplication>
 #include <QKeyEvent>

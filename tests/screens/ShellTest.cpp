@@ -1,7 +1,7 @@
-#include "AlertDialog.h"
-#include "MainWindow.h"
-#include "QtDesktop.h"
 #include "ScreensFixture.h"
+#include "shell/AlertDialog.h"
+#include "shell/MainWindow.h"
+#include "shell/QtDesktop.h"
 
 using Shell = ScreensFixture;
 

@@ -1,4 +1,4 @@
-#include "TrackerNotices.h"
+#include "screens/TrackerNotices.h"
 
 #include "ScreensFixture.h"
 

@@ -1,5 +1,5 @@
-#include "AuthDateParser.h"
 #include "ServerWorld.h"
+#include "server/AuthDateParser.h"
 
 namespace {
 

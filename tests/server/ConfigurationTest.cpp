@@ -1,5 +1,5 @@
-#include "FullDisk.h"
 #include "ServerWorld.h"
+#include "tests/support/FullDisk.h"
 
 #include <QDir>
 #include <set>

@@ -1,4 +1,4 @@
-#include "LogRedactor.h"
+#include "server/LogRedactor.h"
 
 #include <gtest/gtest.h>
 #include <random>

@@ -1,16 +1,16 @@
 #pragma once
 
-#include "APIClient.h"
-#include "APIEndpoints.h"
-#include "APITimeZoneResolver.h"
-#include "ApplicationFolder.h"
-#include "AuthService.h"
-#include "DomainStorage.h"
-#include "KeychainService.h"
-#include "LogCapture.h"
-#include "PreferenceStores.h"
-#include "RemoteConfigService.h"
-#include "SimulatedPlatform.h"
+#include "platform/simulated/SimulatedPlatform.h"
+#include "server/APIClient.h"
+#include "server/APIEndpoints.h"
+#include "server/APITimeZoneResolver.h"
+#include "server/AuthService.h"
+#include "server/RemoteConfigService.h"
+#include "storage/ApplicationFolder.h"
+#include "storage/DomainStorage.h"
+#include "storage/KeychainService.h"
+#include "storage/PreferenceStores.h"
+#include "tests/support/LogCapture.h"
 
 #include <QTemporaryDir>
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
-#include "CaptureFolder.h"
-#include "EngineFixture.h"
-#include "PreferenceStores.h"
-#include "UpdateCheck.h"
+#include "capture/CaptureFolder.h"
+#include "shell/state/UpdateCheck.h"
+#include "storage/PreferenceStores.h"
+#include "tests/support/EngineFixture.h"
 
 namespace {
 struct Core : testing::Test, EngineFixture {

@@ -1,6 +1,6 @@
-#include "MainThreadWatchdog.h"
-#include "ISO8601.h"
-#include "Timeline.h"
+#include "shell/state/MainThreadWatchdog.h"
+#include "model/ISO8601.h"
+#include "platform/simulated/Timeline.h"
 
 #include <QFile>
 #include <QFileInfo>

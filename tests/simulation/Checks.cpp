@@ -1,8 +1,8 @@
 #include "World.h"
 
-#include "CaptureFolder.h"
-#include "DatabaseProbe.h"
-#include "TrackingHeartbeat.h"
+#include "capture/CaptureFolder.h"
+#include "storage/TrackingHeartbeat.h"
+#include "tests/support/DatabaseProbe.h"
 
 #include <QDirIterator>
 #include <cmath>

@@ -1,5 +1,5 @@
-#include "TrackingHeartbeat.h"
 #include "World.h"
+#include "storage/TrackingHeartbeat.h"
 
 #include <sqlite3.h>
 

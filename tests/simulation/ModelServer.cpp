@@ -1,7 +1,7 @@
 #include "ModelServer.h"
 
-#include "Json.h"
-#include "Session.h"
+#include "model/Json.h"
+#include "model/Session.h"
 
 #include <QJsonArray>
 #include <QRegularExpression>

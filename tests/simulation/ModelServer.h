@@ -1,8 +1,8 @@
 #pragma once
 
-#include "RemoteConfig.h"
-#include "SimulatedSession.h"
-#include "Timeline.h"
+#include "model/RemoteConfig.h"
+#include "platform/simulated/SimulatedSession.h"
+#include "platform/simulated/Timeline.h"
 
 #include <QDateTime>
 #include <QHash>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Session.h"
+#include "model/Session.h"
 
 #include <QStringList>
 #include <functional>

@@ -1,7 +1,7 @@
 #include "World.h"
 
-#include "DatabaseProbe.h"
-#include "PreferenceStores.h"
+#include "storage/PreferenceStores.h"
+#include "tests/support/DatabaseProbe.h"
 
 #include <QLoggingCategory>
 #include <QRegularExpression>

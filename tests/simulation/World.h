@@ -1,9 +1,9 @@
 #pragma once
 
 #include "ModelServer.h"
-#include "SimulatedPlatform.h"
-#include "TimeTrackerCore.h"
 #include "Truth.h"
+#include "platform/simulated/SimulatedPlatform.h"
+#include "shell/state/TimeTrackerCore.h"
 
 #include <QFile>
 #include <QHash>

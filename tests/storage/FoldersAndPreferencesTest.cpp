@@ -1,7 +1,7 @@
-#include "ApplicationFolder.h"
-#include "KeychainService.h"
-#include "PreferenceStores.h"
-#include "StoreWorld.h"
+#include "storage/ApplicationFolder.h"
+#include "storage/KeychainService.h"
+#include "storage/PreferenceStores.h"
+#include "tests/support/StoreWorld.h"
 
 #include <QSet>
 #include <atomic>

@@ -1,5 +1,5 @@
-#include "FullDisk.h"
-#include "StoreWorld.h"
+#include "tests/support/FullDisk.h"
+#include "tests/support/StoreWorld.h"
 
 #include <random>
 

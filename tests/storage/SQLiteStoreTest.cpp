@@ -1,4 +1,4 @@
-#include "StoreWorld.h"
+#include "tests/support/StoreWorld.h"
 
 #include <semaphore>
 #include <sys/syscall.h>

@@ -1,6 +1,6 @@
-#include "EngineFixture.h"
+#include "tests/support/EngineFixture.h"
 
-#include "Json.h"
+#include "model/Json.h"
 
 #include <QJsonArray>
 

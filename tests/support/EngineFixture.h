@@ -1,10 +1,10 @@
 #pragma once
 
-#include "DatabaseProbe.h"
-#include "ISO8601.h"
-#include "SimulatedPlatform.h"
-#include "TimeTrackerCore.h"
-#include "TrackingHeartbeat.h"
+#include "model/ISO8601.h"
+#include "platform/simulated/SimulatedPlatform.h"
+#include "shell/state/TimeTrackerCore.h"
+#include "storage/TrackingHeartbeat.h"
+#include "tests/support/DatabaseProbe.h"
 
 #include <QTemporaryDir>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Eventually.h"
-#include "SimulatedSession.h"
+#include "platform/simulated/SimulatedSession.h"
+#include "tests/support/Eventually.h"
 
 #include <QTcpServer>
 #include <QTcpSocket>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "EngineFixture.h"
+#include "tests/support/EngineFixture.h"
 #include <gtest/gtest.h>
 
 /// The engine of a signed-in employee, and the verbs that its tests are told in.

@@ -1,7 +1,7 @@
-#include "ActivityTracker.h"
-#include "IdleDetector.h"
-#include "LogCapture.h"
-#include "SimulatedInput.h"
+#include "platform/simulated/SimulatedInput.h"
+#include "tests/support/LogCapture.h"
+#include "tracking/ActivityTracker.h"
+#include "tracking/IdleDetector.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // Steps of sessions that the database does not take at once.
 
-#include "CaptureFolder.h"
 #include "EngineTest.h"
-#include "LogCapture.h"
+#include "capture/CaptureFolder.h"
+#include "tests/support/LogCapture.h"
 
 #include <QElapsedTimer>
 

@@ -1,7 +1,7 @@
 // Start, pause, resume, stop, what stops a session by force, and what a capture does to it.
 
 #include "EngineTest.h"
-#include "PreferenceStores.h"
+#include "storage/PreferenceStores.h"
 
 namespace {
 

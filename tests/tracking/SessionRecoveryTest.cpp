@@ -1,9 +1,9 @@
 // Midnight, the sleep and the end of the machine, and the sessions that an earlier run left behind.
 
 #include "EngineTest.h"
-#include "LogCapture.h"
-#include "SessionArithmetic.h"
-#include "TrackingHeartbeat.h"
+#include "storage/TrackingHeartbeat.h"
+#include "tests/support/LogCapture.h"
+#include "tracking/SessionArithmetic.h"
 
 #include <iterator>
 #include <set>

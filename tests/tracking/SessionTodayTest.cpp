@@ -1,7 +1,7 @@
 // The figure of the day and the five-minute rate, as the person sees them.
 
 #include "EngineTest.h"
-#include "LogCapture.h"
+#include "tests/support/LogCapture.h"
 
 namespace {
 

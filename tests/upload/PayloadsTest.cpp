@@ -1,7 +1,7 @@
-#include "HeartbeatPayload.h"
-#include "ScreenshotFiles.h"
-#include "TrackingEndpointResponse.h"
 #include "UploadWorld.h"
+#include "upload/HeartbeatPayload.h"
+#include "upload/ScreenshotFiles.h"
+#include "upload/TrackingEndpointResponse.h"
 
 static const QTimeZone hanoi("Asia/Ho_Chi_Minh");
 

@@ -1,6 +1,6 @@
-#include "LinuxURLSession.h"
-#include "LoopbackServer.h"
 #include "UploadWorld.h"
+#include "platform/linux/LinuxURLSession.h"
+#include "tests/support/LoopbackServer.h"
 
 using Code = URLError::Code;
 

@@ -1,5 +1,5 @@
-#include "PreferenceStores.h"
 #include "UploadWorld.h"
+#include "storage/PreferenceStores.h"
 
 #include <QSaveFile>
 

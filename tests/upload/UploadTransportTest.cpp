@@ -1,6 +1,6 @@
-#include "LinuxURLSession.h"
-#include "LoopbackServer.h"
 #include "UploadWorld.h"
+#include "platform/linux/LinuxURLSession.h"
+#include "tests/support/LoopbackServer.h"
 
 TEST_F(Upload, overHTTPEachKindOfTaskArrivesAndARefreshedTokenRepeatsOnce) {
     const LoopbackServer server(answering([](const URLRequest& request) {

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "APIEndpoints.h"
-#include "APITimeZoneResolver.h"
-#include "ISO8601.h"
-#include "KeychainService.h"
-#include "NetworkMonitor.h"
-#include "RetryManager.h"
-#include "StoreWorld.h"
-#include "UploadService.h"
+#include "model/ISO8601.h"
+#include "server/APIEndpoints.h"
+#include "server/APITimeZoneResolver.h"
+#include "storage/KeychainService.h"
+#include "tests/support/StoreWorld.h"
+#include "upload/NetworkMonitor.h"
+#include "upload/RetryManager.h"
+#include "upload/UploadService.h"
 
 #include <QJsonDocument>
 

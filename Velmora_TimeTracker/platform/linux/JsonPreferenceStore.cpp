@@ -1,8 +1,8 @@
-#include "JsonPreferenceStore.h"
+#include "platform/linux/JsonPreferenceStore.h"
 
-#include "ApplicationFolder.h"
-#include "Clock.h"
-#include "Log.h"
+#include "platform/Clock.h"
+#include "platform/Log.h"
+#include "storage/ApplicationFolder.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "PreferenceStore.h"
+#include "platform/PreferenceStore.h"
 
 #include <QHash>
 #include <QJsonObject>

@@ -1,6 +1,6 @@
-#include "LibsecretStore.h"
+#include "platform/linux/LibsecretStore.h"
 
-#include "Log.h"
+#include "platform/Log.h"
 
 #include <QMap>
 #include <QPair>

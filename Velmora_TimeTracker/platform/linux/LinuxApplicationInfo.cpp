@@ -1,4 +1,4 @@
-#include "LinuxApplicationInfo.h"
+#include "platform/linux/LinuxApplicationInfo.h"
 
 #include "BuildInformation.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ApplicationInfo.h"
+#include "platform/ApplicationInfo.h"
 
 /// Values compiled in by the build, and the XDG base directories.
 class LinuxApplicationInfo final : public ApplicationInfo {

@@ -1,4 +1,4 @@
-#include "LinuxClock.h"
+#include "platform/linux/LinuxClock.h"
 
 #include <ctime>
 

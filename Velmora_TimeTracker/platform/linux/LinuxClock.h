@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Clock.h"
+#include "platform/Clock.h"
 
 /// The system's real-time and monotonic clocks. The monotonic one stands still while the machine sleeps.
 class LinuxClock final : public Clock {

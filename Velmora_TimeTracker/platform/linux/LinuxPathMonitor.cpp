@@ -1,4 +1,4 @@
-#include "LinuxPathMonitor.h"
+#include "platform/linux/LinuxPathMonitor.h"
 
 #include <QDBusMessage>
 #include <QDBusPendingReply>

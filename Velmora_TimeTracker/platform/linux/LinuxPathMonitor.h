@@ -1,6 +1,6 @@
 #pragma once
 
-#include "PathMonitor.h"
+#include "platform/PathMonitor.h"
 
 #include <QDBusConnection>
 #include <QDBusPendingCallWatcher>

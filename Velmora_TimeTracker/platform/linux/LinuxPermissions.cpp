@@ -1,7 +1,7 @@
-#include "LinuxPermissions.h"
+#include "platform/linux/LinuxPermissions.h"
 
-#include "X11DisplaySource.h"
-#include "X11InputListener.h"
+#include "platform/linux/X11DisplaySource.h"
+#include "platform/linux/X11InputListener.h"
 
 #include <QProcess>
 #include <QStandardPaths>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Permissions.h"
+#include "platform/Permissions.h"
 
 class X11DisplaySource;
 class X11InputListener;

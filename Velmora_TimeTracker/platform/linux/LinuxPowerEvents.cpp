@@ -1,7 +1,7 @@
-#include "LinuxPowerEvents.h"
+#include "platform/linux/LinuxPowerEvents.h"
 
-#include "Executor.h"
-#include "TerminationSignals.h"
+#include "platform/Executor.h"
+#include "platform/linux/TerminationSignals.h"
 
 #include <QCoreApplication>
 #include <QDBusMessage>

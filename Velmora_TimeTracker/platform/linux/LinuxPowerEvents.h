@@ -1,7 +1,7 @@
 #pragma once
 
-#include "LinuxClock.h"
-#include "PowerEvents.h"
+#include "platform/PowerEvents.h"
+#include "platform/linux/LinuxClock.h"
 
 #include <QDBusConnection>
 #include <QDBusUnixFileDescriptor>

@@ -1,4 +1,4 @@
-#include "LinuxRandom.h"
+#include "platform/linux/LinuxRandom.h"
 
 #include <QRandomGenerator>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Random.h"
+#include "platform/Random.h"
 
 /// Chance from the kernel's generator.
 class LinuxRandom final : public Random {

@@ -1,7 +1,7 @@
-#include "LinuxURLSession.h"
+#include "platform/linux/LinuxURLSession.h"
 
 #include "BuildInformation.h"
-#include "NetworkErrorMapping.h"
+#include "platform/linux/NetworkErrorMapping.h"
 
 #include <QNetworkAccessManager>
 #include <QNetworkReply>

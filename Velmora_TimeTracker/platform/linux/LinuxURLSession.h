@@ -1,7 +1,7 @@
 #pragma once
 
-#include "QtExecutor.h"
-#include "URLSession.h"
+#include "platform/URLSession.h"
+#include "platform/linux/QtExecutor.h"
 
 #include <memory>
 #include <unordered_map>

@@ -1,4 +1,4 @@
-#include "NetworkErrorMapping.h"
+#include "platform/linux/NetworkErrorMapping.h"
 
 std::optional<URLError::Code> NetworkErrorMapping::transportFailure(QNetworkReply::NetworkError error,
                                                                     std::optional<int> status) {

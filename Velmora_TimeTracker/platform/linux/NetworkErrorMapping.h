@@ -1,6 +1,6 @@
 #pragma once
 
-#include "URLSession.h"
+#include "platform/URLSession.h"
 
 #include <QNetworkReply>
 #include <optional>

@@ -1,4 +1,4 @@
-#include "QtExecutor.h"
+#include "platform/linux/QtExecutor.h"
 
 #include <QBasicTimer>
 #include <QCoreApplication>

@@ -1,7 +1,7 @@
-#include "SingleInstance.h"
+#include "platform/linux/SingleInstance.h"
 
-#include "ApplicationFolder.h"
-#include "Log.h"
+#include "platform/Log.h"
+#include "storage/ApplicationFolder.h"
 
 #include <QCryptographicHash>
 #include <QDeadlineTimer>

@@ -1,4 +1,4 @@
-#include "StripEncoder.h"
+#include "platform/linux/StripEncoder.h"
 
 #include <algorithm>
 #include <array>

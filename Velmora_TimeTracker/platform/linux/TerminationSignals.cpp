@@ -1,4 +1,4 @@
-#include "TerminationSignals.h"
+#include "platform/linux/TerminationSignals.h"
 
 #include <cerrno>
 #include <sys/eventfd.h>

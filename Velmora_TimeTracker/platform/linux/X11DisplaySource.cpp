@@ -1,8 +1,8 @@
-#include "X11DisplaySource.h"
+#include "platform/linux/X11DisplaySource.h"
 
-#include "Log.h"
-#include "StripEncoder.h"
-#include "X11ScreenReader.h"
+#include "platform/Log.h"
+#include "platform/linux/StripEncoder.h"
+#include "platform/linux/X11ScreenReader.h"
 
 #include <algorithm>
 

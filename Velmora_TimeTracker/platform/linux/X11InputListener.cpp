@@ -1,6 +1,6 @@
-#include "X11InputListener.h"
+#include "platform/linux/X11InputListener.h"
 
-#include "X11RecordStream.h"
+#include "platform/linux/X11RecordStream.h"
 
 #include <algorithm>
 #include <csignal>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "IdleTimeSource.h"
-#include "InputEventSource.h"
+#include "platform/IdleTimeSource.h"
+#include "platform/InputEventSource.h"
 
 #include <atomic>
 #include <chrono>

@@ -1,4 +1,4 @@
-#include "X11RecordStream.h"
+#include "platform/linux/X11RecordStream.h"
 
 #include <algorithm>
 #include <xcb/xcbext.h>

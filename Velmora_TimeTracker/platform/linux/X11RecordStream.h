@@ -1,7 +1,7 @@
 #pragma once
 
-#include "InputEventSource.h"
-#include "X11Connection.h"
+#include "platform/InputEventSource.h"
+#include "platform/linux/X11Connection.h"
 
 #include <bitset>
 #include <memory>

@@ -1,4 +1,4 @@
-#include "X11ScreenReader.h"
+#include "platform/linux/X11ScreenReader.h"
 
 #include <algorithm>
 #include <sys/mman.h>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "DisplaySource.h"
-#include "X11Connection.h"
+#include "platform/DisplaySource.h"
+#include "platform/linux/X11Connection.h"
 
 #include <QRect>
 #include <memory>

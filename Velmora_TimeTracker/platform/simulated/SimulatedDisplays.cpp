@@ -1,4 +1,4 @@
-#include "SimulatedDisplays.h"
+#include "platform/simulated/SimulatedDisplays.h"
 
 std::variant<std::vector<DisplayDescription>, DisplayError> SimulatedDisplays::displays() {
     if (listError)

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "DisplaySource.h"
-#include "Permissions.h"
+#include "platform/DisplaySource.h"
+#include "platform/Permissions.h"
 
 #include <QSet>
 #include <deque>

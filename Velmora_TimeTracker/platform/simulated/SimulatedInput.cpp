@@ -1,4 +1,4 @@
-#include "SimulatedInput.h"
+#include "platform/simulated/SimulatedInput.h"
 
 #include <utility>
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "IdleTimeSource.h"
-#include "InputEventSource.h"
-#include "Timeline.h"
+#include "platform/IdleTimeSource.h"
+#include "platform/InputEventSource.h"
+#include "platform/simulated/Timeline.h"
 
 #include <set>
 

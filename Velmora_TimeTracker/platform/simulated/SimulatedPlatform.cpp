@@ -1,4 +1,4 @@
-#include "SimulatedPlatform.h"
+#include "platform/simulated/SimulatedPlatform.h"
 
 #include <utility>
 

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "Platform.h"
-#include "SimulatedDisplays.h"
-#include "SimulatedInput.h"
-#include "SimulatedSession.h"
-#include "SimulatedStores.h"
-#include "Timeline.h"
+#include "platform/Platform.h"
+#include "platform/simulated/SimulatedDisplays.h"
+#include "platform/simulated/SimulatedInput.h"
+#include "platform/simulated/SimulatedSession.h"
+#include "platform/simulated/SimulatedStores.h"
+#include "platform/simulated/Timeline.h"
 
 #include <QHash>
 #include <deque>

@@ -1,4 +1,4 @@
-#include "SimulatedSession.h"
+#include "platform/simulated/SimulatedSession.h"
 
 #include <limits>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Timeline.h"
-#include "URLSession.h"
+#include "platform/URLSession.h"
+#include "platform/simulated/Timeline.h"
 
 #include <functional>
 #include <vector>

@@ -1,4 +1,4 @@
-#include "SimulatedStores.h"
+#include "platform/simulated/SimulatedStores.h"
 
 QJsonValue MemoryPreferenceStore::value(const QString& key) const {
     const std::lock_guard guard(mutex_);

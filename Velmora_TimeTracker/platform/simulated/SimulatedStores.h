@@ -1,7 +1,7 @@
 #pragma once
 
-#include "PreferenceStore.h"
-#include "SecretStore.h"
+#include "platform/PreferenceStore.h"
+#include "platform/SecretStore.h"
 
 #include <QHash>
 #include <QPair>

@@ -1,4 +1,4 @@
-#include "Timeline.h"
+#include "platform/simulated/Timeline.h"
 
 #include <utility>
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Clock.h"
-#include "Executor.h"
-#include "Random.h"
+#include "platform/Clock.h"
+#include "platform/Executor.h"
+#include "platform/Random.h"
 
 #include <functional>
 #include <memory>

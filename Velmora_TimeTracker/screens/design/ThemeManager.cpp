@@ -1,6 +1,6 @@
-#include "ThemeManager.h"
+#include "screens/design/ThemeManager.h"
 
-#include "PreferenceStore.h"
+#include "platform/PreferenceStore.h"
 
 #include <QApplication>
 #include <QPalette>

@@ -1,4 +1,4 @@
-#include "VR.h"
+#include "screens/design/VR.h"
 
 #include <QGuiApplication>
 #include <QVBoxLayout>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ThemeManager.h"
+#include "screens/design/ThemeManager.h"
 
 #include <QColor>
 #include <QFont>

@@ -1,7 +1,7 @@
-#include "VRButton.h"
+#include "screens/design/VRButton.h"
 
-#include "VRImages.h"
-#include "VRPaint.h"
+#include "screens/design/VRImages.h"
+#include "screens/design/VRPaint.h"
 
 #include <QHelpEvent>
 #include <QKeyEvent>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "VR.h"
+#include "screens/design/VR.h"
 
 #include <QAbstractButton>
 

@@ -1,10 +1,10 @@
-#include "VRCard.h"
+#include "screens/design/VRCard.h"
 
-#include "VRDecor.h"
-#include "VRHeroBannerCrop.h"
-#include "VRImages.h"
-#include "VRLabel.h"
-#include "VRPaint.h"
+#include "screens/design/VRDecor.h"
+#include "screens/design/VRHeroBannerCrop.h"
+#include "screens/design/VRImages.h"
+#include "screens/design/VRLabel.h"
+#include "screens/design/VRPaint.h"
 
 #include <QHBoxLayout>
 #include <QPainter>

@@ -1,7 +1,7 @@
-#include "VRDecor.h"
+#include "screens/design/VRDecor.h"
 
-#include "VRImages.h"
-#include "VRPaint.h"
+#include "screens/design/VRImages.h"
+#include "screens/design/VRPaint.h"
 
 #include <QPainter>
 #include <QtMath>

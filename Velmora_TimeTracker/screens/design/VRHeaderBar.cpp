@@ -1,9 +1,9 @@
-#include "VRHeaderBar.h"
+#include "screens/design/VRHeaderBar.h"
 
-#include "VRButton.h"
-#include "VRImages.h"
-#include "VRLabel.h"
-#include "VRPaint.h"
+#include "screens/design/VRButton.h"
+#include "screens/design/VRImages.h"
+#include "screens/design/VRLabel.h"
+#include "screens/design/VRPaint.h"
 
 #include <QHBoxLayout>
 #include <QPainter>

@@ -1,4 +1,4 @@
-#include "VRHeroBannerCrop.h"
+#include "screens/design/VRHeroBannerCrop.h"
 
 QRectF VRHeroBannerCrop::visiblePart(const VRBannerSpec& banner, QSizeF room) {
     const double roomAspect = room.width() / room.height();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "VRPalette.h"
+#include "screens/design/VRPalette.h"
 
 #include <QRectF>
 

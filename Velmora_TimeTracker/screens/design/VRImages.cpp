@@ -1,4 +1,4 @@
-#include "VRImages.h"
+#include "screens/design/VRImages.h"
 
 #include <QFile>
 #include <QPainter>

@@ -1,4 +1,4 @@
-#include "VRLabel.h"
+#include "screens/design/VRLabel.h"
 
 #include <QAccessible>
 #include <QCoreApplication>

@@ -1,4 +1,4 @@
-#include "VRPaint.h"
+#include "screens/design/VRPaint.h"
 
 #include <QLinearGradient>
 #include <QPainter>

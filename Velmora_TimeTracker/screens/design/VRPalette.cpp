@@ -1,4 +1,4 @@
-#include "VRPalette.h"
+#include "screens/design/VRPalette.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
-#include "VRScrollView.h"
+#include "screens/design/VRScrollView.h"
 
-#include "VRPaint.h"
+#include "screens/design/VRPaint.h"
 
 #include <QPainter>
 #include <QScrollBar>

@@ -1,9 +1,9 @@
-#include "VRTextField.h"
+#include "screens/design/VRTextField.h"
 
-#include "VRButton.h"
-#include "VRImages.h"
-#include "VRLabel.h"
-#include "VRPaint.h"
+#include "screens/design/VRButton.h"
+#include "screens/design/VRImages.h"
+#include "screens/design/VRLabel.h"
+#include "screens/design/VRPaint.h"
 
 #include <QEvent>
 #include <QHBoxLayout>

@@ -1,9 +1,9 @@
-#include "AppStateManager.h"
+#include "shell/state/AppStateManager.h"
 
-#include "AppVersion.h"
-#include "Clock.h"
-#include "Log.h"
-#include "RemoteConfigService.h"
+#include "platform/Clock.h"
+#include "platform/Log.h"
+#include "server/AppVersion.h"
+#include "server/RemoteConfigService.h"
 
 #include <QPointer>
 #include <utility>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "RemoteConfig.h"
-#include "SecretStore.h"
-#include "Task.h"
-#include "UploadNotices.h"
+#include "model/RemoteConfig.h"
+#include "model/UploadNotices.h"
+#include "platform/SecretStore.h"
+#include "platform/Task.h"
 
 #include <QObject>
 #include <QString>

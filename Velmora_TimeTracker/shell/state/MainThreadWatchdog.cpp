@@ -1,9 +1,9 @@
-#include "MainThreadWatchdog.h"
+#include "shell/state/MainThreadWatchdog.h"
 
-#include "ApplicationFolder.h"
-#include "Clock.h"
-#include "ISO8601.h"
-#include "Log.h"
+#include "model/ISO8601.h"
+#include "platform/Clock.h"
+#include "platform/Log.h"
+#include "storage/ApplicationFolder.h"
 
 #include <QDir>
 #include <QFile>

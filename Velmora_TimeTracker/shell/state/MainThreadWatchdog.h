@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Date.h"
-#include "Executor.h"
+#include "platform/Date.h"
+#include "platform/Executor.h"
 
 #include <QString>
 #include <functional>

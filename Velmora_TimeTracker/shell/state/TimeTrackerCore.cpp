@@ -1,8 +1,8 @@
-#include "TimeTrackerCore.h"
+#include "shell/state/TimeTrackerCore.h"
 
-#include "ApplicationFolder.h"
-#include "CaptureFolder.h"
-#include "PreferenceStores.h"
+#include "capture/CaptureFolder.h"
+#include "storage/ApplicationFolder.h"
+#include "storage/PreferenceStores.h"
 
 #include <QPointer>
 #include <utility>

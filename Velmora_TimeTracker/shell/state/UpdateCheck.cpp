@@ -1,9 +1,9 @@
-#include "UpdateCheck.h"
+#include "shell/state/UpdateCheck.h"
 
-#include "APIError.h"
-#include "AppStateManager.h"
-#include "Desktop.h"
-#include "SessionManager.h"
+#include "platform/Desktop.h"
+#include "server/APIError.h"
+#include "shell/state/AppStateManager.h"
+#include "tracking/SessionManager.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "DatabaseProbe.h"
-#include "DomainStorage.h"
-#include "LogCapture.h"
-#include "SQLiteStore.h"
-#include "SimulatedPlatform.h"
+#include "platform/simulated/SimulatedPlatform.h"
+#include "storage/DomainStorage.h"
+#include "storage/SQLiteStore.h"
+#include "tests/support/DatabaseProbe.h"
+#include "tests/support/LogCapture.h"
 
 #include <QTemporaryDir>
 #include <sys/stat.h>
