@@ -1,15 +1,15 @@
 #include "Velmora_TimeTrackerApp.h"
 
+#include "application/TimeTrackerCore.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "platform/linux/SingleInstance.h"
-#include "screens/LoginModel.h"
-#include "screens/PopoverModel.h"
-#include "screens/TrackerModel.h"
 #include "screens/design/ThemeManager.h"
 #include "screens/design/VRImages.h"
-#include "shell/MainWindow.h"
-#include "shell/QtDesktop.h"
-#include "shell/state/TimeTrackerCore.h"
+#include "screens/root/PopoverModel.h"
+#include "screens/signin/LoginModel.h"
+#include "screens/tracker/TrackerModel.h"
+#include "shell/window/MainWindow.h"
+#include "shell/window/QtDesktop.h"
 
 #include <QApplication>
 

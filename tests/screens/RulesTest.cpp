@@ -1,10 +1,10 @@
-#include "screens/Formatting.h"
-#include "screens/LoginRules.h"
-#include "screens/MotivationalPhrases.h"
-#include "screens/OTPEntry.h"
 #include "screens/design/VR.h"
 #include "screens/design/VRHeroBannerCrop.h"
 #include "screens/design/VRImages.h"
+#include "screens/signin/LoginRules.h"
+#include "screens/signin/OTPEntry.h"
+#include "screens/text/Formatting.h"
+#include "screens/tracker/MotivationalPhrases.h"
 
 #include <gtest/gtest.h>
 

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "screens/LoginModel.h"
-#include "screens/PopoverModel.h"
-#include "screens/PopoverView.h"
-#include "screens/TrackerModel.h"
 #include "screens/design/ThemeManager.h"
 #include "screens/design/VRButton.h"
 #include "screens/design/VRImages.h"
 #include "screens/design/VRLabel.h"
+#include "screens/root/PopoverModel.h"
+#include "screens/root/PopoverView.h"
+#include "screens/signin/LoginModel.h"
+#include "screens/tracker/TrackerModel.h"
 #include "storage/PreferenceStores.h"
 #include "tests/support/EngineFixture.h"
 

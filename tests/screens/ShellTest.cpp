@@ -1,7 +1,7 @@
 #include "ScreensFixture.h"
-#include "shell/AlertDialog.h"
-#include "shell/MainWindow.h"
-#include "shell/QtDesktop.h"
+#include "shell/window/AlertDialog.h"
+#include "shell/window/MainWindow.h"
+#include "shell/window/QtDesktop.h"
 
 using Shell = ScreensFixture;
 

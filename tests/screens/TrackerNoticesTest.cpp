@@ -1,4 +1,4 @@
-#include "screens/TrackerNotices.h"
+#include "screens/tracker/TrackerNotices.h"
 
 #include "ScreensFixture.h"
 

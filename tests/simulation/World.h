@@ -2,8 +2,8 @@
 
 #include "ModelServer.h"
 #include "Truth.h"
+#include "application/TimeTrackerCore.h"
 #include "platform/simulated/SimulatedPlatform.h"
-#include "shell/state/TimeTrackerCore.h"
 
 #include <QFile>
 #include <QHash>

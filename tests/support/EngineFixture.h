@@ -1,8 +1,8 @@
 #pragma once
 
+#include "application/TimeTrackerCore.h"
 #include "model/ISO8601.h"
 #include "platform/simulated/SimulatedPlatform.h"
-#include "shell/state/TimeTrackerCore.h"
 #include "storage/TrackingHeartbeat.h"
 #include "tests/support/DatabaseProbe.h"
 

@@ -1,0 +1,40 @@
+#include "application/UpdateCheck.h"
+
+#include "application/AppStateManager.h"
+#include "platform/Desktop.h"
+#include "server/APIError.h"
+#include "tracking/SessionManager.h"
+
+namespace {
+
+const QString signInFirst = QStringLiteral("Sign in to check for updates.");
+
+void tell(Desktop& desktop, const QString& message, const QString& informative = QString()) {
+    Alert alert;
+    alert.message = message;
+    alert.informative = informative;
+    alert.buttons = {QStringLiteral("OK")};
+    desktop.present(alert, [](int) {});
+}
+
+} // namespace
+
+Task<> checkForUpdatesFromMenu(AppStateManager& appState, SessionManager& sessionManager, Desktop& desktop) {
+    if (!appState.isAuthenticated())
+        co_return tell(desktop, signInFirst);
+    std::optional<QString> failure;
+    try {
+        co_await appState.refreshRemoteConfigFromServer();
+    } catch (const APIError& error) {
+        failure = error.localizedDescription();
+    } catch (const std::exception& error) {
+        failure = QString::fromUtf8(error.what());
+    }
+    if (!appState.isAuthenticated()) // signed out meanwhile: nothing was learnt
+        co_return tell(desktop, signInFirst);
+    if (failure)
+        co_return tell(desktop, QStringLiteral("Failed to check for updates."), *failure);
+    sessionManager.applyConfig(appState.remoteConfig());
+    tell(desktop, appState.forceClientUpdate() ? QStringLiteral("A newer version is available.")
+                                               : QStringLiteral("You’re up to date."));
+}

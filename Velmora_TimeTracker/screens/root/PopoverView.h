@@ -1,0 +1,51 @@
+#pragma once
+
+#include "screens/design/VR.h"
+#include "screens/root/PopoverModel.h"
+
+#include <QWidget>
+#include <optional>
+
+class LoginModel;
+class QVBoxLayout;
+class TrackerModel;
+class VRHeaderBar;
+
+/// The root view of the program, in the main window and in the popover: shows the screen that the state calls
+/// for. Only that screen exists.
+class PopoverView : public QWidget {
+    Q_OBJECT
+
+public:
+    struct Models {
+        PopoverModel& root;
+        LoginModel& login;
+        TrackerModel& tracker;
+    };
+    enum class Place { window, popover };
+
+    PopoverView(const Models& models, const ThemeManager& theme, VRImages& images, Place place);
+
+    QSize sizeHint() const override;
+
+Q_SIGNALS:
+    void openMainWindowPressed();
+    /// The height that the screen shown wants in a popover.
+    void contentHeightChanged(int height);
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+
+private:
+    QWidget* makePage(Routing::Screen screen);
+    void refresh();
+    void refreshHeader();
+
+    const Models models_;
+    const VREnvironment environment_;
+    QVBoxLayout* const column_;
+    VRHeaderBar* const header_;
+    QWidget* page_ = nullptr;
+    std::optional<Routing::Screen> shown_;
+};

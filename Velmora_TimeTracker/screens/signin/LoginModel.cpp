@@ -1,0 +1,258 @@
+#include "screens/signin/LoginModel.h"
+
+#include "application/TimeTrackerCore.h"
+#include "screens/signin/LoginRules.h"
+#include "storage/PreferenceStores.h"
+
+#include <QPointer>
+
+LoginModel::LoginModel(TimeTrackerCore& core)
+    : core_(core)
+    , resendCooldown_(core.platform.main, [this] { Q_EMIT changed(); })
+    , forgotPassword_(core.auth, core.platform.main) {
+    reset();
+    connect(&forgotPassword_, &ForgotPasswordModel::changed, this, &LoginModel::changed);
+}
+
+void LoginModel::reset() {
+    email_ = RememberedLoginStorage::savedEmail(core_.platform.preferences).value_or(QString());
+    password_.clear();
+    showPassword_ = showNoAccountInfo_ = isLoading_ = otpVerifying_ = companySelecting_ = false;
+    errorMessage_.reset();
+    enter(LoginPhase::Form{});
+}
+
+void LoginModel::enter(const LoginPhase::Any& phase) {
+    phase_ = phase;
+    ++visit_;
+    otp_ = {};
+    otpErrorMessage_.reset();
+    if (std::holds_alternative<LoginPhase::OTP>(phase_))
+        resendCooldown_.start();
+    else
+        resendCooldown_.cancel();
+    Q_EMIT changed();
+}
+
+std::optional<QString> LoginModel::formMessage() const {
+    return errorMessage_ ? errorMessage_ : LoginRules::clientValidationMessage(email_.trimmed(), password_);
+}
+
+QString LoginModel::otpAddress() const {
+    const auto* otp = std::get_if<LoginPhase::OTP>(&phase_);
+    if (!otp)
+        return {};
+    return otp->userEmail.isEmpty() ? otp->email : otp->userEmail;
+}
+
+void LoginModel::setEmail(const QString& email) {
+    if (email == email_)
+        return;
+    email_ = email;
+    errorMessage_.reset();
+    Q_EMIT changed();
+}
+
+void LoginModel::setPassword(const QString& password) {
+    if (password == password_)
+        return;
+    password_ = password;
+    errorMessage_.reset();
+    Q_EMIT changed();
+}
+
+void LoginModel::togglePassword() {
+    showPassword_ = !showPassword_;
+    Q_EMIT changed();
+}
+
+void LoginModel::setNoAccountInfoShown(bool shown) {
+    showNoAccountInfo_ = shown;
+    Q_EMIT changed();
+}
+
+void LoginModel::openWebsite() {
+    core_.platform.desktop.open(QUrl(QStringLiteral("https://www.velmora.example")));
+}
+
+void LoginModel::openForgotPassword() {
+    forgotPassword_.open(email_);
+    enter(LoginPhase::ForgotPassword{});
+}
+
+void LoginModel::backToForm() {
+    forgotPassword_.close();
+    enter(LoginPhase::Form{});
+}
+
+Task<> LoginModel::performLogin() {
+    if (loginInProgress_ || isBusy())
+        co_return;
+    loginInProgress_ = true;
+    isLoading_ = true;
+    const QString email = email_.trimmed();
+    RememberedLoginStorage::save(email, core_.platform.preferences);
+    errorMessage_ = LoginRules::validationError(email, password_);
+    Q_EMIT changed();
+    const QPointer<LoginModel> self(this);
+    std::optional<SingleLoginResult> result;
+    if (!errorMessage_) {
+        try {
+            result = co_await core_.auth.login(email, password_);
+        } catch (const APIError& error) {
+            if (self)
+                errorMessage_ = LoginRules::failure(
+                    error, QStringLiteral("Login failed. Check your credentials and connection."));
+        }
+    }
+    if (!self)
+        co_return;
+    loginInProgress_ = false;
+    isLoading_ = false;
+    if (result)
+        proceed(*result);
+    Q_EMIT changed();
+}
+
+void LoginModel::proceed(const SingleLoginResult& result) {
+    if (const auto* otp = std::get_if<OtpRequired>(&result)) {
+        enter(LoginPhase::OTP{otp->email, otp->userEmail});
+    } else if (const auto* choice = std::get_if<CompanySelection>(&result)) {
+        auto ordered = CompanyListOrder::ordered(
+            choice->companies, LastCompanyStorage::lastEndpoint(core_.platform.preferences));
+        enter(LoginPhase::CompanyChoice{std::move(ordered.companies), ordered.recentEndpoint,
+                                        choice->userName, choice->tokens});
+    } else {
+        completeLogin(std::get<DirectConfig>(result).user);
+    }
+}
+
+void LoginModel::completeLogin(const std::optional<LoginUser>& user) {
+    const auto base = core_.domain.getBaseURL();
+    const auto host = base && !base->host().isEmpty() ? std::optional(base->host()) : std::nullopt;
+    UserProfileStorage::set(user ? user->name.value_or(user->email) : email_.trimmed(), host,
+                            core_.platform.preferences);
+    spawn(finishSignIn(), "sign-in");
+}
+
+Task<> LoginModel::finishSignIn() {
+    isLoading_ = true;
+    Q_EMIT changed();
+    const QPointer<LoginModel> self(this);
+    const SignIn signIn = core_.auth.signIn();
+    std::optional<RemoteConfig> config;
+    std::optional<APIError> failure;
+    try {
+        config = co_await core_.remoteConfig.fetchConfig();
+    } catch (const APIError& error) {
+        failure = error;
+        const bool isStillSignedIn =
+            self && error.kind() != APIError::Kind::unauthorized && core_.auth.signIn() == signIn;
+        if (isStillSignedIn)
+            config = core_.remoteConfig.cachedConfig();
+    }
+    if (!self)
+        co_return;
+    if (!config) {
+        failToConfigure(*failure);
+        co_return;
+    }
+    core_.appState.publish(*config);
+    core_.appState.setAuthenticated(true);
+    core_.sessionManager.applyConfig(config);
+    reset();
+    core_.appState.recomputePermissions();
+    core_.companyChanged();
+    core_.startPeriodicRefresh();
+}
+
+void LoginModel::failToConfigure(const APIError& error) {
+    isLoading_ = companySelecting_ = false;
+    errorMessage_ = LoginRules::failure(error, QStringLiteral("Failed to load configuration."));
+    Q_EMIT changed();
+}
+
+void LoginModel::changeOtp(int index, const QString& text) {
+    otp_.change(index, text);
+    Q_EMIT changed();
+}
+
+void LoginModel::commitOtp(int index) {
+    otp_.commit(index);
+    Q_EMIT changed();
+}
+
+Task<> LoginModel::performVerifyOtp() {
+    if (!canVerifyOtp())
+        co_return;
+    otpErrorMessage_.reset();
+    errorMessage_.reset();
+    otpVerifying_ = true;
+    Q_EMIT changed();
+    const QPointer<LoginModel> self(this);
+    LoginRequest body;
+    body.email = email_.trimmed();
+    body.password = otp_.code();
+    body.isOtp = 1;
+    std::optional<SingleLoginResult> result;
+    QString failure;
+    try {
+        result = co_await core_.auth.performSingleLogin(body);
+    } catch (const APIError& error) {
+        failure =
+            LoginRules::failure(error, QStringLiteral("Verification failed. Check the code and try again."));
+    }
+    if (!self)
+        co_return;
+    otpVerifying_ = false;
+    if (!result)
+        otpErrorMessage_ = failure;
+    else if (std::holds_alternative<OtpRequired>(*result))
+        otpErrorMessage_ = QStringLiteral("Invalid OTP code. Please try again.");
+    else
+        proceed(*result);
+    Q_EMIT changed();
+}
+
+Task<> LoginModel::performResendOtp() {
+    if (resendCooldown_.secondsLeft() > 0)
+        co_return;
+    otpErrorMessage_.reset();
+    resendCooldown_.start();
+    const QPointer<LoginModel> self(this);
+    const int visit = visit_;
+    const QString address = email_.trimmed();
+    bool sent = true;
+    try {
+        co_await core_.auth.generateOtp(address);
+    } catch (const std::exception&) {
+        sent = false;
+    }
+    if (!self || visit != visit_ || sent)
+        co_return;
+    otpErrorMessage_ = QStringLiteral("Failed to resend the code.");
+    Q_EMIT changed();
+}
+
+Task<> LoginModel::performCompanySelect(LoginCompany company) {
+    const auto* choice = std::get_if<LoginPhase::CompanyChoice>(&phase_);
+    if (isBusy() || !choice)
+        co_return;
+    core_.platform.preferences.set(QString::fromLatin1(PreferenceKey::lastSelectedCompanyEndpoint),
+                                   company.endpoint);
+    UserProfileStorage::set(choice->userName, company.name, core_.platform.preferences);
+    companySelecting_ = true;
+    errorMessage_.reset();
+    Q_EMIT changed();
+    const QPointer<LoginModel> self(this);
+    const AuthTokens tokens = choice->tokens;
+    try {
+        co_await core_.auth.selectCompany(company.endpoint, tokens, email_.trimmed());
+    } catch (const APIError& error) {
+        if (self)
+            failToConfigure(error);
+        co_return;
+    }
+    if (self)
+        spawn(finishSignIn(), "sign-in");
+}

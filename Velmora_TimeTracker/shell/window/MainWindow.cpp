@@ -1,0 +1,46 @@
+#include "shell/window/MainWindow.h"
+
+#include "screens/design/VRImages.h"
+#include "screens/tracker/TrackerModel.h"
+
+#include <QCloseEvent>
+#include <QIcon>
+#include <QShortcut>
+#include <QVBoxLayout>
+
+namespace {
+constexpr QSize smallest(460, 520);
+constexpr QSize initial(460, 540);
+} // namespace
+
+MainWindow::MainWindow(const PopoverView::Models& models, const ThemeManager& theme, VRImages& images)
+    : tracker_(models.tracker) {
+    setWindowTitle(QStringLiteral("Velmora TimeTracker"));
+    setAccessibleDescription(QStringLiteral("#main-window"));
+    setWindowIcon(
+        VRImages::render(QStringLiteral("VelmoraLogoColor"), theme.palette().brand500, QSize(64, 64), 1));
+    setMinimumSize(smallest);
+    resize(initial);
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->addWidget(new PopoverView(models, theme, images, PopoverView::Place::window));
+    auto* quit = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q), this);
+    quit->setContext(Qt::ApplicationShortcut);
+    connect(quit, &QShortcut::activated, this, &MainWindow::quitRequested);
+}
+
+void MainWindow::bringUp() {
+    setWindowState(windowState() & ~Qt::WindowMinimized);
+    show();
+    raise();
+    activateWindow();
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    // The session's end asks every window to close, and must not be held up.
+    event->ignore();
+    if (tracker_.isTracking())
+        showMinimized();
+    else
+        Q_EMIT quitRequested();
+}

@@ -1,0 +1,61 @@
+#include "shell/window/QtDesktop.h"
+
+#include "shell/window/AlertDialog.h"
+#include "shell/window/MainWindow.h"
+
+#include <QApplication>
+#include <QDesktopServices>
+#include <QDialog>
+#include <QUrl>
+
+QtDesktop::QtDesktop() = default;
+QtDesktop::~QtDesktop() = default;
+
+void QtDesktop::setTheme(const ThemeManager& theme, VRImages& images) {
+    environment_ = std::make_unique<VREnvironment>(VREnvironment{theme, images, false});
+}
+
+void QtDesktop::present(const Alert& alert, std::function<void(int button)> done) {
+    if (!environment_)
+        return;
+    auto* dialog = new AlertDialog(alert, *environment_, std::move(done), window_);
+    dialog->show();
+    dialog->raise();
+    dialog->activateWindow();
+}
+
+void QtDesktop::withdraw(const QString& identifier) {
+    if (!window_)
+        return;
+    for (QDialog* dialog : window_->findChildren<QDialog*>(identifier)) {
+        dialog->hide();
+        dialog->deleteLater();
+    }
+}
+
+void QtDesktop::activate() {
+    bringWindowToFront();
+}
+
+bool QtDesktop::bringWindowToFront() {
+    if (!window_)
+        return false;
+    window_->bringUp();
+    return true;
+}
+
+bool QtDesktop::mayOpen(const QUrl& url) {
+    const QString scheme = url.scheme();
+    return url.isValid() && !url.host().isEmpty() &&
+           (scheme == QStringLiteral("https") || scheme == QStringLiteral("http"));
+}
+
+void QtDesktop::open(const QUrl& url) {
+    if (mayOpen(url))
+        QDesktopServices::openUrl(url);
+}
+
+void QtDesktop::terminate() {
+    // Not quit(), which asks the windows first; they would only minimise.
+    QApplication::exit();
+}
