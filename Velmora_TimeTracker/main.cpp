@@ -8,16 +8,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// Qt aborts when no display answers; a person is better served by a line and an exit status.
 void endWithoutDisplay(QtMsgType type, const QMessageLogContext&, const QString&) {
     if (type != QtFatalMsg)
         return;
-    std::fputs(
-        "velmora-timetracker: no display answers; start it from within a desktop session (Wayland without "
-        "X needs the package qt6-wayland)\n",
-        stderr);
+    std::fputs("velmora-timetracker: no display answers; start it from within a desktop session (Wayland without "
+               "X needs the package qt6-wayland)\n",
+               stderr);
     _exit(EXIT_FAILURE);
 }
 
@@ -25,13 +26,13 @@ void endWithoutDisplay(QtMsgType type, const QMessageLogContext&, const QString&
 void keepQtSmall() {
     qputenv("QT_XCB_GL_INTEGRATION", "none");
     qputenv("QT_QPA_PLATFORMTHEME", "generic");
-    QApplication::setStyle(QStringLiteral("Fusion"));
+    QApplication::setStyle(u"Fusion"_s);
 }
 
 void nameApplication() {
-    QApplication::setApplicationName(QStringLiteral("velmora-timetracker"));
-    QApplication::setApplicationDisplayName(QStringLiteral("Velmora TimeTracker"));
-    QApplication::setDesktopFileName(QStringLiteral("velmora-timetracker"));
+    QApplication::setApplicationName(u"velmora-timetracker"_s);
+    QApplication::setApplicationDisplayName(u"Velmora TimeTracker"_s);
+    QApplication::setDesktopFileName(u"velmora-timetracker"_s);
     QApplication::setQuitOnLastWindowClosed(false);
 }
 

@@ -5,6 +5,8 @@
 #include <QRegularExpression>
 #include <stdexcept>
 
+using namespace Qt::StringLiterals;
+
 namespace backend {
 
 namespace {
@@ -14,9 +16,9 @@ namespace {
 }
 
 Company readCompany(const QString& key, const QJsonObject& json) {
-    static const QRegularExpression pathPart(QStringLiteral("^[a-z0-9-]+$"));
+    static const QRegularExpression pathPart(u"^[a-z0-9-]+$"_s);
     if (!pathPart.match(key).hasMatch())
-        fail(QStringLiteral("the company key \"%1\" needs lower-case letters, digits and hyphens").arg(key));
+        fail(u"the company key \"%1\" needs lower-case letters, digits and hyphens"_s.arg(key));
     return {.key = key,
             .name = json.value(u"name").toString(key),
             .host = json.value(u"host").toString(),
@@ -32,12 +34,12 @@ Account readAccount(const QJsonObject& json) {
                     .flatTokens = json.value(u"flat_tokens").toBool(),
                     .companies = {}};
     if (account.email.isEmpty() || account.password.isEmpty())
-        fail(QStringLiteral("every account needs an \"email\" and a \"password\""));
+        fail(u"every account needs an \"email\" and a \"password\""_s);
     const QJsonArray keys = json.value(u"companies").toArray();
     for (const QJsonValue& key : keys)
         account.companies.push_back(key.toString());
     if (account.companies.empty())
-        fail(QStringLiteral("the account %1 belongs to no company").arg(account.email));
+        fail(u"the account %1 belongs to no company"_s.arg(account.email));
     return account;
 }
 
@@ -50,10 +52,9 @@ QTimeZone Company::zone() const {
 
 QString Company::projectName(const QString& projectId) const {
     const QJsonArray projects = config.value(u"projects").toArray();
-    for (const QJsonValue& project : projects) {
+    for (const QJsonValue& project : projects)
         if (project[u"project_id"].toString() == projectId)
             return project[u"project_name"].toString();
-    }
     return projectId;
 }
 
@@ -61,7 +62,7 @@ Accounts Accounts::fromJson(const QByteArray& json) {
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(json, &error);
     if (!document.isObject())
-        fail(error.error ? error.errorString() : QStringLiteral("not a JSON object"));
+        fail(error.error ? error.errorString() : u"not a JSON object"_s);
     Accounts result;
     const QJsonObject companies = document[u"companies"].toObject();
     for (auto entry = companies.begin(); entry != companies.end(); ++entry)
@@ -70,24 +71,21 @@ Accounts Accounts::fromJson(const QByteArray& json) {
     for (const QJsonValue& account : accounts)
         result.accounts.push_back(readAccount(account.toObject()));
     for (const Account& account : result.accounts) {
-        for (const QString& key : account.companies) {
+        for (const QString& key : account.companies)
             if (!result.hasCompany(key))
-                fail(QStringLiteral("%1 names the unknown company \"%2\"").arg(account.email, key));
-        }
+                fail(u"%1 names the unknown company \"%2\""_s.arg(account.email, key));
     }
     const QJsonObject server = document[u"server"].toObject();
-    for (auto entry = server.begin(); entry != server.end(); ++entry) {
+    for (auto entry = server.begin(); entry != server.end(); ++entry)
         if (!result.setOwn(entry.key(), entry.value()))
-            fail(QStringLiteral("the server has no setting \"%1\"").arg(entry.key()));
-    }
+            fail(u"the server has no setting \"%1\""_s.arg(entry.key()));
     return result;
 }
 
 const Account* Accounts::find(const QString& email) const {
-    for (const Account& account : accounts) {
+    for (const Account& account : accounts)
         if (account.email.compare(email, Qt::CaseInsensitive) == 0)
             return &account;
-    }
     return nullptr;
 }
 

@@ -25,8 +25,8 @@ struct Account {
     QString password;
     QString name;
     bool needsOneTimeCode = false;
-    bool tellsEndpoint = true; ///< a sign-in to the only company names its endpoint under "init"
-    bool flatTokens = false;   ///< tokens stand flat in the reply's data instead of in a further data object
+    bool tellsEndpoint = true;      ///< a sign-in to the only company names its endpoint under "init"
+    bool flatTokens = false;        ///< tokens stand flat in the reply's data instead of in a further data object
     std::vector<QString> companies; ///< keys, never empty; the first one serves the path without a company
 };
 

@@ -8,6 +8,8 @@
 #include <chrono>
 #include <stdexcept>
 
+using namespace Qt::StringLiterals;
+
 namespace backend {
 
 namespace {
@@ -22,37 +24,36 @@ double systemTime() {
 }
 
 QByteArray builtInConfiguration() {
-    QFile file(QStringLiteral(":/backend/default-config.json"));
+    QFile file(u":/backend/default-config.json"_s);
     file.open(QIODevice::ReadOnly);
     return file.readAll();
 }
 
 State makeState(const Backend::Options& options) {
     makePrivateFolder(options.dataFolder);
-    const QByteArray configuration =
-        options.configuration.isEmpty() ? builtInConfiguration() : options.configuration;
+    const QByteArray configuration = options.configuration.isEmpty() ? builtInConfiguration() : options.configuration;
     return {Accounts::fromJson(configuration), options.dataFolder, options.now ? options.now : systemTime};
 }
 
 /// A page of another site could reach a loopback port through the user's browser, under a name of its own or
 /// by a form. Neither may read or change anything here.
 void demandLocalCaller(const Call& call) {
-    static const QRegularExpression local(QStringLiteral(R"(\A(127\.0\.0\.1|localhost)(:\d+)?\z)"));
+    static const QRegularExpression local(uR"(\A(127\.0\.0\.1|localhost)(:\d+)?\z)"_s);
     if (!local.match(call.header("Host")).hasMatch())
-        throw Refusal{403, QStringLiteral("The Host must be 127.0.0.1 or localhost.")};
+        throw Refusal{403, u"The Host must be 127.0.0.1 or localhost."_s};
     if (call.request.has_header("Origin") && call.header("Origin") != call.origin)
-        throw Refusal{403, QStringLiteral("Requests from other origins are refused.")};
+        throw Refusal{403, u"Requests from other origins are refused."_s};
 }
 
 Reply refusalReply(int status, const QString& reason) {
-    Reply reply(QJsonObject{{u"message"_qs, reason}});
+    Reply reply(QJsonObject{{u"message"_s, reason}});
     reply.status = status;
     return reply;
 }
 
 Reply replyOf(const Endpoint& endpoint, State& state, const httplib::Request& request) {
     const QString host = QString::fromStdString(request.get_header_value("Host"));
-    const Call call{request, QStringLiteral("http://") + host};
+    const Call call{request, u"http://"_s + host};
     try {
         demandLocalCaller(call);
         return endpoint.handle(state, call);
@@ -60,7 +61,7 @@ Reply replyOf(const Endpoint& endpoint, State& state, const httplib::Request& re
         return refusalReply(refusal.status, refusal.reason);
     } catch (const std::exception& error) {
         qWarning("%s %s: %s", request.method.c_str(), request.path.c_str(), error.what());
-        return refusalReply(500, QStringLiteral("The server failed."));
+        return refusalReply(500, u"The server failed."_s);
     }
 }
 
@@ -88,9 +89,7 @@ Backend::Backend(const Options& options)
     install(controlEndpoints(), false);
     install(signInEndpoints(), true);
     install(trackingEndpoints(), true);
-    const auto unknown = [](State&, const Call&) -> Reply {
-        throw Refusal{404, QStringLiteral("There is no such endpoint.")};
-    };
+    const auto unknown = [](State&, const Call&) -> Reply { throw Refusal{404, u"There is no such endpoint."_s}; };
     install({{Endpoint::Method::get, ".*", unknown}, {Endpoint::Method::post, ".*", unknown}}, true);
     server.new_task_queue = [] { return new httplib::ThreadPool(threads); };
     server.set_payload_max_length(largestBody);
@@ -117,13 +116,12 @@ Backend::~Backend() {
 }
 
 QString Backend::url() const {
-    return QStringLiteral("http://%1:%2/").arg(QLatin1String(loopback)).arg(boundPort);
+    return u"http://%1:%2/"_s.arg(QLatin1String(loopback)).arg(boundPort);
 }
 
 void Backend::install(const std::vector<Endpoint>& endpoints, bool faulty) {
     for (const Endpoint& endpoint : endpoints) {
-        const auto handler = [this, endpoint, faulty](const httplib::Request& request,
-                                                      httplib::Response& response) {
+        const auto handler = [this, endpoint, faulty](const httplib::Request& request, httplib::Response& response) {
             serve(endpoint, faulty, request, response);
         };
         if (endpoint.method == Endpoint::Method::get)
@@ -142,7 +140,7 @@ void Backend::serve(const Endpoint& endpoint, bool faulty, const httplib::Reques
     if (fault && (fault->kind == FaultKind::hang || fault->kind == FaultKind::resetBefore))
         return resetConnection(boundPort, request.remote_port);
     Reply reply = fault && fault->kind == FaultKind::status
-                      ? refusalReply(fault->status, QStringLiteral("A fault that was asked for."))
+                      ? refusalReply(fault->status, u"A fault that was asked for."_s)
                       : replyOf(endpoint, state, request);
     if (fault && !fault->body.isEmpty())
         reply.body = fault->body.toUtf8();

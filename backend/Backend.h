@@ -32,8 +32,7 @@ public:
 private:
     /// `faulty`: what was armed strikes these endpoints.
     void install(const std::vector<Endpoint>& endpoints, bool faulty);
-    void serve(const Endpoint& endpoint, bool faulty, const httplib::Request& request,
-               httplib::Response& response);
+    void serve(const Endpoint& endpoint, bool faulty, const httplib::Request& request, httplib::Response& response);
 
     std::mutex mutex; ///< guards `state`
     State state;

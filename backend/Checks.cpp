@@ -6,6 +6,8 @@
 #include <QRegularExpression>
 #include <QTimeZone>
 
+using namespace Qt::StringLiterals;
+
 namespace backend {
 
 namespace {
@@ -15,8 +17,7 @@ bool matches(const QRegularExpression& pattern, const QString& value) {
 }
 
 bool isDateTime(const QString& value) {
-    static const QRegularExpression form(
-        QStringLiteral(R"(\A\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d(Z|[+-]([01]\d):[0-5]\d)\z)"));
+    static const QRegularExpression form(uR"(\A\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d(Z|[+-]([01]\d):[0-5]\d)\z)"_s);
     return matches(form, value) && QDateTime::fromString(value, Qt::ISODate).isValid();
 }
 
@@ -34,45 +35,41 @@ bool isInteger(const QJsonValue& value) {
 } // namespace
 
 Check text() {
-    return textThat([](const QString&) { return true; }, QStringLiteral("a text"));
+    return textThat([](const QString&) { return true; }, u"a text"_s);
 }
 
 Check filledText() {
-    return textThat([](const QString& value) { return !value.isEmpty(); },
-                    QStringLiteral("a text, not empty"));
+    return textThat([](const QString& value) { return !value.isEmpty(); }, u"a text, not empty"_s);
 }
 
 Check uuid() {
-    return textThat(isUuid, QStringLiteral("a UUID in upper case"));
+    return textThat(isUuid, u"a UUID in upper case"_s);
 }
 
 Check dateTime() {
-    return textThat(isDateTime,
-                    QStringLiteral("an ISO 8601 time with seconds and an offset, without fraction"));
+    return textThat(isDateTime, u"an ISO 8601 time with seconds and an offset, without fraction"_s);
 }
 
 Check day() {
-    return textThat([](const QString& value) { return dayFrom(value).has_value(); },
-                    QStringLiteral("a day as yyyy-MM-dd"));
+    return textThat([](const QString& value) { return dayFrom(value).has_value(); }, u"a day as yyyy-MM-dd"_s);
 }
 
 Check timeZone() {
     return textThat([](const QString& value) { return QTimeZone::isTimeZoneIdAvailable(value.toUtf8()); },
-                    QStringLiteral("a known time zone"));
+                    u"a known time zone"_s);
 }
 
 Check integer(qint64 from, qint64 to) {
     return [from, to](const QJsonValue& value) {
         if (isInteger(value) && value.toInteger() >= from && value.toInteger() <= to)
             return QString();
-        return QStringLiteral("an integer from %1 to %2").arg(from).arg(to);
+        return u"an integer from %1 to %2"_s.arg(from).arg(to);
     };
 }
 
 Check count() {
     return [](const QJsonValue& value) {
-        return isInteger(value) && value.toInteger() >= 0 ? QString()
-                                                          : QStringLiteral("an integer from 0 on");
+        return isInteger(value) && value.toInteger() >= 0 ? QString() : u"an integer from 0 on"_s;
     };
 }
 
@@ -80,7 +77,7 @@ Check number(double from, double to) {
     return [from, to](const QJsonValue& value) {
         if (value.isDouble() && value.toDouble() >= from && value.toDouble() <= to)
             return QString();
-        return QStringLiteral("a number from %1 to %2").arg(from).arg(to);
+        return u"a number from %1 to %2"_s.arg(from).arg(to);
     };
 }
 
@@ -89,14 +86,13 @@ Check oneOf(std::initializer_list<const char16_t*> words) {
     for (const char16_t* word : words)
         known.append(QString::fromUtf16(word));
     return [known](const QJsonValue& value) {
-        return value.isString() && known.contains(value.toString())
-                   ? QString()
-                   : QStringLiteral("one of %1").arg(known.join(QStringLiteral(", ")));
+        return value.isString() && known.contains(value.toString()) ? QString()
+                                                                    : u"one of %1"_s.arg(known.join(u", "_s));
     };
 }
 
 Check absent() {
-    return [](const QJsonValue& value) { return value.isNull() ? QString() : QStringLiteral("null"); };
+    return [](const QJsonValue& value) { return value.isNull() ? QString() : u"null"_s; };
 }
 
 Check nullOr(Check check) {
@@ -104,7 +100,7 @@ Check nullOr(Check check) {
         if (value.isNull())
             return QString();
         const QString expected = check(value);
-        return expected.isEmpty() ? expected : expected + QStringLiteral(", or null");
+        return expected.isEmpty() ? expected : expected + u", or null"_s;
     };
 }
 
@@ -112,9 +108,9 @@ QJsonObject objectFrom(const std::string& bytes) {
     QJsonParseError error;
     const auto document = QJsonDocument::fromJson(QByteArray::fromStdString(bytes), &error);
     if (error.error != QJsonParseError::NoError)
-        throw Refusal{400, QStringLiteral("The body is not JSON: %1.").arg(error.errorString())};
+        throw Refusal{400, u"The body is not JSON: %1."_s.arg(error.errorString())};
     if (!document.isObject())
-        throw Refusal{400, QStringLiteral("The body must be a JSON object.")};
+        throw Refusal{400, u"The body must be a JSON object."_s};
     return document.object();
 }
 
@@ -124,17 +120,16 @@ QString faultIn(const QJsonObject& object, const std::vector<Field>& fields) {
         known.append(field.key);
         if (!object.contains(field.key)) {
             if (field.required)
-                return QStringLiteral("%1 is missing").arg(field.key);
+                return u"%1 is missing"_s.arg(field.key);
             continue;
         }
         const QString expected = field.check(object.value(field.key));
         if (!expected.isEmpty())
-            return QStringLiteral("%1 must be %2").arg(field.key, expected);
+            return u"%1 must be %2"_s.arg(field.key, expected);
     }
-    for (const QString& key : object.keys()) {
+    for (const QString& key : object.keys())
         if (!known.contains(key))
-            return QStringLiteral("%1 is not a key of this request").arg(key);
-    }
+            return u"%1 is not a key of this request"_s.arg(key);
     return {};
 }
 
@@ -145,13 +140,12 @@ void demand(const QJsonObject& object, const std::vector<Field>& fields, const Q
 }
 
 bool isUuid(const QString& value) {
-    static const QRegularExpression form(
-        QStringLiteral(R"(\A[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}\z)"));
+    static const QRegularExpression form(uR"(\A[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}\z)"_s);
     return matches(form, value);
 }
 
 std::optional<QDate> dayFrom(const QString& value) {
-    static const QRegularExpression form(QStringLiteral(R"(\A\d{4}-\d\d-\d\d\z)"));
+    static const QRegularExpression form(uR"(\A\d{4}-\d\d-\d\d\z)"_s);
     const QDate date = QDate::fromString(value, Qt::ISODate);
     if (!matches(form, value) || !date.isValid())
         return std::nullopt;

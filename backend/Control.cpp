@@ -4,6 +4,8 @@
 
 #include <QJsonArray>
 
+using namespace Qt::StringLiterals;
+
 namespace backend {
 
 namespace {
@@ -15,51 +17,51 @@ QJsonValue orNull(const std::optional<qint64>& value) {
 QJsonObject sessionJson(const Session& session) {
     QJsonArray intervals;
     for (const Interval& interval : session.intervals)
-        intervals.append(QJsonObject{{u"interval_uuid"_qs, interval.uuid},
-                                     {u"started_at"_qs, interval.startedAt},
-                                     {u"stopped_at"_qs, orNull(interval.stoppedAt)}});
-    return {{u"session_uuid"_qs, session.uuid},
-            {u"user"_qs, session.user},
-            {u"company"_qs, session.company},
-            {u"device_uuid"_qs, session.deviceUuid},
-            {u"holder_uuid"_qs, session.holderUuid},
-            {u"task_id"_qs, session.taskId},
-            {u"started_at"_qs, session.startedAt},
-            {u"stopped_at"_qs, orNull(session.stoppedAt)},
-            {u"status"_qs, session.status},
-            {u"total_seconds"_qs, session.totalSeconds},
-            {u"mouse_movements"_qs, session.mouseMovements},
-            {u"key_press_count"_qs, session.keyPressCount},
-            {u"activity_rate"_qs, session.activityRate},
-            {u"started"_qs, session.started},
-            {u"heartbeats"_qs, session.heartbeats},
-            {u"reported_at"_qs, session.reportedAt},
-            {u"intervals"_qs, intervals}};
+        intervals.append(QJsonObject{{u"interval_uuid"_s, interval.uuid},
+                                     {u"started_at"_s, interval.startedAt},
+                                     {u"stopped_at"_s, orNull(interval.stoppedAt)}});
+    return {{u"session_uuid"_s, session.uuid},
+            {u"user"_s, session.user},
+            {u"company"_s, session.company},
+            {u"device_uuid"_s, session.deviceUuid},
+            {u"holder_uuid"_s, session.holderUuid},
+            {u"task_id"_s, session.taskId},
+            {u"started_at"_s, session.startedAt},
+            {u"stopped_at"_s, orNull(session.stoppedAt)},
+            {u"status"_s, session.status},
+            {u"total_seconds"_s, session.totalSeconds},
+            {u"mouse_movements"_s, session.mouseMovements},
+            {u"key_press_count"_s, session.keyPressCount},
+            {u"activity_rate"_s, session.activityRate},
+            {u"started"_s, session.started},
+            {u"heartbeats"_s, session.heartbeats},
+            {u"reported_at"_s, session.reportedAt},
+            {u"intervals"_s, intervals}};
 }
 
 QJsonArray segmentsJson(const std::vector<SegmentRow>& rows) {
     QJsonArray segments;
     for (const SegmentRow& row : rows)
-        segments.append(QJsonObject{{u"user"_qs, row.user},
-                                    {u"company"_qs, row.company},
-                                    {u"segment_date"_qs, row.date},
-                                    {u"segment_number"_qs, row.number},
-                                    {u"activity_rate"_qs, row.activityRate},
-                                    {u"non_idle_percent"_qs, row.nonIdlePercent},
-                                    {u"mouse_movements"_qs, row.mouseMovements},
-                                    {u"key_press_count"_qs, row.keyPressCount}});
+        segments.append(QJsonObject{{u"user"_s, row.user},
+                                    {u"company"_s, row.company},
+                                    {u"segment_date"_s, row.date},
+                                    {u"segment_number"_s, row.number},
+                                    {u"activity_rate"_s, row.activityRate},
+                                    {u"non_idle_percent"_s, row.nonIdlePercent},
+                                    {u"mouse_movements"_s, row.mouseMovements},
+                                    {u"key_press_count"_s, row.keyPressCount}});
     return segments;
 }
 
 QJsonArray screenshotsJson(const std::vector<Screenshot>& screenshots) {
     QJsonArray files;
     for (const Screenshot& screenshot : screenshots)
-        files.append(QJsonObject{{u"session_uuid"_qs, screenshot.sessionUuid},
-                                 {u"file_name"_qs, screenshot.fileName},
-                                 {u"captured_at"_qs, screenshot.capturedAt},
-                                 {u"width"_qs, screenshot.size.width()},
-                                 {u"height"_qs, screenshot.size.height()},
-                                 {u"bytes"_qs, screenshot.bytes}});
+        files.append(QJsonObject{{u"session_uuid"_s, screenshot.sessionUuid},
+                                 {u"file_name"_s, screenshot.fileName},
+                                 {u"captured_at"_s, screenshot.capturedAt},
+                                 {u"width"_s, screenshot.size.width()},
+                                 {u"height"_s, screenshot.size.height()},
+                                 {u"bytes"_s, screenshot.bytes}});
     return files;
 }
 
@@ -74,21 +76,20 @@ Reply summary(State& state, const Call&) {
     }
     const QJsonArray segments = segmentsJson(state.segments.all());
     const QJsonArray files = screenshotsJson(state.screenshots.all());
-    return QJsonObject{{u"session_starts"_qs, starts},    {u"heartbeats"_qs, heartbeats},
-                       {u"completed"_qs, completed},      {u"screenshots"_qs, files.size()},
-                       {u"segments"_qs, segments.size()}, {u"sessions"_qs, sessions},
-                       {u"segment_rows"_qs, segments},    {u"screenshot_files"_qs, files}};
+    return QJsonObject{{u"session_starts"_s, starts},    {u"heartbeats"_s, heartbeats},    {u"completed"_s, completed},
+                       {u"screenshots"_s, files.size()}, {u"segments"_s, segments.size()}, {u"sessions"_s, sessions},
+                       {u"segment_rows"_s, segments},    {u"screenshot_files"_s, files}};
 }
 
 Reply otp(State& state, const Call& call) {
     const Account* account = state.accounts.find(call.parameter("email"));
     const QString code = account ? state.codes.current(account->email) : QString();
     if (code.isEmpty())
-        throw Refusal{404, QStringLiteral("No code waits for this address.")};
-    return QJsonObject{{u"code"_qs, code}};
+        throw Refusal{404, u"No code waits for this address."_s};
+    return QJsonObject{{u"code"_s, code}};
 }
 
-const QJsonObject done{{u"success"_qs, true}};
+const QJsonObject done{{u"success"_s, true}};
 
 Reply addFault(State& state, const Call& call) {
     state.faults.add(objectFrom(call.request.body));
@@ -102,9 +103,9 @@ Reply resetFaults(State& state, const Call&) {
 
 Reply takeover(State& state, const Call& call) {
     const QJsonObject body = objectFrom(call.request.body);
-    demand(body, {{u"session_uuid"_qs, uuid()}});
+    demand(body, {{u"session_uuid"_s, uuid()}});
     if (!state.sessions.takeOver(body.value(u"session_uuid").toString()))
-        throw Refusal{404, QStringLiteral("There is no such session.")};
+        throw Refusal{404, u"There is no such session."_s};
     return done;
 }
 
@@ -118,7 +119,7 @@ Reply changeConfiguration(State& state, const Call& call) {
     const QJsonObject changes = objectFrom(call.request.body);
     const QString company = changes.value(u"company").toString();
     if (!company.isEmpty() && !state.accounts.hasCompany(company))
-        throw Refusal{404, QStringLiteral("There is no such company.")};
+        throw Refusal{404, u"There is no such company."_s};
     state.accounts.merge(changes);
     return done;
 }
@@ -126,7 +127,7 @@ Reply changeConfiguration(State& state, const Call& call) {
 Reply media(State& state, const Call& call) {
     const auto picture = state.screenshots.read(call.part(1), call.part(2));
     if (!picture)
-        throw Refusal{404, QStringLiteral("There is no such picture.")};
+        throw Refusal{404, u"There is no such picture."_s};
     Reply reply(*picture, "image/jpeg");
     reply.headers.emplace("Cache-Control", "private, max-age=86400");
     return reply;

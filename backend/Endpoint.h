@@ -13,6 +13,8 @@
 #include <httplib.h>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace backend {
 
 /// All that the backend knows. The server's mutex guards it.
@@ -20,8 +22,8 @@ struct State {
     State(Accounts known, const QString& dataFolder, std::function<double()> clock)
         : accounts(std::move(known))
         , now(std::move(clock))
-        , database(dataFolder + QStringLiteral("/backend.sqlite"))
-        , screenshots(database, dataFolder + QStringLiteral("/screenshots")) {}
+        , database(dataFolder + u"/backend.sqlite"_s)
+        , screenshots(database, dataFolder + u"/screenshots"_s) {}
 
     Accounts accounts;
     std::function<double()> now; ///< unix seconds
@@ -42,9 +44,7 @@ struct Call {
     QString origin; ///< "http://" and the Host header: where links in replies point back to
 
     QString header(const char* name) const { return QString::fromStdString(request.get_header_value(name)); }
-    QString parameter(const char* name) const {
-        return QString::fromStdString(request.get_param_value(name));
-    }
+    QString parameter(const char* name) const { return QString::fromStdString(request.get_param_value(name)); }
     /// The nth group of the endpoint's pattern, from 1 on.
     QString part(std::size_t index) const { return QString::fromStdString(request.matches[index]); }
 };
@@ -79,7 +79,7 @@ std::vector<Endpoint> trackingEndpoints();
 std::vector<Endpoint> controlEndpoints();
 
 /// The headers that every request of the JSON client carries; a Refusal 400 names the first that is wrong.
-void demandJsonClientHeaders(const Call& call, const QString& appClient = QStringLiteral("mac"));
+void demandJsonClientHeaders(const Call& call, const QString& appClient = u"mac"_s);
 
 struct Caller {
     const Account& account;

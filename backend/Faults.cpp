@@ -6,6 +6,8 @@
 #include <chrono>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace backend {
 
 namespace {
@@ -22,13 +24,12 @@ constexpr std::pair<const char16_t*, FaultKind> kinds[] = {
 } // namespace
 
 void Faults::add(const QJsonObject& body) {
-    demand(body,
-           {{u"path"_qs, text(), false},
-            {u"count"_qs, integer(1, 1000000), false},
-            {u"kind"_qs, oneOf({u"status", u"delay", u"hang", u"reset-before", u"reset-after", u"truncate"})},
-            {u"status"_qs, integer(200, 599), false},
-            {u"body"_qs, text(), false},
-            {u"seconds"_qs, number(0, 60), false}});
+    demand(body, {{u"path"_s, text(), false},
+                  {u"count"_s, integer(1, 1000000), false},
+                  {u"kind"_s, oneOf({u"status", u"delay", u"hang", u"reset-before", u"reset-after", u"truncate"})},
+                  {u"status"_s, integer(200, 599), false},
+                  {u"body"_s, text(), false},
+                  {u"seconds"_s, number(0, 60), false}});
     const QString name = body.value(u"kind").toString();
     const auto* kind = std::find_if(std::begin(kinds), std::end(kinds),
                                     [&name](const auto& entry) { return name == QStringView(entry.first); });
@@ -47,8 +48,8 @@ void Faults::reset() {
 }
 
 std::optional<Fault> Faults::take(const QString& path) {
-    const auto found = std::find_if(waiting.begin(), waiting.end(),
-                                    [&path](const Fault& fault) { return path.contains(fault.path); });
+    const auto found =
+        std::find_if(waiting.begin(), waiting.end(), [&path](const Fault& fault) { return path.contains(fault.path); });
     if (found == waiting.end())
         return std::nullopt;
     const Fault fault = *found;
@@ -58,8 +59,7 @@ std::optional<Fault> Faults::take(const QString& path) {
 }
 
 void Faults::wait(std::unique_lock<std::mutex>& lock, double seconds) {
-    changed.wait_for(lock, std::chrono::duration<double>(seconds),
-                     [this, seen = resets] { return resets != seen; });
+    changed.wait_for(lock, std::chrono::duration<double>(seconds), [this, seen = resets] { return resets != seen; });
 }
 
 } // namespace backend

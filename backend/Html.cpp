@@ -18,8 +18,8 @@ QString fill(const QString& page, std::initializer_list<Value> values) {
     for (qsizetype open = page.indexOf(u"{{"); open >= 0; open = page.indexOf(u"{{", done)) {
         const qsizetype close = page.indexOf(u"}}", open);
         const QStringView name = QStringView(page).sliced(open + 2, close - open - 2);
-        const auto* value = std::find_if(values.begin(), values.end(),
-                                         [name](const Value& each) { return each.name == name; });
+        const auto* value =
+            std::find_if(values.begin(), values.end(), [name](const Value& each) { return each.name == name; });
         if (value == values.end())
             qFatal("a template names the unknown value %s", qPrintable(name.toString()));
         filled += QStringView(page).sliced(done, open - done);

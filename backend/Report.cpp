@@ -2,6 +2,8 @@
 
 #include <QJsonArray>
 
+using namespace Qt::StringLiterals;
+
 namespace backend {
 
 namespace {
@@ -26,21 +28,21 @@ void addTracked(Day& day, qint64 from, qint64 to) {
 }
 
 QJsonObject statsJson(const Stats& stats) {
-    return {{u"total_seconds"_qs, stats.totalSeconds},
-            {u"total_seconds_formatted"_qs, durationText(stats.totalSeconds)},
-            {u"mouse_movements"_qs, stats.mouseMovements},
-            {u"key_press_count"_qs, stats.keyPressCount},
-            {u"activity_rate"_qs, stats.activityRate}};
+    return {{u"total_seconds"_s, stats.totalSeconds},
+            {u"total_seconds_formatted"_s, durationText(stats.totalSeconds)},
+            {u"mouse_movements"_s, stats.mouseMovements},
+            {u"key_press_count"_s, stats.keyPressCount},
+            {u"activity_rate"_s, stats.activityRate}};
 }
 
 QJsonObject screenshotJson(const Screenshot& screenshot, const Day& day, const QString& origin) {
     const QString url = origin + mediaPath(screenshot);
     const QDateTime time = QDateTime::fromSecsSinceEpoch(screenshot.capturedAt, day.zone);
-    return {{u"url"_qs, url},
-            {u"url_available"_qs, true},
-            {u"thumbnail_url"_qs, url},
-            {u"thumbnail_url_available"_qs, true},
-            {u"captured_at"_qs, time.toOffsetFromUtc(time.offsetFromUtc()).toString(Qt::ISODate)}};
+    return {{u"url"_s, url},
+            {u"url_available"_s, true},
+            {u"thumbnail_url"_s, url},
+            {u"thumbnail_url_available"_s, true},
+            {u"captured_at"_s, time.toOffsetFromUtc(time.offsetFromUtc()).toString(Qt::ISODate)}};
 }
 
 bool isEmpty(const Slot& slot) {
@@ -54,10 +56,9 @@ Day dayOf(State& state, const QString& user, const Company& company, const QDate
     const qint64 from = date.startOfDay(day.zone).toSecsSinceEpoch();
     const qint64 to = date.addDays(1).startOfDay(day.zone).toSecsSinceEpoch();
     day.sessions = state.sessions.of(user, company.key, from, to);
-    for (const Session& session : day.sessions) {
+    for (const Session& session : day.sessions)
         for (const Interval& interval : closedIntervals(session))
             addTracked(day, std::max(from, interval.startedAt), std::min(to, *interval.stoppedAt));
-    }
     for (const SegmentRow& row : state.segments.of(user, company.key, date.toString(Qt::ISODate))) {
         Slot& slot = day.slots[static_cast<std::size_t>(row.number)];
         slot.reported = true;
@@ -99,48 +100,44 @@ QJsonObject reportOf(const Day& day, const QString& origin) {
             QJsonArray screenshots;
             for (const Screenshot& screenshot : slot.screenshots)
                 screenshots.append(screenshotJson(screenshot, day, origin));
-            segments.append(QJsonObject{{u"segment_number"_qs, number},
-                                        {u"segment_number_from"_qs, slotTimeText(number)},
-                                        {u"segment_number_to"_qs, slotTimeText(number + 1)},
-                                        {u"indicator_color"_qs, indicatorColor(slot.activityRate)},
-                                        {u"stats"_qs, statsJson(statsOf(day, number, number + 1))},
-                                        {u"screenshots"_qs, screenshots}});
+            segments.append(QJsonObject{{u"segment_number"_s, number},
+                                        {u"segment_number_from"_s, slotTimeText(number)},
+                                        {u"segment_number_to"_s, slotTimeText(number + 1)},
+                                        {u"indicator_color"_s, indicatorColor(slot.activityRate)},
+                                        {u"stats"_s, statsJson(statsOf(day, number, number + 1))},
+                                        {u"screenshots"_s, screenshots}});
         }
         if (!segments.isEmpty())
-            hours.append(QJsonObject{{u"hour"_qs, first / slotsPerHour},
-                                     {u"stats"_qs, statsJson(statsOf(day, first, first + slotsPerHour))},
-                                     {u"segments"_qs, segments}});
+            hours.append(QJsonObject{{u"hour"_s, first / slotsPerHour},
+                                     {u"stats"_s, statsJson(statsOf(day, first, first + slotsPerHour))},
+                                     {u"segments"_s, segments}});
     }
-    return {{u"summary"_qs, QJsonObject{{u"stats"_qs, statsJson(statsOf(day, 0, slotsPerDay))}}},
-            {u"hours"_qs, hours}};
+    return {{u"summary"_s, QJsonObject{{u"stats"_s, statsJson(statsOf(day, 0, slotsPerDay))}}}, {u"hours"_s, hours}};
 }
 
 QString durationText(qint64 seconds) {
-    const auto twoDigits = [](qint64 value) {
-        return QStringLiteral("%1").arg(value, 2, 10, QLatin1Char('0'));
-    };
+    const auto twoDigits = [](qint64 value) { return u"%1"_s.arg(value, 2, 10, QLatin1Char('0')); };
     if (seconds >= 3600)
-        return QStringLiteral("%1h %2m").arg(seconds / 3600).arg(twoDigits(seconds / 60 % 60));
+        return u"%1h %2m"_s.arg(seconds / 3600).arg(twoDigits(seconds / 60 % 60));
     if (seconds >= 60)
-        return QStringLiteral("%1m %2s").arg(seconds / 60).arg(twoDigits(seconds % 60));
-    return QStringLiteral("%1s").arg(seconds);
+        return u"%1m %2s"_s.arg(seconds / 60).arg(twoDigits(seconds % 60));
+    return u"%1s"_s.arg(seconds);
 }
 
 QString slotTimeText(int slot) {
-    return QStringLiteral("%1:%2")
-        .arg(slot / slotsPerHour, 2, 10, QLatin1Char('0'))
+    return u"%1:%2"_s.arg(slot / slotsPerHour, 2, 10, QLatin1Char('0'))
         .arg(slot % slotsPerHour * 10, 2, 10, QLatin1Char('0'));
 }
 
 QString indicatorColor(double activityRate) {
     if (activityRate >= 60)
-        return QStringLiteral("green");
-    return activityRate >= 30 ? QStringLiteral("orange") : QStringLiteral("red");
+        return u"green"_s;
+    return activityRate >= 30 ? u"orange"_s : u"red"_s;
 }
 
 QString mediaPath(const Screenshot& screenshot) {
     // A "+" in the time's offset stays as it is: it stands for itself in the path of a URL.
-    return QStringLiteral("/media/%1/%2").arg(screenshot.sessionUuid, screenshot.fileName);
+    return u"/media/%1/%2"_s.arg(screenshot.sessionUuid, screenshot.fileName);
 }
 
 } // namespace backend

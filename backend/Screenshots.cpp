@@ -10,6 +10,8 @@
 #include <stdexcept>
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
+
 namespace backend {
 
 namespace {
@@ -31,15 +33,15 @@ std::vector<Screenshot> readAll(Statement& rows) {
 
 /// An address as the name of a folder: no separators, and no leading point.
 QString folderName(const QString& user) {
-    static const QRegularExpression unsafe(QStringLiteral("[^A-Za-z0-9@._+-]|^\\."));
-    return QString(user).toLower().replace(unsafe, QStringLiteral("_"));
+    static const QRegularExpression unsafe(u"[^A-Za-z0-9@._+-]|^\\."_s);
+    return QString(user).toLower().replace(unsafe, u"_"_s);
 }
 
 } // namespace
 
 std::optional<ScreenshotName> parseScreenshotName(const QString& fileName) {
-    static const QRegularExpression form(QStringLiteral(
-        R"(\A([0-9A-F-]{36})_(\d{4}-\d\d-\d\dT)(\d\d)-(\d\d)-(\d\d)(Z|[+-]\d\d-\d\d)_(\d{1,2})\.jpg\z)"));
+    static const QRegularExpression form(
+        uR"(\A([0-9A-F-]{36})_(\d{4}-\d\d-\d\dT)(\d\d)-(\d\d)-(\d\d)(Z|[+-]\d\d-\d\d)_(\d{1,2})\.jpg\z)"_s);
     const auto match = form.match(fileName);
     if (!match.hasMatch() || !isUuid(match.captured(1)))
         return std::nullopt;
@@ -68,40 +70,36 @@ void Screenshots::store(const QString& user, const QString& sessionUuid, const Q
                         const std::string& content, qint64 now) {
     const auto name = parseScreenshotName(fileName);
     if (!name)
-        throw Refusal{422, QStringLiteral("The file name must be <session>_<time>_<display>.jpg.")};
+        throw Refusal{422, u"The file name must be <session>_<time>_<display>.jpg."_s};
     if (name->sessionUuid != sessionUuid)
-        throw Refusal{422, QStringLiteral("The file name names another session than the path.")};
+        throw Refusal{422, u"The file name names another session than the path."_s};
     const auto size = jpegSize(content);
     if (!size)
-        throw Refusal{422, QStringLiteral("The file is no whole JPEG picture.")};
+        throw Refusal{422, u"The file is no whole JPEG picture."_s};
     makePrivateFolder(folder.filePath(folderName(user)));
     makePrivateFolder(folderOf(user, sessionUuid).path());
     QSaveFile file(folderOf(user, sessionUuid).filePath(fileName));
     file.setDirectWriteFallback(false);
-    const bool written = file.open(QIODevice::WriteOnly) &&
-                         file.setPermissions(QFile::ReadOwner | QFile::WriteOwner) &&
-                         file.write(content.data(), static_cast<qint64>(content.size())) ==
-                             static_cast<qint64>(content.size()) &&
-                         file.commit();
+    const bool written =
+        file.open(QIODevice::WriteOnly) && file.setPermissions(QFile::ReadOwner | QFile::WriteOwner) &&
+        file.write(content.data(), static_cast<qint64>(content.size())) == static_cast<qint64>(content.size()) &&
+        file.commit();
     if (!written)
-        throw Refusal{507, QStringLiteral("The picture could not be stored.")};
-    Statement(
-        database,
-        "INSERT OR REPLACE INTO screenshots (session_uuid, file_name, captured_at, width, height, bytes, "
-        "received_at) VALUES (?, ?, ?, ?, ?, ?, ?)",
-        sessionUuid, fileName, name->capturedAt, size->width(), size->height(), content.size(), now)
+        throw Refusal{507, u"The picture could not be stored."_s};
+    Statement(database,
+              "INSERT OR REPLACE INTO screenshots (session_uuid, file_name, captured_at, width, height, bytes, "
+              "received_at) VALUES (?, ?, ?, ?, ?, ?, ?)",
+              sessionUuid, fileName, name->capturedAt, size->width(), size->height(), content.size(), now)
         .run();
 }
 
 std::vector<Screenshot> Screenshots::all() const {
-    Statement rows(database,
-                   "SELECT session_uuid, file_name, captured_at, width, height, bytes FROM screenshots "
-                   "ORDER BY captured_at, file_name");
+    Statement rows(database, "SELECT session_uuid, file_name, captured_at, width, height, bytes FROM screenshots "
+                             "ORDER BY captured_at, file_name");
     return readAll(rows);
 }
 
-std::vector<Screenshot> Screenshots::of(const QString& user, const QString& company, qint64 from,
-                                        qint64 to) const {
+std::vector<Screenshot> Screenshots::of(const QString& user, const QString& company, qint64 from, qint64 to) const {
     Statement rows(database,
                    "SELECT session_uuid, file_name, captured_at, width, height, bytes FROM screenshots "
                    "JOIN sessions USING (session_uuid) WHERE user = ? AND company = ? "

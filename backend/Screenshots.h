@@ -31,8 +31,8 @@ public:
     Screenshots(Database& keptIn, QString under);
 
     /// Takes one upload; the same name again replaces the earlier one. A Refusal 422 names what is wrong.
-    void store(const QString& user, const QString& sessionUuid, const QString& fileName,
-               const std::string& content, qint64 now);
+    void store(const QString& user, const QString& sessionUuid, const QString& fileName, const std::string& content,
+               qint64 now);
 
     std::vector<Screenshot> all() const;
     /// Of one person's sessions at one company, oldest first; [from, to) in unix seconds.

@@ -4,6 +4,8 @@
 #include <QRandomGenerator>
 #include <array>
 
+using namespace Qt::StringLiterals;
+
 namespace backend {
 
 QString randomToken() {
@@ -13,7 +15,7 @@ QString randomToken() {
 }
 
 QString randomCode() {
-    return QStringLiteral("%1").arg(QRandomGenerator::system()->bounded(1000000), 6, 10, QLatin1Char('0'));
+    return u"%1"_s.arg(QRandomGenerator::system()->bounded(1000000), 6, 10, QLatin1Char('0'));
 }
 
 QString digestOf(const QByteArray& bytes) {

@@ -27,8 +27,8 @@ public:
 
     /// Stores each row that is right, one per device and slot, a later one in the place of an earlier one.
     /// Returns {accepted: [positions], rejected: [{index, reason}]}.
-    QJsonObject accept(const QString& user, const QString& company, const QString& device,
-                       const QJsonArray& rows, qint64 now);
+    QJsonObject accept(const QString& user, const QString& company, const QString& device, const QJsonArray& rows,
+                       qint64 now);
 
     std::vector<SegmentRow> all() const;
     std::vector<SegmentRow> of(const QString& user, const QString& company, const QString& date) const;

@@ -6,12 +6,14 @@
 #include <QJsonArray>
 #include <QUuid>
 
+using namespace Qt::StringLiterals;
+
 namespace backend {
 
 namespace {
 
-#define SESSION_COLUMNS                                                                                      \
-    "session_uuid, user, company, device_uuid, holder_uuid, task_id, started_at, stopped_at, status, "       \
+#define SESSION_COLUMNS                                                                                                \
+    "session_uuid, user, company, device_uuid, holder_uuid, task_id, started_at, stopped_at, status, "                 \
     "total_seconds, mouse_movements, key_press_count, activity_rate, started, heartbeats, reported_at"
 
 std::optional<qint64> optionalSeconds(const QJsonValue& value) {
@@ -78,20 +80,18 @@ void Sessions::report(const QString& user, const QJsonObject& body, qint64 now) 
     const QString uuid = body.value(u"session_uuid").toString();
     const QString status = body.value(u"status").toString();
     if (!demandHeld(user, body))
-        throw Refusal{404, QStringLiteral("There is no such session: its start has not come.")};
-    Statement(database,
-              "UPDATE sessions SET heartbeats = heartbeats + 1, reported_at = ? WHERE session_uuid = ?", now,
+        throw Refusal{404, u"There is no such session: its start has not come."_s};
+    Statement(database, "UPDATE sessions SET heartbeats = heartbeats + 1, reported_at = ? WHERE session_uuid = ?", now,
               uuid)
         .run();
-    Statement(
-        database,
-        "UPDATE sessions SET task_id = ?, started_at = ?, stopped_at = ?, status = ?, total_seconds = ?, "
-        "mouse_movements = ?, key_press_count = ?, activity_rate = ? "
-        "WHERE session_uuid = ? AND (status = 'active' OR ? = 'completed')",
-        body.value(u"task_id").toString(), secondsFrom(body.value(u"started_at")),
-        optionalSeconds(body.value(u"stopped_at")), status, body.value(u"total_seconds").toInteger(),
-        body.value(u"mouse_movements").toInteger(), body.value(u"key_press_count").toInteger(),
-        body.value(u"activity_rate").toDouble(), uuid, status)
+    Statement(database,
+              "UPDATE sessions SET task_id = ?, started_at = ?, stopped_at = ?, status = ?, total_seconds = ?, "
+              "mouse_movements = ?, key_press_count = ?, activity_rate = ? "
+              "WHERE session_uuid = ? AND (status = 'active' OR ? = 'completed')",
+              body.value(u"task_id").toString(), secondsFrom(body.value(u"started_at")),
+              optionalSeconds(body.value(u"stopped_at")), status, body.value(u"total_seconds").toInteger(),
+              body.value(u"mouse_movements").toInteger(), body.value(u"key_press_count").toInteger(),
+              body.value(u"activity_rate").toDouble(), uuid, status)
         .run();
     if (database.changes() > 0)
         replaceIntervals(uuid, body.value(u"intervals").toArray());
@@ -101,7 +101,7 @@ void Sessions::report(const QString& user, const QJsonObject& body, qint64 now) 
 void Sessions::demandOwned(const QString& user, const QString& sessionUuid) const {
     Statement row(database, "SELECT 1 FROM sessions WHERE session_uuid = ? AND user = ?", sessionUuid, user);
     if (!row.next())
-        throw Refusal{404, QStringLiteral("There is no such session.")};
+        throw Refusal{404, u"There is no such session."_s};
 }
 
 bool Sessions::takeOver(const QString& sessionUuid) {
@@ -111,8 +111,7 @@ bool Sessions::takeOver(const QString& sessionUuid) {
     return database.changes() > 0;
 }
 
-TodayTotal Sessions::today(const QString& user, const QString& company, qint64 now,
-                           const QTimeZone& zone) const {
+TodayTotal Sessions::today(const QString& user, const QString& company, qint64 now, const QTimeZone& zone) const {
     const QDate date = QDateTime::fromSecsSinceEpoch(now, zone).date();
     Statement row(database,
                   "SELECT COALESCE(SUM(total_seconds), 0) FROM sessions WHERE user = ? AND company = ? "
@@ -130,8 +129,7 @@ std::vector<Session> Sessions::all() const {
 
 std::vector<Session> Sessions::of(const QString& user, const QString& company, qint64 from, qint64 to) const {
     Statement rows(database,
-                   "SELECT " SESSION_COLUMNS
-                   " FROM sessions WHERE user = ? AND company = ? AND started_at < ? "
+                   "SELECT " SESSION_COLUMNS " FROM sessions WHERE user = ? AND company = ? AND started_at < ? "
                    "AND COALESCE(stopped_at, (SELECT MAX(COALESCE(i.stopped_at, "
                    "i.started_at + total_seconds)) FROM intervals i "
                    "WHERE i.session_uuid = sessions.session_uuid), sessions.started_at) >= ? "
@@ -147,20 +145,19 @@ bool Sessions::demandHeld(const QString& user, const QJsonObject& body) const {
     if (!row.next())
         return false;
     if (row.text(0) != user)
-        throw Refusal{404, QStringLiteral("There is no such session.")};
+        throw Refusal{404, u"There is no such session."_s};
     if (row.text(1) != body.value(u"device_uuid").toString())
-        throw Refusal{409, QStringLiteral("Another device has taken this session over.")};
+        throw Refusal{409, u"Another device has taken this session over."_s};
     return true;
 }
 
 void Sessions::insert(const QString& user, const QString& company, const QJsonObject& body) {
     const QString device = body.value(u"device_uuid").toString();
-    Statement(
-        database,
-        "INSERT INTO sessions (session_uuid, user, company, device_uuid, holder_uuid, task_id, started_at) "
-        "VALUES (?, ?, ?, ?, ?, ?, ?)",
-        body.value(u"session_uuid").toString(), user, company, device, device,
-        body.value(u"task_id").toString(), secondsFrom(body.value(u"started_at")))
+    Statement(database,
+              "INSERT INTO sessions (session_uuid, user, company, device_uuid, holder_uuid, task_id, started_at) "
+              "VALUES (?, ?, ?, ?, ?, ?, ?)",
+              body.value(u"session_uuid").toString(), user, company, device, device, body.value(u"task_id").toString(),
+              secondsFrom(body.value(u"started_at")))
         .run();
 }
 
@@ -171,8 +168,8 @@ void Sessions::replaceIntervals(const QString& sessionUuid, const QJsonArray& in
         Statement(database,
                   "INSERT INTO intervals (session_uuid, position, interval_uuid, started_at, stopped_at) "
                   "VALUES (?, ?, ?, ?, ?)",
-                  sessionUuid, position++, interval[u"interval_uuid"].toString(),
-                  secondsFrom(interval[u"started_at"]), optionalSeconds(interval[u"stopped_at"]))
+                  sessionUuid, position++, interval[u"interval_uuid"].toString(), secondsFrom(interval[u"started_at"]),
+                  optionalSeconds(interval[u"stopped_at"]))
             .run();
     }
 }

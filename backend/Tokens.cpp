@@ -3,6 +3,8 @@
 #include "backend/Refusal.h"
 #include "backend/Secrets.h"
 
+using namespace Qt::StringLiterals;
+
 namespace backend {
 
 TokenPair Tokens::issue(const QString& user, qint64 now, qint64 accessSeconds, qint64 refreshSeconds) {
@@ -10,12 +12,11 @@ TokenPair Tokens::issue(const QString& user, qint64 now, qint64 accessSeconds, q
                          .refresh = randomToken(),
                          .accessExpiresAt = now + accessSeconds,
                          .refreshExpiresAt = now + refreshSeconds};
-    Statement(
-        database,
-        "INSERT INTO tokens (access_digest, refresh_digest, user, access_expires_at, refresh_expires_at) "
-        "VALUES (?, ?, ?, ?, ?)",
-        digestOf(pair.access.toUtf8()), digestOf(pair.refresh.toUtf8()), user, pair.accessExpiresAt,
-        pair.refreshExpiresAt)
+    Statement(database,
+              "INSERT INTO tokens (access_digest, refresh_digest, user, access_expires_at, refresh_expires_at) "
+              "VALUES (?, ?, ?, ?, ?)",
+              digestOf(pair.access.toUtf8()), digestOf(pair.refresh.toUtf8()), user, pair.accessExpiresAt,
+              pair.refreshExpiresAt)
         .run();
     return pair;
 }
@@ -24,9 +25,9 @@ QString Tokens::userOf(const QString& access, qint64 now) const {
     Statement row(database, "SELECT user, access_expires_at FROM tokens WHERE access_digest = ?",
                   digestOf(access.toUtf8()));
     if (!row.next())
-        throw Refusal{401, QStringLiteral("The access token is unknown or was revoked.")};
+        throw Refusal{401, u"The access token is unknown or was revoked."_s};
     if (row.integer(1) <= now)
-        throw Refusal{401, QStringLiteral("The access token has expired.")};
+        throw Refusal{401, u"The access token has expired."_s};
     return row.text(0);
 }
 
@@ -34,12 +35,12 @@ QString Tokens::redeem(const QString& refresh, qint64 now) {
     Statement row(database, "DELETE FROM tokens WHERE refresh_digest = ? RETURNING user, refresh_expires_at",
                   digestOf(refresh.toUtf8()));
     if (!row.next())
-        throw Refusal{401, QStringLiteral("The refresh token is unknown or was used already.")};
+        throw Refusal{401, u"The refresh token is unknown or was used already."_s};
     const QString user = row.text(0);
     const qint64 expiresAt = row.integer(1);
     row.run();
     if (expiresAt <= now)
-        throw Refusal{401, QStringLiteral("The refresh token has expired.")};
+        throw Refusal{401, u"The refresh token has expired."_s};
     return user;
 }
 

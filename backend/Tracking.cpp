@@ -6,26 +6,28 @@
 #include <QRegularExpression>
 #include <QUuid>
 
+using namespace Qt::StringLiterals;
+
 namespace backend {
 
 namespace {
 
 /// The headers of the client's upload requests, which differ from those of its JSON client.
 void demandUploadHeaders(const Call& call, const QString& contentType) {
-    const QRegularExpression form(QLatin1String("\\A") + contentType + QLatin1String("\\z"));
+    const QRegularExpression form("\\A"_L1 + contentType + "\\z"_L1);
     if (!form.match(call.header("Content-Type")).hasMatch())
-        throw Refusal{400, QStringLiteral("The Content-Type \"%1\" is not the one of this request.")
-                               .arg(call.header("Content-Type"))};
+        throw Refusal{400,
+                      u"The Content-Type \"%1\" is not the one of this request."_s.arg(call.header("Content-Type"))};
     if (call.header("Accept") != u"application/json")
-        throw Refusal{400, QStringLiteral("The header Accept must be \"application/json\".")};
+        throw Refusal{400, u"The header Accept must be \"application/json\"."_s};
     if (call.header("app-client") != u"ios")
-        throw Refusal{400, QStringLiteral("The header app-client must be \"ios\".")};
+        throw Refusal{400, u"The header app-client must be \"ios\"."_s};
     if (call.request.has_header("X-App"))
-        throw Refusal{400, QStringLiteral("This request must not carry the header X-App.")};
+        throw Refusal{400, u"This request must not carry the header X-App."_s};
 }
 
 QJsonObject uploadBody(const Call& call) {
-    demandUploadHeaders(call, QStringLiteral("application/json"));
+    demandUploadHeaders(call, u"application/json"_s);
     return objectFrom(call.request.body);
 }
 
@@ -33,15 +35,15 @@ QJsonObject uploadBody(const Call& call) {
 Reply withTodayTotal(State& state, const Caller& caller, QJsonObject data = {}) {
     const TodayTotal today =
         state.sessions.today(caller.account.email, caller.company.key, state.second(), caller.company.zone());
-    data.insert(u"ok"_qs, true);
-    data.insert(u"today_total_seconds"_qs, today.seconds);
-    data.insert(u"today_date"_qs, today.date);
-    return QJsonObject{{u"success"_qs, true}, {u"data"_qs, data}};
+    data.insert(u"ok"_s, true);
+    data.insert(u"today_total_seconds"_s, today.seconds);
+    data.insert(u"today_date"_s, today.date);
+    return QJsonObject{{u"success"_s, true}, {u"data"_s, data}};
 }
 
 /// The same account at the same company is always told the same device.
 QString deviceIdOf(const Caller& caller) {
-    const QUuid space(QStringLiteral("{6ba7b810-9dad-11d1-80b4-00c04fd430c8}"));
+    const QUuid space(u"{6ba7b810-9dad-11d1-80b4-00c04fd430c8}"_s);
     const QString seed = caller.company.key + QLatin1Char('/') + caller.account.email;
     return QUuid::createUuidV5(space, seed).toString(QUuid::WithoutBraces).toUpper();
 }
@@ -52,12 +54,12 @@ Reply configuration(State& state, const Call& call) {
     const TodayTotal today =
         state.sessions.today(caller.account.email, caller.company.key, state.second(), caller.company.zone());
     QJsonObject data = caller.company.config;
-    data.insert(u"device_id"_qs, deviceIdOf(caller));
-    data.insert(u"name"_qs, caller.account.name);
-    data.insert(u"company_name"_qs, caller.company.name);
-    data.insert(u"today_total_seconds"_qs, today.seconds);
-    data.insert(u"today_date"_qs, today.date);
-    return QJsonObject{{u"data"_qs, data}};
+    data.insert(u"device_id"_s, deviceIdOf(caller));
+    data.insert(u"name"_s, caller.account.name);
+    data.insert(u"company_name"_s, caller.company.name);
+    data.insert(u"today_total_seconds"_s, today.seconds);
+    data.insert(u"today_date"_s, today.date);
+    return QJsonObject{{u"data"_s, data}};
 }
 
 Reply screenshotReport(State& state, const Call& call) {
@@ -65,18 +67,18 @@ Reply screenshotReport(State& state, const Call& call) {
     const Caller caller = callerOf(state, call);
     const auto date = dayFrom(call.parameter("date"));
     if (!date)
-        throw Refusal{422, QStringLiteral("date must be a day as yyyy-MM-dd.")};
+        throw Refusal{422, u"date must be a day as yyyy-MM-dd."_s};
     const Day day = dayOf(state, caller.account.email, caller.company, *date);
-    return QJsonObject{{u"data"_qs, reportOf(day, call.origin)}};
+    return QJsonObject{{u"data"_s, reportOf(day, call.origin)}};
 }
 
 Reply startSession(State& state, const Call& call) {
     const Caller caller = callerOf(state, call);
     const QJsonObject body = uploadBody(call);
-    demand(body, {{u"device_uuid"_qs, uuid()},
-                  {u"session_uuid"_qs, uuid()},
-                  {u"started_at"_qs, dateTime()},
-                  {u"task_id"_qs, text()}});
+    demand(body, {{u"device_uuid"_s, uuid()},
+                  {u"session_uuid"_s, uuid()},
+                  {u"started_at"_s, dateTime()},
+                  {u"task_id"_s, text()}});
     state.sessions.start(caller.account.email, caller.company.key, body, state.second(),
                          state.accounts.oneDevicePerAccount);
     return withTodayTotal(state, caller);
@@ -84,27 +86,26 @@ Reply startSession(State& state, const Call& call) {
 
 void demandHeartbeat(const QJsonObject& body) {
     const bool completed = body.value(u"status").toString() == u"completed";
-    demand(body, {{u"device_uuid"_qs, uuid()},
-                  {u"session_uuid"_qs, uuid()},
-                  {u"task_id"_qs, text()},
-                  {u"status"_qs, oneOf({u"active", u"completed"})},
-                  {u"started_at"_qs, dateTime()},
-                  {u"stopped_at"_qs, completed ? dateTime() : absent()},
-                  {u"total_seconds"_qs, count()},
-                  {u"mouse_movements"_qs, count()},
-                  {u"key_press_count"_qs, count()},
-                  {u"activity_rate"_qs, number(0, 100)},
-                  {u"intervals"_qs, [](const QJsonValue& value) {
-                       return value.isArray() ? QString() : QStringLiteral("an array");
-                   }}});
+    demand(body,
+           {{u"device_uuid"_s, uuid()},
+            {u"session_uuid"_s, uuid()},
+            {u"task_id"_s, text()},
+            {u"status"_s, oneOf({u"active", u"completed"})},
+            {u"started_at"_s, dateTime()},
+            {u"stopped_at"_s, completed ? dateTime() : absent()},
+            {u"total_seconds"_s, count()},
+            {u"mouse_movements"_s, count()},
+            {u"key_press_count"_s, count()},
+            {u"activity_rate"_s, number(0, 100)},
+            {u"intervals"_s, [](const QJsonValue& value) { return value.isArray() ? QString() : u"an array"_s; }}});
     const QJsonArray intervals = body.value(u"intervals").toArray();
     for (int index = 0; index < intervals.size(); ++index) {
         const bool closed = completed && index + 1 == intervals.size();
         demand(intervals.at(index).toObject(),
-               {{u"interval_uuid"_qs, uuid()},
-                {u"started_at"_qs, dateTime()},
-                {u"stopped_at"_qs, closed ? dateTime() : nullOr(dateTime())}},
-               QStringLiteral("intervals[%1]: ").arg(index));
+               {{u"interval_uuid"_s, uuid()},
+                {u"started_at"_s, dateTime()},
+                {u"stopped_at"_s, closed ? dateTime() : nullOr(dateTime())}},
+               u"intervals[%1]: "_s.arg(index));
     }
 }
 
@@ -119,11 +120,10 @@ Reply heartbeat(State& state, const Call& call) {
 Reply segmentBatch(State& state, const Call& call) {
     const Caller caller = callerOf(state, call);
     const QJsonObject body = uploadBody(call);
-    demand(body, {{u"device_uuid"_qs, uuid()}, {u"segments"_qs, [](const QJsonValue& value) {
-                                                    return value.toArray().isEmpty()
-                                                               ? QStringLiteral("an array, not empty")
-                                                               : QString();
-                                                }}});
+    demand(body, {{u"device_uuid"_s, uuid()}, {u"segments"_s, [](const QJsonValue& value) {
+                                                   return value.toArray().isEmpty() ? u"an array, not empty"_s
+                                                                                    : QString();
+                                               }}});
     const QJsonObject outcome =
         state.segments.accept(caller.account.email, caller.company.key, body.value(u"device_uuid").toString(),
                               body.value(u"segments").toArray(), state.second());
@@ -132,33 +132,32 @@ Reply segmentBatch(State& state, const Call& call) {
 
 Reply uploadScreenshot(State& state, const Call& call) {
     const Caller caller = callerOf(state, call);
-    demandUploadHeaders(call, QStringLiteral("multipart/form-data; boundary=Boundary-[0-9A-F-]{36}"));
+    demandUploadHeaders(call, u"multipart/form-data; boundary=Boundary-[0-9A-F-]{36}"_s);
     const QString session = call.part(2);
     if (!isUuid(session))
-        throw Refusal{422, QStringLiteral("The session in the path must be a UUID in upper case.")};
+        throw Refusal{422, u"The session in the path must be a UUID in upper case."_s};
     state.sessions.demandOwned(caller.account.email, session);
     const auto& parts = call.request.files;
     if (parts.size() != 1 || parts.begin()->first != "screenshots[]")
-        throw Refusal{422, QStringLiteral("The body must hold one part, named screenshots[].")};
+        throw Refusal{422, u"The body must hold one part, named screenshots[]."_s};
     const httplib::MultipartFormData& part = parts.begin()->second;
     if (part.content_type != "image/jpeg")
-        throw Refusal{422, QStringLiteral("The part's Content-Type must be image/jpeg.")};
-    state.screenshots.store(caller.account.email, session, QString::fromStdString(part.filename),
-                            part.content, state.second());
-    return QJsonObject{{u"success"_qs, true}};
+        throw Refusal{422, u"The part's Content-Type must be image/jpeg."_s};
+    state.screenshots.store(caller.account.email, session, QString::fromStdString(part.filename), part.content,
+                            state.second());
+    return QJsonObject{{u"success"_s, true}};
 }
 
 } // namespace
 
 std::vector<Endpoint> trackingEndpoints() {
     const std::string employees = apiRoot + "hr/timetracker/employees/";
-    return {
-        {Endpoint::Method::get, employees + "config", configuration},
-        {Endpoint::Method::get, apiRoot + "hr/timetracker/reporting/screenshots/employees", screenshotReport},
-        {Endpoint::Method::post, employees + "sessions/start", startSession},
-        {Endpoint::Method::post, employees + "sessions/heartbeat", heartbeat},
-        {Endpoint::Method::post, employees + "segments/batch", segmentBatch},
-        {Endpoint::Method::post, employees + "sessions/([^/]+)/screenshots", uploadScreenshot}};
+    return {{Endpoint::Method::get, employees + "config", configuration},
+            {Endpoint::Method::get, apiRoot + "hr/timetracker/reporting/screenshots/employees", screenshotReport},
+            {Endpoint::Method::post, employees + "sessions/start", startSession},
+            {Endpoint::Method::post, employees + "sessions/heartbeat", heartbeat},
+            {Endpoint::Method::post, employees + "segments/batch", segmentBatch},
+            {Endpoint::Method::post, employees + "sessions/([^/]+)/screenshots", uploadScreenshot}};
 }
 
 } // namespace backend

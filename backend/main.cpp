@@ -8,6 +8,8 @@
 #include <stdexcept>
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QByteArray contentsOf(const QString& path) {
@@ -19,32 +21,31 @@ QByteArray contentsOf(const QString& path) {
 
 /// Written whole under another name first: whoever waits for the file finds the port in it.
 void writePortFile(const QString& path, int port) {
-    const QString unfinished = path + QStringLiteral(".part");
+    const QString unfinished = path + u".part"_s;
     QFile file(unfinished);
     QFile::remove(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(QByteArray::number(port) + '\n') < 0 ||
-        !file.flush() || !file.rename(path))
+    if (!file.open(QIODevice::WriteOnly) || file.write(QByteArray::number(port) + '\n') < 0 || !file.flush() ||
+        !file.rename(path))
         throw std::runtime_error("cannot write " + path.toStdString());
 }
 
 int serveUntilSignal(const QCommandLineParser& arguments, const sigset_t& endSignals) {
     bool isNumber = false;
-    const int port = arguments.value(QStringLiteral("port")).toInt(&isNumber);
+    const int port = arguments.value(u"port"_s).toInt(&isNumber);
     if (!isNumber || port < 0 || port > 65535)
         throw std::runtime_error("--port needs a number from 0 to 65535");
-    if (!arguments.isSet(QStringLiteral("data")))
+    if (!arguments.isSet(u"data"_s))
         throw std::runtime_error("--data is required");
-    const QString configuration = arguments.value(QStringLiteral("config"));
-    const backend::Backend server(
-        {.dataFolder = arguments.value(QStringLiteral("data")),
-         .configuration = configuration.isEmpty() ? QByteArray() : contentsOf(configuration),
-         .port = port});
+    const QString configuration = arguments.value(u"config"_s);
+    const backend::Backend server({.dataFolder = arguments.value(u"data"_s),
+                                   .configuration = configuration.isEmpty() ? QByteArray() : contentsOf(configuration),
+                                   .port = port});
     std::printf("velmora-backend: listening on %s\n", qPrintable(server.url()));
     std::printf("velmora-backend: a development tool, for this machine only; the employer's view is at that "
                 "address\n");
     std::fflush(stdout);
-    if (arguments.isSet(QStringLiteral("port-file")))
-        writePortFile(arguments.value(QStringLiteral("port-file")), server.port());
+    if (arguments.isSet(u"port-file"_s))
+        writePortFile(arguments.value(u"port-file"_s), server.port());
     int received = 0;
     sigwait(&endSignals, &received);
     return 0;
@@ -63,14 +64,12 @@ int main(int argc, char** argv) {
 
     const QCoreApplication application(argc, argv);
     QCommandLineParser arguments;
-    arguments.setApplicationDescription(
-        QStringLiteral("Development backend of Velmora TimeTracker. Listens on 127.0.0.1 only."));
+    arguments.setApplicationDescription(u"Development backend of Velmora TimeTracker. Listens on 127.0.0.1 only."_s);
     arguments.addHelpOption();
-    arguments.addOptions(
-        {{u"port"_qs, u"Port; 0 picks a free one."_qs, u"number"_qs, u"0"_qs},
-         {u"data"_qs, u"Folder of the database and the screenshots."_qs, u"folder"_qs},
-         {u"config"_qs, u"Accounts and companies; a built-in set without it."_qs, u"file"_qs},
-         {u"port-file"_qs, u"File to write the port to."_qs, u"file"_qs}});
+    arguments.addOptions({{u"port"_s, u"Port; 0 picks a free one."_s, u"number"_s, u"0"_s},
+                          {u"data"_s, u"Folder of the database and the screenshots."_s, u"folder"_s},
+                          {u"config"_s, u"Accounts and companies; a built-in set without it."_s, u"file"_s},
+                          {u"port-file"_s, u"File to write the port to."_s, u"file"_s}});
     arguments.process(application);
     try {
         return serveUntilSignal(arguments, endSignals);

@@ -18,6 +18,8 @@
 #include <ctime>
 #include <sys/resource.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr double allowedRatio = 1.3;
@@ -70,7 +72,7 @@ bool takeOurPicture(X11DisplaySource& source, const QString& path) {
 
 /// A figure of /proc/self/status in megabytes.
 double memory(const char* name) {
-    QFile status(QStringLiteral("/proc/self/status"));
+    QFile status(u"/proc/self/status"_s);
     if (status.open(QIODevice::ReadOnly))
         for (QByteArray line = status.readLine(); !line.isEmpty(); line = status.readLine())
             if (line.startsWith(name))
@@ -90,7 +92,7 @@ double addedMegabytes(const QString& path) {
 
 double addedMegabytesOfAnotherProcess(const QString& path) {
     QProcess child;
-    child.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--memory"), path});
+    child.start(QCoreApplication::applicationFilePath(), {u"--memory"_s, path});
     child.waitForFinished(20000);
     return child.readAllStandardOutput().trimmed().toDouble();
 }
@@ -111,8 +113,8 @@ std::optional<double> programMilliseconds(const QString& program, const QString&
 
 bool compareWithPlain(const QTemporaryDir& folder, double& ours) {
     X11DisplaySource source;
-    const QByteArray plainPath = QFile::encodeName(folder.filePath(QStringLiteral("plain.jpg")));
-    const QString ourPath = folder.filePath(QStringLiteral("ours.jpg"));
+    const QByteArray plainPath = QFile::encodeName(folder.filePath(u"plain.jpg"_s));
+    const QString ourPath = folder.filePath(u"ours.jpg"_s);
     std::vector<double> plain, own, ratios, wall;
     for (int i = -2; i < rounds; ++i) { // two to warm up
         const double start = processorMilliseconds();
@@ -120,8 +122,7 @@ bool compareWithPlain(const QTemporaryDir& folder, double& ours) {
         const double between = processorMilliseconds();
         const auto wallStart = std::chrono::steady_clock::now();
         isGood = takeOurPicture(source, ourPath) && isGood;
-        const std::chrono::duration<double, std::milli> wallTime =
-            std::chrono::steady_clock::now() - wallStart;
+        const std::chrono::duration<double, std::milli> wallTime = std::chrono::steady_clock::now() - wallStart;
         const double end = processorMilliseconds();
         if (!isGood) {
             std::puts("bench-capture: no picture");
@@ -135,9 +136,8 @@ bool compareWithPlain(const QTemporaryDir& folder, double& ours) {
         wall.push_back(wallTime.count());
     }
     ours = median(own);
-    std::printf(
-        "a picture of 3840x2160: %.2f ms of processor time, %.2f ms in all, %lld KB; straight down %.2f ms\n",
-        ours, median(wall), static_cast<long long>(QFile(ourPath).size() / 1024), median(plain));
+    std::printf("a picture of 3840x2160: %.2f ms of processor time, %.2f ms in all, %lld KB; straight down %.2f ms\n",
+                ours, median(wall), static_cast<long long>(QFile(ourPath).size() / 1024), median(plain));
     std::printf("ratio %.2f (at most %.1f)\n", median(ratios), allowedRatio);
     return median(ratios) <= allowedRatio;
 }
@@ -147,28 +147,28 @@ bool compareWithPlain(const QTemporaryDir& folder, double& ours) {
 int main(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.size() == 3 && arguments[1] == QLatin1String("--memory")) {
+    if (arguments.size() == 3 && arguments[1] == "--memory"_L1) {
         std::printf("%.2f\n", addedMegabytes(arguments[2]));
         return 0;
     }
 
-    const XvfbServer server(QStringLiteral("3840x2160x24"));
+    const XvfbServer server(u"3840x2160x24"_s);
     const SessionEnvironment environment(server.display());
     X11TestClient(server.display()).paint(QRect(0, 0, 3840, 2160), desktopColour);
     const QTemporaryDir folder;
     double ours = 0;
     bool isWithinBounds = compareWithPlain(folder, ours);
 
-    const double megabytes = addedMegabytesOfAnotherProcess(folder.filePath(QStringLiteral("memory.jpg")));
+    const double megabytes = addedMegabytesOfAnotherProcess(folder.filePath(u"memory.jpg"_s));
     std::printf("memory added at the peak: %.1f MB (at most %.0f)\n", megabytes, allowedMegabytes);
     isWithinBounds = isWithinBounds && megabytes > 0 && megabytes <= allowedMegabytes;
 
-    for (const auto& program : {QStringLiteral("scrot"), QStringLiteral("maim")}) {
-        const auto theirs = programMilliseconds(program, folder.filePath(program + QStringLiteral(".jpg")));
+    for (const auto& program : {u"scrot"_s, u"maim"_s}) {
+        const auto theirs = programMilliseconds(program, folder.filePath(program + u".jpg"_s));
         if (!theirs)
             continue;
-        std::printf("%s: %.1f ms of processor time; ours is %.2f of it (at most %.2f)\n", qPrintable(program),
-                    *theirs, ours / *theirs, allowedShareOfProgram);
+        std::printf("%s: %.1f ms of processor time; ours is %.2f of it (at most %.2f)\n", qPrintable(program), *theirs,
+                    ours / *theirs, allowedShareOfProgram);
         isWithinBounds = isWithinBounds && ours <= *theirs * allowedShareOfProgram;
     }
     return isWithinBounds ? 0 : 1;

@@ -18,6 +18,8 @@
 #include <thread>
 #include <xcb/record.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr double allowedRatio = 1.5;
@@ -85,7 +87,7 @@ int runUser() {
 class User {
 public:
     User() {
-        process_.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--user")});
+        process_.start(QCoreApplication::applicationFilePath(), {u"--user"_s});
         process_.waitForStarted();
     }
     ~User() {
@@ -115,8 +117,7 @@ double measure(User& user, int events, Counted counted) {
         user.act(eventsAtOnce);
         for (int i = 0; counted() < before + eventsAtOnce; ++i) {
             if (i == 1000) {
-                std::printf("bench-input: of %d events %ld were told\n", eventsAtOnce,
-                            long(counted() - before));
+                std::printf("bench-input: of %d events %ld were told\n", eventsAtOnce, long(counted() - before));
                 return -1;
             }
             poll(nullptr, 0, 5);
@@ -138,8 +139,8 @@ public:
         xcb_record_range_t ranges[2] = {};
         ranges[0].device_events = {XCB_KEY_PRESS, XCB_KEY_PRESS};
         ranges[1].device_events = {XCB_MOTION_NOTIFY, XCB_MOTION_NOTIFY};
-        std::free(xcb_request_check(
-            control_, xcb_record_create_context_checked(control_, context_, 0, 1, 2, &clients, ranges)));
+        std::free(xcb_request_check(control_,
+                                    xcb_record_create_context_checked(control_, context_, 0, 1, 2, &clients, ranges)));
         const auto cookie = xcb_record_enable_context(data_, context_);
         std::free(xcb_record_enable_context_reply(data_, cookie, nullptr));
         thread_ = std::thread([this, cookie] {
@@ -205,7 +206,7 @@ double median(std::vector<double> values) {
 int main(int argc, char** argv) {
     isMainThread = true;
     const QCoreApplication application(argc, argv);
-    if (QCoreApplication::arguments().contains(QStringLiteral("--user")))
+    if (QCoreApplication::arguments().contains(u"--user"_s))
         return runUser();
 
     const XvfbServer server;
@@ -221,9 +222,8 @@ int main(int argc, char** argv) {
         ratios.push_back(ours.back() / plain.back());
     }
     const double nanoseconds = 1e9 / eventsARound;
-    std::printf(
-        "an event from the X server to the counters: %.0f ns of processor time, the plain client %.0f ns\n",
-        median(ours) * nanoseconds, median(plain) * nanoseconds);
+    std::printf("an event from the X server to the counters: %.0f ns of processor time, the plain client %.0f ns\n",
+                median(ours) * nanoseconds, median(plain) * nanoseconds);
     std::printf("allocations in %d events: %ld\n", rounds * eventsARound, allocated);
     std::printf("ratio %.2f (at most %.1f)\n", median(ratios), allowedRatio);
     return median(ratios) <= allowedRatio && allocated == 0 ? 0 : 1;

@@ -42,11 +42,10 @@ bool connectOnce() {
 }
 
 bool readStrip(int first, int rows) {
-    auto* reply =
-        xcb_shm_get_image_reply(connection,
-                                xcb_shm_get_image(connection, root, 0, int16_t(first), width, uint16_t(rows),
-                                                  ~0U, XCB_IMAGE_FORMAT_Z_PIXMAP, segment, 0),
-                                nullptr);
+    auto* reply = xcb_shm_get_image_reply(connection,
+                                          xcb_shm_get_image(connection, root, 0, int16_t(first), width, uint16_t(rows),
+                                                            ~0U, XCB_IMAGE_FORMAT_Z_PIXMAP, segment, 0),
+                                          nullptr);
     std::free(reply);
     return reply != nullptr;
 }
@@ -100,10 +99,9 @@ bool takePlainPicture(const char* path) {
         const int end = std::min(height, 2 * (top + rows) + margin);
         isGood = isGood && readStrip(first, end - first);
         libyuv::ARGBScaleClip(shared - ptrdiff_t(first) * width * 4, width * 4, width, height,
-                              scaled - ptrdiff_t(top) * outWidth * 4, outWidth * 4, outWidth, outHeight, 0,
-                              top, outWidth, rows, libyuv::kFilterBox);
-        libyuv::ARGBToJ420(scaled, outWidth * 4, y, outWidth, u, outWidth / 2, v, outWidth / 2, outWidth,
-                           rows);
+                              scaled - ptrdiff_t(top) * outWidth * 4, outWidth * 4, outWidth, outHeight, 0, top,
+                              outWidth, rows, libyuv::kFilterBox);
+        libyuv::ARGBToJ420(scaled, outWidth * 4, y, outWidth, u, outWidth / 2, v, outWidth / 2, outWidth, rows);
         writeStrip(jpeg, rows);
     }
     jpeg_finish_compress(&jpeg);

@@ -101,8 +101,7 @@ private:
     std::optional<SQLiteStore> store_;
     RetryManager retry_{clock_, random_};
     NetworkMonitor network_{path_};
-    UploadTransport transport_{http_, endpoints_, keychain_,
-                               []() -> Task<std::optional<QString>> { co_return {}; }};
+    UploadTransport transport_{http_, endpoints_, keychain_, []() -> Task<std::optional<QString>> { co_return {}; }};
     std::optional<UploadService> service_;
     Session session_;
 };
@@ -115,15 +114,13 @@ double Bench::milliseconds(std::function<Task<>()> work) {
             [](std::function<Task<>()> timed, std::promise<double>& finished) -> Task<> {
                 const auto begin = std::chrono::steady_clock::now();
                 co_await timed();
-                const std::chrono::duration<double, std::milli> taken =
-                    std::chrono::steady_clock::now() - begin;
+                const std::chrono::duration<double, std::milli> taken = std::chrono::steady_clock::now() - begin;
                 finished.set_value(taken.count());
             }(work, done),
             "benchmark");
     });
     if (result.wait_for(patience) != std::future_status::ready) {
-        std::fprintf(stderr, "bench-queue: no end within %lld seconds\n",
-                     static_cast<long long>(patience.count()));
+        std::fprintf(stderr, "bench-queue: no end within %lld seconds\n", static_cast<long long>(patience.count()));
         std::_Exit(2);
     }
     return result.get();
@@ -139,10 +136,7 @@ bool Bench::signIn() {
     const URLRequest login{
         endpoints_.url("authentication/singleLogin"),
         "POST",
-        {{"Content-Type", "application/json"},
-         {"Accept", "application/json"},
-         {"app-client", "mac"},
-         {"X-App", "hr"}},
+        {{"Content-Type", "application/json"}, {"Accept", "application/json"}, {"app-client", "mac"}, {"X-App", "hr"}},
         R"({"email":"demo@velmora.example","password":"demo1234","remember_me":1,"use_jwt":1})"};
     QByteArray reply;
     milliseconds([&]() -> Task<> {
@@ -154,8 +148,8 @@ bool Bench::signIn() {
         data = data["data"].toObject();
     const QString token = data["access_token"].toString();
     keychain_.saveAuthTokens({token, "none", clock_.now() + 3600, clock_.now() + 3600, {}, {}});
-    service_.emplace(UploadService::Dependencies{transport_, retry_, network_, *store_, domain_, preferences_,
-                                                 zones_, information_, clock_, random_, worker_});
+    service_.emplace(UploadService::Dependencies{transport_, retry_, network_, *store_, domain_, preferences_, zones_,
+                                                 information_, clock_, random_, worker_});
     return !token.isEmpty();
 }
 
@@ -192,10 +186,9 @@ std::vector<URLRequest> Bench::sameRequests() {
         if (task->type == UploadTaskType::screenshot) {
             const QByteArray boundary = "Boundary-" + uuidText(random_.uuid()).toLatin1();
             const QString path = trackingRoot + uuidText(session_.id) + "/screenshots";
-            URLRequest request =
-                transport_.makeRequest(path, "POST", "multipart/form-data; boundary=" + boundary);
-            request.body = ScreenshotFiles::buildMultipartBody(
-                "screenshots[]", QFileInfo(*task->filePath).fileName(), "image/jpeg", picture(), boundary);
+            URLRequest request = transport_.makeRequest(path, "POST", "multipart/form-data; boundary=" + boundary);
+            request.body = ScreenshotFiles::buildMultipartBody("screenshots[]", QFileInfo(*task->filePath).fileName(),
+                                                               "image/jpeg", picture(), boundary);
             requests.push_back(request);
             QFile::remove(*task->filePath);
         } else {
@@ -248,7 +241,7 @@ int main(int argc, char** argv) {
         }
     }
     const double ratio = median(queue) / median(bare);
-    std::printf("20 tasks: queue %.1f ms, bare loop %.1f ms, ratio %.2f (at most %.1f)\n", median(queue),
-                median(bare), ratio, allowedRatio);
+    std::printf("20 tasks: queue %.1f ms, bare loop %.1f ms, ratio %.2f (at most %.1f)\n", median(queue), median(bare),
+                ratio, allowedRatio);
     return ratio <= allowedRatio ? 0 : 1;
 }

@@ -46,9 +46,8 @@ Session sampleSession() {
     session.deviceId = uuidText(numbered(8));
     session.projectId = "1234";
     session.projectName = "A project of ordinary name";
-    for (int i = 0; i < 8; ++i) {
+    for (int i = 0; i < 8; ++i)
         session.intervals.push_back({numbered(100 + i), start + i * 1000.125, start + i * 1000.125 + 900});
-    }
     return session;
 }
 
@@ -61,8 +60,7 @@ public:
     Plain& operator=(const Plain&) = delete;
 
     Plain& text(const QByteArray& value) {
-        sqlite3_bind_text(statement_, ++bound_, value.constData(), static_cast<int>(value.size()),
-                          SQLITE_STATIC);
+        sqlite3_bind_text(statement_, ++bound_, value.constData(), static_cast<int>(value.size()), SQLITE_STATIC);
         return *this;
     }
     Plain& text(const char* value) {
@@ -70,8 +68,7 @@ public:
         return *this;
     }
     Plain& blob(const QByteArray& value) {
-        sqlite3_bind_blob(statement_, ++bound_, value.constData(), static_cast<int>(value.size()),
-                          SQLITE_STATIC);
+        sqlite3_bind_blob(statement_, ++bound_, value.constData(), static_cast<int>(value.size()), SQLITE_STATIC);
         return *this;
     }
     Plain& real(double value) {
@@ -88,11 +85,9 @@ public:
     }
     /// Runs to the end, reading every column.
     void run() {
-        while (sqlite3_step(statement_) == SQLITE_ROW) {
-            for (int column = 0; column < sqlite3_column_count(statement_); ++column) {
+        while (sqlite3_step(statement_) == SQLITE_ROW)
+            for (int column = 0; column < sqlite3_column_count(statement_); ++column)
                 bytesRead_ += sqlite3_column_bytes(statement_, column);
-            }
-        }
     }
 
 private:
@@ -149,9 +144,8 @@ std::vector<Operation> operations(Sides& sides) {
     static const QByteArray device = sample.deviceId.toUtf8(), name = sample.projectName.toUtf8();
     static const std::vector<QByteArray> ids = [] {
         std::vector<QByteArray> texts;
-        for (int number = 0; number < rounds * callsARound; ++number) {
+        for (int number = 0; number < rounds * callsARound; ++number)
             texts.push_back(uuidText(numbered(number)).toUtf8());
-        }
         return texts;
     }();
     const auto id = [](int number) -> const QByteArray& { return ids[static_cast<std::size_t>(number)]; };
@@ -178,9 +172,7 @@ std::vector<Operation> operations(Sides& sides) {
          [&](int n) { store.updateUploadTaskStatus(numbered(n), UploadTaskStatus::inProgress); },
          [=](int n) { Plain(db, Sql::updateUploadTaskStatus).text("inProgress").text(id(n)).run(); }},
         {"markUploadTaskFailed", [&](int n) { store.markUploadTaskFailed(numbered(n), 1, start); },
-         [=](int n) {
-             Plain(db, Sql::markUploadTaskFailed).text("failed").integer(1).real(1.7e9).text(id(n)).run();
-         }},
+         [=](int n) { Plain(db, Sql::markUploadTaskFailed).text("failed").integer(1).real(1.7e9).text(id(n)).run(); }},
         {"markUploadTaskCompleted", [&](int n) { store.markUploadTaskCompleted(numbered(n)); },
          [=](int n) { Plain(db, Sql::markUploadTaskCompleted).text(id(n)).run(); }},
         {"upsertActivitySegment",
@@ -199,8 +191,7 @@ std::vector<Operation> operations(Sides& sides) {
                  .text("")
                  .run();
          }},
-        {"pendingActivitySegments (144 rows)",
-         [&](int) { store.pendingActivitySegmentsForUpload("2024-05-02", 0); },
+        {"pendingActivitySegments (144 rows)", [&](int) { store.pendingActivitySegmentsForUpload("2024-05-02", 0); },
          [=](int) {
              Plain(db, Sql::pendingActivitySegmentsForUpload)
                  .text(domain)
@@ -232,9 +223,8 @@ bool compare(Sides& sides) {
         for (int round = 0; round < rounds; ++round) {
             const auto calls = [round](const std::function<void(int)>& call) {
                 return microseconds([&] {
-                           for (int i = 0; i < callsARound; ++i) {
+                           for (int i = 0; i < callsARound; ++i)
                                call(round * callsARound + i);
-                           }
                        }) /
                        callsARound;
             };
@@ -281,9 +271,8 @@ double nextAmongManyRows(const QString& folder, const std::function<double(int)>
     sqlite3_close(db);
     SQLiteStore store(sides.directory.filePath("store"), sides.domain, sides.clock);
     std::vector<double> times;
-    for (int round = 0; round < 50; ++round) {
+    for (int round = 0; round < 50; ++round)
         times.push_back(microseconds([&] { store.nextUploadTask(start + 1e6); }));
-    }
     return median(times);
 }
 

@@ -25,8 +25,7 @@ namespace {
 
 constexpr double allowedMicroseconds = 50;
 constexpr int seconds = 10'000;
-constexpr long allowedGrowth =
-    16 * 1024; ///< bytes; the least that could grow each second is ten times as much
+constexpr long allowedGrowth = 16 * 1024; ///< bytes; the least that could grow each second is ten times as much
 
 qint64 allocations = 0;
 qint64 statements = 0;
@@ -59,8 +58,7 @@ Figures measured(Advance advance, IsTold isTold) {
         statements = 0;
         const auto begin = std::chrono::steady_clock::now();
         advance();
-        took.push_back(
-            std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - begin).count());
+        took.push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - begin).count());
         figures.statements += statements;
         figures.untold += isTold() ? 0 : statements;
     }
@@ -113,10 +111,9 @@ Figures runningSession() {
 }
 
 void print(const char* name, const Figures& f) {
-    std::printf(
-        "%-16s %6.2f µs a second, 99 %% below %7.2f µs, %5.1f allocations, %lld statements (%lld untold), "
-        "%+ld bytes\n",
-        name, f.mean, f.most, f.allocated, f.statements, f.untold, f.growth);
+    std::printf("%-16s %6.2f µs a second, 99 %% below %7.2f µs, %5.1f allocations, %lld statements (%lld untold), "
+                "%+ld bytes\n",
+                name, f.mean, f.most, f.allocated, f.statements, f.untold, f.growth);
 }
 
 } // namespace

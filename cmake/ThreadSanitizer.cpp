@@ -24,8 +24,7 @@ bool eventArrives(void** data) {
     __tsan_acquire(data[0]);
     return false;
 }
-[[maybe_unused]] const bool isListening =
-    QInternal::registerCallback(QInternal::EventNotifyCallback, eventArrives);
+[[maybe_unused]] const bool isListening = QInternal::registerCallback(QInternal::EventNotifyCallback, eventArrives);
 
 } // namespace
 
@@ -40,8 +39,7 @@ extern "C" const char* __tsan_default_suppressions() {
 
 /// What happened before an event was posted has happened when its receiver gets it.
 void QCoreApplication::postEvent(QObject* receiver, QEvent* event, int priority) {
-    static auto* const post =
-        real<void(QObject*, QEvent*, int)>("_ZN16QCoreApplication9postEventEP7QObjectP6QEventi");
+    static auto* const post = real<void(QObject*, QEvent*, int)>("_ZN16QCoreApplication9postEventEP7QObjectP6QEventi");
     __tsan_release(receiver);
     post(receiver, event, priority);
 }

@@ -13,22 +13,20 @@ namespace {
 constexpr Seconds slowReadSeconds = 2.0;
 
 /// The launch read, away from the main thread; its answer comes back on `main`.
-Task<bool> measuredRestore(Executor& userInitiated, const Clock& clock,
-                           std::function<Task<bool>()> restoreAuth) {
+Task<bool> measuredRestore(Executor& userInitiated, const Clock& clock, std::function<Task<bool>()> restoreAuth) {
     const auto begin = clock.uptime();
     const bool isSignedIn = co_await runOn(userInitiated, restoreAuth);
     const Seconds took = std::chrono::duration<double>(clock.uptime() - begin).count();
     if (took > slowReadSeconds)
-        qCCritical(Log::auth, "Keychain read took %.1fs — the user was probably asked to authorise access",
-                   took);
+        qCCritical(Log::auth, "Keychain read took %.1fs — the user was probably asked to authorise access", took);
     co_return isSignedIn;
 }
 
 } // namespace
 
 AppStateManager::AppStateManager(const Dependencies& dependencies)
-    : on_(dependencies)
-    , hasRequiredPermissions_(on_.probePermissions()) {
+    : deps_(dependencies)
+    , hasRequiredPermissions_(deps_.probePermissions()) {
     startAuthRestore();
 }
 
@@ -41,9 +39,9 @@ void AppStateManager::startAuthRestore() {
         if (self && self->isRestoringSession_)
             self->setAuthenticated(isSignedIn); // a later answer is dropped
     };
-    spawn(restore(this, on_.userInitiated, on_.clock, on_.restoreAuth), "restoreAuth");
-    const Seconds delay = static_cast<Seconds>(on_.slowRestoreAfterNanoseconds) / 1e9;
-    slowRestoreWatchdog_ = on_.main.after(delay, [this] {
+    spawn(restore(this, deps_.userInitiated, deps_.clock, deps_.restoreAuth), "restoreAuth");
+    const Seconds delay = static_cast<Seconds>(deps_.slowRestoreAfterNanoseconds) / 1e9;
+    slowRestoreWatchdog_ = deps_.main.after(delay, [this] {
         authRestoreIsSlow_ = isRestoringSession_;
         Q_EMIT changed();
     });
@@ -81,7 +79,7 @@ void AppStateManager::setKeyring(SecretStore::Status status) {
 Task<> AppStateManager::awaitAuthRestore() {
     if (!isRestoringSession_)
         co_return;
-    const Completion<bool> ended(on_.main);
+    const Completion<bool> ended(deps_.main);
     authRestoreWaiters_.push_back(ended);
     co_await ended;
 }
@@ -106,8 +104,7 @@ void AppStateManager::evaluateClientVersion(const std::optional<RemoteConfig>& c
     clearForceUpdate();
     if (!required.isEmpty()) {
         forceUpdateLatestVersion_ = required;
-        forceClientUpdate_ =
-            AppVersion::isLower(AppVersion::currentMarketingVersion(on_.information), required);
+        forceClientUpdate_ = AppVersion::isLower(AppVersion::currentMarketingVersion(deps_.information), required);
         const QUrl download(config->clientDownloadURL.value_or(QString()), QUrl::StrictMode);
         if (forceClientUpdate_ && !download.isEmpty() && download.isValid())
             forceUpdateDownloadURL_ = download;
@@ -119,8 +116,7 @@ void AppStateManager::evaluateClientVersion(const std::optional<RemoteConfig>& c
 /// A window that could not be brought up is tried again at the next evaluation.
 void AppStateManager::applyForceUpdateEnforcement() {
     const bool surfaceWindow = forceClientUpdate_ && !didSurfaceForceUpdate_;
-    const bool surfaced =
-        onForceUpdateEvaluated_ && onForceUpdateEvaluated_(forceClientUpdate_, surfaceWindow);
+    const bool surfaced = onForceUpdateEvaluated_ && onForceUpdateEvaluated_(forceClientUpdate_, surfaceWindow);
     didSurfaceForceUpdate_ = forceClientUpdate_ && (didSurfaceForceUpdate_ || surfaced);
 }
 
@@ -141,7 +137,7 @@ void AppStateManager::installWindowActions(std::function<void()> surfaceMainWind
 Task<> AppStateManager::refreshRemoteConfigFromServer() {
     const QPointer<AppStateManager> self(this);
     const bool wasAuthenticated = isAuthenticated_;
-    const RemoteConfig config = co_await on_.remoteConfigService.fetchConfig();
+    const RemoteConfig config = co_await deps_.remoteConfigService.fetchConfig();
     if (!self || (wasAuthenticated && !isAuthenticated_))
         co_return; // signed out meanwhile: the record is another user's
     publish(config);
@@ -151,7 +147,7 @@ Task<> AppStateManager::refreshRemoteConfigFromServer() {
 
 void AppStateManager::applySessionInvalidated() {
     applySignedOut();
-    on_.remoteConfigService.stopPeriodicRefresh();
+    deps_.remoteConfigService.stopPeriodicRefresh();
 }
 
 void AppStateManager::applySignedOut() {
@@ -165,7 +161,7 @@ void AppStateManager::applySignedOut() {
 // ---- The rest
 
 void AppStateManager::recomputePermissions() {
-    if (std::exchange(hasRequiredPermissions_, on_.probePermissions()) != hasRequiredPermissions_)
+    if (std::exchange(hasRequiredPermissions_, deps_.probePermissions()) != hasRequiredPermissions_)
         Q_EMIT changed();
 }
 

@@ -83,9 +83,7 @@ public:
     /// Throws APIError. Does not touch the engine: each caller applies the configuration itself.
     Task<> refreshRemoteConfigFromServer();
 
-    void setForceUpdateEvaluated(ForceUpdateEvaluated handler) {
-        onForceUpdateEvaluated_ = std::move(handler);
-    }
+    void setForceUpdateEvaluated(ForceUpdateEvaluated handler) { onForceUpdateEvaluated_ = std::move(handler); }
     /// Installed by the shell. A forced update that was found before any window existed is surfaced now.
     void installWindowActions(std::function<void()> surfaceMainWindow, std::function<void()> openSettings);
     const std::function<void()>& surfaceMainWindowAction() const { return surfaceMainWindowAction_; }
@@ -101,7 +99,7 @@ private:
     void applyForceUpdateEnforcement();
     void clearForceUpdate();
 
-    const Dependencies on_;
+    const Dependencies deps_;
     bool isAuthenticated_ = false;
     bool isRestoringSession_ = true;
     bool authRestoreIsSlow_ = false;

@@ -10,6 +10,8 @@
 #include <QFileInfo>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 constexpr Seconds pingLeeway = 0.5;
 constexpr auto ownerOnly = QFile::ReadOwner | QFile::WriteOwner;
@@ -64,22 +66,20 @@ void MainThreadWatchdog::start() {
     shared_->queue.sync([this] {
         if (timer_)
             return;
-        timer_ =
-            shared_->queue.every(pingInterval_, pingInterval_, pingLeeway, [weak = std::weak_ptr(shared_)] {
-                if (const auto shared = weak.lock())
-                    shared->ping();
-            });
+        timer_ = shared_->queue.every(pingInterval_, pingInterval_, pingLeeway, [weak = std::weak_ptr(shared_)] {
+            if (const auto shared = weak.lock())
+                shared->ping();
+        });
     });
 }
 
 QString StallLog::defaultLogURL(const QString& folder) {
-    return folder + QStringLiteral("/mainthread-stalls.log");
+    return folder + u"/mainthread-stalls.log"_s;
 }
 
 void StallLog::append(const QString& file, Date now, Seconds stall) {
     const auto milliseconds = static_cast<long long>(stall * 1000);
-    const QString line =
-        QStringLiteral("%1,%2\n").arg(ISO8601::text(now, QTimeZone::utc())).arg(milliseconds);
+    const QString line = u"%1,%2\n"_s.arg(ISO8601::text(now, QTimeZone::utc())).arg(milliseconds);
     qCCritical(Log::legacyShell, "Main thread stall: %lldms", milliseconds);
 
     const QFileInfo place(file);
@@ -92,7 +92,7 @@ void StallLog::append(const QString& file, Date now, Seconds stall) {
     log.close();
     if (log.size() <= rotateAbove)
         return;
-    const QString older = place.dir().filePath(place.completeBaseName() + QStringLiteral(".old.log"));
+    const QString older = place.dir().filePath(place.completeBaseName() + u".old.log"_s);
     QFile::remove(older);
     QFile::rename(file, older);
 }

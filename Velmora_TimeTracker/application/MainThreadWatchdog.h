@@ -17,9 +17,8 @@ public:
     static constexpr Seconds defaultStallThreshold = 0.25;
 
     /// `onStall` runs on `queue` with the wait in seconds.
-    MainThreadWatchdog(const Clock& clock, Executor& queue, Executor& main,
-                       std::function<void(Seconds)> onStall, Seconds pingInterval = defaultPingInterval,
-                       Seconds stallThreshold = defaultStallThreshold);
+    MainThreadWatchdog(const Clock& clock, Executor& queue, Executor& main, std::function<void(Seconds)> onStall,
+                       Seconds pingInterval = defaultPingInterval, Seconds stallThreshold = defaultStallThreshold);
     ~MainThreadWatchdog();
 
     /// A second start changes nothing.

@@ -7,10 +7,12 @@
 #include <QPointer>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr Seconds keyringRetryInterval = 2.0;
-const QString idleQuestion = QStringLiteral("IdleQuestionDialog");
+const QString idleQuestion = u"IdleQuestionDialog"_s;
 
 QString createdFolder(const ApplicationInfo& information) {
     const QString folder = ApplicationFolder::path(information);
@@ -22,8 +24,7 @@ using Waiting = std::function<void(SecretStore::Status)>;
 
 /// Whether a sign-in is stored. A locked keyring, or none yet, is no answer: the person is asked once to unlock it,
 /// and it is then read again until it answers; `waiting` hears why it did not.
-Task<bool> hasStoredSignIn(KeychainService& keychain, AuthService& auth, Executor& userInitiated,
-                           Waiting waiting) {
+Task<bool> hasStoredSignIn(KeychainService& keychain, AuthService& auth, Executor& userInitiated, Waiting waiting) {
     const SignIn launched = auth.signIn();
     auto answer = keychain.readAuthTokens(SecretStore::WhenLocked::askToUnlock);
     while (!answer.isDefinite()) {
@@ -36,9 +37,8 @@ Task<bool> hasStoredSignIn(KeychainService& keychain, AuthService& auth, Executo
 
 std::function<Task<bool>()> launchRead(KeychainService& keychain, AuthService& auth, Executor& userInitiated,
                                        Waiting waiting) {
-    return [&keychain, &auth, &userInitiated, waiting] {
-        return hasStoredSignIn(keychain, auth, userInitiated, waiting);
-    };
+    return
+        [&keychain, &auth, &userInitiated, waiting] { return hasStoredSignIn(keychain, auth, userInitiated, waiting); };
 }
 
 std::function<void(Seconds)> stallWriter(const Platform& platform, const QString& folder) {
@@ -58,8 +58,8 @@ TimeTrackerCore::TimeTrackerCore(const Platform& thePlatform)
     , endpoints(domain, platform.information)
     , timeZones(platform.preferences, platform.clock)
     , api(platform.urlSession, endpoints, keychain, platform.worker, platform.main)
-    , auth({api, endpoints, keychain, domain, platform.preferences, timeZones, platform.clock,
-            platform.worker, platform.main})
+    , auth({api, endpoints, keychain, domain, platform.preferences, timeZones, platform.clock, platform.worker,
+            platform.main})
     , remoteConfig(api, auth, platform.preferences, platform.clock, platform.random, platform.worker, folder)
     , permissions(platform.permissions)
     , screenCapture({platform.displays, platform.permissions, platform.information, timeZones, platform.clock,
@@ -67,8 +67,8 @@ TimeTrackerCore::TimeTrackerCore(const Platform& thePlatform)
     , retry(platform.clock, platform.random)
     , network(platform.path)
     , uploadTransport(platform.urlSession, endpoints, keychain, [this] { return refreshedAccessToken(); })
-    , uploads({uploadTransport, retry, network, store, domain, platform.preferences, timeZones,
-               platform.information, platform.clock, platform.random, platform.worker})
+    , uploads({uploadTransport, retry, network, store, domain, platform.preferences, timeZones, platform.information,
+               platform.clock, platform.random, platform.worker})
     , activityTracker(platform.inputEvents, platform.clock)
     , idleDetector(platform.idleTime, platform.idle)
     , appState({remoteConfig, platform.information, platform.clock, platform.main, platform.userInitiated,
@@ -102,9 +102,8 @@ void TimeTrackerCore::wire() {
     listenToPower();
     listenToUploads();
     sessionManager.setNeedsIdleDecisionHandler([this] { presentIdleQuestion(); });
-    appState.setForceUpdateEvaluated([this](bool forceRequired, bool surfaceWindow) {
-        return enforceForceUpdate(forceRequired, surfaceWindow);
-    });
+    appState.setForceUpdateEvaluated(
+        [this](bool forceRequired, bool surfaceWindow) { return enforceForceUpdate(forceRequired, surfaceWindow); });
     connect(&sessionManager, &SessionManager::changed, this, &TimeTrackerCore::withdrawLapsedIdleQuestion);
 }
 
@@ -211,15 +210,14 @@ void TimeTrackerCore::handlePower(void (SessionManager::*handle)()) {
 /// The notifications come on the worker and are acted upon on the main thread.
 void TimeTrackerCore::listenToUploads() {
     UploadService::Notifications notifications;
-    notifications.serverTodayTotalDidUpdate =
-        [weak = QPointer(this), &main = platform.main](ServerTodayTotal total, QString domainKey) {
-            main.post([weak, total, domainKey] {
-                if (weak && weak->domain.domainKey() == domainKey)
-                    weak->sessionManager.applyServerTodayTotal(total);
-            });
-        };
-    notifications.sessionTakenOverByOtherDevice = [weak = QPointer(this),
-                                                   &main = platform.main](QUuid sessionId, int) {
+    notifications.serverTodayTotalDidUpdate = [weak = QPointer(this), &main = platform.main](ServerTodayTotal total,
+                                                                                             QString domainKey) {
+        main.post([weak, total, domainKey] {
+            if (weak && weak->domain.domainKey() == domainKey)
+                weak->sessionManager.applyServerTodayTotal(total);
+        });
+    };
+    notifications.sessionTakenOverByOtherDevice = [weak = QPointer(this), &main = platform.main](QUuid sessionId, int) {
         main.post([weak, sessionId] {
             if (weak && weak->sessionManager.handleSessionTakenOver(sessionId))
                 weak->presentTakeover();
@@ -238,7 +236,7 @@ void TimeTrackerCore::listenToUploads() {
 /// its rules apply to them.
 void TimeTrackerCore::handleSessionInvalidated() {
     if (sessionManager.isTracking())
-        sessionManager.stopTracking(QStringLiteral("Session ended"));
+        sessionManager.stopTracking(u"Session ended"_s);
     sessionManager.discardInterruptedSession();
     appState.applySessionInvalidated();
     sessionManager.applyConfig(std::nullopt);
@@ -268,9 +266,9 @@ void TimeTrackerCore::presentIdleQuestion() {
     Alert alert;
     alert.style = Alert::Style::warning;
     alert.showsIcon = true;
-    alert.message = QStringLiteral("You are idle");
-    alert.informative = QStringLiteral("Continue the session or stop?");
-    alert.buttons = {QStringLiteral("Continue"), QStringLiteral("Stop")};
+    alert.message = u"You are idle"_s;
+    alert.informative = u"Continue the session or stop?"_s;
+    alert.buttons = {u"Continue"_s, u"Stop"_s};
     alert.identifier = idleQuestion;
     platform.desktop.present(alert, [weak = QPointer(this)](int button) {
         if (weak)
@@ -283,7 +281,7 @@ void TimeTrackerCore::answerIdleQuestion(int button) {
     if (button == 0)
         sessionManager.continueAfterIdle();
     else
-        sessionManager.stopTracking(QStringLiteral("idle"));
+        sessionManager.stopTracking(u"idle"_s);
 }
 
 /// The session went on or ended by another way.
@@ -296,10 +294,9 @@ void TimeTrackerCore::presentTakeover() {
     platform.desktop.activate();
     Alert alert;
     alert.showsIcon = true;
-    alert.message = QStringLiteral("Session resumed on another device");
-    alert.informative = QStringLiteral(
-        "Tracking on this device was stopped because your session was resumed on another device.");
-    alert.buttons = {QStringLiteral("OK")};
-    alert.identifier = QStringLiteral("SessionTakenOverDialog");
+    alert.message = u"Session resumed on another device"_s;
+    alert.informative = u"Tracking on this device was stopped because your session was resumed on another device."_s;
+    alert.buttons = {u"OK"_s};
+    alert.identifier = u"SessionTakenOverDialog"_s;
     platform.desktop.present(alert, [](int) {});
 }

@@ -5,15 +5,17 @@
 #include "server/APIError.h"
 #include "tracking/SessionManager.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString signInFirst = QStringLiteral("Sign in to check for updates.");
+const QString signInFirst = u"Sign in to check for updates."_s;
 
 void tell(Desktop& desktop, const QString& message, const QString& informative = QString()) {
     Alert alert;
     alert.message = message;
     alert.informative = informative;
-    alert.buttons = {QStringLiteral("OK")};
+    alert.buttons = {u"OK"_s};
     desktop.present(alert, [](int) {});
 }
 
@@ -33,8 +35,7 @@ Task<> checkForUpdatesFromMenu(AppStateManager& appState, SessionManager& sessio
     if (!appState.isAuthenticated()) // signed out meanwhile: nothing was learnt
         co_return tell(desktop, signInFirst);
     if (failure)
-        co_return tell(desktop, QStringLiteral("Failed to check for updates."), *failure);
+        co_return tell(desktop, u"Failed to check for updates."_s, *failure);
     sessionManager.applyConfig(appState.remoteConfig());
-    tell(desktop, appState.forceClientUpdate() ? QStringLiteral("A newer version is available.")
-                                               : QStringLiteral("You’re up to date."));
+    tell(desktop, appState.forceClientUpdate() ? u"A newer version is available."_s : u"You’re up to date."_s);
 }

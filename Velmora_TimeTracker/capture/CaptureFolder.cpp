@@ -52,9 +52,8 @@ int CaptureFolder::cleanupOldCaptures(const QString& directory, int maxFileCount
     std::vector<Entry> oldestFirst;
     for (const QFileInfo& entry : entries) {
         const QDateTime modified = entry.lastModified();
-        oldestFirst.push_back(
-            {modified.isValid() ? modified.toMSecsSinceEpoch() : std::numeric_limits<qint64>::min(),
-             directory + u'/' + entry.fileName()});
+        oldestFirst.push_back({modified.isValid() ? modified.toMSecsSinceEpoch() : std::numeric_limits<qint64>::min(),
+                               directory + u'/' + entry.fileName()});
     }
     std::ranges::stable_sort(oldestFirst, {}, &Entry::modified);
     // What cannot be removed counts all the same, or a newer picture would go in its place.

@@ -3,15 +3,17 @@
 #include "platform/Log.h"
 #include "platform/Permissions.h"
 
+using namespace Qt::StringLiterals;
+
 bool PermissionService::hasScreenRecordingPermission() const {
     return permissions_.canRecordScreen();
 }
 
 bool PermissionService::hasInputMonitoringPermission() const {
     const int status = permissions_.inputMonitoringStatus();
-    const QString word = status == 0   ? QString("Granted")
-                         : status == 1 ? QString("Denied")
-                                       : QString("Unknown(rawValue: %1)").arg(status);
+    const QString word = status == 0   ? u"Granted"_s
+                         : status == 1 ? u"Denied"_s
+                                       : u"Unknown(rawValue: %1)"_s.arg(status);
     qCDebug(Log::permissions, "IOHIDCheckAccess(ListenEvent) = %s", qUtf8Printable(word));
     return status == 0;
 }

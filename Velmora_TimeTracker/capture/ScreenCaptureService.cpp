@@ -19,8 +19,7 @@ namespace {
 
 constexpr Seconds firstCaptureAfter = 60;
 constexpr Seconds leeway = 15;
-constexpr qint64 maxIntervalMinutes =
-    20 * 24 * 60; ///< What timers can be asked for; the server may send anything.
+constexpr qint64 maxIntervalMinutes = 20 * 24 * 60; ///< What timers can be asked for; the server may send anything.
 constexpr Seconds frameTimeout = 5;
 constexpr double jpegQuality = 0.6;
 
@@ -50,9 +49,9 @@ Taken singlePicture(DisplaySource& displays, const DisplayDescription& display, 
 Task<Taken> streamedPicture(DisplaySource& displays, DisplayDescription display, int index, QSize size) {
     const auto collector = std::make_shared<SingleFrameCollector>();
     const auto stream = displays.makeStream(display, size);
-    const auto error =
-        stream ? stream->start([collector](StreamSample sample) { collector->receive(std::move(sample)); })
-               : DisplayError{"the display offers no stream"};
+    const auto error = stream
+                           ? stream->start([collector](StreamSample sample) { collector->receive(std::move(sample)); })
+                           : DisplayError{"the display offers no stream"};
     if (error)
         co_return sourceFailed(*error);
     const std::optional<RawImage> frame = co_await collector->waitForFrame(frameTimeout);
@@ -80,8 +79,7 @@ struct ScreenCaptureService::Cycle {
 
     Task<CaptureOutcome> captureAllDisplays(QString timestampToken) const;
     Task<Taken> take(DisplayDescription display, int index) const;
-    std::optional<CaptureOutcome> save(const Picture& picture, int index,
-                                       const QString& timestampToken) const;
+    std::optional<CaptureOutcome> save(const Picture& picture, int index, const QString& timestampToken) const;
     QString timestampToken() const;
     void report(CaptureOutcome outcome) const;
 };
@@ -119,8 +117,7 @@ Task<CaptureOutcome> ScreenCaptureService::Cycle::captureAllDisplays(QString tim
             co_return *failure;
         ++index;
     }
-    qCInfo(Log::capture, "Screenshots captured: %d display(s), session %s", index,
-           qUtf8Printable(uuidText(sessionId)));
+    qCInfo(Log::capture, "Screenshots captured: %d display(s), session %s", index, qUtf8Printable(uuidText(sessionId)));
     co_return CaptureOutcome::captured;
 }
 
@@ -129,8 +126,7 @@ Task<Taken> ScreenCaptureService::Cycle::take(DisplayDescription display, int in
     const bool streams = on.displays.deliversStreams();
     const double scale = streams ? CaptureGeometry::pixelScale(display) : display.pixelsPerPoint;
     const QSize native = CaptureGeometry::nativePixelSize(display, scale);
-    const QSize size =
-        CaptureGeometry::cappedPixelSize(native.width(), native.height(), CaptureGeometry::maxDimension);
+    const QSize size = CaptureGeometry::cappedPixelSize(native.width(), native.height(), CaptureGeometry::maxDimension);
     if (streams)
         co_return co_await streamedPicture(on.displays, display, index, size);
     co_return singlePicture(on.displays, display, index, size);
@@ -146,16 +142,15 @@ std::optional<CaptureOutcome> ScreenCaptureService::Cycle::save(const Picture& p
         qCCritical(Log::capture, "Failed writing screenshot: %s", qUtf8Printable(error));
         return CaptureOutcome::localFailure;
     }
-    qCInfo(Log::capture, "Screenshot display %d: %dx%dpx, %lld KB", index, picture.size.width(),
-           picture.size.height(), static_cast<qint64>(picture.jpeg.size()) / 1024);
+    qCInfo(Log::capture, "Screenshot display %d: %dx%dpx, %lld KB", index, picture.size.width(), picture.size.height(),
+           static_cast<qint64>(picture.jpeg.size()) / 1024);
     return std::nullopt;
 }
 
 void ScreenCaptureService::Cycle::report(CaptureOutcome outcome) const {
     switch (outcome) {
     case CaptureOutcome::captured:
-        qCInfo(Log::capture,
-               "Posting captureComplete notification to trigger heartbeat and screenshot upload");
+        qCInfo(Log::capture, "Posting captureComplete notification to trigger heartbeat and screenshot upload");
         callbacks->onCaptureComplete();
         if (const int pruned = CaptureFolder::cleanupOldCaptures(directory, CaptureFolder::maxFileCount))
             callbacks->onPicturesPruned(pruned);
@@ -172,7 +167,7 @@ void ScreenCaptureService::Cycle::report(CaptureOutcome outcome) const {
 }
 
 ScreenCaptureService::ScreenCaptureService(const Dependencies& dependencies)
-    : on_(dependencies)
+    : deps_(dependencies)
     , capturesDirectory_(CaptureFolder::capturesBaseDirectory(dependencies.information)) {
     ApplicationFolder::create(capturesDirectory_);
 }
@@ -182,28 +177,27 @@ ScreenCaptureService::~ScreenCaptureService() {
     // A cycle looks at this flag whenever it resumes, and the step that it is in now is waited for: what the
     // service was built on may go right after it.
     alive_.reset();
-    on_.utility.sync([] {});
+    deps_.utility.sync([] {});
 }
 
 void ScreenCaptureService::start(QUuid sessionId, const QString& domainKey, qint64 intervalMinutes,
                                  Callbacks callbacks) {
     const auto shared = std::make_shared<const Callbacks>(std::move(callbacks));
-    on_.queue.sync([&] {
+    deps_.queue.sync([&] {
         halt();
         interval_ = static_cast<Seconds>(std::clamp<qint64>(intervalMinutes, 1, maxIntervalMinutes) * 60);
         const bool goesOn = std::exchange(sessionId_, sessionId) == sessionId;
         const Seconds first = goesOn ? std::clamp(left_, 0.0, interval_) : firstCaptureAfter;
         due_ = uptime() + first;
-        capturesDirectory_ = CaptureFolder::capturesDirectory(on_.information, domainKey);
+        capturesDirectory_ = CaptureFolder::capturesDirectory(deps_.information, domainKey);
         ApplicationFolder::create(capturesDirectory_);
-        qCInfo(Log::capture, "Screenshot timer started: first capture in %.0fs, then every %.0fs", first,
-               interval_);
-        timer_ = on_.queue.every(first, interval_, leeway, [this, shared] { tick(shared); });
+        qCInfo(Log::capture, "Screenshot timer started: first capture in %.0fs, then every %.0fs", first, interval_);
+        timer_ = deps_.queue.every(first, interval_, leeway, [this, shared] { tick(shared); });
     });
 }
 
 void ScreenCaptureService::stop() {
-    on_.queue.sync([this] { halt(); });
+    deps_.queue.sync([this] { halt(); });
 }
 
 void ScreenCaptureService::halt() {
@@ -212,7 +206,7 @@ void ScreenCaptureService::halt() {
 }
 
 Seconds ScreenCaptureService::uptime() const {
-    return std::chrono::duration<Seconds>(on_.clock.uptime()).count();
+    return std::chrono::duration<Seconds>(deps_.clock.uptime()).count();
 }
 
 void ScreenCaptureService::tick(std::shared_ptr<const Callbacks> callbacks) {
@@ -221,14 +215,14 @@ void ScreenCaptureService::tick(std::shared_ptr<const Callbacks> callbacks) {
         return;
     }
     due_ = std::max(due_ + interval_, uptime());
-    if (!on_.permissions.canRecordScreen()) {
+    if (!deps_.permissions.canRecordScreen()) {
         qCCritical(Log::capture, "Screenshot skipped: screen recording permission denied");
         callbacks->onPermissionLost();
         return;
     }
     // Nothing waits for the cycle. Cycles do not overlap: `utility` runs one job at a time, and a stream gives up
     // long before the next tick.
-    on_.utility.post([cycle = Cycle{on_, sessionId_, capturesDirectory_, std::move(callbacks), alive_}] {
+    deps_.utility.post([cycle = Cycle{deps_, sessionId_, capturesDirectory_, std::move(callbacks), alive_}] {
         spawn(Cycle::run(cycle), "capture cycle");
     });
 }

@@ -63,7 +63,7 @@ private:
     void halt();
     Seconds uptime() const;
 
-    const Dependencies on_;
+    const Dependencies deps_;
     // Touched on `queue` only.
     std::unique_ptr<Executor::Timer> timer_;
     QString capturesDirectory_;

@@ -5,10 +5,8 @@
 #include <cmath>
 
 QByteArray encodeAuthTokens(const AuthTokens& tokens) {
-    if (!std::isfinite(tokens.expiresAt.secondsSince2001) ||
-        !std::isfinite(tokens.refreshExpiresAt.secondsSince2001)) {
+    if (!std::isfinite(tokens.expiresAt.secondsSince2001) || !std::isfinite(tokens.refreshExpiresAt.secondsSince2001))
         return {};
-    }
     return Json::compact({
         {"accessToken", tokens.accessToken},
         {"refreshToken", tokens.refreshToken},
@@ -27,10 +25,7 @@ std::optional<AuthTokens> decodeAuthTokens(const QByteArray& encoded) {
     const auto refreshExpiresAt = Json::date(json, "refreshExpiresAt");
     const auto expiresAtRaw = Json::string(json, "expiresAtRaw");
     const auto refreshExpiresAtRaw = Json::string(json, "refreshExpiresAtRaw");
-    if (!accessToken || !refreshToken || !expiresAt || !refreshExpiresAt || !expiresAtRaw ||
-        !refreshExpiresAtRaw) {
+    if (!accessToken || !refreshToken || !expiresAt || !refreshExpiresAt || !expiresAtRaw || !refreshExpiresAtRaw)
         return std::nullopt;
-    }
-    return AuthTokens{*accessToken,      *refreshToken, *expiresAt,
-                      *refreshExpiresAt, *expiresAtRaw, *refreshExpiresAtRaw};
+    return AuthTokens{*accessToken, *refreshToken, *expiresAt, *refreshExpiresAt, *expiresAtRaw, *refreshExpiresAtRaw};
 }

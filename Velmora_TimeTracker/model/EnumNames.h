@@ -9,20 +9,16 @@
 /// case absent, when the table does not have it.
 template <typename Case, std::size_t Count>
 QString nameOf(const std::pair<Case, const char*> (&names)[Count], Case wanted) {
-    for (const auto& [value, name] : names) {
-        if (value == wanted) {
+    for (const auto& [value, name] : names)
+        if (value == wanted)
             return QString::fromLatin1(name);
-        }
-    }
     return {};
 }
 
 template <typename Case, std::size_t Count>
 std::optional<Case> caseOf(const std::pair<Case, const char*> (&names)[Count], const QString& wanted) {
-    for (const auto& [value, name] : names) {
-        if (wanted == QLatin1StringView(name)) {
+    for (const auto& [value, name] : names)
+        if (wanted == QLatin1StringView(name))
             return value;
-        }
-    }
     return std::nullopt;
 }

@@ -20,9 +20,8 @@ struct LocalTime {
 std::optional<LocalTime> localTime(Date date, const QTimeZone& timeZone) {
     constexpr double maxSeconds = 1e12; // far outside the years that can be written
     const double seconds = std::floor(date.secondsSince1970());
-    if (!(std::abs(seconds) < maxSeconds)) {
+    if (!(std::abs(seconds) < maxSeconds))
         return std::nullopt;
-    }
     const QDateTime utc = QDateTime::fromSecsSinceEpoch(static_cast<qint64>(seconds), Qt::UTC);
     const int offsetMinutes = timeZone.offsetFromUtc(utc) / 60;
     const QDateTime local = utc.addSecs(offsetMinutes * 60);
@@ -33,20 +32,18 @@ std::optional<LocalTime> localTime(Date date, const QTimeZone& timeZone) {
 QString written(const LocalTime& local, bool isZulu) {
     const QDate date = local.dateTime.date();
     const QTime time = local.dateTime.time();
-    const QString dateTime = QString::asprintf("%04d-%02d-%02dT%02d:%02d:%02d", date.year(), date.month(),
-                                               date.day(), time.hour(), time.minute(), time.second());
-    if (isZulu) {
+    const QString dateTime = QString::asprintf("%04d-%02d-%02dT%02d:%02d:%02d", date.year(), date.month(), date.day(),
+                                               time.hour(), time.minute(), time.second());
+    if (isZulu)
         return dateTime + u'Z';
-    }
     const int minutes = std::abs(local.offsetMinutes);
-    return dateTime +
-           QString::asprintf("%c%02d:%02d", local.offsetMinutes < 0 ? '-' : '+', minutes / 60, minutes % 60);
+    return dateTime + QString::asprintf("%c%02d:%02d", local.offsetMinutes < 0 ? '-' : '+', minutes / 60, minutes % 60);
 }
 
 /// `fraction` is the pattern of what stands between the seconds and the offset.
 QRegularExpression pattern(const QString& fraction) {
-    return QRegularExpression(QRegularExpression::anchoredPattern(
-        R"((\d{4})-(\d{2})-(\d{2})T(\d{2}):(\d{2}):(\d{2}))" + fraction + R"((?:Z|([+-])(\d{2}):?(\d{2})))"));
+    return QRegularExpression(QRegularExpression::anchoredPattern(R"((\d{4})-(\d{2})-(\d{2})T(\d{2}):(\d{2}):(\d{2}))" +
+                                                                  fraction + R"((?:Z|([+-])(\d{2}):?(\d{2})))"));
 }
 
 std::optional<Date> read(const QRegularExpressionMatch& match) {
@@ -56,9 +53,8 @@ std::optional<Date> read(const QRegularExpressionMatch& match) {
     const double fraction = ("0" + match.captured(7)).toDouble();
     const int offsetHours = number(9);
     const int offsetMinutes = number(10);
-    if (!match.hasMatch() || !date.isValid() || !time.isValid() || offsetHours > 23 || offsetMinutes > 59) {
+    if (!match.hasMatch() || !date.isValid() || !time.isValid() || offsetHours > 23 || offsetMinutes > 59)
         return std::nullopt;
-    }
     const int offset = (offsetHours * 60 + offsetMinutes) * 60 * (match.captured(8) == u'-' ? -1 : 1);
     const qint64 wholeSeconds = QDateTime(date, time, Qt::UTC).toSecsSinceEpoch() - offset;
     return Date::since1970(static_cast<double>(wholeSeconds)) + fraction;

@@ -11,9 +11,8 @@ std::optional<std::vector<RemoteProject>> projectsFromJson(const QJsonArray& jso
         const QJsonObject project = value.toObject();
         const auto id = Json::string(project, "project_id");
         const auto name = Json::string(project, "project_name");
-        if (!id || !name) {
+        if (!id || !name)
             return std::nullopt;
-        }
         projects.push_back({*id, *name});
     }
     return projects;
@@ -21,9 +20,8 @@ std::optional<std::vector<RemoteProject>> projectsFromJson(const QJsonArray& jso
 
 QJsonArray toJson(const std::vector<RemoteProject>& projects) {
     QJsonArray json;
-    for (const RemoteProject& project : projects) {
+    for (const RemoteProject& project : projects)
         json.append(QJsonObject{{"project_id", project.id}, {"project_name", project.name}});
-    }
     return json;
 }
 
@@ -57,9 +55,8 @@ std::optional<RemoteConfig> configFromJson(const QJsonObject& json) {
     const auto screenshotIntervalMinutes = Json::integer(json, "screenshot_interval_minutes");
     const auto idleMinutesThreshold = Json::integer(json, "idle_minutes_threshold");
     const auto discardIdleTime = Json::boolean(json, "discard_idle_time");
-    if (!deviceId || !projects || !screenshotIntervalMinutes || !idleMinutesThreshold || !discardIdleTime) {
+    if (!deviceId || !projects || !screenshotIntervalMinutes || !idleMinutesThreshold || !discardIdleTime)
         return std::nullopt;
-    }
     RemoteConfig config;
     config.deviceId = *deviceId;
     config.projects = *projects;
@@ -67,8 +64,7 @@ std::optional<RemoteConfig> configFromJson(const QJsonObject& json) {
     config.idleMinutesThreshold = *idleMinutesThreshold;
     config.discardIdleTime = *discardIdleTime;
     bool isWellTyped = true;
-    forEachOptional(
-        config, [&](const char* key, auto& value) { isWellTyped = read(json, key, value) && isWellTyped; });
+    forEachOptional(config, [&](const char* key, auto& value) { isWellTyped = read(json, key, value) && isWellTyped; });
     return isWellTyped ? std::optional(config) : std::nullopt;
 }
 

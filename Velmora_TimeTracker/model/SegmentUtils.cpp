@@ -53,9 +53,8 @@ std::optional<Date> calendarDate(Date date, const QTimeZone& timeZone) {
 
 std::optional<Date> startOfDayAfter(Date date, int days, const QTimeZone& timeZone) {
     const QDate day = wallClock(date, timeZone).day.addDays(days);
-    if (!day.isValid() || !timeZone.isValid()) {
+    if (!day.isValid() || !timeZone.isValid())
         return std::nullopt;
-    }
     // The earliest instant at which the wall clock shows midnight or later. No zone is a whole day from UTC,
     // so the day before is a safe place to start from; QDate::startOfDay takes the second of two midnights.
     const QDateTime midnight(day, QTime(0, 0), Qt::UTC);

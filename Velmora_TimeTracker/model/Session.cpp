@@ -32,9 +32,8 @@ bool isEncodable(const Session& session) {
 
 QJsonObject toJson(const TrackingInterval& interval) {
     QJsonObject json{{"id", uuidText(interval.id)}, {"startedAt", interval.startedAt.secondsSince2001}};
-    if (interval.stoppedAt) {
+    if (interval.stoppedAt)
         json.insert("stoppedAt", interval.stoppedAt->secondsSince2001);
-    }
     return json;
 }
 
@@ -42,9 +41,8 @@ std::optional<TrackingInterval> intervalFromJson(const QJsonObject& json) {
     const auto id = Json::uuid(json, "id");
     const auto startedAt = Json::date(json, "startedAt");
     const auto stoppedAt = Json::date(json, "stoppedAt");
-    if (!id || !startedAt || Json::isMistyped(json, "stoppedAt", stoppedAt)) {
+    if (!id || !startedAt || Json::isMistyped(json, "stoppedAt", stoppedAt))
         return std::nullopt;
-    }
     return TrackingInterval{*id, *startedAt, stoppedAt};
 }
 
@@ -53,9 +51,8 @@ std::optional<std::vector<TrackingInterval>> intervalsFromJson(const QJsonArray&
     intervals.reserve(static_cast<std::size_t>(json.size()));
     for (const QJsonValue& value : json) {
         auto interval = intervalFromJson(value.toObject());
-        if (!interval) {
+        if (!interval)
             return std::nullopt;
-        }
         intervals.push_back(*interval);
     }
     return intervals;
@@ -65,9 +62,8 @@ std::optional<std::vector<TrackingInterval>> intervalsFromJson(const QJsonArray&
 
 Seconds Session::totalSeconds(Date asOf) const {
     Seconds total = 0;
-    for (const TrackingInterval& interval : intervals) {
+    for (const TrackingInterval& interval : intervals)
         total += std::max(0.0, interval.stoppedAt.value_or(asOf) - interval.startedAt);
-    }
     return total;
 }
 
@@ -86,13 +82,11 @@ std::optional<QUuid> parseUuid(const QString& text) {
 }
 
 std::optional<QByteArray> encodeSession(const Session& session) {
-    if (!isEncodable(session)) {
+    if (!isEncodable(session))
         return std::nullopt;
-    }
     QJsonArray intervals;
-    for (const TrackingInterval& interval : session.intervals) {
+    for (const TrackingInterval& interval : session.intervals)
         intervals.append(toJson(interval));
-    }
     QJsonObject json{
         {"id", uuidText(session.id)},
         {"deviceId", session.deviceId},
@@ -104,12 +98,10 @@ std::optional<QByteArray> encodeSession(const Session& session) {
         {"activityScore", session.activityScore},
         {"status", nameOf(statusNames, session.status)},
     };
-    if (session.idleDiscardCutoffAt) {
+    if (session.idleDiscardCutoffAt)
         json.insert("idleDiscardCutoffAt", session.idleDiscardCutoffAt->secondsSince2001);
-    }
-    if (session.reportedTotalSeconds) {
+    if (session.reportedTotalSeconds)
         json.insert("reportedTotalSeconds", *session.reportedTotalSeconds);
-    }
     return Json::compact(json);
 }
 
@@ -126,12 +118,11 @@ std::optional<Session> decodeSession(const QByteArray& payload) {
     const auto status = Json::then(Json::string(json, "status"), sessionStatus);
     const auto idleDiscardCutoffAt = Json::date(json, "idleDiscardCutoffAt");
     const auto reportedTotalSeconds = Json::integer(json, "reportedTotalSeconds");
-    const bool isComplete = id && deviceId && projectId && projectName && intervals && mouseCount &&
-                            keyboardCount && activityScore && status;
+    const bool isComplete = id && deviceId && projectId && projectName && intervals && mouseCount && keyboardCount &&
+                            activityScore && status;
     if (!isComplete || Json::isMistyped(json, "idleDiscardCutoffAt", idleDiscardCutoffAt) ||
-        Json::isMistyped(json, "reportedTotalSeconds", reportedTotalSeconds)) {
+        Json::isMistyped(json, "reportedTotalSeconds", reportedTotalSeconds))
         return std::nullopt;
-    }
     return Session{*id,        *deviceId,           *projectId,          *projectName,
                    *intervals, *mouseCount,         *keyboardCount,      *activityScore,
                    *status,    idleDiscardCutoffAt, reportedTotalSeconds};

@@ -27,8 +27,8 @@ std::optional<int> smallInteger(const QJsonObject& from, const QString& key) {
 }
 
 std::optional<QByteArray> base64(const QString& text) {
-    const auto decoded = QByteArray::fromBase64Encoding(
-        text.toLatin1(), QByteArray::Base64Encoding | QByteArray::AbortOnBase64DecodingErrors);
+    const auto decoded = QByteArray::fromBase64Encoding(text.toLatin1(), QByteArray::Base64Encoding |
+                                                                             QByteArray::AbortOnBase64DecodingErrors);
     return decoded ? std::optional(*decoded) : std::nullopt;
 }
 
@@ -57,12 +57,10 @@ QByteArray encodeUploadTask(const UploadTask& task) {
         {"status", rawName(task.status)},
         {"priority", task.priority},
     };
-    if (task.filePath) {
+    if (task.filePath)
         json.insert("filePath", *task.filePath);
-    }
-    if (task.jsonPayload) {
+    if (task.jsonPayload)
         json.insert("jsonPayload", QString::fromLatin1(task.jsonPayload->toBase64()));
-    }
     return Json::compact(json);
 }
 
@@ -79,9 +77,7 @@ std::optional<UploadTask> decodeUploadTask(const QByteArray& encoded) {
     const auto priority = smallInteger(json, "priority");
     const bool isComplete = id && sessionId && type && retryCount && createdAt && status && priority;
     if (!isComplete || Json::isMistyped(json, "filePath", filePath) ||
-        Json::isMistyped(json, "jsonPayload", jsonPayload)) {
+        Json::isMistyped(json, "jsonPayload", jsonPayload))
         return std::nullopt;
-    }
-    return UploadTask{*id,         *sessionId, *type,   filePath, jsonPayload,
-                      *retryCount, *createdAt, *status, *priority};
+    return UploadTask{*id, *sessionId, *type, filePath, jsonPayload, *retryCount, *createdAt, *status, *priority};
 }

@@ -28,8 +28,7 @@ public:
     /// Runs `job` first after `first` seconds and then every `interval` seconds (above 0). A firing may come up to
     /// `leeway` seconds late, so that the system can put wake-ups together. Firings that were missed, in a sleep
     /// of the machine for instance, are not made up for.
-    [[nodiscard]] virtual std::unique_ptr<Timer> every(Seconds first, Seconds interval, Seconds leeway,
-                                                       Job job) = 0;
+    [[nodiscard]] virtual std::unique_ptr<Timer> every(Seconds first, Seconds interval, Seconds leeway, Job job) = 0;
 
     /// Runs `job` on the executor and returns when it is done; at once when called on the executor itself.
     virtual void sync(const Job& job) = 0;

@@ -8,8 +8,8 @@ bool sameName(const QByteArray& a, const QByteArray& b) {
 }
 
 QByteArray valueOf(const HTTPHeaders& headers, const QByteArray& name) {
-    const auto found = std::find_if(headers.begin(), headers.end(),
-                                    [&](const auto& entry) { return sameName(entry.first, name); });
+    const auto found =
+        std::find_if(headers.begin(), headers.end(), [&](const auto& entry) { return sameName(entry.first, name); });
     return found == headers.end() ? QByteArray() : found->second;
 }
 } // namespace
@@ -23,8 +23,8 @@ QByteArray URLResponse::header(const QByteArray& name) const {
 }
 
 void URLRequest::setHeader(const QByteArray& name, const QByteArray& value) {
-    const auto found = std::find_if(headers.begin(), headers.end(),
-                                    [&](const auto& entry) { return sameName(entry.first, name); });
+    const auto found =
+        std::find_if(headers.begin(), headers.end(), [&](const auto& entry) { return sameName(entry.first, name); });
     if (found == headers.end())
         headers.emplace_back(name, value);
     else

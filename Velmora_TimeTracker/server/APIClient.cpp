@@ -7,6 +7,8 @@
 #include "server/RequestTokens.h"
 #include "storage/KeychainService.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // Characters of a payload in the log: of the line before an exchange, and of the entry after it.
@@ -34,14 +36,13 @@ void logRequest(const URLRequest& request) {
 }
 
 QString titleOf(const URLRequest& request, const QString& outcome) {
-    return QString::fromUtf8(request.method) + QStringLiteral(" -> ") + pathOf(request.url) +
-           QStringLiteral(" • ") + outcome;
+    return QString::fromUtf8(request.method) + u" -> "_s + pathOf(request.url) + u" • "_s + outcome;
 }
 
 /// The lines that begin each entry. The base URL comes from the server and could hold a password.
 QString addressLines(const URLRequest& request) {
-    return QStringLiteral("URL: ") + request.url.toString(QUrl::FullyEncoded | QUrl::RemovePassword) +
-           QStringLiteral("\nMethod: ") + QString::fromUtf8(request.method);
+    return u"URL: "_s + request.url.toString(QUrl::FullyEncoded | QUrl::RemovePassword) + u"\nMethod: "_s +
+           QString::fromUtf8(request.method);
 }
 
 QString payloadLines(const QString& heading, const std::optional<QByteArray>& payload) {
@@ -50,8 +51,8 @@ QString payloadLines(const QString& heading, const std::optional<QByteArray>& pa
 
 } // namespace
 
-APIClient::APIClient(URLSession& session, const APIEndpoints& endpoints, KeychainService& keychain,
-                     Executor& worker, Executor& main)
+APIClient::APIClient(URLSession& session, const APIEndpoints& endpoints, KeychainService& keychain, Executor& worker,
+                     Executor& main)
     : session_(session)
     , endpoints_(endpoints)
     , keychain_(keychain)
@@ -68,10 +69,8 @@ URLRequest APIClient::stamped(const QUrl& url, const APIRequest& request) {
     stamped.method = request.method;
     stamped.timeout = timeout;
     stamped.body = request.body.value_or(QByteArray());
-    stamped.headers = {{"Content-Type", "application/json"},
-                       {"Accept", "application/json"},
-                       {"app-client", "mac"},
-                       {"X-App", "hr"}};
+    stamped.headers = {
+        {"Content-Type", "application/json"}, {"Accept", "application/json"}, {"app-client", "mac"}, {"X-App", "hr"}};
     for (const auto& [name, value] : request.extraHeaders)
         stamped.setHeader(name, value);
     if (request.includeAuthorization) {
@@ -121,18 +120,15 @@ Task<URLResponse> APIClient::loggedExchange(URLRequest request, std::optional<QB
     }
     QString detail = addressLines(request);
     if (failure) {
-        detail += payloadLines(QStringLiteral("Request payload:"), body) + QStringLiteral("\nError:\n") +
-                  failure->localizedDescription();
-        co_await report(titleOf(request, QStringLiteral("no HTTP response")), detail, true);
+        detail += payloadLines(u"Request payload:"_s, body) + u"\nError:\n"_s + failure->localizedDescription();
+        co_await report(titleOf(request, u"no HTTP response"_s), detail, true);
         throw URLError(*failure);
     }
     if (!response.statusCode)
         throw APIError::serverError(-1);
-    detail += QStringLiteral("\nStatusCode: %1").arg(*response.statusCode) +
-              payloadLines(QStringLiteral("Request payload:"), body) +
-              payloadLines(QStringLiteral("Response payload:"), response.body);
-    co_await report(titleOf(request, QString::number(*response.statusCode)), detail,
-                    !isSuccess(*response.statusCode));
+    detail += u"\nStatusCode: %1"_s.arg(*response.statusCode) + payloadLines(u"Request payload:"_s, body) +
+              payloadLines(u"Response payload:"_s, response.body);
+    co_await report(titleOf(request, QString::number(*response.statusCode)), detail, !isSuccess(*response.statusCode));
     co_return response;
 }
 

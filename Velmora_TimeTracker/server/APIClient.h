@@ -48,9 +48,7 @@ public:
 
     /// What a 401 runs, on the worker: true when new tokens are stored; may throw URLError. Set once by the
     /// composition root, since the authentication is built on this client; without it a 401 is final.
-    void setUnauthorizedHandler(std::function<Task<bool>()> handler) {
-        handleUnauthorized_ = std::move(handler);
-    }
+    void setUnauthorizedHandler(std::function<Task<bool>()> handler) { handleUnauthorized_ = std::move(handler); }
 
     /// The body of a 2xx response. Throws APIError.
     Task<QByteArray> request(APIRequest request);
@@ -60,8 +58,7 @@ public:
     template <typename Decode>
     auto request(APIRequest request, Decode decode)
         -> Task<typename std::invoke_result_t<Decode, const QByteArray&>::value_type> {
-        return runOn(worker_,
-                     [this, request = std::move(request), decode] { return decoded(request, decode); });
+        return runOn(worker_, [this, request = std::move(request), decode] { return decoded(request, decode); });
     }
 
 private:

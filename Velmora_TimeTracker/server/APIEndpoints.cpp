@@ -7,6 +7,8 @@
 
 #include <arpa/inet.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// Relative paths resolve below a base URL only when its path ends in a slash.
@@ -23,8 +25,8 @@ QString normalizeBaseURLString(QString text) {
         text.remove(0, 1);
     while (text.endsWith(u'"'))
         text.chop(1);
-    const QString oneSlash = QStringLiteral("https:/");
-    const QString twoSlashes = QStringLiteral("https://");
+    const QString oneSlash = u"https:/"_s;
+    const QString twoSlashes = u"https://"_s;
     if (text.startsWith(oneSlash) && !text.startsWith(twoSlashes))
         text.replace(0, oneSlash.size(), twoSlashes);
     return text;
@@ -35,7 +37,7 @@ QString normalizeBaseURLString(QString text) {
 bool isBelow(const QUrl& root, const QUrl& url) {
     return url.isValid() && url.scheme() == root.scheme() && url.authority() == root.authority() &&
            url.path(QUrl::FullyEncoded).startsWith(root.path(QUrl::FullyEncoded)) &&
-           !url.path(QUrl::FullyDecoded).split(u'/').contains(QStringLiteral(".."));
+           !url.path(QUrl::FullyDecoded).split(u'/').contains(u".."_s);
 }
 
 bool isLoopback(const QString& host) {
@@ -46,14 +48,14 @@ bool isLoopback(const QString& host) {
         return ntohl(v4.s_addr) >> 24 == IN_LOOPBACKNET;
     if (inet_pton(AF_INET6, text.constData(), &v6) == 1)
         return IN6_IS_ADDR_LOOPBACK(&v6);
-    return host == QStringLiteral("localhost");
+    return host == u"localhost"_s;
 }
 
 } // namespace
 
 APIEndpoints::APIEndpoints(const DomainStorage& domain, const ApplicationInfo& information)
     : domain_(domain)
-    , bundleDefault_(bundleDefault(information.information(QStringLiteral("APIBaseURL")))) {}
+    , bundleDefault_(bundleDefault(information.information(u"APIBaseURL"_s))) {}
 
 QUrl APIEndpoints::baseURL() const {
     std::optional<QUrl> selected = domain_.getBaseURL();
@@ -78,27 +80,26 @@ QUrl APIEndpoints::url(const QString& path) const {
 }
 
 bool APIEndpoints::isSecure(const QUrl& url) {
-    return url.scheme() == QStringLiteral("https") || isLoopback(url.host());
+    return url.scheme() == u"https"_s || isLoopback(url.host());
 }
 
 URLError APIEndpoints::insecure(const QUrl& url) {
-    const URLError failure(
-        URLError::Code::insecureConnection,
-        QStringLiteral("Nothing is sent to %1: its address is not https.").arg(url.host()));
+    const URLError failure(URLError::Code::insecureConnection,
+                           u"Nothing is sent to %1: its address is not https."_s.arg(url.host()));
     qCCritical(Log::upload, "%s", failure.what());
     return failure;
 }
 
 std::optional<QUrl> APIEndpoints::bundleDefault(const std::optional<QString>& information) {
     // "$(" begins a build variable that nobody filled in.
-    if (!information || information->startsWith(QStringLiteral("$(")))
+    if (!information || information->startsWith(u"$("_s))
         return std::nullopt;
     const QString text = normalizeBaseURLString(*information);
     const QUrl url(text, QUrl::StrictMode);
-    const bool isUsable = text.startsWith(QStringLiteral("https:")) && url.isValid() && !url.host().isEmpty();
+    const bool isUsable = text.startsWith(u"https:"_s) && url.isValid() && !url.host().isEmpty();
     return isUsable ? std::optional(url) : std::nullopt;
 }
 
 QUrl APIEndpoints::fallbackURL() {
-    return QUrl(QStringLiteral("https://api.velmora.example/api/v1/"));
+    return QUrl(u"https://api.velmora.example/api/v1/"_s);
 }

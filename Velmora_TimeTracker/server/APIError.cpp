@@ -1,5 +1,7 @@
 #include "server/APIError.h"
 
+using namespace Qt::StringLiterals;
+
 APIError::APIError(Kind kind, int statusCode, std::optional<URLError> underlying)
     : kind_(kind)
     , statusCode_(statusCode)
@@ -27,15 +29,15 @@ APIError APIError::decodingFailed() {
 QString APIError::localizedDescription() const {
     switch (kind_) {
     case Kind::serverError:
-        return QStringLiteral("The server answered with status %1.").arg(statusCode_);
+        return u"The server answered with status %1."_s.arg(statusCode_);
     case Kind::network:
         return underlying_->localizedDescription();
     case Kind::invalidURL:
-        return QStringLiteral("The address of the request is not valid.");
+        return u"The address of the request is not valid."_s;
     case Kind::unauthorized:
-        return QStringLiteral("The server does not accept the sign-in.");
+        return u"The server does not accept the sign-in."_s;
     case Kind::decodingFailed:
-        return QStringLiteral("The server's answer could not be read.");
+        return u"The server's answer could not be read."_s;
     }
     return {};
 }

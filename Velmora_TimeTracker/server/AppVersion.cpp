@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// The characters count as numbers in any script, as the wire's readers see them, but only decimal digits
@@ -20,12 +22,11 @@ qint64 leadingNumber(const QString& piece) {
 } // namespace
 
 QString AppVersion::currentMarketingVersion(const ApplicationInfo& information) {
-    return information.information(QStringLiteral("CFBundleShortVersionString"))
-        .value_or(QStringLiteral("0.0.0"));
+    return information.information(u"CFBundleShortVersionString"_s).value_or(u"0.0.0"_s);
 }
 
 QString AppVersion::currentBuildVersion(const ApplicationInfo& information) {
-    return information.information(QStringLiteral("CFBundleVersion")).value_or(QStringLiteral("0"));
+    return information.information(u"CFBundleVersion"_s).value_or(u"0"_s);
 }
 
 std::vector<qint64> AppVersion::parse(const QString& version) {

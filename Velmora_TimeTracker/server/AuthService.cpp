@@ -12,6 +12,8 @@
 #include "storage/KeychainService.h"
 #include "storage/PreferenceStores.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // Lifetimes of tokens whose expiry the server did not tell in a known form.
@@ -31,43 +33,42 @@ APIRequest signInRequest(const QString& path, const QByteArray& body) {
 } // namespace
 
 AuthService::AuthService(const Dependencies& dependencies)
-    : on_(dependencies)
-    , loginTask_(on_.worker)
-    , refresh_(on_.worker) {}
+    : deps_(dependencies)
+    , loginTask_(deps_.worker)
+    , refresh_(deps_.worker) {}
 
 Task<SingleLoginResult> AuthService::login(QString email, QString password) {
     const LoginRequest body{.email = email, .password = password, .isOtp = std::nullopt};
-    return runOn(on_.worker, [this, body] {
-        return loginTask_.run([this, body] { return performSingleLoginOnWorker(body); });
-    });
+    return runOn(deps_.worker,
+                 [this, body] { return loginTask_.run([this, body] { return performSingleLoginOnWorker(body); }); });
 }
 
 Task<SingleLoginResult> AuthService::performSingleLogin(LoginRequest body) {
-    return runOn(on_.worker, [this, body] { return performSingleLoginOnWorker(body); });
+    return runOn(deps_.worker, [this, body] { return performSingleLoginOnWorker(body); });
 }
 
 Task<> AuthService::generateOtp(QString email) {
-    return runOn(on_.worker, [this, email] { return generateOtpOnWorker(email); });
+    return runOn(deps_.worker, [this, email] { return generateOtpOnWorker(email); });
 }
 
 Task<> AuthService::requestPasswordRecovery(QString email) {
-    return runOn(on_.worker, [this, email] { return requestPasswordRecoveryOnWorker(email); });
+    return runOn(deps_.worker, [this, email] { return requestPasswordRecoveryOnWorker(email); });
 }
 
 Task<> AuthService::logout() {
-    return runOn(on_.worker, [this] { return logoutOnWorker(); });
+    return runOn(deps_.worker, [this] { return logoutOnWorker(); });
 }
 
 Task<std::optional<AuthTokens>> AuthService::handleUnauthorized() {
-    return runOn(on_.worker, [this] { return refresh_.run([this] { return refreshOnWorker(); }); });
+    return runOn(deps_.worker, [this] { return refresh_.run([this] { return refreshOnWorker(); }); });
 }
 
 SignIn AuthService::signIn() const {
-    return {on_.domain.domainKey(), signIn_};
+    return {deps_.domain.domainKey(), signIn_};
 }
 
 Task<> AuthService::selectCompany(QString endpoint, AuthTokens tokens, QString email) {
-    return runOn(on_.worker, [this, endpoint, tokens, email]() -> Task<> {
+    return runOn(deps_.worker, [this, endpoint, tokens, email]() -> Task<> {
         const auto root = DomainStorage::buildBaseURL(endpoint);
         if (!root)
             throw APIError::invalidURL();
@@ -77,14 +78,14 @@ Task<> AuthService::selectCompany(QString endpoint, AuthTokens tokens, QString e
 }
 
 Task<bool> AuthService::restore(bool hasTokens, SignIn launched) {
-    return runOn(on_.worker, [this, hasTokens, launched]() -> Task<bool> {
+    return runOn(deps_.worker, [this, hasTokens, launched]() -> Task<bool> {
         if (signIn_ != launched.number)
             co_return false;
-        if (hasTokens && on_.domain.hasCompany() && APIEndpoints::isSecure(on_.endpoints.baseURL()))
+        if (hasTokens && deps_.domain.hasCompany() && APIEndpoints::isSecure(deps_.endpoints.baseURL()))
             co_return true;
         if (hasTokens) {
             qCCritical(Log::auth, "A sign-in without a company of a secure address is forgotten");
-            on_.keychain.deleteAuthTokens();
+            deps_.keychain.deleteAuthTokens();
         }
         if (hasTokens || hasProfile())
             forgetCompany();
@@ -94,8 +95,8 @@ Task<bool> AuthService::restore(bool hasTokens, SignIn launched) {
 
 Task<SingleLoginResult> AuthService::performSingleLoginOnWorker(LoginRequest body) {
     leaveFormerCompany();
-    APIRequest request = signInRequest(QStringLiteral("authentication/singleLogin"), encode(body));
-    const SingleLoginData data = co_await on_.api.request(std::move(request), decodeSingleLoginResponse);
+    APIRequest request = signInRequest(u"authentication/singleLogin"_s, encode(body));
+    const SingleLoginData data = co_await deps_.api.request(std::move(request), decodeSingleLoginResponse);
     co_return outcomeOf(body, data);
 }
 
@@ -108,45 +109,44 @@ SingleLoginResult AuthService::outcomeOf(const LoginRequest& body, const SingleL
     const AuthTokens tokens = parsed(*texts);
     qCInfo(Log::auth, "Login succeeded");
     if (!data.initEndpoint && data.companies && !data.companies->empty()) {
-        const QString userName =
-            data.user ? data.user->name.value_or(data.user->email) : QStringLiteral("User");
+        const QString userName = data.user ? data.user->name.value_or(data.user->email) : u"User"_s;
         return CompanySelection{*data.companies, userName, tokens};
     }
     const auto named = data.initEndpoint ? DomainStorage::buildBaseURL(*data.initEndpoint) : std::nullopt;
-    enter(named.value_or(on_.endpoints.baseURL()), tokens,
+    enter(named.value_or(deps_.endpoints.baseURL()), tokens,
           body.email); // else the company is the one that was asked
     return DirectConfig{tokens, data.user};
 }
 
 Task<> AuthService::generateOtpOnWorker(QString email) {
     const QByteArray body = Json::compact({{"email", email}, {"via", "email"}});
-    APIRequest request = signInRequest(QStringLiteral("authentication/generateOtp"), body);
-    co_await on_.api.request(std::move(request), EmptyResponse::decode);
+    APIRequest request = signInRequest(u"authentication/generateOtp"_s, body);
+    co_await deps_.api.request(std::move(request), EmptyResponse::decode);
     qCInfo(Log::auth, "Generate OTP succeeded");
 }
 
 Task<> AuthService::requestPasswordRecoveryOnWorker(QString email) {
     leaveFormerCompany();
     const QByteArray body = Json::compact({{"email", email}, {"mobile", 1}});
-    APIRequest request = signInRequest(QStringLiteral("authentication/password/recovery"), body);
+    APIRequest request = signInRequest(u"authentication/password/recovery"_s, body);
     request.extraHeaders = {{"app-client", "IOS"}}; // what the backend accepts for this call
-    co_await on_.api.request(std::move(request), EmptyResponse::decode);
+    co_await deps_.api.request(std::move(request), EmptyResponse::decode);
     qCInfo(Log::auth, "Password recovery requested");
 }
 
 Task<std::optional<AuthTokens>> AuthService::refreshOnWorker() {
-    const std::optional<AuthTokens> old = requestTokens(on_.keychain);
+    const std::optional<AuthTokens> old = requestTokens(deps_.keychain);
     if (!old) {
         qCInfo(Log::auth, "No tokens to refresh");
         co_return std::optional<AuthTokens>();
     }
     const quint64 signIn = signIn_;
     const QByteArray body = Json::compact({{"refresh_token", old->refreshToken}});
-    APIRequest request = signInRequest(QStringLiteral("authentication/refresh"), body);
+    APIRequest request = signInRequest(u"authentication/refresh"_s, body);
     std::optional<RefreshResponseData> reply;
     std::optional<APIError> failure;
     try {
-        reply = co_await on_.api.request(std::move(request), decodeRefreshResponse);
+        reply = co_await deps_.api.request(std::move(request), decodeRefreshResponse);
     } catch (const APIError& error) {
         failure = error;
     }
@@ -161,42 +161,42 @@ Task<std::optional<AuthTokens>> AuthService::refreshOnWorker() {
             qCCritical(Log::auth, "Token refresh failed transiently, keeping tokens: %s", failure->what());
         co_return std::optional<AuthTokens>();
     }
-    const TokenTexts texts{reply->accessToken, reply->refreshToken.value_or(old->refreshToken),
-                           reply->expiresAt, reply->refreshExpiresAt.value_or(old->refreshExpiresAtRaw)};
+    const TokenTexts texts{reply->accessToken, reply->refreshToken.value_or(old->refreshToken), reply->expiresAt,
+                           reply->refreshExpiresAt.value_or(old->refreshExpiresAtRaw)};
     const AuthTokens tokens = parsed(texts);
-    on_.keychain.saveAuthTokens(tokens);
+    deps_.keychain.saveAuthTokens(tokens);
     qCInfo(Log::auth, "Token refresh succeeded");
     co_return std::optional(tokens);
 }
 
 Task<> AuthService::clearLocalSessionAfterRefreshFailure() {
     qCCritical(Log::auth, "Token refresh rejected (401); clearing session");
-    on_.keychain.deleteAuthTokens(); // first: nothing more is sent with them
+    deps_.keychain.deleteAuthTokens(); // first: nothing more is sent with them
     const quint64 ended = ++signIn_;
-    co_await resumeOn(on_.main);
+    co_await resumeOn(deps_.main);
     if (ended == signIn_) {
         if (authSessionDidInvalidate_)
             authSessionDidInvalidate_();
         forgetCompany();
-        on_.timeZones.store(on_.timeZones.timezoneIdentifierForAPI(nullptr));
+        deps_.timeZones.store(deps_.timeZones.timezoneIdentifierForAPI(nullptr));
     }
-    co_await resumeOn(on_.worker);
+    co_await resumeOn(deps_.worker);
 }
 
 Task<> AuthService::logoutOnWorker() {
-    if (const auto tokens = on_.keychain.getAuthTokens())
+    if (const auto tokens = deps_.keychain.getAuthTokens())
         co_await postLogout(tokens->refreshToken);
     forgetCompany();
-    on_.keychain.deleteAuthTokens();
+    deps_.keychain.deleteAuthTokens();
 }
 
 Task<> AuthService::postLogout(QString refreshToken) {
     APIRequest request;
-    request.path = QStringLiteral("authentication/logout");
+    request.path = u"authentication/logout"_s;
     request.body = Json::compact({{"refresh_token", refreshToken}});
     request.retryOnUnauthorized = false;
     try {
-        co_await on_.api.request(std::move(request), EmptyResponse::decode);
+        co_await deps_.api.request(std::move(request), EmptyResponse::decode);
         qCInfo(Log::auth, "Logout succeeded");
     } catch (const APIError& error) {
         qCCritical(Log::auth, "Logout failed: %s", error.what());
@@ -208,16 +208,15 @@ void AuthService::enter(const QUrl& root, const AuthTokens& tokens, const QStrin
     if (!APIEndpoints::isSecure(root))
         throw APIError::network(APIEndpoints::insecure(root));
     // What the keyring holds instead may be another company's.
-    if (!on_.keychain.saveAuthTokens(tokens))
-        throw APIError::network(
-            URLError(URLError::Code::dataNotAllowed, QStringLiteral("The keyring takes no sign-in.")));
-    on_.domain.setUser(email); // before the company: its data is this user's from then on
-    on_.domain.setBaseURL(root);
+    if (!deps_.keychain.saveAuthTokens(tokens))
+        throw APIError::network(URLError(URLError::Code::dataNotAllowed, u"The keyring takes no sign-in."_s));
+    deps_.domain.setUser(email); // before the company: its data is this user's from then on
+    deps_.domain.setBaseURL(root);
     ++signIn_;
 }
 
 AuthTokens AuthService::parsed(const TokenTexts& texts) const {
-    const Date now = on_.clock.now();
+    const Date now = deps_.clock.now();
     return AuthTokens{texts.accessToken,
                       texts.refreshToken,
                       AuthDateParser::parse(texts.expiresAt, defaultAccessLifetime, now),
@@ -228,8 +227,7 @@ AuthTokens AuthService::parsed(const TokenTexts& texts) const {
 
 /// True when somebody signed in to the stored company: without, an installation may have named it.
 bool AuthService::hasProfile() const {
-    return on_.preferences.string(PreferenceKey::userName) ||
-           on_.preferences.string(PreferenceKey::companyName);
+    return deps_.preferences.string(PreferenceKey::userName) || deps_.preferences.string(PreferenceKey::companyName);
 }
 
 /// A new sign-in begins although the keyring did not tell of the stored one: its company gets no password.
@@ -239,7 +237,7 @@ void AuthService::leaveFormerCompany() {
 }
 
 void AuthService::forgetCompany() {
-    on_.domain.setBaseURL(std::nullopt);
-    UserProfileStorage::set(std::nullopt, std::nullopt, on_.preferences);
+    deps_.domain.setBaseURL(std::nullopt);
+    UserProfileStorage::set(std::nullopt, std::nullopt, deps_.preferences);
     ++signIn_;
 }

@@ -47,9 +47,7 @@ public:
     /// Called on the main executor when the server rejected the refresh: the session is thrown out
     /// ("com.velmora.timetracker.authSessionDidInvalidate"). The tokens are deleted by then; the company and its zone
     /// are forgotten when the handler returns, so that it can end what was worked for that company by its rules.
-    void setSessionDidInvalidate(std::function<void()> handler) {
-        authSessionDidInvalidate_ = std::move(handler);
-    }
+    void setSessionDidInvalidate(std::function<void()> handler) { authSessionDidInvalidate_ = std::move(handler); }
 
     /// Password login. A call during a running one joins it, whatever its arguments.
     Task<SingleLoginResult> login(QString email, QString password);
@@ -94,7 +92,7 @@ private:
     /// Drops the base URL and the names; from here on another sign-in begins.
     void forgetCompany();
 
-    const Dependencies on_;
+    const Dependencies deps_;
     std::function<void()> authSessionDidInvalidate_;
     SingleFlight<SingleLoginResult> loginTask_;
     SingleFlight<std::optional<AuthTokens>> refresh_;

@@ -5,6 +5,8 @@
 #include <QStringDecoder>
 #include <QTextBoundaryFinder>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// Beyond this size a payload is not parsed and counted as a whole: its beginning alone is decoded, redacted
@@ -61,21 +63,19 @@ struct Characters {
 Characters charactersOf(const QString& text, int kept) {
     Characters characters{0, text.size()};
     QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
-    while (finder.toNextBoundary() >= 0) {
+    while (finder.toNextBoundary() >= 0)
         if (++characters.total == kept)
             characters.endOfKept = finder.position();
-    }
     return characters;
 }
 
 QString indentedJSON(const QByteArray& data) {
     const QJsonDocument document = QJsonDocument::fromJson(data);
-    return document.isNull() ? QString()
-                             : QString::fromUtf8(document.toJson(QJsonDocument::Indented)).trimmed();
+    return document.isNull() ? QString() : QString::fromUtf8(document.toJson(QJsonDocument::Indented)).trimmed();
 }
 
 QString unreadable(const QByteArray& data) {
-    return QStringLiteral("Non-UTF8 binary payload (%1 bytes)").arg(data.size());
+    return u"Non-UTF8 binary payload (%1 bytes)"_s.arg(data.size());
 }
 
 /// The beginning of a payload that the log would cut anyway.
@@ -84,22 +84,21 @@ QString stringifyBeginning(const QByteArray& data, int maxChars) {
     if (!text)
         return unreadable(data);
     const QString redacted = LogRedactor::redact(*text);
-    return redacted.first(charactersOf(redacted, maxChars).endOfKept) +
-           QStringLiteral("…(%1 bytes total)").arg(data.size());
+    return redacted.first(charactersOf(redacted, maxChars).endOfKept) + u"…(%1 bytes total)"_s.arg(data.size());
 }
 
 } // namespace
 
 QString LogRedactor::redact(const QString& text) {
     QString redacted = text;
-    redacted.replace(jsonKeyPattern(), QStringLiteral("\"\\1\":\"<redacted>\""));
-    redacted.replace(bearerPattern(), QStringLiteral("Bearer <redacted>"));
+    redacted.replace(jsonKeyPattern(), u"\"\\1\":\"<redacted>\""_s);
+    redacted.replace(bearerPattern(), u"Bearer <redacted>"_s);
     return redacted;
 }
 
 QString LogRedactor::stringifyJSONorText(const std::optional<QByteArray>& data, int maxChars) {
     if (!data)
-        return QStringLiteral("nil");
+        return u"nil"_s;
     if (data->size() > maxBytesReadWhole)
         return stringifyBeginning(*data, maxChars);
     const QString json = indentedJSON(*data);
@@ -110,5 +109,5 @@ QString LogRedactor::stringifyJSONorText(const std::optional<QByteArray>& data, 
     const Characters characters = charactersOf(redacted, maxChars);
     if (characters.total <= maxChars)
         return redacted;
-    return redacted.first(characters.endOfKept) + QStringLiteral("…(%1 chars total)").arg(characters.total);
+    return redacted.first(characters.endOfKept) + u"…(%1 chars total)"_s.arg(characters.total);
 }

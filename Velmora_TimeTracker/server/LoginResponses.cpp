@@ -68,8 +68,7 @@ std::optional<SingleLoginData> loginDataFromJson(const QJsonObject& json) {
     SingleLoginData data;
     data.otpRequired = reader.integer("otp_required");
     data.user = reader.object("user", userFromJson);
-    data.initEndpoint =
-        reader.object("init", [](const QJsonObject& init) { return Json::string(init, "endpoint"); });
+    data.initEndpoint = reader.object("init", [](const QJsonObject& init) { return Json::string(init, "endpoint"); });
     data.companies = reader.array("companies", companiesFromJson);
     data.nestedData = reader.object("data", nestedTokensFromJson);
     data.accessToken = reader.text("access_token");

@@ -11,6 +11,8 @@
 #include <algorithm>
 #include <cmath>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 // Seconds between two refreshes, so drawn that the clients of a company do not ask all at once.
 constexpr double minRefreshInterval = 1200;
@@ -18,19 +20,18 @@ constexpr double maxRefreshInterval = 2400;
 constexpr Seconds longestRetryDelay = 60; ///< While there is no configuration at all.
 constexpr double retryJitter = 0.25;
 /// The domain key of the company and user that the cached record is of, beside the keys of the record.
-const QString ownerKey = QStringLiteral("owner");
+const QString ownerKey = u"owner"_s;
 } // namespace
 
-RemoteConfigService::RemoteConfigService(APIClient& api, const AuthService& auth,
-                                         PreferenceStore& preferences, const Clock& clock, Random& random,
-                                         Executor& worker, const QString& folder)
+RemoteConfigService::RemoteConfigService(APIClient& api, const AuthService& auth, PreferenceStore& preferences,
+                                         const Clock& clock, Random& random, Executor& worker, const QString& folder)
     : api_(api)
     , auth_(auth)
     , preferences_(preferences)
     , clock_(clock)
     , random_(random)
     , worker_(worker)
-    , fileURL_(folder + QStringLiteral("/config.json")) {
+    , fileURL_(folder + u"/config.json"_s) {
     ApplicationFolder::create(folder);
 }
 
@@ -54,20 +55,18 @@ void RemoteConfigService::requirePresent(const SignIn& signIn) const {
     if (auth_.signIn() == signIn)
         return;
     qCInfo(Log::session, "The configuration of an earlier sign-in is dropped");
-    throw APIError::network(
-        URLError(URLError::Code::cancelled, QStringLiteral("The sign-in changed meanwhile.")));
+    throw APIError::network(URLError(URLError::Code::cancelled, u"The sign-in changed meanwhile."_s));
 }
 
 Task<RemoteConfig> RemoteConfigService::performFetchBody(SignIn signIn) {
     APIRequest request;
-    request.path = QStringLiteral("hr/timetracker/employees/config");
+    request.path = u"hr/timetracker/employees/config"_s;
     request.method = "GET";
     const RemoteConfig config = co_await api_.request(std::move(request), decodeConfigResponse);
     requirePresent(signIn);
     // A configuration that does not name the user or the company leaves the names as they are.
     UserProfileStorage::set(config.name ? config.name : preferences_.string(PreferenceKey::userName),
-                            config.companyName ? config.companyName
-                                               : preferences_.string(PreferenceKey::companyName),
+                            config.companyName ? config.companyName : preferences_.string(PreferenceKey::companyName),
                             preferences_);
     writeCache(config, signIn.domainKey);
     co_return config;
@@ -85,8 +84,7 @@ void RemoteConfigService::writeCache(RemoteConfig config, const QString& owner) 
 std::optional<RemoteConfig> RemoteConfigService::cachedConfig() const {
     const auto stored = ApplicationFolder::readFile(fileURL_);
     if (!stored.failure.isEmpty())
-        qCCritical(Log::session, "The configuration cache cannot be read: %s",
-                   qUtf8Printable(stored.failure));
+        qCCritical(Log::session, "The configuration cache cannot be read: %s", qUtf8Printable(stored.failure));
     if (!stored.text)
         return std::nullopt;
     auto config = decodeRemoteConfig(*stored.text);
@@ -99,11 +97,9 @@ std::optional<RemoteConfig> RemoteConfigService::cachedConfig() const {
 }
 
 void RemoteConfigService::setAsideCache() const {
-    const QString stamp =
-        clock_.now().toDateTime(QTimeZone::utc()).toString(QStringLiteral("yyyyMMdd-HHmmss"));
+    const QString stamp = clock_.now().toDateTime(QTimeZone::utc()).toString(u"yyyyMMdd-HHmmss"_s);
     const QString moved = ApplicationFolder::setAside(fileURL_, stamp);
-    qCCritical(Log::session, "The configuration cache could not be read; set aside as %s",
-               qUtf8Printable(moved));
+    qCCritical(Log::session, "The configuration cache could not be read; set aside as %s", qUtf8Printable(moved));
 }
 
 void RemoteConfigService::startPeriodicRefresh(FirstFetch first, OnUpdate onUpdate) {

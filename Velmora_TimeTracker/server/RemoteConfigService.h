@@ -18,8 +18,8 @@ class Random;
 class RemoteConfigService {
 public:
     /// The cache is "config.json" in `folder`, the program's own folder, which is created if missing.
-    RemoteConfigService(APIClient& api, const AuthService& auth, PreferenceStore& preferences,
-                        const Clock& clock, Random& random, Executor& worker, const QString& folder);
+    RemoteConfigService(APIClient& api, const AuthService& auth, PreferenceStore& preferences, const Clock& clock,
+                        Random& random, Executor& worker, const QString& folder);
 
     QString fileURL() const { return fileURL_; }
 

@@ -15,16 +15,15 @@ namespace {
 constexpr QLatin1StringView ownLevel("/Velmora TimeTracker");
 
 constexpr QFile::Permissions ownerOnly = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner;
-constexpr QFile::Permissions others = QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup |
-                                      QFile::ReadOther | QFile::WriteOther | QFile::ExeOther;
+constexpr QFile::Permissions others =
+    QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup | QFile::ReadOther | QFile::WriteOther | QFile::ExeOther;
 
 /// Makes one level, or tightens it when it is there already and ours.
 void createLevel(const QString& folder, bool isOurs) {
     const bool isNew = QDir().mkdir(folder, ownerOnly);
     // The mask of the process may have taken even our own rights away.
-    if (isNew || (isOurs && QFile::permissions(folder).testAnyFlags(others))) {
+    if (isNew || (isOurs && QFile::permissions(folder).testAnyFlags(others)))
         QFile::setPermissions(folder, ownerOnly);
-    }
 }
 
 } // namespace
@@ -73,9 +72,8 @@ Content readFile(const QString& file) {
 QString setAside(const QString& file, const QString& stamp) {
     const QString wanted = file + ".unreadable-" + stamp;
     QString target = wanted;
-    for (int copy = 2; QFileInfo::exists(target); ++copy) {
+    for (int copy = 2; QFileInfo::exists(target); ++copy)
         target = wanted + u'-' + QString::number(copy);
-    }
     return QDir().rename(file, target) ? target : QString();
 }
 

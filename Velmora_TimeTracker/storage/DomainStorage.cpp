@@ -3,9 +3,11 @@
 #include "platform/PreferenceStore.h"
 #include "storage/PreferenceStores.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString apiPath = QStringLiteral("/api/v1");
+const QString apiPath = u"/api/v1"_s;
 
 std::optional<QUrl> parsedUrl(const QString& text) {
     const QUrl url(text, QUrl::StrictMode);
@@ -15,11 +17,9 @@ std::optional<QUrl> parsedUrl(const QString& text) {
 /// The address without user, scheme and "/api/v1".
 QString companyOf(const QUrl& url) {
     QString path = url.path(QUrl::FullyEncoded);
-    for (const QString& end : {QStringLiteral("/"), apiPath}) {
-        if (path.endsWith(end)) {
+    for (const QString& end : {u"/"_s, apiPath})
+        if (path.endsWith(end))
             path.chop(end.size());
-        }
-    }
     return url.adjusted(QUrl::RemoveUserInfo).authority() + path;
 }
 
@@ -55,17 +55,15 @@ bool DomainStorage::hasCompany() const {
 QString DomainStorage::domainKey() const {
     const std::lock_guard guard(owner_);
     const QUrl url = getBaseURL().value_or(QUrl());
-    if (url.host().isEmpty()) {
-        return QStringLiteral("global");
-    }
+    if (url.host().isEmpty())
+        return u"global"_s;
     const QString user = preferences_.string(PreferenceKey::userEmail).value_or(QString());
     return user.isEmpty() ? companyOf(url) : companyOf(url) + u' ' + user;
 }
 
 QStringList DomainStorage::unownedDomainKeys() const {
-    if (!hasCompany() || !hasUser()) {
+    if (!hasCompany() || !hasUser())
         return {};
-    }
     const QUrl url = getBaseURL().value_or(QUrl());
     QStringList keys{companyOf(url), url.host()}; // earlier versions knew the host alone
     keys.removeDuplicates();
@@ -74,24 +72,19 @@ QStringList DomainStorage::unownedDomainKeys() const {
 
 std::optional<QUrl> DomainStorage::buildBaseURL(const QString& endpoint) {
     QString text = endpoint.trimmed();
-    if (text.isEmpty()) {
+    if (text.isEmpty())
         return std::nullopt;
-    }
     const bool hasScheme =
         text.startsWith(u"http://", Qt::CaseInsensitive) || text.startsWith(u"https://", Qt::CaseInsensitive);
-    if (!hasScheme) {
+    if (!hasScheme)
         text.prepend(u"https://");
-    }
-    if (text.endsWith(u'/')) {
+    if (text.endsWith(u'/'))
         text.chop(1);
-    }
-    if (!text.endsWith(apiPath) && !text.endsWith(apiPath + u'/')) {
+    if (!text.endsWith(apiPath) && !text.endsWith(apiPath + u'/'))
         text.append(apiPath);
-    }
     const auto url = parsedUrl(text);
-    if (!url) {
+    if (!url)
         return std::nullopt;
-    }
     // Relative paths resolve below a root that ends in a slash only.
     const QString absolute = url->toString(QUrl::FullyEncoded);
     return absolute.endsWith(u'/') ? url : parsedUrl(absolute + u'/');

@@ -6,12 +6,10 @@ std::optional<AuthTokens> KeychainService::getAuthTokens() {
 
 bool KeychainService::saveAuthTokens(const AuthTokens& tokens) {
     const QByteArray encoded = encodeAuthTokens(tokens);
-    if (encoded.isEmpty()) {
+    if (encoded.isEmpty())
         return false;
-    }
-    if (secrets_.remove(service, account) == SecretStore::Status::locked) {
+    if (secrets_.remove(service, account) == SecretStore::Status::locked)
         return false; // the prompt was dismissed, and is not raised again
-    }
     return secrets_.add(service, account, encoded) == SecretStore::Status::success;
 }
 

@@ -14,11 +14,10 @@ constexpr int defaultTargetSeconds = 28800;
 constexpr int secondsPerDay = 86400;
 
 void setOrRemove(const char* key, const std::optional<QString>& value, PreferenceStore& preferences) {
-    if (value) {
+    if (value)
         preferences.set(key, *value);
-    } else {
+    else
         preferences.remove(key);
-    }
 }
 
 } // namespace
@@ -27,9 +26,8 @@ QString DeviceIdProvider::current(PreferenceStore& preferences, Random& random) 
     // The look and the first write are one step, or two threads would draw two identities.
     static std::mutex firstRead;
     const std::lock_guard guard(firstRead);
-    if (const auto stored = preferences.string(PreferenceKey::deviceId)) {
+    if (const auto stored = preferences.string(PreferenceKey::deviceId))
         return *stored;
-    }
     const QString drawn = uuidText(random.uuid());
     preferences.setDefault(PreferenceKey::deviceId, drawn);
     return drawn;
@@ -40,18 +38,15 @@ bool RememberedLoginStorage::isEnabled(const PreferenceStore& preferences) {
 }
 
 std::optional<QString> RememberedLoginStorage::savedEmail(const PreferenceStore& preferences) {
-    if (!isEnabled(preferences)) {
+    if (!isEnabled(preferences))
         return std::nullopt;
-    }
-    const QString email =
-        preferences.string(PreferenceKey::rememberedLoginEmail).value_or(QString()).trimmed();
+    const QString email = preferences.string(PreferenceKey::rememberedLoginEmail).value_or(QString()).trimmed();
     return email.isEmpty() ? std::nullopt : std::optional(email);
 }
 
 void RememberedLoginStorage::save(const QString& email, PreferenceStore& preferences) {
-    if (isEnabled(preferences)) {
+    if (isEnabled(preferences))
         preferences.set(PreferenceKey::rememberedLoginEmail, email.trimmed());
-    }
 }
 
 std::optional<QString> LastCompanyStorage::lastEndpoint(const PreferenceStore& preferences) {
@@ -66,12 +61,11 @@ int DailyTargetStorage::seconds(const PreferenceStore& preferences) {
 
 void DailyTargetStorage::set(int hours, int minutes, PreferenceStore& preferences) {
     const int sum = std::clamp(hours, 0, 24) * 3600 + std::clamp(minutes, 0, 59) * 60;
-    preferences.set(PreferenceKey::dailyTargetSeconds,
-                    sum == 0 ? defaultTargetSeconds : std::min(sum, secondsPerDay));
+    preferences.set(PreferenceKey::dailyTargetSeconds, sum == 0 ? defaultTargetSeconds : std::min(sum, secondsPerDay));
 }
 
-void UserProfileStorage::set(const std::optional<QString>& userName,
-                             const std::optional<QString>& companyName, PreferenceStore& preferences) {
+void UserProfileStorage::set(const std::optional<QString>& userName, const std::optional<QString>& companyName,
+                             PreferenceStore& preferences) {
     setOrRemove(PreferenceKey::userName, userName, preferences);
     setOrRemove(PreferenceKey::companyName, companyName, preferences);
 }
@@ -85,9 +79,8 @@ CompanyListOrder::Ordered CompanyListOrder::ordered(std::vector<LoginCompany> co
         &LoginCompany::name);
     const auto recent =
         lastEndpoint ? std::ranges::find(companies, *lastEndpoint, &LoginCompany::endpoint) : companies.end();
-    if (recent == companies.end()) {
+    if (recent == companies.end())
         return {std::move(companies), std::nullopt};
-    }
     std::rotate(companies.begin(), recent, std::next(recent));
     return {std::move(companies), lastEndpoint};
 }

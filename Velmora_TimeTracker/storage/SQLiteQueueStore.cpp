@@ -15,9 +15,8 @@ std::optional<UploadTask> task(const Statement& row) {
     const auto sessionId = row.text(1);
     const auto type = uploadTaskType(row.text(2).value_or(QString()));
     const auto status = uploadTaskStatus(row.text(7).value_or(QString()));
-    if (!id || !sessionId || !type || !status) {
+    if (!id || !sessionId || !type || !status)
         return std::nullopt;
-    }
     return UploadTask{.id = *id,
                       .sessionId = parseUuid(*sessionId).value_or(QUuid()),
                       .type = *type,
@@ -62,8 +61,7 @@ std::optional<UploadTask> SQLiteStore::nextUploadTask(Date now) {
 bool SQLiteStore::setUploadRowAside(const QString& row) {
     qCCritical(Log::upload, "SQLiteStore: row %s of the upload queue cannot be read and is set aside",
                qUtf8Printable(row));
-    return withStatement(Sql::setUploadRowAside,
-                         [&](Statement& statement) { statement.bindText(row).run(); });
+    return withStatement(Sql::setUploadRowAside, [&](Statement& statement) { statement.bindText(row).run(); });
 }
 
 bool SQLiteStore::updateUploadTaskStatus(const QUuid& id, UploadTaskStatus status) {
@@ -94,8 +92,7 @@ bool SQLiteStore::resetStaleInProgressTasks() {
     return withStatement(Sql::resetStaleInProgressTasks, [](Statement& statement) { statement.run(); });
 }
 
-bool SQLiteStore::hasScreenshotTask(const QUuid& sessionId, const QString& filePath,
-                                    const QString& domainKey) {
+bool SQLiteStore::hasScreenshotTask(const QUuid& sessionId, const QString& filePath, const QString& domainKey) {
     bool found = false;
     withStatement(Sql::hasScreenshotTask, [&](Statement& statement) {
         found = statement.bindText(domainKey).bindText(uuidText(sessionId)).bindText(filePath).step();
@@ -115,21 +112,17 @@ std::optional<std::vector<QUuid>> SQLiteStore::pendingUploadTaskIds(const QUuid&
                                                                     const std::vector<UploadTaskType>& types,
                                                                     const QString& domainKey) {
     std::vector<QUuid> ids;
-    if (types.empty()) {
+    if (types.empty())
         return ids;
-    }
     const QByteArray places = QByteArray(",?").repeated(static_cast<qsizetype>(types.size())).sliced(1);
     const QByteArray sql = Sql::pendingUploadTaskIdsHead + places + Sql::pendingUploadTaskIdsTail;
     const bool isRead = withStatement(sql.constData(), [&](Statement& statement) {
         statement.bindText(domainKey).bindText(uuidText(sessionId));
-        for (const UploadTaskType type : types) {
+        for (const UploadTaskType type : types)
             statement.bindText(rawName(type));
-        }
-        while (statement.step()) {
-            if (const auto id = parseUuid(statement.text(0).value_or(QString()))) {
+        while (statement.step())
+            if (const auto id = parseUuid(statement.text(0).value_or(QString())))
                 ids.push_back(*id);
-            }
-        }
     });
     return isRead ? std::optional(ids) : std::nullopt;
 }
@@ -138,9 +131,8 @@ int SQLiteStore::unacceptedSessions(int priority, int retryCount) {
     const QString domain = domain_.domainKey();
     int count = 0;
     withStatement(Sql::unacceptedSessions, [&](Statement& statement) {
-        if (statement.bindText(domain).bindInteger(priority).bindInteger(retryCount).step()) {
+        if (statement.bindText(domain).bindInteger(priority).bindInteger(retryCount).step())
             count = statement.integer(0);
-        }
     });
     return count;
 }

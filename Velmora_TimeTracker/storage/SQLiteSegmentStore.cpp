@@ -9,8 +9,7 @@
 
 #include <algorithm>
 
-bool SQLiteStore::upsertActivitySegment(const ActivitySegmentRow& row,
-                                        const std::optional<QString>& domainKey) {
+bool SQLiteStore::upsertActivitySegment(const ActivitySegmentRow& row, const std::optional<QString>& domainKey) {
     const QString domain = domainKey ? *domainKey : domain_.domainKey();
     bool isWritten = false;
     withStatement(Sql::upsertActivitySegment, [&](Statement& statement) {
@@ -29,17 +28,15 @@ SQLiteStore::pendingActivitySegmentsForUpload(const QString& currentSegmentDate,
     withStatement(Sql::pendingActivitySegmentsForUpload, [&](Statement& statement) {
         statement.bindText(domain).bindText(currentSegmentDate).bindText(currentSegmentDate);
         statement.bindInteger(currentSegmentNumber);
-        while (statement.step()) {
+        while (statement.step())
             rows.push_back({statement.text(0).value_or(QString()), statement.integer(1), statement.integer(2),
                             statement.integer(3), statement.integer(4), statement.integer(5),
                             statement.text(6).value_or(QString())});
-        }
     });
     return rows;
 }
 
-bool SQLiteStore::markActivitySegmentsUploaded(const std::vector<ActivitySegmentRow>& rows,
-                                               const QString& domainKey) {
+bool SQLiteStore::markActivitySegmentsUploaded(const std::vector<ActivitySegmentRow>& rows, const QString& domainKey) {
     const double now = clock_.now().secondsSince1970();
     return std::ranges::all_of(rows, [&](const ActivitySegmentRow& row) {
         return withStatement(Sql::markActivitySegmentUploaded, [&](Statement& statement) {

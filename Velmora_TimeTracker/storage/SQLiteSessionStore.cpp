@@ -13,9 +13,8 @@ namespace {
 
 std::optional<QByteArray> encoded(const Session& session, const char* operation) {
     const auto payload = encodeSession(session);
-    if (!payload) {
+    if (!payload)
         qCCritical(Log::session, "%s: encode failed: a number in the session is not finite", operation);
-    }
     return payload;
 }
 
@@ -32,15 +31,13 @@ std::vector<Session> sessions(Statement& statement) {
     std::vector<Session> found;
     while (statement.step()) {
         const auto payload = statement.blob(0);
-        if (auto session = payload ? decodeSession(*payload) : std::nullopt) {
+        if (auto session = payload ? decodeSession(*payload) : std::nullopt)
             found.push_back(std::move(*session));
-        }
     }
     return found;
 }
 
-Statement& bindSession(Statement& statement, const Session& session, const QString& domain,
-                       const QByteArray& payload) {
+Statement& bindSession(Statement& statement, const Session& session, const QString& domain, const QByteArray& payload) {
     return statement.bindText(uuidText(session.id))
         .bindText(domain)
         .bindText(session.deviceId)
@@ -53,9 +50,8 @@ Statement& bindSession(Statement& statement, const Session& session, const QStri
 
 bool SQLiteStore::saveActiveSession(const Session& session, const std::optional<QString>& domainKey) {
     const auto payload = encoded(session, "saveActiveSession");
-    if (!payload) {
+    if (!payload)
         return true; // a repetition would not help
-    }
     const QString domain = domainKey ? *domainKey : domain_.domainKey();
     const double now = clock_.now().secondsSince1970();
     return withStatement(Sql::saveActiveSession, [&](Statement& statement) {
@@ -76,23 +72,20 @@ std::optional<Session> SQLiteStore::loadActiveSession() {
     return all.empty() ? std::nullopt : std::optional(all.front());
 }
 
-bool SQLiteStore::clearActiveSession(const std::optional<QUuid>& id,
-                                     const std::optional<QString>& domainKey) {
+bool SQLiteStore::clearActiveSession(const std::optional<QUuid>& id, const std::optional<QString>& domainKey) {
     const QString domain = domainKey ? *domainKey : domain_.domainKey();
     return withStatement(id ? Sql::clearActiveSession : Sql::clearActiveSessions, [&](Statement& statement) {
         statement.bindText(domain);
-        if (id) {
+        if (id)
             statement.bindText(uuidText(*id));
-        }
         statement.run();
     });
 }
 
 bool SQLiteStore::appendSessionHistory(const Session& session, const std::optional<QString>& domainKey) {
     const auto payload = encoded(session, "appendSessionHistory");
-    if (!payload) {
+    if (!payload)
         return true; // a repetition would not help
-    }
     const QString domain = domainKey ? *domainKey : domain_.domainKey();
     const Date now = clock_.now();
     return withStatement(Sql::appendSessionHistory, [&](Statement& statement) {
@@ -113,9 +106,8 @@ std::vector<SQLiteStore::SessionSummaryRow> SQLiteStore::sessionHistory(Date fro
             rows.push_back({session.projectName, session.totalSecondsForReporting(endOf(session, now)),
                             session.activityScore, startOf(session, now), session.id});
         }
-        if (statement.failure() != SQLITE_OK) {
+        if (statement.failure() != SQLITE_OK)
             rows.clear();
-        }
     });
     return rows;
 }

@@ -35,19 +35,16 @@ bool isDamage(int code) {
 /// Whether the disk gives every byte of the file, if one is open. What it does not give the library calls damaged.
 bool isReadable(sqlite3* db) {
     sqlite3_file* file = nullptr;
-    if (db) {
+    if (db)
         sqlite3_file_control(db, "main", SQLITE_FCNTL_FILE_POINTER, &file);
-    }
-    if (!file || !file->pMethods) {
+    if (!file || !file->pMethods)
         return true;
-    }
     std::vector<char> bytes(1 << 16);
     const auto most = static_cast<sqlite3_int64>(bytes.size());
     sqlite3_int64 size = 0;
     int code = file->pMethods->xFileSize(file, &size);
-    for (sqlite3_int64 at = 0; at < size && code == SQLITE_OK; at += most) {
+    for (sqlite3_int64 at = 0; at < size && code == SQLITE_OK; at += most)
         code = file->pMethods->xRead(file, bytes.data(), static_cast<int>(std::min(most, size - at)), at);
-    }
     return code == SQLITE_OK;
 }
 
@@ -77,25 +74,21 @@ QByteArray excerpt(const char* sql) {
 /// them.
 void makePrivateFile(const QString& path) {
     QFile file(path);
-    if (file.open(QIODevice::WriteOnly | QIODevice::NewOnly, ownerOnly)) {
+    if (file.open(QIODevice::WriteOnly | QIODevice::NewOnly, ownerOnly))
         file.close();
-    }
     for (const char* suffix : {"", "-wal", "-shm"}) {
         const QString name = path + QLatin1StringView(suffix);
-        if (QFileInfo(name).isFile()) {
+        if (QFileInfo(name).isFile())
             QFile::setPermissions(name, ownerOnly);
-        }
     }
 }
 
 /// True also when the table cannot be asked, so that it is left alone.
 bool tableHasColumn(sqlite3* db, const char* table, const char* name) {
     Statement columns(db, QByteArray("PRAGMA table_info(") + table + ");");
-    while (columns.step()) {
-        if (columns.text(1) == QLatin1StringView(name)) {
+    while (columns.step())
+        if (columns.text(1) == QLatin1StringView(name))
             return true;
-        }
-    }
     return columns.failure() != SQLITE_OK;
 }
 
@@ -112,14 +105,12 @@ int checkContent(sqlite3* db) {
     // Walks every page, which costs 1.3 ms per megabyte.
     Statement check(db, "PRAGMA quick_check(1);");
     const int found = check.step() ? verdict(check.text(0).value_or(QString())) : check.failure();
-    if (found != SQLITE_OK) {
+    if (found != SQLITE_OK)
         return found;
-    }
     for (const char* sql : Sql::writes) {
         const Statement statement(db, sql);
-        if (!statement.isPrepared()) {
+        if (!statement.isPrepared())
             return statement.failure();
-        }
     }
     return SQLITE_OK;
 }
@@ -145,9 +136,8 @@ void SQLiteStore::close() {
 void SQLiteStore::openIfNeeded() {
     if (db_) {
         // Not within a transaction, whose rollback would undo it.
-        if (!hasSchema_ && sqlite3_get_autocommit(db_) != 0) {
+        if (!hasSchema_ && sqlite3_get_autocommit(db_) != 0)
             migrateIfNeeded();
-        }
         return;
     }
     const auto now = clock_.uptime();
@@ -161,14 +151,12 @@ void SQLiteStore::openOrReplace() {
     ApplicationFolder::create(QFileInfo(dbURL_).path());
     const QFileInfo file(dbURL_);
     const int code = file.exists() && !file.isFile() ? SQLITE_NOTADB : open();
-    if (!isDamage(code)) {
+    if (!isDamage(code))
         return;
-    }
-    if (isReadable(db_)) {
+    if (isReadable(db_))
         beginNewDatabase(code);
-    } else {
+    else
         qCCritical(Log::session, "SQLiteStore: the disk does not give the database (rc=%d)", code);
-    }
 }
 
 int SQLiteStore::connect() {
@@ -177,9 +165,8 @@ int SQLiteStore::connect() {
     makePrivateFile(dbURL_);
     const int opened = sqlite3_open(QFile::encodeName(dbURL_).constData(), &db_);
     if (opened != SQLITE_OK) {
-        if (++failures_[opening] == 1) {
+        if (++failures_[opening] == 1)
             qCCritical(Log::session, "SQLiteStore: failed to open DB rc=%d", opened);
-        }
         close(); // after a failed open the handle never works
         return opened;
     }
@@ -192,36 +179,27 @@ int SQLiteStore::connect() {
 
 int SQLiteStore::open() {
     const int connected = connect();
-    if (connected != SQLITE_OK) {
+    if (connected != SQLITE_OK)
         return connected;
-    }
     const int migrated = migrateIfNeeded();
-    if (migrated != SQLITE_OK) {
+    if (migrated != SQLITE_OK)
         return migrated;
-    }
     // A file that the system lets us write, yet the library does not: its header asks for a later format.
-    if (sqlite3_db_readonly(db_, "main") == 1 && QFileInfo(dbURL_).isWritable()) {
+    if (sqlite3_db_readonly(db_, "main") == 1 && QFileInfo(dbURL_).isWritable())
         return SQLITE_NOTADB;
-    }
     return checkContent(db_);
 }
 
 int SQLiteStore::migrateIfNeeded() {
     int firstFailure = SQLITE_OK;
-    const auto note = [&firstFailure](int code) {
-        firstFailure = firstFailure == SQLITE_OK ? code : firstFailure;
-    };
-    for (const char* table : Sql::tables) {
+    const auto note = [&firstFailure](int code) { firstFailure = firstFailure == SQLITE_OK ? code : firstFailure; };
+    for (const char* table : Sql::tables)
         note(execute(table));
-    }
-    for (const Sql::ColumnMigration& migration : Sql::columnMigrations) {
-        if (!tableHasColumn(db_, migration.table, migration.column)) {
+    for (const Sql::ColumnMigration& migration : Sql::columnMigrations)
+        if (!tableHasColumn(db_, migration.table, migration.column))
             note(sqlite3_exec(db_, migration.alter, nullptr, nullptr, nullptr));
-        }
-    }
-    for (const char* index : Sql::indices) {
+    for (const char* index : Sql::indices)
         note(sqlite3_exec(db_, index, nullptr, nullptr, nullptr));
-    }
     hasSchema_ = firstFailure == SQLITE_OK;
     return firstFailure;
 }
@@ -254,20 +232,16 @@ void SQLiteStore::beginNewDatabase(int code) {
     }
     // A log left behind would be played into the new file; under the old file's new name it still belongs to
     // it.
-    for (const char* suffix : {"-wal", "-shm"}) {
+    for (const char* suffix : {"-wal", "-shm"})
         QFile::rename(dbURL_ + QLatin1StringView(suffix), aside + QLatin1StringView(suffix));
-    }
-    qCCritical(Log::session, "SQLiteStore: unusable database (rc=%d) set aside as %ls", code,
-               qUtf16Printable(aside));
+    qCCritical(Log::session, "SQLiteStore: unusable database (rc=%d) set aside as %ls", code, qUtf16Printable(aside));
     open();
 }
 
 void SQLiteStore::noteOutcome(const char* sql, int code) {
     if (code == SQLITE_OK) {
-        if (const int failures = failures_.isEmpty() ? 0 : failures_.take(sql); failures > 0) {
-            qCInfo(Log::session, "SQLiteStore: works again after %d failures: %s", failures,
-                   excerpt(sql).constData());
-        }
+        if (const int failures = failures_.isEmpty() ? 0 : failures_.take(sql); failures > 0)
+            qCInfo(Log::session, "SQLiteStore: works again after %d failures: %s", failures, excerpt(sql).constData());
         return;
     }
     lastFailure_ = code;
@@ -283,9 +257,8 @@ void SQLiteStore::noteOutcome(const char* sql, int code) {
         // file. A transaction ends before, or its rollback would undo the mending.
         rollBack();
         const int mended = mend();
-        if (mended == SQLITE_OK ? failures > 1 : isDamage(mended)) {
+        if (mended == SQLITE_OK ? failures > 1 : isDamage(mended))
             beginNewDatabase(code);
-        }
     }
 }
 
@@ -300,9 +273,8 @@ bool SQLiteStore::withStatement(const char* sql, const std::function<void(Statem
     int code = SQLITE_OK;
     {
         Statement statement(db_, sql);
-        if (statement.isPrepared()) {
+        if (statement.isPrepared())
             use(statement);
-        }
         code = statement.failure();
     }
     noteOutcome(sql, code);
@@ -312,29 +284,26 @@ bool SQLiteStore::withStatement(const char* sql, const std::function<void(Statem
 std::optional<SQLiteStore::Failure> SQLiteStore::transaction(const std::function<bool()>& steps) {
     const auto run = [](Statement& statement) { statement.run(); };
     const std::lock_guard guard(queue_);
-    if (withStatement(Sql::begin, run) && steps() && withStatement(Sql::commit, run)) {
+    if (withStatement(Sql::begin, run) && steps() && withStatement(Sql::commit, run))
         return std::nullopt;
-    }
     const int code = lastFailure_;
     rollBack();
     return failureOf(code);
 }
 
 void SQLiteStore::rollBack() {
-    if (db_ && sqlite3_get_autocommit(db_) == 0) {
+    if (db_ && sqlite3_get_autocommit(db_) == 0)
         execute(Sql::rollback);
-    }
 }
 
 void SQLiteStore::adoptRows(const QString& formerKey, const QString& domainKey, const QString& formerFolder,
                             const QString& folder) {
     transaction([&] {
         bool isDone = true;
-        for (const char* sql : Sql::adoptions) {
+        for (const char* sql : Sql::adoptions)
             isDone = isDone && withStatement(sql, [&](Statement& statement) {
                          statement.bindText(domainKey).bindText(formerKey).run();
                      });
-        }
         return isDone && withStatement(Sql::moveFilePaths, [&](Statement& statement) {
                    statement.bindText(folder).bindText(formerFolder).bindText(domainKey);
                    statement.bindText(formerFolder).bindText(formerFolder).run();
@@ -347,14 +316,10 @@ int SQLiteStore::cleanupUnattributableData(const QString& staleCutoffDate,
     const QString domain = currentDomain ? *currentDomain : domain_.domainKey();
     int removed = 0;
     const std::lock_guard guard(queue_);
-    const auto removeRows = [&](Statement& statement) {
-        removed += statement.run() ? sqlite3_changes(db_) : 0;
-    };
-    for (const char* sql : Sql::cleanups) {
+    const auto removeRows = [&](Statement& statement) { removed += statement.run() ? sqlite3_changes(db_) : 0; };
+    for (const char* sql : Sql::cleanups)
         withStatement(sql, removeRows);
-    }
-    withStatement(Sql::cleanupStaleSegments, [&](Statement& statement) {
-        removeRows(statement.bindText(domain).bindText(staleCutoffDate));
-    });
+    withStatement(Sql::cleanupStaleSegments,
+                  [&](Statement& statement) { removeRows(statement.bindText(domain).bindText(staleCutoffDate)); });
     return removed;
 }

@@ -78,8 +78,7 @@ public:
     std::vector<Session> loadAllActiveSessions();
     std::optional<Session> loadActiveSession();
     /// An absent id clears every snapshot of the domain.
-    bool clearActiveSession(const std::optional<QUuid>& id,
-                            const std::optional<QString>& domainKey = std::nullopt);
+    bool clearActiveSession(const std::optional<QUuid>& id, const std::optional<QString>& domainKey = std::nullopt);
     /// A session that history holds already is left as it is.
     bool appendSessionHistory(const Session& session, const std::optional<QString>& domainKey = std::nullopt);
     /// Sessions that began in [from, to), oldest first; none when the database cannot be read.
@@ -102,9 +101,8 @@ public:
     bool hasScreenshotTask(const QUuid& sessionId, const QString& filePath, const QString& domainKey);
     bool hasActivitySegmentTask();
     /// Absent when the database cannot be read: there may be some.
-    std::optional<std::vector<QUuid>> pendingUploadTaskIds(const QUuid& sessionId,
-                                                           const std::vector<UploadTaskType>& types,
-                                                           const QString& domainKey);
+    std::optional<std::vector<QUuid>>
+    pendingUploadTaskIds(const QUuid& sessionId, const std::vector<UploadTaskType>& types, const QString& domainKey);
 
     /// How many sessions have a row of at least this priority that failed more often than `retryCount` times.
     int unacceptedSessions(int priority, int retryCount);
@@ -112,8 +110,7 @@ public:
     // Activity segments.
     /// Adds to the counters of the slot, up to 600 seconds and 2³¹ - 1 events, and marks it as unsent. False when the
     /// database did not take it.
-    bool upsertActivitySegment(const ActivitySegmentRow& row,
-                               const std::optional<QString>& domainKey = std::nullopt);
+    bool upsertActivitySegment(const ActivitySegmentRow& row, const std::optional<QString>& domainKey = std::nullopt);
     /// Unsent, not all zero, strictly before the open segment; in order.
     std::vector<ActivitySegmentRow> pendingActivitySegmentsForUpload(const QString& currentSegmentDate,
                                                                      int currentSegmentNumber);

@@ -12,17 +12,15 @@ Statement::~Statement() {
 }
 
 Statement& Statement::bound(int result) {
-    if (failure_ == SQLITE_OK) {
+    if (failure_ == SQLITE_OK)
         failure_ = result;
-    }
     return *this;
 }
 
 Statement& Statement::bindText(const QString& value) {
     const QByteArray utf8 = value.toUtf8();
     return bound(sqlite3_bind_text64(statement_, ++lastBound_, utf8.constData(),
-                                     static_cast<sqlite3_uint64>(utf8.size()), SQLITE_TRANSIENT,
-                                     SQLITE_UTF8));
+                                     static_cast<sqlite3_uint64>(utf8.size()), SQLITE_TRANSIENT, SQLITE_UTF8));
 }
 
 Statement& Statement::bindBlob(const QByteArray& value) {
@@ -35,9 +33,8 @@ Statement& Statement::bindReal(double value) {
 }
 
 Statement& Statement::bindInteger(qint64 value) {
-    if (!std::in_range<int>(value)) {
+    if (!std::in_range<int>(value))
         qFatal("SQLiteStore: integer %lld does not fit its column", static_cast<long long>(value));
-    }
     return bound(sqlite3_bind_int(statement_, ++lastBound_, static_cast<int>(value)));
 }
 
@@ -46,13 +43,11 @@ Statement& Statement::bindNull() {
 }
 
 bool Statement::step() {
-    if (failure_ != SQLITE_OK) {
+    if (failure_ != SQLITE_OK)
         return false;
-    }
     const int result = sqlite3_step(statement_);
-    if (result != SQLITE_ROW && result != SQLITE_DONE) {
+    if (result != SQLITE_ROW && result != SQLITE_DONE)
         failure_ = result;
-    }
     return result == SQLITE_ROW;
 }
 
@@ -63,17 +58,15 @@ bool Statement::run() {
 }
 
 std::optional<QString> Statement::text(int column) const {
-    if (sqlite3_column_type(statement_, column) == SQLITE_NULL) {
+    if (sqlite3_column_type(statement_, column) == SQLITE_NULL)
         return std::nullopt;
-    }
     const auto* utf8 = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
     return QString::fromUtf8(utf8, sqlite3_column_bytes(statement_, column));
 }
 
 std::optional<QByteArray> Statement::blob(int column) const {
-    if (sqlite3_column_type(statement_, column) == SQLITE_NULL) {
+    if (sqlite3_column_type(statement_, column) == SQLITE_NULL)
         return std::nullopt;
-    }
     const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement_, column));
     return bytes ? QByteArray(bytes, sqlite3_column_bytes(statement_, column)) : QByteArray("");
 }

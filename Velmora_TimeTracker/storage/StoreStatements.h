@@ -68,12 +68,9 @@ inline constexpr ColumnMigration columnMigrations[] = {
     {"sessions", "domain_key", "ALTER TABLE sessions ADD COLUMN domain_key TEXT NOT NULL DEFAULT 'global';"},
     {"session_history", "domain_key",
      "ALTER TABLE session_history ADD COLUMN domain_key TEXT NOT NULL DEFAULT 'global';"},
-    {"upload_queue", "domain_key",
-     "ALTER TABLE upload_queue ADD COLUMN domain_key TEXT NOT NULL DEFAULT 'global';"},
-    {"upload_queue", "next_attempt_at",
-     "ALTER TABLE upload_queue ADD COLUMN next_attempt_at REAL NOT NULL DEFAULT 0;"},
-    {"activity_segments", "timezone",
-     "ALTER TABLE activity_segments ADD COLUMN timezone TEXT NOT NULL DEFAULT '';"},
+    {"upload_queue", "domain_key", "ALTER TABLE upload_queue ADD COLUMN domain_key TEXT NOT NULL DEFAULT 'global';"},
+    {"upload_queue", "next_attempt_at", "ALTER TABLE upload_queue ADD COLUMN next_attempt_at REAL NOT NULL DEFAULT 0;"},
+    {"activity_segments", "timezone", "ALTER TABLE activity_segments ADD COLUMN timezone TEXT NOT NULL DEFAULT '';"},
 };
 
 inline constexpr const char* indices[] = {
@@ -135,8 +132,7 @@ AND (type = 'startSession' OR NOT EXISTS (SELECT 1 FROM upload_queue AS start
 ORDER BY priority DESC, created_at ASC
 LIMIT 1;)";
 /// Never offered again; what it holds stays in the file.
-inline constexpr const char* setUploadRowAside =
-    "UPDATE upload_queue SET status = 'unreadable' WHERE rowid = ?;";
+inline constexpr const char* setUploadRowAside = "UPDATE upload_queue SET status = 'unreadable' WHERE rowid = ?;";
 inline constexpr const char* updateUploadTaskStatus = "UPDATE upload_queue SET status = ? WHERE id = ?;";
 inline constexpr const char* markUploadTaskFailed = R"(UPDATE upload_queue
 SET status = ?, retry_count = ?, next_attempt_at = ?
@@ -160,12 +156,10 @@ inline constexpr const char* unacceptedSessions =
     R"(SELECT COUNT(DISTINCT session_id) FROM upload_queue
 WHERE domain_key = ? AND priority >= ? AND retry_count > ?;)";
 /// Around one "?" per type, joined with ",".
-inline constexpr const char* pendingUploadTaskIdsHead =
-    "SELECT id FROM upload_queue\n"
-    "WHERE domain_key = ? AND session_id = ? AND type IN (";
-inline constexpr const char* pendingUploadTaskIdsTail =
-    ")\n"
-    "  AND status IN ('pending', 'inProgress', 'failed');";
+inline constexpr const char* pendingUploadTaskIdsHead = "SELECT id FROM upload_queue\n"
+                                                        "WHERE domain_key = ? AND session_id = ? AND type IN (";
+inline constexpr const char* pendingUploadTaskIdsTail = ")\n"
+                                                        "  AND status IN ('pending', 'inProgress', 'failed');";
 
 // Activity segments.
 

@@ -45,18 +45,17 @@ IdleDetector::~IdleDetector() {
 
 void IdleDetector::start(qint64 idleThresholdMinutes) {
     const Seconds threshold = 60.0 * static_cast<Seconds>(std::max<qint64>(idleThresholdMinutes, 1));
-    executor_.post(
-        [watch = watch_, &executor = executor_, run = ++run_, threshold, idle = onIdle, active = onActive] {
-            watch->stop();
-            watch->run = run;
-            watch->threshold = threshold;
-            watch->onIdle = idle;
-            watch->onActive = active;
-            watch->timer = executor.every(0, checkInterval, checkLeeway, [weak = std::weak_ptr(watch)] {
-                if (const auto running = weak.lock())
-                    running->check();
-            });
+    executor_.post([watch = watch_, &executor = executor_, run = ++run_, threshold, idle = onIdle, active = onActive] {
+        watch->stop();
+        watch->run = run;
+        watch->threshold = threshold;
+        watch->onIdle = idle;
+        watch->onActive = active;
+        watch->timer = executor.every(0, checkInterval, checkLeeway, [weak = std::weak_ptr(watch)] {
+            if (const auto running = weak.lock())
+                running->check();
         });
+    });
 }
 
 void IdleDetector::stop() {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 void IdlePolicy::applyDiscard(Session& session, bool discardIdleTime) {
     const std::optional<Date> cutoff = std::exchange(session.idleDiscardCutoffAt, std::nullopt);
     if (!discardIdleTime || !cutoff || session.intervals.empty())
@@ -13,9 +15,9 @@ void IdlePolicy::applyDiscard(Session& session, bool discardIdleTime) {
 }
 
 IdlePolicy::Action IdlePolicy::action(const std::optional<QString>& idleAction) {
-    if (idleAction == QStringLiteral("stop"))
+    if (idleAction == u"stop"_s)
         return Action::stop;
-    if (idleAction == QStringLiteral("pause"))
+    if (idleAction == u"pause"_s)
         return Action::pause;
     return Action::ask;
 }

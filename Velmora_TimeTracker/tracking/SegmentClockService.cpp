@@ -23,8 +23,7 @@ int saturatedSum(int counter, qint64 delta) {
 }
 
 bool hasCounts(const SQLiteStore::ActivitySegmentRow& row) {
-    return row.activeSeconds > 0 || row.nonIdleSeconds > 0 || row.mouseMovements > 0 ||
-           row.keyboardMovements > 0;
+    return row.activeSeconds > 0 || row.nonIdleSeconds > 0 || row.mouseMovements > 0 || row.keyboardMovements > 0;
 }
 
 } // namespace
@@ -87,16 +86,15 @@ void SegmentClockService::enter(Date now, const QTimeZone& zone) {
     const SegmentUtils::DateAndNumber present = SegmentUtils::segmentDateAndNumber(now, zone);
     const Slot closing = slots_.empty() ? Slot() : slots_.back();
     const auto& [domainKey, counts, isUsed] = closing;
-    if (domainKey == domainKey_ && counts.segmentDate == present.date &&
-        counts.segmentNumber == present.number)
+    if (domainKey == domainKey_ && counts.segmentDate == present.date && counts.segmentNumber == present.number)
         return;
     slots_.push_back({domainKey_, {present.date, present.number, 0, 0, 0, 0, QString::fromUtf8(zone.id())}});
     ticksSinceLastPersist_ = 0;
     flushCurrentSegment();
     if (!isUsed)
         return;
-    qCInfo(Log::upload, "Segment rollover: %s#%d → %s#%d", qPrintable(counts.segmentDate),
-           counts.segmentNumber, qPrintable(present.date), present.number);
+    qCInfo(Log::upload, "Segment rollover: %s#%d → %s#%d", qPrintable(counts.segmentDate), counts.segmentNumber,
+           qPrintable(present.date), present.number);
     uploads_.enqueueActivitySegmentsForUpload(present);
     spawn(uploads_.processQueue(), "processQueue");
 }

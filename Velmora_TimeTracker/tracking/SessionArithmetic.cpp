@@ -59,8 +59,7 @@ Date lastStop(const Session& session, Date otherwise) {
 }
 
 bool isSessionCrossDay(const Session& session, Date now, const QTimeZone& zone) {
-    return !session.intervals.empty() &&
-           startOfDay(now, zone) > startOfDay(session.intervals.front().startedAt, zone);
+    return !session.intervals.empty() && startOfDay(now, zone) > startOfDay(session.intervals.front().startedAt, zone);
 }
 
 std::vector<Session> byDays(const Session& session, Date asOf, const QTimeZone& zone) {

@@ -40,15 +40,15 @@ void SessionManager::startScreenCaptureTimer() {
     callbacks.onPermissionLost = later(&SessionManager::handleScreenRecordingPermissionLost);
     callbacks.onCaptureComplete = later(&SessionManager::handleCaptureComplete);
     callbacks.onCaptureFailed = later(&SessionManager::reportRunning);
-    callbacks.onPicturesPruned = [weak = QPointer(this), &main = on_.main](int pictures) {
+    callbacks.onPicturesPruned = [weak = QPointer(this), &main = deps_.main](int pictures) {
         main.post([weak, pictures] {
             if (weak)
-                weak->on_.uploads.notePrunedPictures(pictures);
+                weak->deps_.uploads.notePrunedPictures(pictures);
         });
     };
     updateCaptureEligibility(); // first, since a capture may be due at once
-    on_.screenCapture.start(currentSession_->id, currentSessionDomain_, std::max<qint64>(interval, 1),
-                            std::move(callbacks));
+    deps_.screenCapture.start(currentSession_->id, currentSessionDomain_, std::max<qint64>(interval, 1),
+                              std::move(callbacks));
 }
 
 void SessionManager::handleCaptureComplete() {
@@ -68,19 +68,19 @@ void SessionManager::reportRunning() {
                yesNo(currentSession_.has_value()), yesNo(isTracking_), yesNo(isPaused_));
         return;
     }
-    const Date now = on_.clock.now();
+    const Date now = deps_.clock.now();
     cutAtClockStep(now);
     copyCounts(*currentSession_, now);
     save();
     qCInfo(Log::session, "Session updated: total=%llds, mouse=%lld, keyboard=%lld, score=%f",
-           static_cast<long long>(SessionArithmetic::sessionTotal(*currentSession_, now)),
-           currentSession_->mouseCount, currentSession_->keyboardCount, currentSession_->activityScore);
+           static_cast<long long>(SessionArithmetic::sessionTotal(*currentSession_, now)), currentSession_->mouseCount,
+           currentSession_->keyboardCount, currentSession_->activityScore);
     if (journal_.holdsReport(currentSession_->id)) {
         qCInfo(Log::session, "Heartbeat skipped: the session's start is not saved yet");
         return;
     }
     qCInfo(Log::session, "Uploading heartbeat, then screenshots if success");
-    spawn(reportCapture(on_.uploads, *currentSession_, currentSessionDomain_), "reportCapture");
+    spawn(reportCapture(deps_.uploads, *currentSession_, currentSessionDomain_), "reportCapture");
 }
 
 bool SessionManager::isCaptureEligible() const {

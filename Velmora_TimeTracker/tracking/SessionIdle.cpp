@@ -5,6 +5,8 @@
 
 #include <QPointer>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 constexpr qint64 defaultIdleMinutes = 5;
 }
@@ -12,30 +14,30 @@ constexpr qint64 defaultIdleMinutes = 5;
 void SessionManager::configureAndStartIdleDetector() {
     // A notice that was posted before the detector was started anew says nothing of the session as it is now.
     const auto notice = [this](void (SessionManager::*handle)()) {
-        return [weak = QPointer(this), &main = on_.main, handle](IdleDetector::Run run) {
+        return [weak = QPointer(this), &main = deps_.main, handle](IdleDetector::Run run) {
             main.post([weak, handle, run] {
-                if (weak && weak->on_.idleDetector.isCurrent(run))
+                if (weak && weak->deps_.idleDetector.isCurrent(run))
                     (weak.data()->*handle)();
             });
         };
     };
-    on_.idleDetector.onIdle = notice(&SessionManager::handleIdleDetected);
-    on_.idleDetector.onActive = notice(&SessionManager::handleIdleEnded);
-    on_.idleDetector.start(config_ ? config_->idleMinutesThreshold : defaultIdleMinutes);
+    deps_.idleDetector.onIdle = notice(&SessionManager::handleIdleDetected);
+    deps_.idleDetector.onActive = notice(&SessionManager::handleIdleEnded);
+    deps_.idleDetector.start(config_ ? config_->idleMinutesThreshold : defaultIdleMinutes);
 }
 
 void SessionManager::handleIdleDetected() {
     if (!isTracking_ || isPaused_)
         return;
     const Operation operation(*this);
-    const Date now = on_.clock.now();
+    const Date now = deps_.clock.now();
     cutAtClockStep(now);
     maybePerformMidnightRolloverIfNeeded(now);
     idleAskPresentedForCurrentIdlePeriod_ = false;
     isIdle_ = true;
     const bool hasIntervals = currentSession_ && !currentSession_->intervals.empty();
     const Date began = hasIntervals ? currentSession_->intervals.back().startedAt : now;
-    const Date latest = on_.activityTracker.latestInputAt().value_or(began);
+    const Date latest = deps_.activityTracker.latestInputAt().value_or(began);
     const Date lastInput = latest > now ? began : latest; // by a clock that was set back since
     lastIdleInputAt_ = lastInput;
     applyIdleDiscardCutoff(lastInput);
@@ -48,7 +50,7 @@ void SessionManager::handleIdleEnded() {
         return;
     const IdlePolicy::Action action = IdlePolicy::action(config_ ? config_->idleAction : std::nullopt);
     if (action == IdlePolicy::Action::stop) {
-        stopTracking(QStringLiteral("idle"));
+        stopTracking(u"idle"_s);
         return;
     }
     const Operation operation(*this);
@@ -58,7 +60,7 @@ void SessionManager::handleIdleEnded() {
         return;
     idleAskPresentedForCurrentIdlePeriod_ = true;
     needsIdleDecision_ = true;
-    lastStatusMessage_ = QStringLiteral("You were idle. Continue tracking or stop the session.");
+    lastStatusMessage_ = u"You were idle. Continue tracking or stop the session."_s;
     if (onNeedsIdleDecision_)
         onNeedsIdleDecision_();
 }
@@ -67,7 +69,7 @@ void SessionManager::handleIdleEnded() {
 void SessionManager::pauseAsIdle() {
     isIdle_ = true;
     if (!idleStartedAt_)
-        idleStartedAt_ = on_.clock.now();
+        idleStartedAt_ = deps_.clock.now();
     pauseTracking();
 }
 

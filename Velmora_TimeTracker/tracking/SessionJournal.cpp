@@ -7,6 +7,8 @@
 #include <QStringList>
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr Seconds retryInterval = 1.0;
@@ -19,12 +21,10 @@ bool isFinished(const SessionStep& step) {
 QString readable(const Session& session, const QTimeZone& zone) {
     QStringList intervals;
     for (const TrackingInterval& interval : session.intervals)
-        intervals.append(ISO8601::text(interval.startedAt, zone) + QStringLiteral(" to ") +
-                         (interval.stoppedAt ? ISO8601::text(*interval.stoppedAt, zone)
-                                             : QStringLiteral("the end of the program")));
-    return QStringLiteral("session %1, device %2, project %3 \"%4\", %5")
-        .arg(uuidText(session.id), session.deviceId, session.projectId, session.projectName,
-             intervals.join(QStringLiteral(", ")));
+        intervals.append(ISO8601::text(interval.startedAt, zone) + u" to "_s +
+                         (interval.stoppedAt ? ISO8601::text(*interval.stoppedAt, zone) : u"the end of the program"_s));
+    return u"session %1, device %2, project %3 \"%4\", %5"_s.arg(
+        uuidText(session.id), session.deviceId, session.projectId, session.projectName, intervals.join(u", "_s));
 }
 
 } // namespace
@@ -79,8 +79,8 @@ bool SessionJournal::holds(const QUuid& session) const {
 }
 
 bool SessionJournal::holdsReport(const QUuid& session) const {
-    return std::ranges::any_of(
-        waiting_, [&](const SessionStep& step) { return step.session.id == session && step.report; });
+    return std::ranges::any_of(waiting_,
+                               [&](const SessionStep& step) { return step.session.id == session && step.report; });
 }
 
 std::vector<Session> SessionJournal::finishedSessions(const QString& domainKey) const {

@@ -20,6 +20,8 @@
 #include <cmath>
 #include <tuple>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr Seconds tickInterval = 1.0;
@@ -31,22 +33,22 @@ constexpr int snapshotsPerAliveMark = 12;  ///< So a last-alive mark every 60 ru
 } // namespace
 
 SessionManager::SessionManager(const Dependencies& dependencies)
-    : on_(dependencies)
-    , journal_(on_.store, on_.preferences, on_.main)
+    : deps_(dependencies)
+    , journal_(deps_.store, deps_.preferences, deps_.main)
     , screenRecordingPermissionLost_(
-          on_.preferences.boolean(PreferenceKey::screenRecordingPermissionLost).value_or(false)) {
+          deps_.preferences.boolean(PreferenceKey::screenRecordingPermissionLost).value_or(false)) {
     journal_.setChanged([this] {
         const Operation operation(*this);
         if (isTracking_ && !isPaused_)
-            markAlive(on_.clock.now()); // the row has the open interval now
+            markAlive(deps_.clock.now()); // the row has the open interval now
         if (!journal_.failure())
             refreshBesideServer(currentLocalTotal()); // the history may be readable again
         processQueue();
     });
     journal_.setSaved([this](const SessionStep& step) {
         if (step.report && step.session.status == SessionStatus::completed)
-            on_.uploads.enqueueScreenshotsForSession(step.session.id,
-                                                     step.domainKey); // behind the report of the end
+            deps_.uploads.enqueueScreenshotsForSession(step.session.id,
+                                                       step.domainKey); // behind the report of the end
     });
     loadInterruptedSession();
     refreshTodayCompletedSeconds();
@@ -54,8 +56,8 @@ SessionManager::SessionManager(const Dependencies& dependencies)
 
 SessionManager::~SessionManager() {
     ticker_.reset();
-    on_.screenCapture.stop();
-    on_.idleDetector.stop();
+    deps_.screenCapture.stop();
+    deps_.idleDetector.stop();
     const std::lock_guard guard(captureState_->mutex);
     captureState_->isEligible = false;
 }
@@ -66,29 +68,29 @@ void SessionManager::startTracking(const std::optional<RemoteProject>& project) 
     if (isTracking_)
         return;
     const Operation operation(*this);
-    if (!on_.permissions.hasRequiredPermissions()) {
-        lastStatusMessage_ = QStringLiteral("Required permissions are not granted.");
+    if (!deps_.permissions.hasRequiredPermissions()) {
+        lastStatusMessage_ = u"Required permissions are not granted."_s;
         return;
     }
-    if (!on_.permissions.hasScreenRecordingPermission()) {
-        lastStatusMessage_ = QStringLiteral("Screen recording permission is required to start tracking.");
+    if (!deps_.permissions.hasScreenRecordingPermission()) {
+        lastStatusMessage_ = u"Screen recording permission is required to start tracking."_s;
         setScreenRecordingPermissionLost(true);
         return;
     }
     completeStaleActiveSessions();
 
-    const Date now = on_.clock.now();
+    const Date now = deps_.clock.now();
     Session session = newSession(project ? ProjectReference{project->id, project->name} : ProjectReference());
     session.intervals.push_back(newInterval(now));
     selectedProjectId_ = session.projectId;
     crossDayAutoCompletedProject_.reset();
     lastStatusMessage_.reset();
-    currentSessionDomain_ = on_.domain.domainKey();
+    currentSessionDomain_ = deps_.domain.domainKey();
     clearPauses();
     begin(session);
     enqueueStart();
-    on_.activityTracker.reset();
-    if (on_.activityTracker.start())
+    deps_.activityTracker.reset();
+    if (deps_.activityTracker.start())
         configureAndStartIdleDetector();
     heartbeatTick_ = 0;
     startTicker();
@@ -104,19 +106,19 @@ void SessionManager::stopTracking(const std::optional<QString>& reason) {
     const QString id = uuidText(currentSession_->id);
     endCurrentSession(EndReport::enqueued);
     if (reason)
-        lastStatusMessage_ = QStringLiteral("Tracking stopped: ") + *reason;
+        lastStatusMessage_ = u"Tracking stopped: "_s + *reason;
     qCInfo(Log::session, "Tracking stopped, session %s%s", qPrintable(id),
-           reason ? qPrintable(QStringLiteral(", reason: ") + *reason) : "");
+           reason ? qPrintable(u", reason: "_s + *reason) : "");
 }
 
 void SessionManager::pauseTracking() {
     if (!isTracking_ || isPaused_)
         return;
     const Operation operation(*this);
-    const Date now = on_.clock.now();
+    const Date now = deps_.clock.now();
     closeCurrentInterval(now);
-    on_.screenCapture.stop();
-    on_.activityTracker.stop();
+    deps_.screenCapture.stop();
+    deps_.activityTracker.stop();
     isPaused_ = true;
     updateCaptureEligibility();
     save();
@@ -127,7 +129,7 @@ void SessionManager::resumeTracking() {
     if (!isTracking_ || !isPaused_)
         return;
     const Operation operation(*this);
-    const Date now = on_.clock.now();
+    const Date now = deps_.clock.now();
     maybePerformMidnightRolloverIfNeeded(now);
     if (!currentSession_)
         return;
@@ -135,12 +137,12 @@ void SessionManager::resumeTracking() {
     currentSession_->idleDiscardCutoffAt.reset();
     currentSession_->intervals.push_back(newInterval(now));
     clearPauses();
-    on_.screenCapture.stop();
+    deps_.screenCapture.stop();
     startScreenCaptureTimer();
-    if (on_.activityTracker.start())
+    if (deps_.activityTracker.start())
         configureAndStartIdleDetector();
     else
-        on_.idleDetector.stop();
+        deps_.idleDetector.stop();
     startTicker();
     updateCaptureEligibility();
     if (beginsNow)
@@ -160,9 +162,8 @@ bool SessionManager::handleSessionTakenOver(const QUuid& sessionId) {
         return false;
     const Operation operation(*this);
     endCurrentSession(EndReport::none);
-    lastStatusMessage_ = QStringLiteral("Session was resumed on another device.");
-    qCInfo(Log::session, "Session %s closed locally after backend takeover.",
-           qPrintable(uuidText(sessionId)));
+    lastStatusMessage_ = u"Session was resumed on another device."_s;
+    qCInfo(Log::session, "Session %s closed locally after backend takeover.", qPrintable(uuidText(sessionId)));
     return true;
 }
 
@@ -170,14 +171,14 @@ void SessionManager::handleForceUpdateRequired() {
     if (!isTracking_)
         return;
     qCCritical(Log::session, "Force update required — stopping tracking");
-    stopTracking(QStringLiteral("Update required"));
+    stopTracking(u"Update required"_s);
 }
 
 void SessionManager::handleScreenRecordingPermissionLost() {
     const Operation operation(*this);
     setScreenRecordingPermissionLost(true);
-    lastStatusMessage_ = QStringLiteral("Screen recording permission was revoked.");
-    stopTracking(QStringLiteral("screenRecordingRevoked"));
+    lastStatusMessage_ = u"Screen recording permission was revoked."_s;
+    stopTracking(u"screenRecordingRevoked"_s);
 }
 
 // ---- The screens' small commands
@@ -203,10 +204,9 @@ void SessionManager::applyConfig(const std::optional<RemoteConfig>& config) {
     const Operation operation(*this);
     config_ = config;
     if (config_)
-        on_.timeZones.store(on_.timeZones.timezoneIdentifierForAPI(&*config_));
+        deps_.timeZones.store(deps_.timeZones.timezoneIdentifierForAPI(&*config_));
     if (config_ && !config_->projects.empty() && !selectedProjectId_.isEmpty() &&
-        std::ranges::find(config_->projects, selectedProjectId_, &RemoteProject::id) ==
-            config_->projects.end())
+        std::ranges::find(config_->projects, selectedProjectId_, &RemoteProject::id) == config_->projects.end())
         selectedProjectId_ = config_->projects.front().id;
     refreshTodayCompletedSeconds();
     if (config_ && config_->todayTotalSeconds && config_->todayDate)
@@ -214,11 +214,11 @@ void SessionManager::applyConfig(const std::optional<RemoteConfig>& config) {
 }
 
 QTimeZone SessionManager::engineTimeZone() const {
-    const QString identifier = config_ ? config_->appTimezone.value_or(QString()).trimmed()
-                                       : on_.timeZones.storedTimezoneIdentifier();
+    const QString identifier =
+        config_ ? config_->appTimezone.value_or(QString()).trimmed() : deps_.timeZones.storedTimezoneIdentifier();
     // An identifier that names no zone is asked for each time: the machine's own can change meanwhile.
     if (zone_.id() != identifier.toUtf8())
-        zone_ = on_.timeZones.resolvedTimeZone(identifier);
+        zone_ = deps_.timeZones.resolvedTimeZone(identifier);
     return zone_;
 }
 
@@ -227,19 +227,18 @@ std::optional<QString> SessionManager::notSavedMessage() const {
     if (!failure)
         return std::nullopt;
     using enum SQLiteStore::Failure;
-    const QString reason = *failure == diskFull ? QStringLiteral("the disk is full")
-                           : *failure == busy   ? QStringLiteral("another program holds the database")
-                           : *failure == notWritable
-                               ? QStringLiteral("the program's folder cannot be written")
-                               : QStringLiteral("the disk reports an error");
-    return QStringLiteral("Not saved: %1. Tracking goes on and is saved as soon as possible.").arg(reason);
+    const QString reason = *failure == diskFull      ? u"the disk is full"_s
+                           : *failure == busy        ? u"another program holds the database"_s
+                           : *failure == notWritable ? u"the program's folder cannot be written"_s
+                                                     : u"the disk reports an error"_s;
+    return u"Not saved: %1. Tracking goes on and is saved as soon as possible."_s.arg(reason);
 }
 
 // ---- The second's work
 
 void SessionManager::startTicker() {
     liveMetricsTick_ = 0;
-    ticker_ = on_.main.every(tickInterval, tickInterval, tickTolerance, [this] { updateLiveMetrics(); });
+    ticker_ = deps_.main.every(tickInterval, tickInterval, tickTolerance, [this] { updateLiveMetrics(); });
 }
 
 void SessionManager::updateLiveMetrics() {
@@ -248,7 +247,7 @@ void SessionManager::updateLiveMetrics() {
         return std::tuple(elapsedSeconds_, todayTotalSeconds_, mouseMoves_, keyboardEvents_, activityScore_);
     };
     const auto before = figures();
-    const Date now = on_.clock.now();
+    const Date now = deps_.clock.now();
     cutAtClockStep(now);
     maybePerformMidnightRolloverIfNeeded(now);
     if (!currentSession_)
@@ -259,7 +258,7 @@ void SessionManager::updateLiveMetrics() {
     recomputeTodayTotalSeconds();
     if (!isPaused_ && ++liveMetricsTick_ >= ticksPerSnapshot) {
         liveMetricsTick_ = 0;
-        const ActivitySnapshot snapshot = on_.activityTracker.snapshot(std::max(elapsedSeconds_, 1.0));
+        const ActivitySnapshot snapshot = deps_.activityTracker.snapshot(std::max(elapsedSeconds_, 1.0));
         mouseMoves_ = snapshot.mouseMoves;
         keyboardEvents_ = snapshot.keyboardEvents;
         activityScore_ = snapshot.activityScore;
@@ -273,11 +272,11 @@ void SessionManager::updateLiveMetrics() {
 
 SessionManager::SegmentTickInput SessionManager::segmentTickInput() {
     SegmentTickInput input;
-    input.hadInput = on_.activityTracker.consumeHadInputThisSecond();
+    input.hadInput = deps_.activityTracker.consumeHadInputThisSecond();
     input.isTracked = isCaptureEligible();
     if (input.hadInput && input.isTracked)
-        on_.activityTracker.recordActiveSecondForSession();
-    const auto delta = on_.activityTracker.getAndResetMouseKeyboardDeltaThisSecond();
+        deps_.activityTracker.recordActiveSecondForSession();
+    const auto delta = deps_.activityTracker.getAndResetMouseKeyboardDeltaThisSecond();
     input.mouseDelta = delta.mouse;
     input.keyboardDelta = delta.keyboard;
     return input;
@@ -295,17 +294,17 @@ void SessionManager::begin(const Session& session) {
 
 /// Finishes the running session and returns to Stopped.
 void SessionManager::endCurrentSession(EndReport endReport) {
-    const Date now = on_.clock.now();
+    const Date now = deps_.clock.now();
     const QUuid id = currentSession_->id;
     closeCurrentInterval(now);
     if (currentSession_->id != id)
         endReport = EndReport::enqueued; // a midnight that no tick has seen began this one
-    archive(finished(*currentSession_, SessionArithmetic::lastStop(*currentSession_, now)),
-            currentSessionDomain_, endReport);
+    archive(finished(*currentSession_, SessionArithmetic::lastStop(*currentSession_, now)), currentSessionDomain_,
+            endReport);
 
-    on_.activityTracker.stop();
-    on_.idleDetector.stop();
-    on_.screenCapture.stop();
+    deps_.activityTracker.stop();
+    deps_.idleDetector.stop();
+    deps_.screenCapture.stop();
     ticker_.reset();
     heartbeatTick_ = 0;
 
@@ -337,18 +336,18 @@ void SessionManager::archive(const Session& session, const QString& domainKey, E
         journal_.write({session, std::nullopt, domainKey});
         return;
     }
-    journal_.write({session, on_.uploads.sessionEndTask(session), domainKey});
+    journal_.write({session, deps_.uploads.sessionEndTask(session), domainKey});
     processQueue();
 }
 
 /// Saves the running session and queues the report of its start, in one step.
 void SessionManager::enqueueStart() {
-    journal_.write({*currentSession_, on_.uploads.sessionStartTask(*currentSession_), currentSessionDomain_});
+    journal_.write({*currentSession_, deps_.uploads.sessionStartTask(*currentSession_), currentSessionDomain_});
     processQueue();
 }
 
 void SessionManager::processQueue() {
-    spawn(on_.uploads.processQueue(), "processQueue");
+    spawn(deps_.uploads.processQueue(), "processQueue");
 }
 
 /// Where the interval ran into a midnight that no tick has seen, it closes in the session that begins there. Call it
@@ -368,12 +367,12 @@ void SessionManager::closeCurrentInterval(Date now) {
 /// interval open that is closed by now: its mark stays as it is.
 void SessionManager::markAlive(Date at) {
     if (!journal_.holds(currentSession_->id) || rowHasLastInterval())
-        TrackingHeartbeat::record(currentSession_->id, at, on_.preferences);
+        TrackingHeartbeat::record(currentSession_->id, at, deps_.preferences);
 }
 
 /// Whether the row of the running session, which may be behind, has the same last interval.
 bool SessionManager::rowHasLastInterval() const {
-    const std::vector<Session> rows = on_.store.loadAllActiveSessions();
+    const std::vector<Session> rows = deps_.store.loadAllActiveSessions();
     const auto row = std::ranges::find(rows, currentSession_->id, &Session::id);
     return row != rows.end() && !row->intervals.empty() &&
            row->intervals.back().id == currentSession_->intervals.back().id;
@@ -388,13 +387,13 @@ Date SessionManager::endOfRunning(Date now) const {
 
 /// How far the wall clock is ahead of the monotonic one.
 Seconds SessionManager::clocksApart() const {
-    const std::chrono::duration<Seconds> uptime = on_.clock.uptime();
-    return on_.clock.now().secondsSince1970() - uptime.count();
+    const std::chrono::duration<Seconds> uptime = deps_.clock.uptime();
+    return deps_.clock.now().secondsSince1970() - uptime.count();
 }
 
 void SessionManager::copyCounts(Session& session, Date asOf) const {
     const Seconds total = SessionArithmetic::sessionTotal(session, asOf);
-    const ActivitySnapshot snapshot = on_.activityTracker.snapshot(std::max(total, 1.0));
+    const ActivitySnapshot snapshot = deps_.activityTracker.snapshot(std::max(total, 1.0));
     session.mouseCount = snapshot.mouseMoves;
     session.keyboardCount = snapshot.keyboardEvents;
     session.activityScore = snapshot.activityScore;
@@ -425,13 +424,13 @@ void SessionManager::setScreenRecordingPermissionLost(bool lost) {
     if (screenRecordingPermissionLost_ == lost)
         return;
     screenRecordingPermissionLost_ = lost;
-    on_.preferences.set(PreferenceKey::screenRecordingPermissionLost, lost);
+    deps_.preferences.set(PreferenceKey::screenRecordingPermissionLost, lost);
 }
 
 Session SessionManager::newSession(const ProjectReference& project) const {
     Session session;
-    session.id = on_.random.uuid();
-    session.deviceId = DeviceIdProvider::current(on_.preferences, on_.random);
+    session.id = deps_.random.uuid();
+    session.deviceId = DeviceIdProvider::current(deps_.preferences, deps_.random);
     session.projectId = project.id;
     session.projectName = project.name;
     return session;
@@ -439,7 +438,7 @@ Session SessionManager::newSession(const ProjectReference& project) const {
 
 TrackingInterval SessionManager::newInterval(Date startedAt) {
     clocksApart_ = clocksApart();
-    return TrackingInterval{on_.random.uuid(), startedAt, std::nullopt};
+    return TrackingInterval{deps_.random.uuid(), startedAt, std::nullopt};
 }
 
 QString SessionManager::dateText(Date date) const {
@@ -451,7 +450,7 @@ Date SessionManager::startOfDay(Date date) const {
 }
 
 std::function<void()> SessionManager::later(void (SessionManager::*handle)()) {
-    return [weak = QPointer(this), &main = on_.main, handle] {
+    return [weak = QPointer(this), &main = deps_.main, handle] {
         main.post([weak, handle] {
             if (weak)
                 (weak.data()->*handle)();

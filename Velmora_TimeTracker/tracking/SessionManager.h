@@ -126,9 +126,7 @@ public:
     /// Clears the idle mark before a resume; the answer "Continue" to the idle question.
     void continueAfterIdle();
     /// Called when the idle question is due.
-    void setNeedsIdleDecisionHandler(std::function<void()> handler) {
-        onNeedsIdleDecision_ = std::move(handler);
-    }
+    void setNeedsIdleDecisionHandler(std::function<void()> handler) { onNeedsIdleDecision_ = std::move(handler); }
 
     // The segment clock's.
     struct SegmentTickInput {
@@ -219,7 +217,7 @@ private:
     void refreshBesideServer(Seconds localBefore);
     void recomputeTodayTotalSeconds();
 
-    const Dependencies on_;
+    const Dependencies deps_;
     SessionJournal journal_;
     int operations_ = 0;      ///< How many `Operation`s are under way.
     bool hasChanged_ = false; ///< Something to tell when the outermost one ends.

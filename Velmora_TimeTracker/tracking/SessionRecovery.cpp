@@ -12,6 +12,8 @@
 
 #include <ranges>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 QString readable(Date date, const QTimeZone& zone) {
     return ISO8601::text(date, zone);
@@ -54,11 +56,10 @@ void SessionManager::performMidnightRollover(Date newDate) {
     selectedProjectId_ = next.projectId;
     begin(next);
     refreshTodayCompletedSeconds(); // of the new day, so the old session must not run any more
-    qCInfo(Log::session,
-           "Midnight rollover: session %s completed, new session %s started at %s, wasPaused: %s",
-           qPrintable(uuidText(old.id)), qPrintable(uuidText(next.id)),
-           qPrintable(readable(newDate, engineTimeZone())), isPaused_ ? "true" : "false");
-    on_.activityTracker.resetCounts();
+    qCInfo(Log::session, "Midnight rollover: session %s completed, new session %s started at %s, wasPaused: %s",
+           qPrintable(uuidText(old.id)), qPrintable(uuidText(next.id)), qPrintable(readable(newDate, engineTimeZone())),
+           isPaused_ ? "true" : "false");
+    deps_.activityTracker.resetCounts();
     last5MinActivityRate_.reset();
     last5MinInputBuffer_.clear();
     if (next.intervals.empty()) {
@@ -67,7 +68,7 @@ void SessionManager::performMidnightRollover(Date newDate) {
         enqueueStart();
         markAlive(newDate);
     }
-    on_.screenCapture.stop();
+    deps_.screenCapture.stop();
     if (!isPaused_) {
         configureAndStartIdleDetector(); // a pause by idleness goes on, and its end is still to be noticed
         startScreenCaptureTimer();
@@ -78,16 +79,16 @@ void SessionManager::performMidnightRollover(Date newDate) {
 // ---- Sessions of an earlier run
 
 void SessionManager::loadInterruptedSession() {
-    if (!on_.domain.hasCompany())
+    if (!deps_.domain.hasCompany())
         return;
-    interruptedSessionDomain_ = on_.domain.domainKey();
-    interruptedSession_ = on_.store.loadActiveSession();
+    interruptedSessionDomain_ = deps_.domain.domainKey();
+    interruptedSession_ = deps_.store.loadActiveSession();
     if (interruptedSession_ && journal_.holds(interruptedSession_->id))
         interruptedSession_.reset(); // finished: the database does not know it yet
     if (!interruptedSession_)
         return;
     qCInfo(Log::session, "Recovered interrupted session %s", qPrintable(uuidText(interruptedSession_->id)));
-    lastStatusMessage_ = QStringLiteral("An unfinished session was found.");
+    lastStatusMessage_ = u"An unfinished session was found."_s;
 }
 
 void SessionManager::recoverInterruptedSessionForCurrentDomain() {
@@ -104,7 +105,7 @@ void SessionManager::resumeInterruptedSession() {
         return;
     const Operation operation(*this);
     const Seconds localBefore = currentLocalTotal();
-    const Date now = on_.clock.now();
+    const Date now = deps_.clock.now();
     Session session = *interruptedSession_;
     if (SessionArithmetic::isSessionCrossDay(session, now, engineTimeZone())) {
         finalizeInterruptedSessionIfCrossDay(now);
@@ -125,9 +126,9 @@ void SessionManager::resumeInterruptedSession() {
     refreshBesideServer(localBefore);
     enqueueStart();
     markAlive(now);
-    on_.activityTracker.reset({session.mouseCount, session.keyboardCount, session.activityScore},
-                              SessionArithmetic::sessionTotal(session, now));
-    on_.activityTracker.start();
+    deps_.activityTracker.reset({session.mouseCount, session.keyboardCount, session.activityScore},
+                                SessionArithmetic::sessionTotal(session, now));
+    deps_.activityTracker.start();
     configureAndStartIdleDetector();
     startTicker();
     startScreenCaptureTimer();
@@ -140,11 +141,10 @@ void SessionManager::settleOpenInterval(Session& session, Date now) const {
     if (session.intervals.empty() || session.intervals.back().stoppedAt)
         return;
     TrackingInterval& open = session.intervals.back();
-    const auto lastAlive = TrackingHeartbeat::load(session.id, on_.preferences);
+    const auto lastAlive = TrackingHeartbeat::load(session.id, deps_.preferences);
     if (lastAlive && *lastAlive < open.startedAt) {
         const QTimeZone zone = engineTimeZone();
-        qCCritical(Log::session,
-                   "Stale heartbeat on recovery: %s < intervalStart %s; billing 0 for that interval",
+        qCCritical(Log::session, "Stale heartbeat on recovery: %s < intervalStart %s; billing 0 for that interval",
                    qPrintable(readable(*lastAlive, zone)), qPrintable(readable(open.startedAt, zone)));
     }
     open.stoppedAt = SessionArithmetic::settledEnd(open.startedAt, lastAlive, now);
@@ -154,7 +154,7 @@ void SessionManager::finishInterruptedSession() {
     if (!interruptedSession_)
         return;
     const Operation operation(*this);
-    lastStatusMessage_ = QStringLiteral("The unfinished session was ended at its last recorded moment.");
+    lastStatusMessage_ = u"The unfinished session was ended at its last recorded moment."_s;
     discardInterruptedSession();
 }
 
@@ -162,10 +162,10 @@ void SessionManager::discardInterruptedSession() {
     if (!interruptedSession_)
         return;
     const Operation operation(*this);
-    const Date now = on_.clock.now();
+    const Date now = deps_.clock.now();
     if (SessionArithmetic::isSessionCrossDay(*interruptedSession_, now, engineTimeZone())) {
         finalizeInterruptedSessionIfCrossDay(now);
-        lastStatusMessage_ = QStringLiteral("Previous session was ended because it crossed midnight.");
+        lastStatusMessage_ = u"Previous session was ended because it crossed midnight."_s;
     } else {
         completeStaleActiveSessions();
     }
@@ -174,27 +174,26 @@ void SessionManager::discardInterruptedSession() {
 
 /// Finishes the pending session of an earlier day.
 void SessionManager::finalizeInterruptedSessionIfCrossDay(Date now) {
-    if (!interruptedSession_ ||
-        !SessionArithmetic::isSessionCrossDay(*interruptedSession_, now, engineTimeZone()))
+    if (!interruptedSession_ || !SessionArithmetic::isSessionCrossDay(*interruptedSession_, now, engineTimeZone()))
         return;
     const Session session = *interruptedSession_;
     complete(session, interruptedSessionDomain_, now);
     interruptedSession_.reset();
     crossDayAutoCompletedProject_ = ProjectReference{session.projectId, session.projectName};
     selectedProjectId_ = session.projectId;
-    lastStatusMessage_ = QStringLiteral("Session auto-completed because it crossed midnight.");
+    lastStatusMessage_ = u"Session auto-completed because it crossed midnight."_s;
 }
 
 /// Finishes every running row of the present company, so that none survives beside a new session.
 void SessionManager::completeStaleActiveSessions() {
-    if (!on_.domain.hasCompany())
+    if (!deps_.domain.hasCompany())
         return;
     const Seconds localBefore = currentLocalTotal();
-    const Date now = on_.clock.now();
-    for (const Session& stale : on_.store.loadAllActiveSessions()) {
+    const Date now = deps_.clock.now();
+    for (const Session& stale : deps_.store.loadAllActiveSessions()) {
         if (journal_.holds(stale.id))
             continue; // finished: the database does not know it yet
-        complete(stale, on_.domain.domainKey(), now);
+        complete(stale, deps_.domain.domainKey(), now);
         if (interruptedSession_ && interruptedSession_->id == stale.id)
             interruptedSession_.reset(); // finished: no longer to be resumed
     }
@@ -215,9 +214,9 @@ void SessionManager::complete(Session stale, const QString& domainKey, Date now)
 void SessionManager::archiveDays(std::vector<Session> days, const QString& domainKey) {
     for (Session& day : days | std::views::reverse) {
         applyIdleDiscardPolicyIfNeeded(day);
-        SessionArithmetic::finish(day, on_.clock.now());
+        SessionArithmetic::finish(day, deps_.clock.now());
         if (&day != &days.front())
-            journal_.write({day, on_.uploads.sessionStartTask(day), domainKey});
+            journal_.write({day, deps_.uploads.sessionStartTask(day), domainKey});
         archive(day, domainKey, EndReport::enqueued);
     }
 }
@@ -228,10 +227,10 @@ void SessionManager::handleWillSleep() {
     if (!isTracking_ || isPaused_)
         return;
     const Operation operation(*this);
-    closeCurrentInterval(on_.clock.now());
+    closeCurrentInterval(deps_.clock.now());
     pausedDueToSystemSleep_ = true;
-    on_.screenCapture.stop();
-    on_.activityTracker.stop();
+    deps_.screenCapture.stop();
+    deps_.activityTracker.stop();
     ticker_.reset();
     isPaused_ = true;
     updateCaptureEligibility();
@@ -245,7 +244,7 @@ void SessionManager::handleDidWake() {
     const Operation operation(*this, false);
     if (pausedDueToSystemSleep_ && isTracking_)
         resumeTracking();
-    const Date now = on_.clock.now();
+    const Date now = deps_.clock.now();
     cutAtClockStep(now);
     maybePerformMidnightRolloverIfNeeded(now);
     if (isTracking_)
@@ -273,7 +272,7 @@ void SessionManager::cutAtClockStep(Date now) {
 void SessionManager::handleWillTerminate() {
     const Operation operation(*this);
     if (isTracking_ && !isPaused_) {
-        closeCurrentInterval(on_.clock.now());
+        closeCurrentInterval(deps_.clock.now());
         qCInfo(Log::session, "Tracking interval closed on app termination");
     }
     journal_.close(engineTimeZone());

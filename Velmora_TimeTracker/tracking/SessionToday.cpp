@@ -16,20 +16,20 @@ constexpr std::size_t last5MinWindowSize = 300;
 Seconds SessionManager::currentLocalTotal() const {
     const bool isRunning = isTracking_ && currentSession_;
     return todayCompletedSeconds_ +
-           (isRunning ? SessionArithmetic::sessionTotal(*currentSession_, endOfRunning(on_.clock.now())) : 0);
+           (isRunning ? SessionArithmetic::sessionTotal(*currentSession_, endOfRunning(deps_.clock.now())) : 0);
 }
 
 void SessionManager::refreshTodayCompletedSeconds() {
-    if (serverTodayTotalDomain_ != on_.domain.domainKey())
+    if (serverTodayTotalDomain_ != deps_.domain.domainKey())
         serverTodayTotal_.reset(); // of another company
-    const Date now = on_.clock.now();
+    const Date now = deps_.clock.now();
     const Date from = startOfDay(now);
     const Date to = SegmentUtils::startOfDayAfter(now, 1, engineTimeZone()).value_or(now);
     todayCompletedSeconds_ = 0;
-    for (const Session& session : journal_.finishedSessions(on_.domain.domainKey()))
+    for (const Session& session : journal_.finishedSessions(deps_.domain.domainKey()))
         if (!session.intervals.empty() && session.intervals.front().startedAt >= from)
             todayCompletedSeconds_ += SessionArithmetic::sessionTotal(session, from);
-    for (const auto& row : on_.store.sessionHistory(from, to))
+    for (const auto& row : deps_.store.sessionHistory(from, to))
         todayCompletedSeconds_ += row.totalSeconds;
     recomputeTodayTotalSeconds();
 }
@@ -43,19 +43,18 @@ void SessionManager::refreshBesideServer(Seconds localBefore) {
 
 void SessionManager::recomputeTodayTotalSeconds() {
     todayTotalSeconds_ = TodayTotal::shown(currentLocalTotal(), serverTodayTotal_, localTotalAtServerAnchor_,
-                                           dateText(on_.clock.now()));
+                                           dateText(deps_.clock.now()));
 }
 
 void SessionManager::applyServerTodayTotal(const ServerTodayTotal& incoming) {
-    const QString today = dateText(on_.clock.now());
+    const QString today = dateText(deps_.clock.now());
     switch (TodayTotal::judge(incoming, serverTodayTotal_, today)) {
     case TodayTotal::Verdict::malformed:
-        qCCritical(Log::session, "Ignoring server today_total: no date: %s",
-                   qPrintable(incoming.date.left(40)));
+        qCCritical(Log::session, "Ignoring server today_total: no date: %s", qPrintable(incoming.date.left(40)));
         return;
     case TodayTotal::Verdict::outdated:
-        qCInfo(Log::session, "Ignoring outdated server today_total: dated %s, today is %s",
-               qPrintable(incoming.date), qPrintable(today));
+        qCInfo(Log::session, "Ignoring outdated server today_total: dated %s, today is %s", qPrintable(incoming.date),
+               qPrintable(today));
         return;
     case TodayTotal::Verdict::stale:
         qCInfo(Log::session, "Ignoring stale server today_total: incoming date %s < current %s",
@@ -66,15 +65,14 @@ void SessionManager::applyServerTodayTotal(const ServerTodayTotal& incoming) {
     }
     const Operation operation(*this);
     const auto previous = std::exchange(serverTodayTotal_, incoming);
-    serverTodayTotalDomain_ = on_.domain.domainKey();
+    serverTodayTotalDomain_ = deps_.domain.domainKey();
     if (previous && previous->date != incoming.date) {
         if (incoming.date == today)
             refreshTodayCompletedSeconds(); // of the old day, nothing
         else
             todayCompletedSeconds_ = 0; // this clock is behind the server's: all is of the old day
         qCInfo(Log::session, "Server today_date changed %s(%llds) → %s(%llds); local reset to 0",
-               qPrintable(previous->date), previous->totalSeconds, qPrintable(incoming.date),
-               incoming.totalSeconds);
+               qPrintable(previous->date), previous->totalSeconds, qPrintable(incoming.date), incoming.totalSeconds);
     }
     localTotalAtServerAnchor_ = currentLocalTotal();
     recomputeTodayTotalSeconds();
@@ -87,8 +85,7 @@ void SessionManager::recordLast5MinInput(bool hadInput) {
     if (last5MinInputBuffer_.size() > last5MinWindowSize)
         last5MinInputBuffer_.pop_front();
     const auto active = std::ranges::count(last5MinInputBuffer_, true);
-    const double rate =
-        static_cast<double>(active) / static_cast<double>(last5MinInputBuffer_.size()) * 100.0;
+    const double rate = static_cast<double>(active) / static_cast<double>(last5MinInputBuffer_.size()) * 100.0;
     const Operation operation(*this, last5MinActivityRate_ != rate);
     last5MinActivityRate_ = rate;
 }

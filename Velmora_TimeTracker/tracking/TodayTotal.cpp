@@ -11,8 +11,8 @@ Seconds TodayTotal::shown(Seconds local, const std::optional<ServerTodayTotal>& 
     return std::max(local, static_cast<Seconds>(server->totalSeconds) + sinceAnchor);
 }
 
-TodayTotal::Verdict TodayTotal::judge(const ServerTodayTotal& incoming,
-                                      const std::optional<ServerTodayTotal>& current, const QString& today) {
+TodayTotal::Verdict TodayTotal::judge(const ServerTodayTotal& incoming, const std::optional<ServerTodayTotal>& current,
+                                      const QString& today) {
     // Texts are compared below, which orders only dates of one form.
     if (QDate::fromString(incoming.date, Qt::ISODate).toString(Qt::ISODate) != incoming.date)
         return Verdict::malformed;

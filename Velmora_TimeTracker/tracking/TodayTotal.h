@@ -14,7 +14,6 @@ Seconds shown(Seconds local, const std::optional<ServerTodayTotal>& server, Seco
 
 enum class Verdict { accept, malformed, outdated, stale };
 /// Whether an incoming figure may replace the present one.
-Verdict judge(const ServerTodayTotal& incoming, const std::optional<ServerTodayTotal>& current,
-              const QString& today);
+Verdict judge(const ServerTodayTotal& incoming, const std::optional<ServerTodayTotal>& current, const QString& today);
 
 } // namespace TodayTotal

@@ -6,6 +6,8 @@
 #include <QLocale>
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 using namespace UploadFailureAction;
 
 namespace {
@@ -71,8 +73,7 @@ Seconds secondsUntil(const QByteArray& retryAfter, Date now) {
     const qulonglong seconds = retryAfter.toULongLong(&isNumber);
     if (isNumber)
         return static_cast<Seconds>(seconds);
-    QDateTime date = QLocale::c().toDateTime(QString::fromLatin1(retryAfter),
-                                             QStringLiteral("ddd, dd MMM yyyy hh:mm:ss 'GMT'"));
+    QDateTime date = QLocale::c().toDateTime(QString::fromLatin1(retryAfter), u"ddd, dd MMM yyyy hh:mm:ss 'GMT'"_s);
     date.setTimeSpec(Qt::UTC);
     return date.isValid() ? Date::fromDateTime(date) - now : 0;
 }

@@ -18,9 +18,7 @@ public:
         failed_ |= text.isEmpty();
         return text;
     }
-    QJsonValue operator()(const std::optional<Date>& date) {
-        return date ? (*this)(*date) : QJsonValue::Null;
-    }
+    QJsonValue operator()(const std::optional<Date>& date) { return date ? (*this)(*date) : QJsonValue::Null; }
     bool failed() const { return failed_; }
 
 private:
@@ -48,8 +46,7 @@ std::optional<QByteArray> buildHeartbeatPayload(const Session& session, Heartbea
     constexpr double tooManySeconds = 1e15; // far beyond any calendar, far below what an integer holds
     const bool isCompleted = status == HeartbeatStatus::completed;
     const bool hasIntervals = !session.intervals.empty();
-    const Date effectiveEnd =
-        isCompleted && hasIntervals ? session.intervals.back().stoppedAt.value_or(now) : now;
+    const Date effectiveEnd = isCompleted && hasIntervals ? session.intervals.back().stoppedAt.value_or(now) : now;
     const std::optional<Date> stoppedAt = isCompleted ? std::optional(effectiveEnd) : std::nullopt;
     const Seconds total = session.totalSecondsForReporting(effectiveEnd);
     if (!(std::abs(total) < tooManySeconds) || !std::isfinite(session.activityScore))

@@ -23,8 +23,7 @@ void RetryManager::registerFailure(std::optional<int> statusCode) {
     ++circuitOpenCount_;
     const Seconds cooldown = std::min(longestCooldown, std::ldexp(firstCooldown, circuitOpenCount_ - 1));
     circuitOpenUntil_ = clock_.now() + cooldown;
-    qCCritical(Log::upload, "Circuit breaker opened for %fs after %d failures", cooldown,
-               consecutiveFailures_);
+    qCCritical(Log::upload, "Circuit breaker opened for %fs after %d failures", cooldown, consecutiveFailures_);
 }
 
 void RetryManager::registerSuccess() {

@@ -10,6 +10,8 @@
 #include <QFileInfo>
 #include <QRegularExpression>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr Seconds retention = 7 * 24 * 60 * 60;
@@ -43,14 +45,14 @@ std::optional<QUuid> sessionOf(const QString& fileName) {
 
 /// "20250314T093000+0700"
 std::optional<Date> parseCompactTimestamp(const QString& token) {
-    static const QRegularExpression form(QRegularExpression::anchoredPattern(
-        QStringLiteral(R"((\d{4})(\d{2})(\d{2})T(\d{2})(\d{2})(\d{2})(Z|[+-]\d{2}:?\d{2}))")));
+    static const QRegularExpression form(
+        QRegularExpression::anchoredPattern(uR"((\d{4})(\d{2})(\d{2})T(\d{2})(\d{2})(\d{2})(Z|[+-]\d{2}:?\d{2}))"_s));
     const QRegularExpressionMatch match = form.match(token);
     if (!match.hasMatch())
         return std::nullopt;
-    return ISO8601::parse(QString("%1-%2-%3T%4:%5:%6%7")
-                              .arg(match.captured(1), match.captured(2), match.captured(3), match.captured(4),
-                                   match.captured(5), match.captured(6), match.captured(7)));
+    return ISO8601::parse(u"%1-%2-%3T%4:%5:%6%7"_s.arg(match.captured(1), match.captured(2), match.captured(3),
+                                                       match.captured(4), match.captured(5), match.captured(6),
+                                                       match.captured(7)));
 }
 
 } // namespace
@@ -115,8 +117,7 @@ std::optional<QString> ScreenshotFiles::restoredISO8601FromFilenameToken(const Q
     return dateAndT + time.left(sign).replace(u'-', u':') + offset;
 }
 
-UploadTask ScreenshotFiles::newTask(const QUuid& id, const QUuid& sessionId, const QString& path,
-                                    Date createdAt) {
+UploadTask ScreenshotFiles::newTask(const QUuid& id, const QUuid& sessionId, const QString& path, Date createdAt) {
     return {.id = id,
             .sessionId = sessionId,
             .type = UploadTaskType::screenshot,
@@ -152,6 +153,6 @@ QByteArray ScreenshotFiles::buildMultipartBody(const QByteArray& fieldName, cons
                                                const QByteArray& mimeType, const QByteArray& fileData,
                                                const QByteArray& boundary) {
     return "--" + boundary + "\r\nContent-Disposition: form-data; name=\"" + fieldName + "\"; filename=\"" +
-           fileName.toUtf8() + "\"\r\nContent-Type: " + mimeType + "\r\n\r\n" + fileData + "\r\n--" +
-           boundary + "--\r\n";
+           fileName.toUtf8() + "\"\r\nContent-Type: " + mimeType + "\r\n\r\n" + fileData + "\r\n--" + boundary +
+           "--\r\n";
 }

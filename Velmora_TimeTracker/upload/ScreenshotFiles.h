@@ -29,8 +29,7 @@ QStringList forSession(const QUuid& sessionId, const QString& directory);
 
 /// The name that the server gets: the capture time written in the API time zone; the file's own name when it
 /// does not tell a time.
-QString normalizedScreenshotUploadFileName(const QString& path, const QUuid& sessionId,
-                                           const QTimeZone& apiTimeZone);
+QString normalizedScreenshotUploadFileName(const QString& path, const QUuid& sessionId, const QTimeZone& apiTimeZone);
 
 /// The time that a file name's token tells; absent when it tells none.
 std::optional<Date> parseScreenshotTimestamp(const QString& token);
@@ -39,13 +38,12 @@ std::optional<QString> restoredISO8601FromFilenameToken(const QString& token);
 
 /// Deletes pictures of `directory` older than seven days and half-written ones older than a minute, and makes a task for
 /// every other one whose name begins with a session and that has none. A file without a date never ages.
-std::vector<UploadTask> orphanedScreenshotTasks(
-    const QString& directory, Date now, Random& random,
-    const std::function<bool(const QUuid& sessionId, const QString& path)>& hasQueuedTask);
+std::vector<UploadTask>
+orphanedScreenshotTasks(const QString& directory, Date now, Random& random,
+                        const std::function<bool(const QUuid& sessionId, const QString& path)>& hasQueuedTask);
 
 /// One part and the closing boundary.
-QByteArray buildMultipartBody(const QByteArray& fieldName, const QString& fileName,
-                              const QByteArray& mimeType, const QByteArray& fileData,
-                              const QByteArray& boundary);
+QByteArray buildMultipartBody(const QByteArray& fieldName, const QString& fileName, const QByteArray& mimeType,
+                              const QByteArray& fileData, const QByteArray& boundary);
 
 } // namespace ScreenshotFiles

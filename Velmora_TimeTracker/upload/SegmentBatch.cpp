@@ -28,8 +28,8 @@ bool isReadableRejection(const QJsonValue& value) {
 
 } // namespace
 
-QByteArray SegmentBatch::build(const std::vector<SQLiteStore::ActivitySegmentRow>& rows,
-                               const QString& deviceId, const QString& timezoneIdentifier) {
+QByteArray SegmentBatch::build(const std::vector<SQLiteStore::ActivitySegmentRow>& rows, const QString& deviceId,
+                               const QString& timezoneIdentifier) {
     QJsonArray segments;
     for (const SQLiteStore::ActivitySegmentRow& row : rows)
         segments.append(QJsonObject{{"segment_date", row.segmentDate},
@@ -70,8 +70,7 @@ QByteArray SegmentBatch::openSegmentPayload(const SegmentUtils::DateAndNumber& o
     return Json::compact({{openDateKey, openSegment.date}, {openNumberKey, openSegment.number}});
 }
 
-std::optional<SegmentUtils::DateAndNumber>
-SegmentBatch::openSegment(const std::optional<QByteArray>& payload) {
+std::optional<SegmentUtils::DateAndNumber> SegmentBatch::openSegment(const std::optional<QByteArray>& payload) {
     const auto parameters = payload ? Json::object(*payload) : std::nullopt;
     const auto date = parameters ? Json::string(*parameters, openDateKey) : std::nullopt;
     const auto number = parameters ? Json::number(*parameters, openNumberKey) : std::nullopt;

@@ -43,12 +43,11 @@ QByteArray readWhole(const QString& path) {
 SegmentRows acceptedRows(const SegmentRows& sent, const QByteArray& reply) {
     const auto positions = SegmentBatch::acceptedPositions(reply).value_or(std::vector<qint64>());
     SegmentRows accepted;
-    for (const qint64 position : std::set(positions.begin(), positions.end())) {
+    for (const qint64 position : std::set(positions.begin(), positions.end()))
         if (position >= 0 && position < static_cast<qint64>(sent.size()))
             accepted.push_back(sent[static_cast<std::size_t>(position)]);
         else
             qCCritical(Log::upload, "segments/batch: accepted position %lld was not sent; skipped", position);
-    }
     return accepted;
 }
 
@@ -74,10 +73,10 @@ Task<> UploadService::send(UploadTask task) {
 }
 
 Task<QByteArray> UploadService::postJSON(const char* path, QByteArray body, const char* source) {
-    URLRequest request = on_.transport.makeRequest(path, "POST", "application/json");
+    URLRequest request = deps_.transport.makeRequest(path, "POST", "application/json");
     request.body = body;
-    const QString domainKey = on_.domain.domainKey();
-    const QByteArray reply = co_await on_.transport.executeRequest(request, true);
+    const QString domainKey = deps_.domain.domainKey();
+    const QByteArray reply = co_await deps_.transport.executeRequest(request, true);
     if (!TrackingEndpointResponse::isOfToldShape(reply))
         throw URLError(URLError::Code::other, "The answer is not the server's.");
     postServerTodayTotalIfPresent(reply, domainKey, source);
@@ -97,16 +96,16 @@ Task<> UploadService::uploadStartSession(UploadTask task) {
 Task<> UploadService::uploadActivitySegments(UploadTask task) {
     const auto told = SegmentBatch::openSegment(task.jsonPayload);
     const SegmentUtils::DateAndNumber open = told ? *told : segmentOfNow();
-    const QString domainKey = on_.domain.domainKey();
-    const auto rows = on_.store.pendingActivitySegmentsForUpload(open.date, open.number);
+    const QString domainKey = deps_.domain.domainKey();
+    const auto rows = deps_.store.pendingActivitySegmentsForUpload(open.date, open.number);
     if (rows.empty())
         co_return;
     qCInfo(Log::upload, "POST segments/batch: %zu closed segment(s)", rows.size());
-    const QByteArray body = SegmentBatch::build(rows, DeviceIdProvider::current(on_.preferences, on_.random),
-                                                on_.timeZones.storedTimezoneIdentifier());
+    const QByteArray body = SegmentBatch::build(rows, DeviceIdProvider::current(deps_.preferences, deps_.random),
+                                                deps_.timeZones.storedTimezoneIdentifier());
     const QByteArray reply = co_await postJSON(segmentBatchPath, body, "segments-batch");
     const SegmentRows accepted = acceptedRows(rows, reply);
-    on_.store.transaction([&] { return on_.store.markActivitySegmentsUploaded(accepted, domainKey); });
+    deps_.store.transaction([&] { return deps_.store.markActivitySegmentsUploaded(accepted, domainKey); });
 }
 
 Task<> UploadService::uploadScreenshot(UploadTask task) {
@@ -116,16 +115,15 @@ Task<> UploadService::uploadScreenshot(UploadTask task) {
     const QByteArray bytes = readWhole(filePath);
     const QByteArray fileName = QFileInfo(filePath).fileName().toUtf8();
 
-    const QByteArray boundary = "Boundary-" + uuidText(on_.random.uuid()).toLatin1();
+    const QByteArray boundary = "Boundary-" + uuidText(deps_.random.uuid()).toLatin1();
     const QString path = "hr/timetracker/employees/sessions/" + uuidText(task.sessionId) + "/screenshots";
-    URLRequest request = on_.transport.makeRequest(path, "POST", "multipart/form-data; boundary=" + boundary);
-    const QString uploadName = ScreenshotFiles::normalizedScreenshotUploadFileName(
-        filePath, task.sessionId, on_.timeZones.storedTimeZone());
-    request.body =
-        ScreenshotFiles::buildMultipartBody("screenshots[]", uploadName, "image/jpeg", bytes, boundary);
+    URLRequest request = deps_.transport.makeRequest(path, "POST", "multipart/form-data; boundary=" + boundary);
+    const QString uploadName =
+        ScreenshotFiles::normalizedScreenshotUploadFileName(filePath, task.sessionId, deps_.timeZones.storedTimeZone());
+    request.body = ScreenshotFiles::buildMultipartBody("screenshots[]", uploadName, "image/jpeg", bytes, boundary);
     qCInfo(Log::upload, "Uploading screenshot: %s", fileName.constData());
     try {
-        co_await on_.transport.executeRequest(request, true);
+        co_await deps_.transport.executeRequest(request, true);
     } catch (...) {
         qCCritical(Log::upload, "Screenshot upload failed for file: %s", fileName.constData());
         throw;
@@ -137,18 +135,16 @@ Task<> UploadService::uploadScreenshot(UploadTask task) {
 }
 
 Task<bool> UploadService::uploadHeartbeatNow(Session session, QString domainKey) {
-    return runOn(on_.worker,
-                 [this, session, domainKey] { return uploadHeartbeatNowOnWorker(session, domainKey); });
+    return runOn(deps_.worker, [this, session, domainKey] { return uploadHeartbeatNowOnWorker(session, domainKey); });
 }
 
 Task<bool> UploadService::uploadHeartbeatNowOnWorker(Session session, QString domainKey) {
-    if (on_.domain.domainKey() != domainKey || startOf(session.id, domainKey) == SessionStart::waiting) {
-        qCInfo(Log::upload,
-               "uploadHeartbeatNow: the session's company was left, or its start is still queued");
+    if (deps_.domain.domainKey() != domainKey || startOf(session.id, domainKey) == SessionStart::waiting) {
+        qCInfo(Log::upload, "uploadHeartbeatNow: the session's company was left, or its start is still queued");
         co_return false;
     }
-    const auto body = buildHeartbeatPayload(session, HeartbeatStatus::active, on_.clock.now(),
-                                            on_.timeZones.storedTimeZone());
+    const auto body =
+        buildHeartbeatPayload(session, HeartbeatStatus::active, deps_.clock.now(), deps_.timeZones.storedTimeZone());
     if (!body) {
         qCInfo(Log::upload, "uploadHeartbeatNow: buildHeartbeatPayload failed");
         co_return false;
@@ -169,16 +165,15 @@ Task<bool> UploadService::uploadHeartbeatNowOnWorker(Session session, QString do
     co_return false;
 }
 
-void UploadService::handleHeartbeatTakenOver(const QUuid& sessionId, const QString& domainKey,
-                                             int statusCode) {
+void UploadService::handleHeartbeatTakenOver(const QUuid& sessionId, const QString& domainKey, int statusCode) {
     qCCritical(Log::upload, "Session %s taken over by another device (status %d); dropping its reports.",
                qUtf8Printable(uuidText(sessionId)), statusCode);
     if (notifications_.sessionTakenOverByOtherDevice)
         notifications_.sessionTakenOverByOtherDevice(sessionId, statusCode);
-    const auto rows = on_.store.pendingUploadTaskIds(
+    const auto rows = deps_.store.pendingUploadTaskIds(
         sessionId, {UploadTaskType::heartbeat, UploadTaskType::startSession}, domainKey);
     for (const QUuid& row : rows.value_or(std::vector<QUuid>()))
-        on_.store.markUploadTaskCompleted(row);
+        deps_.store.markUploadTaskCompleted(row);
 }
 
 void UploadService::postServerTodayTotalIfPresent(const QByteArray& responseData, const QString& domainKey,

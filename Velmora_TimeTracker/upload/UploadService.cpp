@@ -44,18 +44,17 @@ bool isSessionReport(const UploadTask& task) {
 /// A session that the server will not hear of can still be entered by hand.
 void logWhatIsLost(const UploadTask& task) {
     if (isSessionReport(task))
-        qCCritical(
-            Log::upload, "Session %s: not delivered: %s", qUtf8Printable(uuidText(task.sessionId)),
-            qUtf8Printable(LogRedactor::redact(QString::fromUtf8(task.jsonPayload.value_or(QByteArray())))));
+        qCCritical(Log::upload, "Session %s: not delivered: %s", qUtf8Printable(uuidText(task.sessionId)),
+                   qUtf8Printable(LogRedactor::redact(QString::fromUtf8(task.jsonPayload.value_or(QByteArray())))));
 }
 
 } // namespace
 
 UploadService::UploadService(const Dependencies& dependencies)
-    : on_(dependencies) {}
+    : deps_(dependencies) {}
 
 Task<> UploadService::start() {
-    return runOn(on_.worker, [this] { return startOnWorker(); });
+    return runOn(deps_.worker, [this] { return startOnWorker(); });
 }
 
 Task<> UploadService::startOnWorker() {
@@ -67,58 +66,57 @@ Task<> UploadService::startOnWorker() {
 
 Task<> UploadService::runThenWait() {
     co_await processQueueOnWorker();
-    queueTask_ = on_.worker.after(queuePeriod, [this] { spawn(runThenWait(), "UploadService queue"); });
+    queueTask_ = deps_.worker.after(queuePeriod, [this] { spawn(runThenWait(), "UploadService queue"); });
 }
 
 void UploadService::removeUnattributableData() {
-    const Date now = on_.clock.now();
-    const QDateTime cutoff = now.toDateTime(on_.clock.systemTimeZone()).addDays(-staleAfterDays);
+    const Date now = deps_.clock.now();
+    const QDateTime cutoff = now.toDateTime(deps_.clock.systemTimeZone()).addDays(-staleAfterDays);
     const Date cutoffDate = cutoff.isValid() ? Date::fromDateTime(cutoff) : now;
-    const int removed = on_.store.cleanupUnattributableData(
-        SegmentUtils::segmentDateAndNumber(cutoffDate, on_.timeZones.storedTimeZone()).date);
+    const int removed = deps_.store.cleanupUnattributableData(
+        SegmentUtils::segmentDateAndNumber(cutoffDate, deps_.timeZones.storedTimeZone()).date);
     if (removed > 0)
-        qCInfo(
-            Log::upload,
-            "Launch cleanup: removed %d unattributable row(s) (global-domain queue/segments, zero segments, "
-            "stale foreign-domain segments)",
-            removed);
+        qCInfo(Log::upload,
+               "Launch cleanup: removed %d unattributable row(s) (global-domain queue/segments, zero segments, "
+               "stale foreign-domain segments)",
+               removed);
 }
 
 void UploadService::enqueueOrphanedScreenshots() {
-    const QString domainKey = on_.domain.domainKey();
-    const QString current = CaptureFolder::capturesDirectory(on_.information, domainKey);
-    const Date now = on_.clock.now();
+    const QString domainKey = deps_.domain.domainKey();
+    const QString current = CaptureFolder::capturesDirectory(deps_.information, domainKey);
+    const Date now = deps_.clock.now();
     const auto hasQueuedTask = [&](const QUuid& sessionId, const QString& path) {
-        return on_.store.hasScreenshotTask(sessionId, path, domainKey);
+        return deps_.store.hasScreenshotTask(sessionId, path, domainKey);
     };
-    const QString base = CaptureFolder::capturesBaseDirectory(on_.information);
-    const QStringList companies = QDir(base).entryList(
-        QDir::Dirs | QDir::Hidden | QDir::NoSymLinks | QDir::NoDotAndDotDot, QDir::NoSort);
+    const QString base = CaptureFolder::capturesBaseDirectory(deps_.information);
+    const QStringList companies =
+        QDir(base).entryList(QDir::Dirs | QDir::Hidden | QDir::NoSymLinks | QDir::NoDotAndDotDot, QDir::NoSort);
     for (const QString& company : companies) {
         const QString directory = base + u'/' + company;
         // Pictures of other companies are aged out here, but wait for their own company to be sent.
         if (directory != current)
-            ScreenshotFiles::orphanedScreenshotTasks(directory, now, on_.random, hasQueuedTask);
+            ScreenshotFiles::orphanedScreenshotTasks(directory, now, deps_.random, hasQueuedTask);
     }
-    const auto tasks = ScreenshotFiles::orphanedScreenshotTasks(current, now, on_.random, hasQueuedTask);
+    const auto tasks = ScreenshotFiles::orphanedScreenshotTasks(current, now, deps_.random, hasQueuedTask);
     enqueueAll(tasks, domainKey);
     if (!tasks.empty())
         qCInfo(Log::upload, "Orphan sweeper: enqueued %zu stranded screenshot(s)", tasks.size());
 }
 
 Task<> UploadService::processQueue() {
-    return runOn(on_.worker, [this] { return processQueueOnWorker(); });
+    return runOn(deps_.worker, [this] { return processQueueOnWorker(); });
 }
 
 Task<> UploadService::processQueueOnWorker() {
-    if (!on_.network.isOnline())
+    if (!deps_.network.isOnline())
         qCInfo(Log::upload, "processQueue: NetworkMonitor reports offline (advisory) — proceeding anyway");
     maybeEnqueuePendingActivitySegmentsUpload();
     if (isProcessing_) {
         qCInfo(Log::upload, "processQueue skipped: already processing");
         co_return;
     }
-    if (!on_.retry.canAttempt(on_.clock.now())) {
+    if (!deps_.retry.canAttempt(deps_.clock.now())) {
         qCInfo(Log::upload, "processQueue skipped: circuit breaker open");
         co_return;
     }
@@ -127,11 +125,11 @@ Task<> UploadService::processQueueOnWorker() {
     bringStrandedTasksForward();
 
     int handled = 0;
-    while (handled < maxTasksPerRun && writeNotes() && on_.retry.canAttempt(on_.clock.now())) {
-        const auto task = on_.store.nextUploadTask(on_.clock.now());
-        if (!task || !on_.store.updateUploadTaskStatus(task->id, UploadTaskStatus::inProgress))
+    while (handled < maxTasksPerRun && writeNotes() && deps_.retry.canAttempt(deps_.clock.now())) {
+        const auto task = deps_.store.nextUploadTask(deps_.clock.now());
+        if (!task || !deps_.store.updateUploadTaskStatus(task->id, UploadTaskStatus::inProgress))
             break;
-        co_await runTask(*task, on_.domain.domainKey());
+        co_await runTask(*task, deps_.domain.domainKey());
         ++handled;
     }
     if (handled == 0)
@@ -141,13 +139,11 @@ Task<> UploadService::processQueueOnWorker() {
 
 void UploadService::tryAgainAt(Date due, const UploadTask& task, int retryCount) {
     latestDue_ = std::max(latestDue_, due);
-    note([this, id = task.id, retryCount, due] {
-        return on_.store.markUploadTaskFailed(id, retryCount, due);
-    });
+    note([this, id = task.id, retryCount, due] { return deps_.store.markUploadTaskFailed(id, retryCount, due); });
 }
 
 void UploadService::finish(const UploadTask& task) {
-    note([this, id = task.id] { return on_.store.markUploadTaskCompleted(id); });
+    note([this, id = task.id] { return deps_.store.markUploadTaskCompleted(id); });
 }
 
 void UploadService::note(std::function<bool()> written) {
@@ -165,10 +161,10 @@ bool UploadService::writeNotes() {
 /// A task whose next attempt was set by a clock that was ahead must not wait until that time has really come.
 void UploadService::bringStrandedTasksForward() {
     static_assert(offlineDelayMax <= hour && RetryManager::longestDelay <= hour);
-    const Date now = on_.clock.now();
+    const Date now = deps_.clock.now();
     const Date latest = now + hour;
     if (latestDue_ > latest)
-        on_.store.bringUploadTasksForward(now, latest);
+        deps_.store.bringUploadTasksForward(now, latest);
     latestDue_ = std::min(latestDue_, latest);
 }
 
@@ -188,22 +184,21 @@ Task<> UploadService::runTask(UploadTask task, QString domainKey) {
         co_return;
     }
     finish(task);
-    on_.retry.registerSuccess();
+    deps_.retry.registerSuccess();
     if (task.type == UploadTaskType::startSession)
         refusedStarts_.remove(task.sessionId);
 }
 
 SessionStart UploadService::startOf(const QUuid& sessionId, const QString& domainKey) const {
-    const auto starts = on_.store.pendingUploadTaskIds(sessionId, {UploadTaskType::startSession}, domainKey);
+    const auto starts = deps_.store.pendingUploadTaskIds(sessionId, {UploadTaskType::startSession}, domainKey);
     if (!starts || !starts->empty())
         return SessionStart::waiting;
     return refusedStarts_.contains(sessionId) ? SessionStart::refused : SessionStart::accepted;
 }
 
-void UploadService::handleFailure(const UploadTask& task, const QString& domainKey,
-                                  const std::exception_ptr& failure) {
+void UploadService::handleFailure(const UploadTask& task, const QString& domainKey, const std::exception_ptr& failure) {
     const Action action =
-        failureAction(failure, {task.type, startOf(task.sessionId, domainKey), on_.retry.hasOpened()});
+        failureAction(failure, {task.type, startOf(task.sessionId, domainKey), deps_.retry.hasOpened()});
     if (const auto* takenOver = std::get_if<TakenOver>(&action)) {
         handleHeartbeatTakenOver(task.sessionId, domainKey, takenOver->statusCode);
         finish(task);
@@ -217,8 +212,8 @@ void UploadService::handleFailure(const UploadTask& task, const QString& domainK
 }
 
 void UploadService::drop(const UploadTask& task, bool deleteFile) {
-    qCCritical(Log::upload, "Task %s type=%s permanent client error; dropping.",
-               qUtf8Printable(uuidText(task.id)), qUtf8Printable(rawName(task.type)));
+    qCCritical(Log::upload, "Task %s type=%s permanent client error; dropping.", qUtf8Printable(uuidText(task.id)),
+               qUtf8Printable(rawName(task.type)));
     logWhatIsLost(task);
     if (deleteFile && task.filePath)
         QFile::remove(*task.filePath);
@@ -233,7 +228,7 @@ void UploadService::retryLater(const UploadTask& task, std::optional<int> status
     const QByteArray id = uuidText(task.id).toUtf8();
     qCCritical(Log::upload, "Task %s type=%s failed (attempt %lld): %s", id.constData(),
                qUtf8Printable(rawName(task.type)), attempt, qUtf8Printable(failureDescription(failure)));
-    on_.retry.registerFailure(statusCode);
+    deps_.retry.registerFailure(statusCode);
     if (attempt > maxRetries + (isSessionReport(task) ? maxHourlyRetries : 0)) {
         qCCritical(Log::upload, "Task %s exceeded max retries, discarding.", id.constData());
         logWhatIsLost(task);
@@ -242,8 +237,8 @@ void UploadService::retryLater(const UploadTask& task, std::optional<int> status
     }
     const int retryCount = static_cast<int>(attempt);
     const bool isOnLadder = retryCount <= maxRetries;
-    const Date now = on_.clock.now();
-    const Date due = isOnLadder ? on_.retry.nextAttemptDate(retryCount) : now + hour;
+    const Date now = deps_.clock.now();
+    const Date due = isOnLadder ? deps_.retry.nextAttemptDate(retryCount) : now + hour;
     tryAgainAt(std::max(due, now + requestedDelay(failure, now)), task, retryCount);
     if (!isOnLadder) {
         UploadNotices notices = notices_;
@@ -257,14 +252,14 @@ void UploadService::rescheduleOffline(const UploadTask& task, std::optional<int>
     qCInfo(Log::upload, "Task %s offline transport error; rescheduling without retry penalty: %s",
            qUtf8Printable(uuidText(task.id)), qUtf8Printable(failureDescription(failure)));
     if (statusCode)
-        on_.retry.registerFailure(statusCode);
-    const Date now = on_.clock.now();
-    const Seconds delay = on_.random.uniform(offlineDelayMin, offlineDelayMax);
+        deps_.retry.registerFailure(statusCode);
+    const Date now = deps_.clock.now();
+    const Seconds delay = deps_.random.uniform(offlineDelayMin, offlineDelayMax);
     tryAgainAt(now + std::max(delay, requestedDelay(failure, now)), task, task.retryCount);
 }
 
 void UploadService::notePrunedPictures(int pictures) {
-    on_.worker.post([this, pictures] {
+    deps_.worker.post([this, pictures] {
         UploadNotices notices = notices_;
         notices.prunedPictures += pictures;
         updateNotices(notices);
@@ -272,7 +267,7 @@ void UploadService::notePrunedPictures(int pictures) {
 }
 
 void UploadService::updateNotices(UploadNotices notices) {
-    notices.unacceptedSessions = on_.store.unacceptedSessions(heartbeatPriority, maxRetries);
+    notices.unacceptedSessions = deps_.store.unacceptedSessions(heartbeatPriority, maxRetries);
     if (notices.unacceptedSessions == 0)
         notices.unacceptedReason.clear();
     if (notices == notices_)
@@ -283,7 +278,7 @@ void UploadService::updateNotices(UploadNotices notices) {
 }
 
 std::optional<UploadTask> UploadService::sessionStartTask(const Session& session) {
-    const auto body = StartSessionPayload::build(session, on_.timeZones.storedTimeZone());
+    const auto body = StartSessionPayload::build(session, deps_.timeZones.storedTimeZone());
     if (!body) {
         qCInfo(Log::upload, "enqueueSessionStart: StartSessionPayload.build failed");
         return std::nullopt;
@@ -292,67 +287,64 @@ std::optional<UploadTask> UploadService::sessionStartTask(const Session& session
 }
 
 std::optional<UploadTask> UploadService::sessionEndTask(const Session& session) {
-    const auto body = buildHeartbeatPayload(session, HeartbeatStatus::completed, on_.clock.now(),
-                                            on_.timeZones.storedTimeZone());
+    const auto body =
+        buildHeartbeatPayload(session, HeartbeatStatus::completed, deps_.clock.now(), deps_.timeZones.storedTimeZone());
     if (!body)
         return std::nullopt;
     return newTask(UploadTaskType::heartbeat, heartbeatPriority, session.id, body);
 }
 
 void UploadService::enqueueScreenshotsForSession(const QUuid& sessionId, const QString& domainKey) {
-    on_.worker.post([this, sessionId, domainKey] { enqueueNewScreenshots(sessionId, domainKey); });
+    deps_.worker.post([this, sessionId, domainKey] { enqueueNewScreenshots(sessionId, domainKey); });
 }
 
 void UploadService::enqueueNewScreenshots(const QUuid& sessionId, const QString& domainKey) {
     const QStringList files =
-        ScreenshotFiles::forSession(sessionId, CaptureFolder::capturesDirectory(on_.information, domainKey));
+        ScreenshotFiles::forSession(sessionId, CaptureFolder::capturesDirectory(deps_.information, domainKey));
     qCInfo(Log::upload, "Enqueueing %lld screenshot(s) for session %s", static_cast<qint64>(files.size()),
            qUtf8Printable(uuidText(sessionId)));
     std::vector<UploadTask> tasks;
     for (const QString& file : files)
-        if (!on_.store.hasScreenshotTask(sessionId, file, domainKey))
-            tasks.push_back(ScreenshotFiles::newTask(on_.random.uuid(), sessionId, file, on_.clock.now()));
+        if (!deps_.store.hasScreenshotTask(sessionId, file, domainKey))
+            tasks.push_back(ScreenshotFiles::newTask(deps_.random.uuid(), sessionId, file, deps_.clock.now()));
     enqueueAll(tasks, domainKey);
 }
 
 void UploadService::enqueueAll(const std::vector<UploadTask>& tasks, const QString& domainKey) {
     if (tasks.empty())
         return;
-    on_.store.transaction([&] {
+    deps_.store.transaction([&] {
         return std::ranges::all_of(
-            tasks, [&](const UploadTask& task) { return on_.store.enqueueUploadTask(task, domainKey); });
+            tasks, [&](const UploadTask& task) { return deps_.store.enqueueUploadTask(task, domainKey); });
     });
 }
 
-void UploadService::enqueueActivitySegmentsForUpload(
-    const std::optional<SegmentUtils::DateAndNumber>& openSegment) {
-    const auto payload =
-        openSegment ? std::optional(SegmentBatch::openSegmentPayload(*openSegment)) : std::nullopt;
-    const UploadTask task =
-        newTask(UploadTaskType::activitySegment, activitySegmentPriority, QUuid(), payload);
-    on_.store.transaction(
-        [&] { return on_.store.hasActivitySegmentTask() || on_.store.enqueueUploadTask(task); });
+void UploadService::enqueueActivitySegmentsForUpload(const std::optional<SegmentUtils::DateAndNumber>& openSegment) {
+    const auto payload = openSegment ? std::optional(SegmentBatch::openSegmentPayload(*openSegment)) : std::nullopt;
+    const UploadTask task = newTask(UploadTaskType::activitySegment, activitySegmentPriority, QUuid(), payload);
+    deps_.store.transaction(
+        [&] { return deps_.store.hasActivitySegmentTask() || deps_.store.enqueueUploadTask(task); });
 }
 
 void UploadService::maybeEnqueuePendingActivitySegmentsUpload() {
-    if (on_.store.hasActivitySegmentTask())
+    if (deps_.store.hasActivitySegmentTask())
         return;
     const SegmentUtils::DateAndNumber open = segmentOfNow();
-    if (!on_.store.pendingActivitySegmentsForUpload(open.date, open.number).empty())
+    if (!deps_.store.pendingActivitySegmentsForUpload(open.date, open.number).empty())
         enqueueActivitySegmentsForUpload(open);
 }
 
 UploadTask UploadService::newTask(UploadTaskType type, int priority, const QUuid& sessionId,
                                   const std::optional<QByteArray>& jsonPayload) {
-    return {.id = on_.random.uuid(),
+    return {.id = deps_.random.uuid(),
             .sessionId = sessionId,
             .type = type,
             .filePath = {},
             .jsonPayload = jsonPayload,
-            .createdAt = on_.clock.now(),
+            .createdAt = deps_.clock.now(),
             .priority = priority};
 }
 
 SegmentUtils::DateAndNumber UploadService::segmentOfNow() const {
-    return SegmentUtils::segmentDateAndNumber(on_.clock.now(), on_.timeZones.storedTimeZone());
+    return SegmentUtils::segmentDateAndNumber(deps_.clock.now(), deps_.timeZones.storedTimeZone());
 }

@@ -112,8 +112,7 @@ private:
     SessionStart startOf(const QUuid& sessionId, const QString& domainKey) const;
     void drop(const UploadTask& task, bool deleteFile);
     void retryLater(const UploadTask& task, std::optional<int> statusCode, const std::exception_ptr& failure);
-    void rescheduleOffline(const UploadTask& task, std::optional<int> statusCode,
-                           const std::exception_ptr& failure);
+    void rescheduleOffline(const UploadTask& task, std::optional<int> statusCode, const std::exception_ptr& failure);
     void updateNotices(UploadNotices notices);
     void maybeEnqueuePendingActivitySegmentsUpload();
     void tryAgainAt(Date due, const UploadTask& task, int retryCount);
@@ -124,8 +123,7 @@ private:
     void removeUnattributableData();
     void enqueueOrphanedScreenshots();
     void handleHeartbeatTakenOver(const QUuid& sessionId, const QString& domainKey, int statusCode);
-    void postServerTodayTotalIfPresent(const QByteArray& responseData, const QString& domainKey,
-                                       const char* source);
+    void postServerTodayTotalIfPresent(const QByteArray& responseData, const QString& domainKey, const char* source);
 
     // Senders; each throws APIError, URLError or UploadServiceError.
     Task<> sendPayload(UploadTask task, const char* path, const char* source);
@@ -142,14 +140,14 @@ private:
     void enqueueAll(const std::vector<UploadTask>& tasks, const QString& domainKey);
     SegmentUtils::DateAndNumber segmentOfNow() const;
 
-    const Dependencies on_;
+    const Dependencies deps_;
     Notifications notifications_;
     std::unique_ptr<Executor::Timer> queueTask_; ///< The background loop between two runs.
     /// No queued task is due later; at first that is not known.
     Date latestDue_{std::numeric_limits<double>::infinity()};
     bool isProcessing_ = false;
     /// What became of rows, as the database is still to be told. First that no run of an earlier launch works on them.
-    std::deque<std::function<bool()>> notes_{[this] { return on_.store.resetStaleInProgressTasks(); }};
+    std::deque<std::function<bool()>> notes_{[this] { return deps_.store.resetStaleInProgressTasks(); }};
     UploadNotices notices_;
     /// Sessions whose start the server refused since the program was launched, and none of whose heartbeats it has
     /// accepted since.

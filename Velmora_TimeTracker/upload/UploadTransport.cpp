@@ -25,8 +25,7 @@ QByteArray pathOf(const URLRequest& request) {
 
 void logRequest(const URLRequest& request) {
     if (request.header("Content-Type").contains("application/json") && !request.body.isEmpty())
-        qCInfo(Log::upload, "API request: %s %s\nPayload: %s", request.method.constData(),
-               pathOf(request).constData(),
+        qCInfo(Log::upload, "API request: %s %s\nPayload: %s", request.method.constData(), pathOf(request).constData(),
                qUtf8Printable(LogRedactor::stringifyJSONorText(request.body, maxLoggedCharacters)));
     else
         qCInfo(Log::upload, "API request: %s %s", request.method.constData(), pathOf(request).constData());
@@ -40,8 +39,7 @@ QString errorText(const QByteArray& body) {
     const QJsonValue errors = reply ? reply->value("errors") : QJsonValue();
     if (errors.isArray() || errors.isObject())
         return LogRedactor::stringifyJSONorText(
-            QJsonDocument::fromVariant(errors.toVariant()).toJson(QJsonDocument::Compact),
-            maxLoggedCharacters);
+            QJsonDocument::fromVariant(errors.toVariant()).toJson(QJsonDocument::Compact), maxLoggedCharacters);
     if (!errors.isNull() && !errors.isUndefined())
         return LogRedactor::redact(errors.toVariant().toString());
     QStringDecoder decode(QStringDecoder::Utf8);
@@ -53,8 +51,7 @@ QString errorText(const QByteArray& body) {
 
 void logResponseBodyIfError(int status, const QByteArray& path, const QByteArray& body) {
     if (!body.isEmpty())
-        qCCritical(Log::upload, "API error %d %s: %s", status, path.constData(),
-                   qUtf8Printable(errorText(body)));
+        qCCritical(Log::upload, "API error %d %s: %s", status, path.constData(), qUtf8Printable(errorText(body)));
 }
 
 /// What a captive portal answers with in the place of the server. Some servers label any answer as a page, so a JSON
@@ -66,15 +63,14 @@ bool isWebPage(const URLResponse& response) {
 
 } // namespace
 
-UploadTransport::UploadTransport(URLSession& session, const APIEndpoints& endpoints,
-                                 KeychainService& keychain, Refresh refresh)
+UploadTransport::UploadTransport(URLSession& session, const APIEndpoints& endpoints, KeychainService& keychain,
+                                 Refresh refresh)
     : session_(session)
     , endpoints_(endpoints)
     , keychain_(keychain)
     , refresh_(std::move(refresh)) {}
 
-URLRequest UploadTransport::makeRequest(const QString& path, const QByteArray& method,
-                                        const QByteArray& contentType) {
+URLRequest UploadTransport::makeRequest(const QString& path, const QByteArray& method, const QByteArray& contentType) {
     URLRequest request;
     request.url = endpoints_.url(path);
     request.method = method;

@@ -19,8 +19,7 @@ public:
     /// Runs the shared refresh and returns the new access token; absent when it gave none. May throw URLError.
     using Refresh = std::function<Task<std::optional<QString>>()>;
 
-    UploadTransport(URLSession& session, const APIEndpoints& endpoints, KeychainService& keychain,
-                    Refresh refresh);
+    UploadTransport(URLSession& session, const APIEndpoints& endpoints, KeychainService& keychain, Refresh refresh);
 
     /// `path` is relative to the API root. Throws APIError `invalidURL`, and URLError when there is no token, or the
     /// keyring does not answer: nothing is sent without one.

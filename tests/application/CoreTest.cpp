@@ -3,6 +3,8 @@
 #include "storage/PreferenceStores.h"
 #include "tests/support/EngineFixture.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 struct Core : testing::Test, EngineFixture {
     AppStateManager& state() { return core->appState; }
@@ -48,12 +50,10 @@ TEST_F(Core, ForgetsAtLaunchWhatIsNoSignIn) {
         SCOPED_TRACE(&c - cases);
         die();
         signIn();
-        DomainStorage(machine.preferences)
-            .setBaseURL(c.root ? std::optional(QUrl(QString(c.root))) : std::nullopt);
+        DomainStorage(machine.preferences).setBaseURL(c.root ? std::optional(QUrl(QString(c.root))) : std::nullopt);
         if (!c.hasTokens)
             KeychainService(machine.secrets).deleteAuthTokens();
-        UserProfileStorage::set(c.hasProfile ? std::optional<QString>("Ann") : std::nullopt, {},
-                                machine.preferences);
+        UserProfileStorage::set(c.hasProfile ? std::optional<QString>("Ann") : std::nullopt, {}, machine.preferences);
         launch();
         EXPECT_FALSE(state().isRestoringSession());
         EXPECT_EQ(state().isAuthenticated(), c.isSignIn);
@@ -173,7 +173,7 @@ TEST_F(Core, TellsTheStateWhichPicturesWentUnsent) {
     const QString captures = CaptureFolder::capturesDirectory(machine.information, core->domain.domainKey());
     EXPECT_TRUE(QDir().mkpath(captures));
     for (int i = 0; i < 502; ++i) {
-        QFile picture(captures + QString("/%1.jpg").arg(i));
+        QFile picture(captures + u"/%1.jpg"_s.arg(i));
         ASSERT_TRUE(picture.open(QFile::WriteOnly));
     }
     start();
@@ -252,8 +252,7 @@ TEST_F(Core, EndsTheSessionsOfARejectedSignInByTheRulesOfTheirCompany) {
         EXPECT_TRUE(activeSessions().empty());
         EXPECT_NEAR(double(finishedSessions().back().reportedTotalSeconds.value_or(0)), 400, 10);
         ASSERT_GE(machine.urlSession.requests.size(), 2U);
-        for (auto sent = machine.urlSession.requests.begin() + 2; sent != machine.urlSession.requests.end();
-             ++sent)
+        for (auto sent = machine.urlSession.requests.begin() + 2; sent != machine.urlSession.requests.end(); ++sent)
             EXPECT_EQ(sent->header("Authorization"), "") << "the rejected token goes nowhere";
         EXPECT_EQ(core->domain.getBaseURL(), std::nullopt);
         EXPECT_EQ(core->timeZones.storedTimezoneIdentifier(), "UTC");
@@ -391,8 +390,8 @@ TEST_F(Core, SendsWhatOneUserLeftOnlyWithThatUsersNextSignIn) {
     status = 200;
     machine.urlSession.requests.clear();
     for (const auto& [url, user] : {std::pair(acme, "bob@acme.test"),
-                                    {QString("https://acme.test:8443/api/v1/"), "ann@acme.test"},
-                                    {QString("https://acme.test/other/api/v1/"), "ann@acme.test"}}) {
+                                    {u"https://acme.test:8443/api/v1/"_s, "ann@acme.test"},
+                                    {u"https://acme.test/other/api/v1/"_s, "ann@acme.test"}}) {
         signInAs(url, user);
         EXPECT_TRUE(machine.urlSession.requests.empty()) << user;
         EXPECT_EQ(engine().todayTotalSeconds(), 0);
@@ -414,9 +413,7 @@ TEST_F(Core, GivesWhatAnEarlierVersionStoredToTheRememberedUser) {
     die();
     RememberedLoginStorage::save("ann@acme.test", machine.preferences);
     const auto pictures = [this](const QString& company) {
-        return QDir(directory.filePath("Velmora TimeTracker/captures/" + company))
-            .entryList(QDir::Files)
-            .size();
+        return QDir(directory.filePath("Velmora TimeTracker/captures/" + company)).entryList(QDir::Files).size();
     };
     EXPECT_GT(pictures("acme.test"), 0);
     launch();
@@ -424,8 +421,7 @@ TEST_F(Core, GivesWhatAnEarlierVersionStoredToTheRememberedUser) {
     EXPECT_GT(pictures("acme.test ann@acme.test"), 0);
     EXPECT_TRUE(engine().interruptedSession());
     for (const char* table : {"sessions", "session_history", "upload_queue", "activity_segments"})
-        EXPECT_EQ(sql(QByteArray("SELECT DISTINCT domain_key FROM ") + table),
-                  QStringList("acme.test ann@acme.test"))
+        EXPECT_EQ(sql(QByteArray("SELECT DISTINCT domain_key FROM ") + table), QStringList("acme.test ann@acme.test"))
             << table;
     status = 200;
     engine().resumeInterruptedSession();
@@ -444,8 +440,7 @@ TEST_F(Core, MovesPicturesOfAnEarlierVersionWhateverItsHostIsCalled) {
     picture.close();
     status = 503;
     launch();
-    const QString moved =
-        CaptureFolder::capturesDirectory(machine.information, core->domain.domainKey()) + u'/' + name;
+    const QString moved = CaptureFolder::capturesDirectory(machine.information, core->domain.domainKey()) + u'/' + name;
     EXPECT_TRUE(QFile::exists(moved));
     EXPECT_EQ(sql("SELECT file_path FROM upload_queue WHERE type = 'screenshot'"), QStringList(moved));
 }

@@ -21,8 +21,7 @@ TEST(MainThreadWatchdog, ReportsEachAnswerFromTheThresholdOn) {
         mainThread.settle();
         timeline.advance(2 - std::fmod(busy, 2)); // to the next ping
     }
-    EXPECT_EQ(stalls, (std::vector<Seconds>{0.25, 1.5, 5, 3, 1}))
-        << "each ping that waits tells its own time";
+    EXPECT_EQ(stalls, (std::vector<Seconds>{0.25, 1.5, 5, 3, 1})) << "each ping that waits tells its own time";
 }
 
 TEST(StallLog, WritesALineAndRotatesAboveAMillionBytes) {

@@ -33,8 +33,8 @@ protected:
     BackendTest() { restart(); }
     void restart() {
         server.reset();
-        server = std::make_unique<backend::Backend>(backend::Backend::Options{
-            .dataFolder = folder.filePath("data"), .now = [this] { return clock.load(); }});
+        server = std::make_unique<backend::Backend>(
+            backend::Backend::Options{.dataFolder = folder.filePath("data"), .now = [this] { return clock.load(); }});
     }
 
     /// A request of the client before it is signed in; what has no body is a GET.
@@ -48,8 +48,8 @@ protected:
         return made;
     }
     Outgoing login(const std::string& email, const std::string& password = "demo1234") const {
-        return request(authentication + "singleLogin", R"({"email":")" + email + R"(","password":")" +
-                                                           password + R"(","remember_me":1,"use_jwt":1})");
+        return request(authentication + "singleLogin",
+                       R"({"email":")" + email + R"(","password":")" + password + R"(","remember_me":1,"use_jwt":1})");
     }
     Outgoing refresh() const {
         return request(authentication + "refresh", R"({"refresh_token":")" + refreshToken + "\"}");

@@ -13,8 +13,7 @@ TEST_F(BackendTest, EachAccountGoesOnItsOwnWay) {
     EXPECT_EQ(companies.size(), 3);
     for (const QJsonValue& company : companies) {
         const std::string path = QUrl(company["endpoint"].toString()).path().toStdString();
-        EXPECT_EQ(answer(replacing(configuration(), "/api/v1", path))["data"]["company_name"],
-                  company["name"]);
+        EXPECT_EQ(answer(replacing(configuration(), "/api/v1", path))["data"]["company_name"], company["name"]);
     }
     expect(200, login("wrong@velmora.example", "not-demo1234"));
     expect(401, login("wrong@velmora.example"));

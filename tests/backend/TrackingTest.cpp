@@ -4,9 +4,8 @@ namespace {
 
 struct TrackingTest : BackendTest {
     const std::string session = "BBBBBBBB-0000-4000-8000-000000000001";
-    const std::string about =
-        R"({"task_id":"101","started_at":"2025-03-14T11:00:00+01:00","session_uuid":")" + session +
-        R"(","device_uuid":"AAAAAAAA-0000-4000-8000-000000000001")";
+    const std::string about = R"({"task_id":"101","started_at":"2025-03-14T11:00:00+01:00","session_uuid":")" +
+                              session + R"(","device_uuid":"AAAAAAAA-0000-4000-8000-000000000001")";
     const std::string pictureName = session + "_2025-03-14T11-01-00+01-00_0.jpg";
     /// The smallest bytes that tell a size, 1920 by 1080.
     const std::string picture{"\xff\xd8\xff\xe0\0\4ab\xff\xc4\0\3x\xff\xc0\0\13\10\4\70\7\x80"
@@ -36,13 +35,10 @@ struct TrackingTest : BackendTest {
         const std::string boundary = "Boundary-DDDDDDDD-0000-4000-8000-000000000001";
         const std::string form = "\r\nContent-Disposition: form-data; name=\"screenshots[]\"; filename=\"" +
                                  pictureName + "\"\r\nContent-Type: image/jpeg\r\n\r\n" + picture + "\r\n--";
-        return with(
-            upload("sessions/" + session + "/screenshots", "--" + boundary + form + boundary + "--\r\n"),
-            "Content-Type", "multipart/form-data; boundary=" + boundary);
+        return with(upload("sessions/" + session + "/screenshots", "--" + boundary + form + boundary + "--\r\n"),
+                    "Content-Type", "multipart/form-data; boundary=" + boundary);
     }
-    QJsonValue totalAfter(const Outgoing& request) const {
-        return answer(request)["data"]["today_total_seconds"];
-    }
+    QJsonValue totalAfter(const Outgoing& request) const { return answer(request)["data"]["today_total_seconds"]; }
 };
 
 TEST_F(TrackingTest, ReportsReplaceTheOneBeforeAndTheFinalOneStays) {

@@ -8,6 +8,8 @@
 #include <QTemporaryDir>
 #include <filesystem>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// A service on a simulated machine, and what it reported.
@@ -49,8 +51,7 @@ TEST_F(ScreenCapture, firstAfterAMinuteThenAtTheInterval) {
     pass(59.9);
     EXPECT_EQ(asked, 0);
     pass(0.1);
-    ASSERT_EQ(files().join(' ').remove(prefix),
-              "2023-11-14T18-44-20-03-30_0.jpg 2023-11-14T18-44-20-03-30_1.jpg");
+    ASSERT_EQ(files().join(' ').remove(prefix), "2023-11-14T18-44-20-03-30_0.jpg 2023-11-14T18-44-20-03-30_1.jpg");
     QFile picture(folder + u'/' + files()[0]);
     EXPECT_TRUE(picture.open(QIODevice::ReadOnly));
     EXPECT_TRUE(picture.readAll().contains("display 1 1920x1080 at 0.6"));
@@ -103,8 +104,7 @@ TEST_F(ScreenCapture, whileNotEligibleNothingIsProbed) {
     eligible = true;
     pass(120); // the schedule goes on until its owner stops it
     EXPECT_EQ(lost, 2);
-    EXPECT_EQ(log.lines(QtCriticalMsg),
-              QStringList(2, "Screenshot skipped: screen recording permission denied"));
+    EXPECT_EQ(log.lines(QtCriticalMsg), QStringList(2, "Screenshot skipped: screen recording permission denied"));
     EXPECT_TRUE(files().isEmpty());
 }
 
@@ -124,8 +124,7 @@ TEST_F(ScreenCapture, outcomeOfEachFailureAndTheFirstOneEndsTheCycle) {
         {"Failed JPEG conversion for display 1", 0, 1, [](D& d) { d.failingEncodings = {2}; }},
         {source + "no stream", 1, 0, [](D& d) { d.streams = true, d.streamError = "no stream"; }},
         {"SCStream produced no usable frame for display 0", 0, 0, [](D& d) { d.streams = true; }},
-        {"Failed JPEG conversion for display 0", 0, 0,
-         [&](D& d) { d.streams = true, d.streamSamples = {blank}; }},
+        {"Failed JPEG conversion for display 0", 0, 0, [&](D& d) { d.streams = true, d.streamSamples = {blank}; }},
         {"Failed writing screenshot: ", 0, 0, [this](D&) { QDir(captures).removeRecursively(); }},
     };
     const SimulatedDisplays working = displays;
@@ -139,10 +138,9 @@ TEST_F(ScreenCapture, outcomeOfEachFailureAndTheFirstOneEndsTheCycle) {
         EXPECT_EQ(lost, losses);
         EXPECT_EQ(failed, 1 - losses);
         EXPECT_TRUE(log.lines(QtCriticalMsg).value(0).startsWith(error));
-        EXPECT_EQ(
-            log.count("Screenshot cycle skipped: local capture failure (not treated as permission loss; "
-                      "will retry next interval)"),
-            1 - losses);
+        EXPECT_EQ(log.count("Screenshot cycle skipped: local capture failure (not treated as permission loss; "
+                            "will retry next interval)"),
+                  1 - losses);
         EXPECT_EQ(files().size(), filesLeft);
         QDir(captures).removeRecursively();
         displays = working;
@@ -173,7 +171,7 @@ TEST_F(ScreenCapture, aSlowCycleOutlastsStopButNotTheService) {
 
 TEST_F(ScreenCapture, AfterAFullCycleTheFolderKeepsItsFiveHundredNewestFiles) {
     start();
-    const auto old = [&](int i) { return folder + QString("/%1.jpg").arg(1000 - i); }; // 0 sorts last by name
+    const auto old = [&](int i) { return folder + u"/%1.jpg"_s.arg(1000 - i); }; // 0 sorts last by name
     for (int i = 0; i < 503; ++i) {
         QFile file(old(i));
         const QDateTime modified = (machine.clock.now() - 10000 + i).toDateTime(QTimeZone::utc());

@@ -39,20 +39,18 @@ const Form config{
     R"("upload_batch_size":20})",
     {"app_timezone", "client_download_url", "company_name", "idle_action", "name", "today_date",
      "latest_client_version", "today_total_seconds", "upload_batch_size"}};
-const Form task{
-    rewriter(decodeUploadTask, encodeUploadTask),
-    R"({"createdAt":0.1,"filePath":"/tmp/ä.jpg","id":"0A1B2C3D-0000-4000-8000-000000000001",)"
-    R"("jsonPayload":"AP97fQ==","priority":40,"retryCount":5,)"
-    R"("sessionId":"00000000-0000-0000-0000-000000000000","status":"inProgress","type":"activitySegment"})",
-    {"filePath", "jsonPayload"}};
-const Form session{
-    rewriter(decodeSession, encodeSession),
-    R"({"activityScore":41.5,"deviceId":"DEVICE","id":"0A1B2C3D-0000-4000-8000-000000000001",)"
-    R"("idleDiscardCutoffAt":-1.5,"intervals":[{"id":"0A1B2C3D-0000-4000-8000-000000000002",)"
-    R"("startedAt":700000000.25,"stoppedAt":700000060.5},{"id":"0A1B2C3D-0000-4000-8000-000000000003",)"
-    R"("startedAt":700000100}],"keyboardCount":9000000000,"mouseCount":12,"projectId":"",)"
-    R"("projectName":"Über \"alles\"","reportedTotalSeconds":0,"status":"completed"})",
-    {"idleDiscardCutoffAt", "reportedTotalSeconds"}};
+const Form task{rewriter(decodeUploadTask, encodeUploadTask),
+                R"({"createdAt":0.1,"filePath":"/tmp/ä.jpg","id":"0A1B2C3D-0000-4000-8000-000000000001",)"
+                R"("jsonPayload":"AP97fQ==","priority":40,"retryCount":5,)"
+                R"("sessionId":"00000000-0000-0000-0000-000000000000","status":"inProgress","type":"activitySegment"})",
+                {"filePath", "jsonPayload"}};
+const Form session{rewriter(decodeSession, encodeSession),
+                   R"({"activityScore":41.5,"deviceId":"DEVICE","id":"0A1B2C3D-0000-4000-8000-000000000001",)"
+                   R"("idleDiscardCutoffAt":-1.5,"intervals":[{"id":"0A1B2C3D-0000-4000-8000-000000000002",)"
+                   R"("startedAt":700000000.25,"stoppedAt":700000060.5},{"id":"0A1B2C3D-0000-4000-8000-000000000003",)"
+                   R"("startedAt":700000100}],"keyboardCount":9000000000,"mouseCount":12,"projectId":"",)"
+                   R"("projectName":"Über \"alles\"","reportedTotalSeconds":0,"status":"completed"})",
+                   {"idleDiscardCutoffAt", "reportedTotalSeconds"}};
 
 } // namespace
 

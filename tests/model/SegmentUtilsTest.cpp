@@ -68,9 +68,7 @@ TEST(SegmentUtils, namesTheSlotAndTheBoundsOfItsDay) {
 TEST(SegmentUtils, followsTheWallClockOverItsChangesAndLeapDays) {
     constexpr Seconds step = 300;       // divides a slot, and the clock changes of today fall on a multiple
     constexpr Seconds span = 50 * 3600; // before and after: the whole day, and those around it
-    const auto midnight = [](int year, int month, int day) {
-        return QDateTime({year, month, day}, {0, 0}, Qt::UTC);
-    };
+    const auto midnight = [](int year, int month, int day) { return QDateTime({year, month, day}, {0, 0}, Qt::UTC); };
     for (const char* name : zones) {
         const QTimeZone zone(name);
         std::vector<QDateTime> centres{midnight(2024, 2, 29), midnight(2028, 2, 29), midnight(2100, 3, 1)};

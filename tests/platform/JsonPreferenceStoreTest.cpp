@@ -32,8 +32,7 @@ TEST(JsonPreferenceStore, AFileThatCannotBeReadIsLeftAsItIsAndMergedIntoOnceItCa
     const QString file = folder.filePath("preferences.json"), hidden = folder.filePath("hidden.json");
     const auto write = [&] {
         QFile(file).remove();
-        std::ofstream(file.toStdString())
-            << R"({"company": "acme", "device": "old", "gone": 1, "target": 1})";
+        std::ofstream(file.toStdString()) << R"({"company": "acme", "device": "old", "gone": 1, "target": 1})";
     };
     const auto breakLink = [&](const QString& target) {
         return QFile::rename(file, hidden) && QFile::link(target, file);
@@ -69,8 +68,7 @@ TEST(JsonPreferenceStore, AFileThatCannotBeReadIsLeftAsItIsAndMergedIntoOnceItCa
         QFile merged(file);
         ASSERT_TRUE(merged.open(QIODevice::ReadOnly));
         EXPECT_EQ(QJsonDocument::fromJson(merged.readAll()).object(),
-                  (QJsonObject{
-                      {"company", "acme"}, {"device", "old"}, {"made", "up"}, {"mark", 3}, {"target", 2}}));
+                  (QJsonObject{{"company", "acme"}, {"device", "old"}, {"made", "up"}, {"mark", 3}, {"target", 2}}));
         EXPECT_EQ(store.string("device"), "old");
         EXPECT_TRUE(QDir(folder.path()).entryList({"*unreadable*"}).isEmpty());
     }

@@ -38,8 +38,7 @@ TEST_F(LibsecretStoreTest, SecretsLiveInTheKeyringOrWithoutAServiceInThisProcess
         const LogCapture log;
         const QByteArray secret = R"({"accessToken":"é \"quoted\""})";
         LibsecretStore store;
-        EXPECT_EQ(store.read(service, account, askToUnlock).status,
-                  hasService ? Status::missing : Status::absent);
+        EXPECT_EQ(store.read(service, account, askToUnlock).status, hasService ? Status::missing : Status::absent);
         store.add(service, account, "replaced");
         EXPECT_EQ(store.add(service, account, secret), Status::success);
         EXPECT_EQ(store.read(service, account, giveUp).value, secret);

@@ -12,6 +12,8 @@
 #include <gtest/gtest.h>
 #include <map>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Code = URLError::Code;
@@ -38,8 +40,8 @@ std::optional<Code> failure(const URLSession::Result& result) {
 
 TEST_F(LinuxURLSessionTest, EveryStatusIsAResponseWithItsBodyAndHeaders) {
     for (const int status : {200, 401, 407, 409, 413, 503}) {
-        const auto answer = std::get<URLResponse>(answerOf(
-            saying(response(status, "a body", "X-Seen: a\r\nWWW-Authenticate: Basic realm=\"a\"\r\n"))));
+        const auto answer = std::get<URLResponse>(
+            answerOf(saying(response(status, "a body", "X-Seen: a\r\nWWW-Authenticate: Basic realm=\"a\"\r\n"))));
         EXPECT_EQ(answer.statusCode, status);
         EXPECT_EQ(answer.body, "a body");
         EXPECT_TRUE(std::ranges::count(answer.headers, std::pair<QByteArray, QByteArray>("X-Seen", "a")));
@@ -68,8 +70,7 @@ TEST_F(LinuxURLSessionTest, BodiesAreBoundedAlsoWhenTheyUnfold) {
     EXPECT_EQ(failure(answerOf(saying(response(200, most + "a")))), Code::other);
     EXPECT_EQ(failure(answerOf(stallingAfter("HTTP/1.1 200 OK\r\n\r\n" + most + "a"))), Code::other);
     for (const QByteArray& body : {qCompress(most + "a", 9).mid(4), QByteArray("not deflated")})
-        EXPECT_EQ(failure(answerOf(saying(response(200, body, "Content-Encoding: deflate\r\n")))),
-                  Code::other);
+        EXPECT_EQ(failure(answerOf(saying(response(200, body, "Content-Encoding: deflate\r\n")))), Code::other);
 }
 
 TEST_F(LinuxURLSessionTest, RedirectsStayWithinTheOriginAndNoCookieIsKept) {
@@ -105,11 +106,9 @@ TEST_F(LinuxURLSessionTest, RedirectsThatTurnAPostIntoAGetFail) {
         EXPECT_EQ(failure(answerAt(server.url("/begin"))), std::nullopt) << status;
         URLRequest post{server.url("/begin"), "POST", {{"Content-Type", "a/b"}}, "body"};
         const bool keepsMethod = status > 303;
-        EXPECT_EQ(failure(answerOver(session, post)),
-                  keepsMethod ? std::nullopt : std::optional(Code::other));
+        EXPECT_EQ(failure(answerOver(session, post)), keepsMethod ? std::nullopt : std::optional(Code::other));
         EXPECT_EQ(server.requests.size(), keepsMethod ? 4U : 3U) << status;
-        EXPECT_TRUE(!keepsMethod ||
-                    (server.requests[3].method == "POST" && server.requests[3].body == "body"));
+        EXPECT_TRUE(!keepsMethod || (server.requests[3].method == "POST" && server.requests[3].body == "body"));
     }
 }
 
@@ -128,7 +127,7 @@ TEST_F(LinuxURLSessionTest, AnUntrustedCertificateFailsBeforeAnythingIsSent) {
     QObject::connect(&server, &QSslServer::startedEncryptionHandshake, [&] { ++begun; });
     QObject::connect(&server, &QTcpServer::pendingConnectionAvailable, [&] { ++trusted; });
     ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
-    const QUrl url(QString("https://localhost:%1/").arg(server.serverPort()));
+    const QUrl url(u"https://localhost:%1/"_s.arg(server.serverPort()));
     EXPECT_EQ(failure(answerAt(url)), Code::other);
     EXPECT_TRUE(begun > 0 && trusted == 0);
 }

@@ -27,8 +27,7 @@ struct LogindTest : testing::Test {
         power.start({sleep, [this] { happened += "wake"; }, [this] { happened += "terminate"; }});
     }
     bool isHeld() const {
-        const QString text =
-            QDebug::toString(logind.call("org.freedesktop.login1.Manager", "ListInhibitors"));
+        const QString text = QDebug::toString(logind.call("org.freedesktop.login1.Manager", "ListInhibitors"));
         return text.contains("\"sleep:shutdown\"") && text.contains("\"delay\"");
     }
     bool becomesHeld(bool held) const {
@@ -103,8 +102,7 @@ TEST(NetworkManagerTest, TheAnswerFollowsTheServiceAndItsState) {
     monitor.start([&](bool online) { updates.push_back(online); });
     EXPECT_TRUE(eventually([&] { return updates == std::vector{true}; })) << "without the service";
     manager.start();
-    for (const auto& [state, online] :
-         {std::pair(20U, false), {50U, false}, {60U, true}, {70U, true}, {50U, false}}) {
+    for (const auto& [state, online] : {std::pair(20U, false), {50U, false}, {60U, true}, {70U, true}, {50U, false}}) {
         manager.call("org.freedesktop.DBus.Mock", "SetGlobalConnectionState", {state});
         EXPECT_TRUE(eventually([&] { return updates.back() == online; })) << state;
     }

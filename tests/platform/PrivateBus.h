@@ -47,8 +47,7 @@ struct BusService {
         ASSERT_TRUE(eventually([this] { return !isThere(); }));
     }
     /// Calls the object that has its path from the service's name.
-    QDBusMessage call(const QString& interface, const QString& method,
-                      const QVariantList& arguments = {}) const {
+    QDBusMessage call(const QString& interface, const QString& method, const QVariantList& arguments = {}) const {
         const QString path = '/' + QString(name).replace('.', '/');
         QDBusMessage message = QDBusMessage::createMethodCall(name, path, interface, method);
         message.setArguments(arguments);

@@ -13,6 +13,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 /// Who this process takes itself for, when it is not who it is.
 static std::optional<uid_t> claimedUser;
 
@@ -44,7 +46,7 @@ TEST(SingleInstance, OfStartsAtOnceOneWinsInEachHome) {
 
 TEST(SingleInstance, ALaterStartCallsTheFirstAlsoWithoutARuntimeFolder) {
     const QTemporaryDir home;
-    for (const QString& missing : {QString(), QStringLiteral("here"), home.filePath("gone")}) {
+    for (const QString& missing : {QString(), u"here"_s, home.filePath("gone")}) {
         qputenv("XDG_RUNTIME_DIR", missing.toUtf8());
         const auto instance = SingleInstance::acquire(home.filePath("config"));
         ASSERT_TRUE(instance);

@@ -5,18 +5,15 @@
 #include <libyuv.h>
 
 TEST(StripEncoder, EqualsScalingTheWholeFrame) {
-    const std::pair<QSize, QSize> table[] = {{{1000, 33}, {1000, 33}},
-                                             {{1921, 1080}, {1920, 1079}},
-                                             {{3840, 2160}, {1920, 1080}},
-                                             {{997, 701}, {313, 217}}};
+    const std::pair<QSize, QSize> table[] = {
+        {{1000, 33}, {1000, 33}}, {{1921, 1080}, {1920, 1079}}, {{3840, 2160}, {1920, 1080}}, {{997, 701}, {313, 217}}};
     for (const auto& [source, target] : table) {
         SCOPED_TRACE(source.width());
         QImage picture(source, QImage::Format_RGB32);
         // Grey slopes, and edges at every 40 pixels, so that a shifted or missing row shows.
         for (int y = 0; y < source.height(); ++y)
             for (int x = 0; x < source.width(); ++x) {
-                const int grey =
-                    x * 90 / source.width() + y * 90 / source.height() + (x / 40 + y / 40) % 2 * 60;
+                const int grey = x * 90 / source.width() + y * 90 / source.height() + (x / 40 + y / 40) % 2 * 60;
                 picture.setPixel(x, y, qRgb(grey, grey, grey));
             }
         const auto stride = picture.bytesPerLine();

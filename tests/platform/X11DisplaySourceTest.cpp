@@ -14,8 +14,7 @@ namespace {
 
 /// A colour for each square of 50 pixels.
 uint32_t colourAt(int x, int y) {
-    return uint32_t((x / 50) * 8 % 256) << 16 | uint32_t((y / 50) * 20 % 256) << 8 |
-           ((x / 50 + y / 50) % 2 ? 200 : 40);
+    return uint32_t((x / 50) * 8 % 256) << 16 | uint32_t((y / 50) * 20 % 256) << 8 | ((x / 50 + y / 50) % 2 ? 200 : 40);
 }
 
 /// True when the picture of `size` shows what is painted in `area`, by the middle of each square.

@@ -39,8 +39,7 @@ TEST_F(X11InputListenerTest, DeliversEveryKeyMotionAndLeftOrRightDragAndNothingE
     user.stroke();
     user.sync();
     ASSERT_TRUE(eventually([&] { return count >= 5; }));
-    EXPECT_THAT(events,
-                testing::ElementsAre(keyDown, mouseMoved, leftMouseDragged, rightMouseDragged, keyDown));
+    EXPECT_THAT(events, testing::ElementsAre(keyDown, mouseMoved, leftMouseDragged, rightMouseDragged, keyDown));
     other.reset();
     const int before = others;
     user.stroke();
@@ -100,6 +99,5 @@ TEST_F(X11InputListenerTest, OutlivesTheServerAndComesBackWhenEnabled) {
         return counted > 0 && alsoCounted > 0;
     }));
     EXPECT_EQ(disabled, 1) << "one loss, one notice";
-    EXPECT_LT(double(std::clock() - cpuBefore) / CLOCKS_PER_SEC, 0.5)
-        << "a dead server must not make us spin";
+    EXPECT_LT(double(std::clock() - cpuBefore) / CLOCKS_PER_SEC, 0.5) << "a dead server must not make us spin";
 }

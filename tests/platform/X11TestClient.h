@@ -37,8 +37,7 @@ public:
     }
     /// Returns when the server has done all of it.
     void sync() {
-        std::free(
-            xcb_get_input_focus_reply(connection_.get(), xcb_get_input_focus(connection_.get()), nullptr));
+        std::free(xcb_get_input_focus_reply(connection_.get(), xcb_get_input_focus(connection_.get()), nullptr));
     }
 
     /// Paints a part of the root window; `colour(x, y)` gives 0xRRGGBB at a place of the screen.
@@ -51,9 +50,9 @@ public:
         for (int y = area.top(); y <= area.bottom(); ++y) {
             for (int x = area.left(); x <= area.right(); ++x)
                 row[size_t(x - area.left())] = colour(x, y);
-            xcb_put_image(connection_.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, screen.root, context,
-                          uint16_t(row.size()), 1, int16_t(area.left()), int16_t(y), 0, screen.root_depth,
-                          uint32_t(row.size() * 4), reinterpret_cast<const uint8_t*>(row.data()));
+            xcb_put_image(connection_.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, screen.root, context, uint16_t(row.size()), 1,
+                          int16_t(area.left()), int16_t(y), 0, screen.root_depth, uint32_t(row.size() * 4),
+                          reinterpret_cast<const uint8_t*>(row.data()));
         }
         sync();
     }

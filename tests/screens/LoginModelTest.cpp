@@ -24,8 +24,7 @@ struct Login : ScreensFixture {
         relaunch();
         world.machine.urlSession.setServer([this](const URLRequest& request) {
             if (request.url.path().endsWith("employees/config"))
-                return SimulatedURLSession::answer(configStatus,
-                                                   "{\"data\":" + encodeRemoteConfig(world.config) + "}");
+                return SimulatedURLSession::answer(configStatus, "{\"data\":" + encodeRemoteConfig(world.config) + "}");
             return SimulatedURLSession::answer(status, Json::compact({{"data", data}}), delay);
         });
         login->setEmail(" ann@acme.com\n");

@@ -48,12 +48,11 @@ TEST(Formatting, ReadsTheFirstTwoDigitsOfAnyScript) {
 }
 
 TEST(Formatting, TellsTimes) {
-    for (const auto& [seconds, clock, phrase] :
-         {std::tuple{-5.0, "00:00:00", "Let's get started"},
-          {59.999, "00:00:59", "Let's get started"},
-          {3599, "00:59:59", "59 minutes of finding your rhythm today"},
-          {90 * 60, "01:30:00", "2 hours of finding your rhythm today"},
-          {362340, "100:39:00", "101 hours of finding your rhythm today"}}) {
+    for (const auto& [seconds, clock, phrase] : {std::tuple{-5.0, "00:00:00", "Let's get started"},
+                                                 {59.999, "00:00:59", "Let's get started"},
+                                                 {3599, "00:59:59", "59 minutes of finding your rhythm today"},
+                                                 {90 * 60, "01:30:00", "2 hours of finding your rhythm today"},
+                                                 {362340, "100:39:00", "101 hours of finding your rhythm today"}}) {
         EXPECT_EQ(Formatting::duration(seconds), clock);
         EXPECT_EQ(Formatting::hoursMinutes(seconds), QString(clock).chopped(3));
         EXPECT_EQ(MotivationalPhrases::active(-1, seconds), phrase); // around the list
@@ -84,6 +83,5 @@ TEST(Banners, ACropFillsTheRoomAroundTheFigure) {
           {{"", 2}, {400, 100}, {0, 0.25, 1, 0.5}},
           {{"", 2, 1, 0.5, 0}, {400, 100}, {0, 0, 1, 0.5}},
           {{"", 2, 0.5, 0.625, 1}, {200, 100}, {0.375, 0.5, 0.5, 0.5}}})
-        EXPECT_EQ(VRHeroBannerCrop::visiblePart(banner, room), part)
-            << banner.charCenterX << ' ' << room.width();
+        EXPECT_EQ(VRHeroBannerCrop::visiblePart(banner, room), part) << banner.charCenterX << ' ' << room.width();
 }

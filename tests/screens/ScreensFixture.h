@@ -16,6 +16,8 @@
 #include <QMouseEvent>
 #include <gmock/gmock.h>
 
+using namespace Qt::StringLiterals;
+
 /// What a server may send as a name.
 inline const QString hostile =
     QString::fromUtf8("<b>مشروع\u202Ex</b>\t<img src='file:///etc/passwd'>\n") + QString(10000, 'W');
@@ -52,8 +54,7 @@ struct ScreensFixture : testing::Test {
         tracker.emplace(*world.core);
     }
     void show(PopoverView::Place place = PopoverView::Place::window) {
-        shown =
-            std::make_unique<PopoverView>(PopoverView::Models{*root, *login, *tracker}, theme, images, place);
+        shown = std::make_unique<PopoverView>(PopoverView::Models{*root, *login, *tracker}, theme, images, place);
         shown->resize(shown->sizeHint());
         shown->show();
         settle();
@@ -68,7 +69,7 @@ struct ScreensFixture : testing::Test {
     /// What the control of that identifier says; "-" when it is not on the screen.
     QString text(const QString& identifier) {
         const auto* found = control(*shown, identifier);
-        return found ? found->accessibleName() + found->property("text").toString() : QStringLiteral("-");
+        return found ? found->accessibleName() + found->property("text").toString() : u"-"_s;
     }
     void press(const QString& identifier) {
         auto* button = control<QAbstractButton>(*shown, identifier);
@@ -117,8 +118,7 @@ struct ScreensFixture : testing::Test {
                 theme.select(VRPalette::byID(palette));
                 show(place);
                 EXPECT_TRUE(control(*shown, sign));
-                EXPECT_EQ(shown->grab().toImage().pixelColor(0, shown->height() - 1),
-                          theme.palette().appBackground);
+                EXPECT_EQ(shown->grab().toImage().pixelColor(0, shown->height() - 1), theme.palette().appBackground);
                 expectSound();
             }
     }

@@ -19,8 +19,7 @@ TEST_F(APIClientTest, OutcomesAndTheirLogEntries) {
         {Network::failure(URLError::Code::cancelled), Kind::network, 0},
         {Network::answer(500, R"({"otp":1,"token":"c4n4ry"})"), Kind::serverError, 500},
     };
-    const APIRequest request{
-        .path = "p?q=1", .body = R"({"password":"c4n4ry"})", .retryOnUnauthorized = false};
+    const APIRequest request{.path = "p?q=1", .body = R"({"password":"c4n4ry"})", .retryOnUnauthorized = false};
     for (const auto& [reply, failure, status] : cases) {
         answer(reply);
         const auto lines = log.lines(QtCriticalMsg).size();

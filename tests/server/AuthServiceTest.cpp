@@ -59,8 +59,7 @@ TEST_F(AuthServiceTest, LoginHasThreeOutcomes) {
         {R"("otp_required":0,)" + flat, "flat for nobody", "flat", oldRoot},
         {choice + user + nested + flat, "Uma chooses Z@z.example A@a.example", nullptr, oldRoot},
         {choice + user + init + flat, "flat for u@b", "flat", newRoot},
-        {QByteArray(flat).replace(R"("expires_at":)", R"("expires_at":null,"x":)"), undecodable, nullptr,
-         oldRoot},
+        {QByteArray(flat).replace(R"("expires_at":)", R"("expires_at":null,"x":)"), undecodable, nullptr, oldRoot},
         {user + init + R"("x":0)", undecodable, nullptr, oldRoot},
     };
     for (const auto& [members, outcome, stored, root] : cases) {
@@ -77,8 +76,8 @@ TEST_F(AuthServiceTest, LoginHasThreeOutcomes) {
 TEST_F(AuthServiceTest, TheFormerCompanyGetsNoPassword) {
     answer(Network::answer(401));
     for (const bool isRecovery : {false, true}) {
-        AuthService afterLaunch({api, endpoints, keychain, domain, machine.preferences, timeZones,
-                                 machine.clock, machine.worker, machine.main});
+        AuthService afterLaunch({api, endpoints, keychain, domain, machine.preferences, timeZones, machine.clock,
+                                 machine.worker, machine.main});
         enterCompany();
         if (isRecovery)
             outcomeOf(afterLaunch.requestPasswordRecovery("a@b").then([] { return true; }));
@@ -198,13 +197,11 @@ TEST_F(AuthServiceTest, LogoutClearsWhateverHappens) {
 }
 
 TEST(ReplyDecoders, AreStrictAboutKeysAndTypes) {
-    const QByteArray nulls =
-        wrapped(R"("user":null,"init":null,"companies":null,"data":null,"otp_required":null)");
+    const QByteArray nulls = wrapped(R"("user":null,"init":null,"companies":null,"data":null,"otp_required":null)");
     EXPECT_TRUE(decodeSingleLoginResponse(nulls) && !decodeRefreshResponse(nulls));
     for (const char* members : {R"("otp_required":"1")", R"("companies":[{"name":"n"}])",
                                 R"("access_token":"a","expires_at":"e","refresh_token":1)", "<html>"})
-        EXPECT_FALSE(decodeSingleLoginResponse(wrapped(members)) || decodeRefreshResponse(wrapped(members)))
-            << members;
+        EXPECT_FALSE(decodeSingleLoginResponse(wrapped(members)) || decodeRefreshResponse(wrapped(members))) << members;
 }
 
 TEST(AuthDateParserTest, TakesTheDefaultForWhatItCannotRead) {

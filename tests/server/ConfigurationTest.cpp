@@ -20,9 +20,7 @@ struct ConfigurationTest : ServerTest {
         answer(Network::answer(200, body));
         return outcomeOf(remoteConfig.fetchConfig());
     }
-    QStringList filesOfFolder() const {
-        return QFileInfo(remoteConfig.fileURL()).dir().entryList(QDir::Files);
-    }
+    QStringList filesOfFolder() const { return QFileInfo(remoteConfig.fileURL()).dir().entryList(QDir::Files); }
     void passUntilRequest(std::size_t number) {
         while (requests.size() < number)
             pass(1);

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <random>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using LogRedactor::redact;
@@ -56,7 +58,7 @@ TEST(LogRedactorTest, NoFragmentOfASecretSurvives) {
     for (unsigned seed = 0; seed < 1000; ++seed) {
         std::mt19937 chance(seed);
         const QString field = QString(R"(S3cr\"t\\%1-%2)").arg(chance()).arg(chance());
-        const QString bearer = QString("S3cr~%1.%2==").arg(chance()).arg(chance());
+        const QString bearer = u"S3cr~%1.%2=="_s.arg(chance()).arg(chance());
         const QString begin = R"({"data":{"note":"n","Refresh_Token" : ")" + field;
         const QString whole = begin + R"(","header":"Bearer )" + bearer + R"(","more":"m"}})";
         for (const QString& text : {whole, begin.chopped(int(chance() % unsigned(field.size())))}) {

@@ -53,9 +53,8 @@ struct ServerTest : testing::Test {
 
     ServerTest() {
         auth.setSessionDidInvalidate([this] { ++sessionInvalidations; });
-        api.setUnauthorizedHandler([this] {
-            return auth.handleUnauthorized().then([](const auto& renewed) { return renewed.has_value(); });
-        });
+        api.setUnauthorizedHandler(
+            [this] { return auth.handleUnauthorized().then([](const auto& renewed) { return renewed.has_value(); }); });
     }
     ~ServerTest() override { EXPECT_FALSE(log.contains("c4n4ry")) << qPrintable(log.lines().join('\n')); }
 
@@ -92,10 +91,10 @@ struct ServerTest : testing::Test {
     APIEndpoints endpoints{domain, machine.information};
     APITimeZoneResolver timeZones{machine.preferences, machine.clock};
     APIClient api{machine.urlSession, endpoints, keychain, machine.worker, machine.main};
-    AuthService auth{{api, endpoints, keychain, domain, machine.preferences, timeZones, machine.clock,
-                      machine.worker, machine.main}};
+    AuthService auth{{api, endpoints, keychain, domain, machine.preferences, timeZones, machine.clock, machine.worker,
+                      machine.main}};
     const QString ownFolder = ApplicationFolder::path(machine.information);
-    RemoteConfigService remoteConfig{
-        api, auth, machine.preferences, machine.clock, machine.random, machine.worker, ownFolder};
+    RemoteConfigService remoteConfig{api,      auth, machine.preferences, machine.clock, machine.random, machine.worker,
+                                     ownFolder};
     int sessionInvalidations = 0;
 };

@@ -45,12 +45,11 @@ void World::checkConfiguration() {
 /// A running session that the server knows is reported once for each picture, or each that failed.
 void World::checkReports() {
     constexpr Seconds longest = 20 * 60 + 60;
-    const Seconds since = std::min(platform_.timeline.uptime() - server_.lastReport.value(seen_.session),
-                                   real() - intervalBegan_);
+    const Seconds since =
+        std::min(platform_.timeline.uptime() - server_.lastReport.value(seen_.session), real() - intervalBegan_);
     const QByteArray id = seen_.session.toString(QUuid::WithoutBraces).toUpper().toLatin1();
     if (seen_.isRunning() && server_.hasBegun(seen_.session) && since > longest &&
-        sql("SELECT id FROM upload_queue WHERE type = 'startSession' AND session_id = '" + id + "'")
-            .isEmpty())
+        sql("SELECT id FROM upload_queue WHERE type = 'startSession' AND session_id = '" + id + "'").isEmpty())
         complain("D: the running session was not reported for %1 s", since);
 }
 
@@ -91,15 +90,11 @@ void World::checkHour() {
 
 void World::checkHistory(const std::vector<Session>& finished) {
     for (const Session& session : finished) {
-        if (session.status != SessionStatus::completed || !session.reportedTotalSeconds ||
-            session.idleDiscardCutoffAt)
+        if (session.status != SessionStatus::completed || !session.reportedTotalSeconds || session.idleDiscardCutoffAt)
             complain("a finished session is not frozen");
-        else if (std::abs(static_cast<double>(*session.reportedTotalSeconds) - session.totalSeconds(Date{})) >
-                 1)
+        else if (std::abs(static_cast<double>(*session.reportedTotalSeconds) - session.totalSeconds(Date{})) > 1)
             complain("a frozen total is not the sum of its intervals");
-        const auto isBackward = [](const TrackingInterval& one) {
-            return *one.stoppedAt < one.startedAt - 0.01;
-        };
+        const auto isBackward = [](const TrackingInterval& one) { return *one.stoppedAt < one.startedAt - 0.01; };
         if (!changesClock_ && std::ranges::any_of(session.intervals, isBackward))
             complain("an interval ends before it begins");
         const qint64 counted = session.mouseCount + session.keyboardCount;
@@ -107,8 +102,7 @@ void World::checkHistory(const std::vector<Session>& finished) {
         if (counted > known.events || counted < known.events - known.lost)
             complain("a session counted %1 events of %2, %3 lost", counted, known.events, known.lost);
         if (!changesClock_ && !changesZone_ && !session.intervals.empty() &&
-            companyDate(session.intervals.front().startedAt) !=
-                companyDate(*session.intervals.back().stoppedAt))
+            companyDate(session.intervals.front().startedAt) != companyDate(*session.intervals.back().stoppedAt))
             complain("a session spans two days of the company");
     }
 }
@@ -121,9 +115,7 @@ void World::checkSpans(const std::vector<Session>& finished) {
         std::ranges::sort(spans, std::greater(),
                           &Span::seconds); // short ones may begin where a neighbour does
         std::vector<TrackingInterval> left = session.intervals;
-        const auto length = [](const TrackingInterval& one) {
-            return std::max(0.0, *one.stoppedAt - one.startedAt);
-        };
+        const auto length = [](const TrackingInterval& one) { return std::max(0.0, *one.stoppedAt - one.startedAt); };
         for (const Span& span : spans) {
             // Midnights that the clock passes twice begin intervals at the same moment.
             const auto distance = [&](const TrackingInterval& one) {
@@ -133,8 +125,7 @@ void World::checkSpans(const std::vector<Session>& finished) {
                 return isAnother ? std::numeric_limits<double>::infinity() : difference;
             };
             const auto nearest = std::ranges::min_element(left, {}, distance);
-            const auto interval =
-                nearest != left.end() && std::isfinite(distance(*nearest)) ? nearest : left.end();
+            const auto interval = nearest != left.end() && std::isfinite(distance(*nearest)) ? nearest : left.end();
             const double billed = interval == left.end() ? 0 : length(*interval);
             if (billed > span.seconds + Truth::tickSlack)
                 complain("B: billed %1 s of %2 s", billed, span.seconds);
@@ -160,9 +151,8 @@ void World::checkToday(const std::vector<Session>& all) {
     double ran = seen_.isRunning() ? real() - slotsCounted_ : 0;
     for (const Session& session : all)
         if (!session.intervals.empty() && companyDate(session.intervals.front().startedAt) == today &&
-            (session.status == SessionStatus::completed || session.id == seen_.session)) {
+            (session.status == SessionStatus::completed || session.id == seen_.session))
             billed += session.totalSeconds(platform_.timeline.date());
-        }
     const QString prefix = today.toString(Qt::ISODate) + u'#';
     for (auto slot = slots_.cbegin(); slot != slots_.cend(); ++slot)
         if (slot.key().startsWith(prefix))
@@ -175,8 +165,7 @@ void World::checkToday(const std::vector<Session>& all) {
 
 /// Of the pictures taken, those that are not on the disk, have not arrived and were not dropped by name.
 qint64 World::missingPictures() const {
-    return platform_.displays.picturesTaken - pictureFiles().size() - server_.screenshots.size() -
-           droppedPictures_;
+    return platform_.displays.picturesTaken - pictureFiles().size() - server_.screenshots.size() - droppedPictures_;
 }
 
 void World::checkPictures() {
@@ -208,11 +197,10 @@ void World::checkDelivery(const std::vector<Session>& all) {
                 complain("D: session %1 is reported without an interval", id);
             continue;
         }
-        const bool isRefused =
-            record.startBodies.isEmpty() && server_.refused["startSession"].contains(session.id);
+        const bool isRefused = record.startBodies.isEmpty() && server_.refused["startSession"].contains(session.id);
         const auto isAccountedFor = [&](const QString& type) {
-            return queued[type].contains(session.id) || known_[session.id].dropped.contains(type) ||
-                   record.takenOver || isRefused;
+            return queued[type].contains(session.id) || known_[session.id].dropped.contains(type) || record.takenOver ||
+                   isRefused;
         };
         if (!changesZone_ && record.startBodies.size() > 1)
             complain("D: session %1 began with different bodies", id);
@@ -238,19 +226,17 @@ void World::checkSegments() {
         int tracked, active, events;
     };
     QHash<QString, Held> held;
-    for (const QString& row :
-         sql("SELECT segment_date || '#' || segment_number, non_idle_seconds, active_seconds, "
-             "mouse_movements + keyboard_movements, uploaded_at IS NOT NULL, timezone, domain_key "
-             "FROM activity_segments")) {
+    for (const QString& row : sql("SELECT segment_date || '#' || segment_number, non_idle_seconds, active_seconds, "
+                                  "mouse_movements + keyboard_movements, uploaded_at IS NOT NULL, timezone, domain_key "
+                                  "FROM activity_segments")) {
         const QStringList columns = row.split(u'|');
         const QString& slot = columns[0];
         held[slot] = {columns[1].toInt(), columns[2].toInt(), columns[3].toInt()};
         if (!changesZone_ && columns[5] != QString::fromLatin1(zone_.id()))
             complain("segment %1 has the zone %2", slot, columns[5]);
         const auto arrived = server_.segments.value(columns[6] + u' ' + slot);
-        if (columns[4] == u"1" &&
-            (std::abs(arrived.percent - std::min(held[slot].tracked / 6.0, 100.0)) > 0.01 ||
-             arrived.zone != columns[5]))
+        if (columns[4] == u"1" && (std::abs(arrived.percent - std::min(held[slot].tracked / 6.0, 100.0)) > 0.01 ||
+                                   arrived.zone != columns[5]))
             complain("D: segment %1 arrived with %2 % and zone %3", slot, arrived.percent, arrived.zone);
     }
     if (!isTidy())
@@ -258,8 +244,7 @@ void World::checkSegments() {
     for (auto slot = slots_.cbegin(); slot != slots_.cend(); ++slot) {
         const Held counted = held.take(slot.key());
         const double slack = Truth::tickSlack * (1 + slot->edges);
-        const auto compare = [&](const char* what, double holds, double happened, double within,
-                                 double lost) {
+        const auto compare = [&](const char* what, double holds, double happened, double within, double lost) {
             const bool isWritten = slot->countedUntil + 60 + Truth::tickSlack < platform_.timeline.uptime();
             if (holds > happened + within || (isWritten && holds < happened - within - lost))
                 complain("B: segment %1 holds %2 %3 of %4", slot.key(), holds, what, happened);

@@ -83,8 +83,7 @@ void World::act() {
         break;
     case 6:
         platform_.permissions.screenRecording = !oneIn(8);
-        platform_.displays.listError =
-            oneIn(3) ? std::optional("Maximum number of clients reached") : std::nullopt;
+        platform_.displays.listError = oneIn(3) ? std::optional("Maximum number of clients reached") : std::nullopt;
         break;
     case 7:
         if (changesClock_ && oneIn(3))
@@ -178,8 +177,7 @@ void World::press(double chosen) {
         if (chosen < 0.7) {
             platform_.permissions.screenRecording = true;
             lastCountedInput_.reset();
-            engine.startTracking(chosen < 0.4 ? std::optional(server_.config.projects.front())
-                                              : std::nullopt);
+            engine.startTracking(chosen < 0.4 ? std::optional(server_.config.projects.front()) : std::nullopt);
         }
     } else if (engine.isPaused()) {
         if (chosen < 0.75) {
@@ -215,8 +213,7 @@ void World::leaveInterrupted(bool resumes) {
 void World::workInBits() {
     SessionManager& engine = core_->sessionManager;
     const double until = real() + 3600;
-    while (real() < until && complaints_.isEmpty() && &engine == &core_->sessionManager &&
-           seen_.isRunning()) {
+    while (real() < until && complaints_.isEmpty() && &engine == &core_->sessionManager && seen_.isRunning()) {
         workFor(between(20, 55), 12);
         command([&] { core_->sessionManager.pauseTracking(); });
         pass(between(0.5, 2));
@@ -248,8 +245,7 @@ void World::signIn() {
     platform_.secrets.isBroken = false;
     server_.rejectsRefresh = false;
     isSigningIn_ = true;
-    spawn(core_->auth.selectCompany(accounts[account_].url(), tokens(), accounts[account_].user),
-          "selection");
+    spawn(core_->auth.selectCompany(accounts[account_].url(), tokens(), accounts[account_].user), "selection");
     pass(0);
     spawn(finishSignIn(), "sign-in");
     pass(2);
@@ -354,9 +350,8 @@ void World::calmDown() {
     checkHour();
     if (const auto rows = sql("SELECT id FROM upload_queue"); !rows.isEmpty())
         complain("D: %1 rows are still queued after the calm", rows.size());
-    const auto unsent =
-        sql("SELECT rowid FROM activity_segments WHERE uploaded_at IS NULL "
-            "AND active_seconds + non_idle_seconds + mouse_movements + keyboard_movements > 0");
+    const auto unsent = sql("SELECT rowid FROM activity_segments WHERE uploaded_at IS NULL "
+                            "AND active_seconds + non_idle_seconds + mouse_movements + keyboard_movements > 0");
     if (unsent.size() > 1)
         complain("D: %1 segments were never sent", unsent.size());
     // Pictures that no row was made for are found by the next launch.

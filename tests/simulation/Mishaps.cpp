@@ -99,8 +99,8 @@ void World::die() {
             leaveHalfPicture();
         runningEnded(false);
         known_[seen_.session].lost += std::exchange(known_[seen_.session].unstored, 0);
-        truth_.note(std::max(intervalBegan_ - Truth::tickSlack, real() - Truth::crashLoss),
-                    real() + Truth::tickSlack, Truth::Second::allowed);
+        truth_.note(std::max(intervalBegan_ - Truth::tickSlack, real() - Truth::crashLoss), real() + Truth::tickSlack,
+                    Truth::Second::allowed);
         if (options_.fault == PlantedFault::lostMark)
             TrackingHeartbeat::clear(seen_.session, platform_.preferences);
     }

@@ -6,6 +6,8 @@
 #include <QJsonArray>
 #include <QRegularExpression>
 
+using namespace Qt::StringLiterals;
+
 using Reply = SimulatedURLSession::Reply;
 
 namespace {
@@ -63,8 +65,7 @@ void ModelServer::inspect(const URLRequest& request, const Row& row) {
     if (account && hasBegun(row.session) && sessions[row.session].account != *account)
         complaints.append("a " + row.type + " was sent for another account");
     if (row.type == "heartbeat" && timeline_.date() < notBefore_.value(row.session, timeline_.date()))
-        complaints.append(QString("the end of %1 was sent %2 s earlier than the server asked for")
-                              .arg(row.session.toString())
+        complaints.append(u"the end of %1 was sent %2 s earlier than the server asked for"_s.arg(row.session.toString())
                               .arg(notBefore_.value(row.session) - timeline_.date()));
     if (row.type == "startSession" || row.type == "direct")
         lastReport[row.session] = timeline_.uptime();
@@ -221,8 +222,7 @@ Reply ModelServer::batch(const QJsonObject& body, int account) {
         if (chance() < faultRate * 0.2)
             continue; // left out of the answer: must be offered again
         const QJsonObject row = rows[index].toObject();
-        const QString slot = QString("%1 %2#%3")
-                                 .arg(accounts[account].key(), row.value("segment_date").toString())
+        const QString slot = u"%1 %2#%3"_s.arg(accounts[account].key(), row.value("segment_date").toString())
                                  .arg(row.value("segment_number").toInt());
         segments[slot] = {row.value("non_idle_percent").toDouble(), row.value("timezone").toString()};
         accepted.append(index);

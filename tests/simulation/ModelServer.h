@@ -11,14 +11,16 @@
 #include <QUuid>
 #include <random>
 
+using namespace Qt::StringLiterals;
+
 /// Somebody's sign-in to a company. They differ in the user, the port and the host.
 struct Account {
     const char* authority;
     const char* user;
 
-    QString url() const { return QStringLiteral("https://%1/api/v1/").arg(authority); }
+    QString url() const { return u"https://%1/api/v1/"_s.arg(authority); }
     /// As the program files what belongs to it.
-    QString key() const { return QStringLiteral("%1 %2").arg(authority, user); }
+    QString key() const { return u"%1 %2"_s.arg(authority, user); }
 };
 inline constexpr Account accounts[] = {
     {"a.example", "ann@a.example"}, {"a.example", "bob@a.example"}, {"a.example:8443", "ann@a.example"}};

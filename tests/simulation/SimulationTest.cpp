@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QByteArray replay(quint32 seed) {
-    return QString("replay it with: scripts/simulate --first %1 --seeds 1 --days 1.5").arg(seed).toUtf8();
+    return u"replay it with: scripts/simulate --first %1 --seeds 1 --days 1.5"_s.arg(seed).toUtf8();
 }
 
 #ifndef VELMORA_LIVES
@@ -22,9 +24,9 @@ protected:
     static void TearDownTestSuite() {
         if (lives < 20)
             return; // a replay of a few
-        for (const char* what : {"death", "sleep", "idle pause", "midnight", "takeover", "clock jump",
-                                 "zone change", "offset change", "company change", "server fault", "drop",
-                                 "sign-in", "discard", "busy database", "quit"})
+        for (const char* what :
+             {"death", "sleep", "idle pause", "midnight", "takeover", "clock jump", "zone change", "offset change",
+              "company change", "server fault", "drop", "sign-in", "discard", "busy database", "quit"})
             EXPECT_GT(met[what], 0) << what;
         EXPECT_GT(worked, lives * 3600);
     }
@@ -35,8 +37,7 @@ protected:
 TEST_P(Seeds, aDayAndAHalfHoldsEveryInvariant) {
     World world({.seed = GetParam()});
     const QStringList faults = world.run();
-    EXPECT_TRUE(faults.isEmpty()) << faults.join('\n').toStdString() << '\n'
-                                  << replay(GetParam()).constData();
+    EXPECT_TRUE(faults.isEmpty()) << faults.join('\n').toStdString() << '\n' << replay(GetParam()).constData();
     for (const auto& [what, count] : world.happened())
         met[what] += count;
     worked += world.workedSeconds();

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <span>
 
+using namespace Qt::StringLiterals;
+
 void Truth::note(double from, double to, Second what) {
     if (to <= from)
         return;
@@ -46,7 +48,7 @@ QStringList Truth::compare(const std::vector<Session>& sessions, double since, d
                             : truth == Second::worked && part < 0.99F ? "L: lost:"
                                                                       : nullptr;
         if (fault && faults.size() < 5)
-            faults.append(QString("%1 second %2 (billed %3)").arg(fault).arg(second).arg(part));
+            faults.append(u"%1 second %2 (billed %3)"_s.arg(fault).arg(second).arg(part));
     }
     return faults;
 }

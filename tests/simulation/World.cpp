@@ -7,6 +7,8 @@
 #include <QRegularExpression>
 #include <cmath>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// Noon UTC of a day, and a zone whose clocks change within the life that begins there.
@@ -14,13 +16,12 @@ struct Start {
     double noon;
     const char* zone;
 };
-const Start starts[] = {
-    {1774699200, "Europe/Berlin"},    {1772884800, "America/New_York"},
-    {1772884800, "America/St_Johns"}, {1775304000, "Australia/Lord_Howe"},
-    {1775304000, "Pacific/Auckland"}, {1792843200, "Europe/Berlin"},
-    {1776945600, "Africa/Cairo"}, // and without a change: a leap day, a year's end, a plain day
-    {1835352000, "Asia/Kolkata"},     {1798718400, "UTC"},
-    {1779969600, "Asia/Kathmandu"}};
+const Start starts[] = {{1774699200, "Europe/Berlin"},    {1772884800, "America/New_York"},
+                        {1772884800, "America/St_Johns"}, {1775304000, "Australia/Lord_Howe"},
+                        {1775304000, "Pacific/Auckland"}, {1792843200, "Europe/Berlin"},
+                        {1776945600, "Africa/Cairo"}, // and without a change: a leap day, a year's end, a plain day
+                        {1835352000, "Asia/Kolkata"},     {1798718400, "UTC"},
+                        {1779969600, "Asia/Kathmandu"}};
 
 /// Not in step with what a seed decides by its remainders.
 const Start& startOf(quint32 seed) {
@@ -41,10 +42,9 @@ World::World(const Options& options)
     , server_(platform_.timeline, options.seed + 77)
     , truth_(platform_.timeline.date()) {
     listening = this;
-    QLoggingCategory::setFilterRules(QStringLiteral("com.velmora.*.info=false\ncom.velmora.*.debug=false\n"
-                                                    "com.velmora.timetracker.session.info=true"));
-    qInstallMessageHandler(
-        [](QtMsgType, const QMessageLogContext&, const QString& line) { listening->hear(line); });
+    QLoggingCategory::setFilterRules(u"com.velmora.*.info=false\ncom.velmora.*.debug=false\n"
+                                     "com.velmora.timetracker.session.info=true"_s);
+    qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& line) { listening->hear(line); });
     platform_.timeline.makeTimersLate(options.seed);
     platform_.displays.isListErrorDenial = false;
     server_.config.deviceId = "device";
@@ -66,8 +66,7 @@ World::World(const Options& options)
         return server_.handle(request);
     });
     storeSignIn();
-    platform_.preferences.set(QLatin1String(PreferenceKey::apiTimezoneIdentifier),
-                              *server_.config.appTimezone);
+    platform_.preferences.set(QLatin1String(PreferenceKey::apiTimezoneIdentifier), *server_.config.appTimezone);
 }
 
 World::~World() {
@@ -227,8 +226,7 @@ void World::observe() {
 void World::runningBegan(bool isRollover) {
     watchedSince_ = real();
     const auto& config = core_->sessionManager.config();
-    idleThreshold_ =
-        60.0 * static_cast<double>(std::max<qint64>(config ? config->idleMinutesThreshold : 5, 1));
+    idleThreshold_ = 60.0 * static_cast<double>(std::max<qint64>(config ? config->idleMinutesThreshold : 5, 1));
     if (isRollover && options_.fault == PlantedFault::doubleCountAtMidnight) {
         Session twice = storedSessions("session_history").back();
         twice.id = platform_.random.uuid();
@@ -318,9 +316,7 @@ double World::companyMidnight(Date date, int days) const {
 
 QString World::slotOf(Date date) const {
     const QDateTime there = companyTime(date);
-    return QString("%1#%2")
-        .arg(there.toString("yyyy-MM-dd"))
-        .arg((there.time().hour() * 60 + there.time().minute()) / 10);
+    return u"%1#%2"_s.arg(there.toString("yyyy-MM-dd")).arg((there.time().hour() * 60 + there.time().minute()) / 10);
 }
 
 // ---- the process
@@ -349,8 +345,7 @@ void World::stampPictures() {
 }
 
 void World::stamp(QFile& file) const {
-    file.setFileTime(platform_.timeline.date().toDateTime(QTimeZone::utc()),
-                     QFileDevice::FileModificationTime);
+    file.setFileTime(platform_.timeline.date().toDateTime(QTimeZone::utc()), QFileDevice::FileModificationTime);
 }
 
 void World::endProcess() {

@@ -14,6 +14,8 @@
 #include <memory>
 #include <random>
 
+using namespace Qt::StringLiterals;
+
 struct sqlite3;
 
 /// A fault that the harness plants on purpose, to show that it would be noticed.
@@ -74,10 +76,10 @@ private:
     /// What a ten-minute slot of the company's calendar should hold.
     struct Slot {
         double ran = 0;
-        int edges = 0; ///< Beginnings and ends of running in it: each may count a second more or less.
+        int edges = 0;               ///< Beginnings and ends of running in it: each may count a second more or less.
         int touches = 0, events = 0; ///< What was typed and moved while it ran: how often, and how much.
-        double lost = 0;          ///< What deaths may have taken: the seconds since the last write of each.
-        Seconds countedUntil = 0; ///< Uptime at which something last ran in it.
+        double lost = 0;             ///< What deaths may have taken: the seconds since the last write of each.
+        Seconds countedUntil = 0;    ///< Uptime at which something last ran in it.
     };
 
     // Time.
@@ -144,7 +146,7 @@ private:
     void complain(QString what, const Values&... values) {
         ((what = what.arg(values)), ...);
         if (complaints_.size() < 10)
-            complaints_.append(QString("[%1 s] ").arg(real(), 0, 'f', 1) + what);
+            complaints_.append(u"[%1 s] "_s.arg(real(), 0, 'f', 1) + what);
     }
     void hear(const QString& logLine);
     void hearAttempt(const QString& row, const QString& type, int attempt);
@@ -217,8 +219,7 @@ private:
     bool isSleepy_ = false;     ///< The machine is about to sleep, or woke this moment.
     Date fellAsleep_;
     Seen seen_;
-    bool discardsIdle_ =
-        true; ///< By the last configuration that the program took over: a session ends by it.
+    bool discardsIdle_ = true; ///< By the last configuration that the program took over: a session ends by it.
     double intervalBegan_ = 0;
     double watchedSince_ = 0;  ///< When the watch for idleness began.
     bool isContinued_ = false; ///< It began at a midnight, while the program ran.

@@ -42,8 +42,8 @@ int main(int argc, char** argv) {
         }
         if (seeds <= 20 || index % 20 == 19) {
             const double seconds = static_cast<double>(clock.elapsed()) / 1000;
-            std::printf("%d of %d lives, %d failed, %.1f h worked, %.1f s, %.1f simulated days a second\n",
-                        index + 1, seeds, failed, worked / 3600, seconds, days * (index + 1) / seconds);
+            std::printf("%d of %d lives, %d failed, %.1f h worked, %.1f s, %.1f simulated days a second\n", index + 1,
+                        seeds, failed, worked / 3600, seconds, days * (index + 1) / seconds);
             std::fflush(stdout);
         }
     }

@@ -50,8 +50,7 @@ TEST(DomainStorage, NamesCompanyAndUserInItsKey) {
     } cases[] = {
         {"https://acme.test/api/v1/", "", "acme.test", ""},
         {"https://acme.test/api/v1/", " Jane@Acme.test ", "acme.test jane@acme.test", "acme.test"},
-        {"https://u:pw@acme.test:99/a%20b/api/v1/", "j", "acme.test:99/a%20b j",
-         "acme.test:99/a%20b|acme.test"},
+        {"https://u:pw@acme.test:99/a%20b/api/v1/", "j", "acme.test:99/a%20b j", "acme.test:99/a%20b|acme.test"},
     };
     for (const auto& [url, user, key, unowned] : cases) {
         domain.setBaseURL(QUrl(url));

@@ -47,16 +47,14 @@ TEST_F(SQLite, WritesATransactionWholeOrNotAtAll) {
     const Session session = storedSession(1, start, start + 5);
     const auto file = [&] {
         return store->transaction([&] {
-            return store->appendSessionHistory(session) &&
-                   store->enqueueUploadTask(storedTask(1, heartbeat)) &&
+            return store->appendSessionHistory(session) && store->enqueueUploadTask(storedTask(1, heartbeat)) &&
                    store->clearActiveSession(session.id);
         });
     };
     const QByteArray rows = "SELECT (SELECT count(*) FROM sessions), (SELECT count(*) FROM session_history), "
                             "(SELECT count(*) FROM upload_queue)";
     store->saveActiveSession(session);
-    for (const QByteArray write :
-         {"INSERT ON session_history", "INSERT ON upload_queue", "DELETE ON sessions"}) {
+    for (const QByteArray write : {"INSERT ON session_history", "INSERT ON upload_queue", "DELETE ON sessions"}) {
         sql("CREATE TRIGGER t BEFORE " + write + " BEGIN SELECT RAISE(ABORT, 'no'); END");
         EXPECT_EQ(file(), SQLiteStore::Failure::other) << write.constData();
         EXPECT_EQ(sql(rows), "1 0 0") << write.constData();
@@ -91,8 +89,7 @@ TEST_F(SQLite, WaitsShortlyForAnotherProcessAndSaysSo) {
             EXPECT_TRUE(isOver.try_acquire_for(until) || !failure);
             sqlite3_close(other);
         });
-        EXPECT_EQ(store->transaction([&] { return store->enqueueUploadTask(storedTask(1, heartbeat)); }),
-                  failure);
+        EXPECT_EQ(store->transaction([&] { return store->enqueueUploadTask(storedTask(1, heartbeat)); }), failure);
         isOver.release();
         holder.join();
     }

@@ -38,8 +38,7 @@ SimulatedURLSession::Reply EngineFixture::answer(const URLRequest& request) cons
     QJsonArray accepted; // every segment of a batch
     while (accepted.size() < QJsonDocument::fromJson(request.body)["segments"].toArray().size())
         accepted.append(accepted.size());
-    QJsonObject data{
-        {"ok", true}, {"accepted", accepted}, {"access_token", "access"}, {"expires_at", "2099"}};
+    QJsonObject data{{"ok", true}, {"accepted", accepted}, {"access_token", "access"}, {"expires_at", "2099"}};
     if (todayTotal) {
         data.insert("today_total_seconds", todayTotal->totalSeconds);
         data.insert("today_date", todayTotal->date);

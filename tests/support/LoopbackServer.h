@@ -8,6 +8,8 @@
 #include <future>
 #include <sys/socket.h>
 
+using namespace Qt::StringLiterals;
+
 /// A server on the loopback interface that does exactly what a test scripts with a connection, on the test's thread.
 class LoopbackServer : public QTcpServer {
 public:
@@ -30,9 +32,7 @@ public:
             });
         });
     }
-    QUrl url(const QString& path = "/") const {
-        return QUrl(QString("http://127.0.0.1:%1%2").arg(serverPort()).arg(path));
-    }
+    QUrl url(const QString& path = "/") const { return QUrl(u"http://127.0.0.1:%1%2"_s.arg(serverPort()).arg(path)); }
 
     std::vector<URLRequest> requests; ///< What came so far, in order of arrival.
 
@@ -50,9 +50,8 @@ private:
 };
 
 inline QByteArray response(int status, const QByteArray& body, const QByteArray& headers = {}) {
-    return "HTTP/1.1 " + QByteArray::number(status) +
-           " Status\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\nConnection: close\r\n" +
-           headers + "\r\n" + body;
+    return "HTTP/1.1 " + QByteArray::number(status) + " Status\r\nContent-Length: " + QByteArray::number(body.size()) +
+           "\r\nConnection: close\r\n" + headers + "\r\n" + body;
 }
 /// Says the bytes and ends the connection.
 inline LoopbackServer::Script saying(const QByteArray& bytes) {

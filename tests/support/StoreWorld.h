@@ -9,6 +9,8 @@
 #include <QTemporaryDir>
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
+
 using enum UploadTaskType;
 inline constexpr Date start = Date::since1970(1'700'000'000); ///< 2023-11-14T22:13:20Z
 
@@ -18,7 +20,7 @@ inline QUuid numberedId(int number) {
 
 inline Session storedSession(int number, Date startedAt, std::optional<Date> stoppedAt) {
     const TrackingInterval interval{numberedId(number + 1000), startedAt, stoppedAt};
-    const QString project = QString("Project %1").arg(number);
+    const QString project = u"Project %1"_s.arg(number);
     return {numberedId(number), {}, {}, project, {interval}, 0, 0, double(number), {}, {}, {}};
 }
 

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 using enum InputEventType;
 
 namespace {
@@ -19,12 +21,8 @@ struct Input : testing::Test {
     std::optional<IdleDetector> detector{std::in_place, input, utility};
 
     Input() {
-        detector->onIdle = [this](IdleDetector::Run) {
-            notices << QString("idle@%1").arg(timeline.uptime());
-        };
-        detector->onActive = [this](IdleDetector::Run) {
-            notices << QString("active@%1").arg(timeline.uptime());
-        };
+        detector->onIdle = [this](IdleDetector::Run) { notices << u"idle@%1"_s.arg(timeline.uptime()); };
+        detector->onActive = [this](IdleDetector::Run) { notices << u"active@%1"_s.arg(timeline.uptime()); };
     }
 };
 

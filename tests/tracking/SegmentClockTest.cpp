@@ -83,8 +83,7 @@ TEST_F(SegmentClock, AddsToASlotThatAClockSetBackEntersAgainAndSendsTheSum) {
 }
 
 TEST_F(SegmentClock, KeepsTheCountsThatTheDatabaseDidNotTake) {
-    world.sql(
-        "CREATE TRIGGER refusing BEFORE INSERT ON activity_segments BEGIN SELECT RAISE(ABORT, 'full'); END");
+    world.sql("CREATE TRIGGER refusing BEFORE INSERT ON activity_segments BEGIN SELECT RAISE(ABORT, 'full'); END");
     world.typeFor(1000); // over the end of a slot
     engine().stopTracking();
     EXPECT_EQ(slots(), QStringList());

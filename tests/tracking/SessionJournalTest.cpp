@@ -6,10 +6,11 @@
 
 #include <QElapsedTimer>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString diskFull =
-    QStringLiteral("Not saved: the disk is full. Tracking goes on and is saved as soon as possible.");
+const QString diskFull = u"Not saved: the disk is full. Tracking goes on and is saved as soon as possible."_s;
 
 /// A disk without room, for the database.
 struct FullDatabaseDisk {
@@ -40,8 +41,7 @@ struct SessionJournalTest : EngineTest {
 } // namespace
 
 TEST_F(SessionJournalTest, AStopThatOneWriteKeepsOutIsWrittenLater) {
-    for (const QByteArray write :
-         {"INSERT ON session_history", "INSERT ON upload_queue", "DELETE ON sessions"}) {
+    for (const QByteArray write : {"INSERT ON session_history", "INSERT ON upload_queue", "DELETE ON sessions"}) {
         SCOPED_TRACE(write.constData());
         world.start();
         world.tick(100);
@@ -236,8 +236,7 @@ TEST_F(SessionJournalTest, TheLogOfTheLastAttemptHoldsWhatToEnterByHand) {
     world.machine.power.willTerminate();
     const QStringList lines = log.lines(QtCriticalMsg).filter("to be entered by hand");
     ASSERT_EQ(lines.size(), 1);
-    for (const QString& part :
-         {id, QString("p1 \"First\""), QString("2024-05-15T09:00:00Z to 2024-05-15T09:01:40Z")})
+    for (const QString& part : {id, u"p1 \"First\""_s, u"2024-05-15T09:00:00Z to 2024-05-15T09:01:40Z"_s})
         EXPECT_TRUE(lines.front().contains(part)) << qPrintable(lines.front());
     allow();
     world.machine.power.willTerminate();

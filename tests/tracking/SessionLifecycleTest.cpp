@@ -17,9 +17,8 @@ struct SessionLifecycle : EngineTest {
     }
     /// How many heartbeats of a running session the server got.
     qint64 activeReports() {
-        return std::ranges::count_if(world.bodies("sessions/heartbeat"), [](const QJsonObject& body) {
-            return body.value("status") == "active";
-        });
+        return std::ranges::count_if(world.bodies("sessions/heartbeat"),
+                                     [](const QJsonObject& body) { return body.value("status") == "active"; });
     }
 };
 

@@ -13,8 +13,8 @@ namespace {
 
 struct SessionRecovery : EngineTest {
     /// A session of an earlier run, as its row tells; "" is an open end or no mark. The program starts on it.
-    Session leftBehind(const std::vector<std::pair<const char*, const char*>>& intervals,
-                       const char* cutoff = "", const char* mark = "") {
+    Session leftBehind(const std::vector<std::pair<const char*, const char*>>& intervals, const char* cutoff = "",
+                       const char* mark = "") {
         const auto moment = [](const char* text) { return *text ? std::optional(at(text)) : std::nullopt; };
         Session session;
         session.id = world.machine.random.uuid();
@@ -55,8 +55,7 @@ TEST(SessionArithmetic, KnowsTheDaysOfASession) {
     EXPECT_FALSE(SessionArithmetic::isSessionCrossDay(session, start, QTimeZone::utc()));
     session.intervals = {{{}, start, start + 60}, {{}, start + 120, {}}};
     for (const auto& [days, isLater] : {std::pair{-1, false}, {0, false}, {1, true}})
-        EXPECT_EQ(SessionArithmetic::isSessionCrossDay(session, start + days * 86400, QTimeZone::utc()),
-                  isLater);
+        EXPECT_EQ(SessionArithmetic::isSessionCrossDay(session, start + days * 86400, QTimeZone::utc()), isLater);
 }
 
 TEST(SessionArithmetic, CutsASessionAtEachMidnight) {
@@ -67,8 +66,7 @@ TEST(SessionArithmetic, CutsASessionAtEachMidnight) {
     session.id = QUuid::createUuid();
     session.mouseCount = 7;
     session.idleDiscardCutoffAt = noon;
-    session.intervals = {
-        {{}, noon, noon + hour}, {{}, noon + 9 * hour, noon + 11 * hour}, {{}, noon + 12 * hour, {}}};
+    session.intervals = {{{}, noon, noon + hour}, {{}, noon + 9 * hour, noon + 11 * hour}, {{}, noon + 12 * hour, {}}};
     const auto days = SessionArithmetic::byDays(session, noon + 35 * hour, berlin);
     ASSERT_EQ(days.size(), 3U);
     EXPECT_EQ(days, SessionArithmetic::byDays(session, noon + 35 * hour, berlin)); // the same ids
@@ -80,8 +78,7 @@ TEST(SessionArithmetic, CutsASessionAtEachMidnight) {
     std::vector<std::pair<Seconds, Seconds>> spans;
     for (const Session& day : days)
         for (const TrackingInterval& interval : day.intervals)
-            spans.emplace_back((interval.startedAt - noon) / hour,
-                               (interval.stoppedAt.value_or(noon) - noon) / hour);
+            spans.emplace_back((interval.startedAt - noon) / hour, (interval.stoppedAt.value_or(noon) - noon) / hour);
     const Seconds justBefore = SessionArithmetic::midnightEpsilonSeconds / hour;
     const std::vector<std::pair<Seconds, Seconds>> expected = {
         {0, 1}, {9, 10 - justBefore}, {10, 11}, {12, 34 - justBefore}, {34, 0}};
@@ -391,7 +388,7 @@ TEST_F(SessionRecovery, FinishesWhatIsStaleBeforeANewStart) {
 TEST_F(SessionRecovery, KeepsASessionThatOutlivesASignOutForItsCompany) {
     startAt("2024-05-15T23:58:00Z");
     world.core->domain.setBaseURL(std::nullopt);
-    world.typeFor(180); // saved, and cut at midnight, with nobody signed in
+    world.typeFor(180);                                    // saved, and cut at midnight, with nobody signed in
     EXPECT_EQ(sessionsNamed("sessions/start").size(), 1U); // the other start waits for the company
     world.restart();
     world.signIn();

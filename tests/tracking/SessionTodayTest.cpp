@@ -48,8 +48,7 @@ TEST_F(SessionToday, IgnoresFiguresOfDaysGoneBy) {
     EXPECT_EQ(shownAfter(7000, "2024-05-16"), 7000); // a server ahead of this clock
     for (const char* later : {"2024-05-15", "2024-5-17", "x"})
         EXPECT_EQ(shownAfter(9000, later), 7000);
-    EXPECT_TRUE(
-        log.contains("Ignoring stale server today_total: incoming date 2024-05-15 < current 2024-05-16"));
+    EXPECT_TRUE(log.contains("Ignoring stale server today_total: incoming date 2024-05-15 < current 2024-05-16"));
     EXPECT_TRUE(log.contains("Server today_date changed 2024-05-15(50s) → 2024-05-16(7000s); local reset"));
     EXPECT_EQ(shownAfterWork(60), 7060); // the history, counted anew, is not added on top
     EXPECT_EQ(shownAfter(60), 7060);

@@ -7,16 +7,15 @@ static const QTimeZone hanoi("Asia/Ho_Chi_Minh");
 
 TEST(Payloads, heartbeatLeavesTheEndOpenUntilCompletedAndThenClosesTheLastInterval) {
     const Date now = halfPastNine + 600;
-    EXPECT_EQ(
-        buildHeartbeatPayload(sampleSession(), HeartbeatStatus::active, now + 0.9, hanoi),
-        R"({"activity_rate":56.5,"device_uuid":"DEVICE","intervals":[)"
-        R"({"interval_uuid":"11111111-0000-4000-8000-00000000000A",)"
-        R"("started_at":"2024-05-01T16:30:00+07:00","stopped_at":"2024-05-01T16:31:30+07:00"},)"
-        R"({"interval_uuid":"22222222-0000-4000-8000-00000000000B",)"
-        R"("started_at":"2024-05-01T16:32:00+07:00","stopped_at":null}],"key_press_count":34,)"
-        R"("mouse_movements":12,"session_uuid":"0A1B2C3D-0000-4000-8000-000000000007",)"
-        R"("started_at":"2024-05-01T16:30:00+07:00","status":"active","stopped_at":null,"task_id":"41",)"
-        R"("total_seconds":570})");
+    EXPECT_EQ(buildHeartbeatPayload(sampleSession(), HeartbeatStatus::active, now + 0.9, hanoi),
+              R"({"activity_rate":56.5,"device_uuid":"DEVICE","intervals":[)"
+              R"({"interval_uuid":"11111111-0000-4000-8000-00000000000A",)"
+              R"("started_at":"2024-05-01T16:30:00+07:00","stopped_at":"2024-05-01T16:31:30+07:00"},)"
+              R"({"interval_uuid":"22222222-0000-4000-8000-00000000000B",)"
+              R"("started_at":"2024-05-01T16:32:00+07:00","stopped_at":null}],"key_press_count":34,)"
+              R"("mouse_movements":12,"session_uuid":"0A1B2C3D-0000-4000-8000-000000000007",)"
+              R"("started_at":"2024-05-01T16:30:00+07:00","status":"active","stopped_at":null,"task_id":"41",)"
+              R"("total_seconds":570})");
     Session session = sampleSession();
     session.intervals[0].stoppedAt.reset(); // a middle one stays open
     for (const std::optional<Date>& end : {std::optional<Date>(), {halfPastNine + 300}}) {
@@ -38,8 +37,7 @@ TEST(Payloads, pictureNamesTellTheTimeInTheZoneOfTheCompany) {
          {"2025-03-14T02-30-00Z_0.jpg", "20250314T093000+0700_0.jpg", "2025-03-14T04-30-00+02:00_0.jpg"})
         EXPECT_EQ(sentName(id + name), id + "2025-03-14T09-30-00+07-00_0.jpg") << name;
     // Others keep their name; in the first, the sign found is the one inside the offset.
-    for (const char* name :
-         {"2025-03-14T11-30-00+09-00_0.jpg", "2025-03-14T02-30-00Z.jpg", "yesterday_0.jpg"})
+    for (const char* name : {"2025-03-14T11-30-00+09-00_0.jpg", "2025-03-14T02-30-00Z.jpg", "yesterday_0.jpg"})
         EXPECT_EQ(sentName(id + name), id + name);
 }
 

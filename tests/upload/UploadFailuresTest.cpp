@@ -36,9 +36,8 @@ TEST(UploadFailures, endEachKindOfTaskAsTheTableTellsAndWhatIsLeftArrivesLater) 
         {"nothing", "ssss", saying(response(204, ""))},
     };
     const std::pair<int, const char*> statuses[] = {
-        {400, "drdr"}, {404, "trrd"}, {409, "trrd"}, {413, "rDrr"}, {422, "dDdd"},
-        {301, "oooo"}, {401, "rrrr"}, {403, "rrrr"}, {407, "oooo"}, {429, "rrrr"},
-        {500, "rrrr"}, {503, "rrrr"}, {511, "oooo"}};
+        {400, "drdr"}, {404, "trrd"}, {409, "trrd"}, {413, "rDrr"}, {422, "dDdd"}, {301, "oooo"}, {401, "rrrr"},
+        {403, "rrrr"}, {407, "oooo"}, {429, "rrrr"}, {500, "rrrr"}, {503, "rrrr"}, {511, "oooo"}};
     for (const auto& [status, outcomes] : statuses)
         failures.emplace_back(QByteArray::number(status), outcomes, saying(response(status, "failed")));
     for (int code = 0; code <= int(Code::other); ++code)
@@ -124,9 +123,8 @@ TEST_F(Upload, SessionReportsAreTriedHourlyForThirtyDaysOfHoursAndThenLogged) {
     ofAnother.sessionId = numberedId(8);
     ofAnother.jsonPayload = "{\"of\":\"another\"}";
     queue(ofAnother);
-    machine.urlSession.setServer([](const URLRequest& request) {
-        return Network::answer(request.url.fileName() == "start" ? 403 : 200);
-    });
+    machine.urlSession.setServer(
+        [](const URLRequest& request) { return Network::answer(request.url.fileName() == "start" ? 403 : 200); });
     for (int failures = 1; failures <= 6; ++failures) {
         EXPECT_EQ(notices, UploadNotices{});
         run();

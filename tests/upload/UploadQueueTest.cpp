@@ -3,6 +3,8 @@
 
 #include <QSaveFile>
 
+using namespace Qt::StringLiterals;
+
 TEST_F(Upload, sendsTwentyTasksARun) {
     for (int i = 0; i < 21; ++i)
         add(heartbeat, 100, QByteArray::number(i));
@@ -58,8 +60,8 @@ TEST_F(Upload, sendsAllSegmentsThatAreClosedAndMarksWhatWasAccepted) {
               R"({"activity_rate":25,"key_press_count":9,"mouse_movements":0,"non_idle_percent":0,)"
               R"("segment_date":"2023-11-13","segment_number":10,"timezone":"Asia/Ho_Chi_Minh"}]})");
     // What was not accepted is offered again by each run; an unreadable answer takes nothing.
-    for (const char* data : {"[0]", "{}", R"({"accepted":[0,"1"]})", R"({"accepted":[0,null]})",
-                             R"({"accepted":[0],"rejected":"x"})"})
+    for (const char* data :
+         {"[0]", "{}", R"({"accepted":[0,"1"]})", R"({"accepted":[0,null]})", R"({"accepted":[0],"rejected":"x"})"})
         EXPECT_EQ(unsentAfter("{\"data\":" + QByteArray(data) + "}"), "9, 11, 31") << data;
     const QByteArray takesTwo = R"({"data":{"accepted":[0,1]}})";
     EXPECT_EQ(unsentAfter(takesTwo), "31");
@@ -95,7 +97,7 @@ TEST_F(Upload, WritesTheRowsOfASessionsPicturesAndTheMarksOfABatchInOneTransacti
         "CREATE TRIGGER refuseMark BEFORE UPDATE ON activity_segments WHEN NEW.segment_number = 4 "
         "BEGIN SELECT RAISE(ABORT, 'full'); END");
     for (int display = 0; display < 3; ++display)
-        file(sessionText + QString("_2023-11-14T22-13-20Z_%1.jpg").arg(display));
+        file(sessionText + u"_2023-11-14T22-13-20Z_%1.jpg"_s.arg(display));
     service.enqueueScreenshotsForSession(QUuid(sessionText), "acme.test");
     pass(0);
     EXPECT_EQ(rows(), "");
@@ -149,8 +151,7 @@ TEST_F(Upload, TakesNoSessionForTakenOverThatTheServerHasNotAccepted) {
         return Network::answer(404);
     });
     run();
-    EXPECT_EQ(sql("SELECT type, status, retry_count FROM upload_queue WHERE type = 'heartbeat'"),
-              "heartbeat failed 0");
+    EXPECT_EQ(sql("SELECT type, status, retry_count FROM upload_queue WHERE type = 'heartbeat'"), "heartbeat failed 0");
     EXPECT_EQ(heard, QStringList());
 }
 
@@ -189,8 +190,7 @@ TEST_F(Upload, EnqueuesNoHalfWrittenPictureAndTheLaunchSweepsIt) {
     service.enqueueScreenshotsForSession(QUuid(sessionText), domain.domainKey());
     pass(0);
     EXPECT_EQ(rows(), "");
-    ASSERT_TRUE(half.setFileTime((machine.clock.now() - 61).toDateTime(QTimeZone::utc()),
-                                 QFile::FileModificationTime));
+    ASSERT_TRUE(half.setFileTime((machine.clock.now() - 61).toDateTime(QTimeZone::utc()), QFile::FileModificationTime));
     await(service.start());
     EXPECT_EQ(QDir(captures).entryList(QDir::Files), QStringList("of-no-session"));
 }
@@ -228,8 +228,7 @@ TEST_F(Upload, launchMendsTheQueueAndAdoptsStrandedPictures) {
               "global, activitySegment 0 acme.test, heartbeat 3 other.test, screenshot 0 acme.test");
     for (const auto& [path, fate] : files) {
         EXPECT_EQ(QFile::exists(path), fate != 'd') << qPrintable(path);
-        EXPECT_EQ(store->hasScreenshotTask(QUuid(sessionText), path, "acme.test"), fate == 'a')
-            << qPrintable(path);
+        EXPECT_EQ(store->hasScreenshotTask(QUuid(sessionText), path, "acme.test"), fate == 'a') << qPrintable(path);
     }
     pass(1); // the first run comes at once
     EXPECT_EQ(sent(), "batch screenshots screenshots screenshots screenshots");
@@ -243,8 +242,7 @@ TEST_F(Upload, SendsARowWhenDueThoughTheDatabaseTakesNoNoteOfIt) {
         const char *sent, *sentOnceNoted, *sentWhenDue;
     } cases[] = {
         {"DELETE ON upload_queue", 200, "heartbeat", "heartbeat", "heartbeat"},
-        {"UPDATE ON upload_queue WHEN OLD.status = 'inProgress'", 500, "heartbeat", "heartbeat",
-         "heartbeat heartbeat"},
+        {"UPDATE ON upload_queue WHEN OLD.status = 'inProgress'", 500, "heartbeat", "heartbeat", "heartbeat heartbeat"},
         {"UPDATE ON upload_queue", 200, "", "heartbeat", "heartbeat"},
     };
     for (const auto& [refused, status, sentNow, sentOnceNoted, sentWhenDue] : cases) {

@@ -16,8 +16,7 @@ TEST_F(Upload, overHTTPEachKindOfTaskArrivesAndARefreshedTokenRepeatsOnce) {
     const QByteArray bytes("\xff\xd8\0\r\n--\xff", 8);
     const QString mine = file(sessionText + "_2023-11-14T22-13-20Z_0.jpg", 0, "127.0.0.1", bytes);
     addScreenshot(mine);
-    for (const auto& task :
-         {service.sessionStartTask(sampleSession()), service.sessionEndTask(sampleSession())})
+    for (const auto& task : {service.sessionStartTask(sampleSession()), service.sessionEndTask(sampleSession())})
         store->enqueueUploadTask(task.value());
     service.enqueueScreenshotsForSession(QUuid(sessionText), domain.domainKey());
     pass(0); // finds a live task for each file
@@ -42,9 +41,8 @@ TEST_F(Upload, overHTTPEachKindOfTaskArrivesAndARefreshedTokenRepeatsOnce) {
         EXPECT_EQ(arrived[i].header("Authorization"), i % 2 ? "Bearer second-token" : "Bearer first-token");
         EXPECT_EQ(requests[i].body, requests[i - i % 2].body);
     }
-    EXPECT_EQ(arrived[0].body,
-              R"({"device_uuid":"DEVICE","session_uuid":"0A1B2C3D-0000-4000-8000-000000000007",)"
-              R"("started_at":"2024-05-01T16:30:00+07:00","task_id":"41"})");
+    EXPECT_EQ(arrived[0].body, R"({"device_uuid":"DEVICE","session_uuid":"0A1B2C3D-0000-4000-8000-000000000007",)"
+                               R"("started_at":"2024-05-01T16:30:00+07:00","task_id":"41"})");
     EXPECT_EQ(arrived[2].body, queuedBody);
     EXPECT_EQ(QJsonDocument::fromJson(arrived[4].body)["segments"][0]["segment_number"], 9);
     EXPECT_TRUE(requests[7].body.contains(sessionText.toUtf8() + "_2023-11-15T05-13-20+07-00_0.jpg"));
@@ -76,8 +74,8 @@ TEST_F(Upload, RepeatsNothingForACompanyOrAUserThatWasLeftDuringTheRefresh) {
 }
 
 TEST_F(Upload, logsTheExchangeWithoutSecrets) {
-    for (const char* body : {R"({"message":"no \"Bearer s3cret\" here"})",
-                             R"({"errors":{"password":"s3cret"}})", "Bearer s3cret"}) {
+    for (const char* body :
+         {R"({"message":"no \"Bearer s3cret\" here"})", R"({"errors":{"password":"s3cret"}})", "Bearer s3cret"}) {
         add(heartbeat, 10, R"({"token":"s3cret","n":1})");
         answer(418, body);
         const LogCapture log;

@@ -11,6 +11,8 @@
 
 #include <QJsonDocument>
 
+using namespace Qt::StringLiterals;
+
 using Network = SimulatedURLSession;
 inline const QString sessionText = "0A1B2C3D-0000-4000-8000-000000000007";
 inline const Date halfPastNine = ISO8601::parse("2024-05-01T09:30:00Z").value();
@@ -33,13 +35,12 @@ struct UploadWorld : StoreWorld {
     NetworkMonitor network{machine.path};
     int refreshes = 0;
     std::optional<QString> refreshedToken; ///< What a refresh gives.
-    UploadTransport transport{machine.urlSession, endpoints, keychain,
-                              [this]() -> Task<std::optional<QString>> {
+    UploadTransport transport{machine.urlSession, endpoints, keychain, [this]() -> Task<std::optional<QString>> {
                                   ++refreshes;
                                   co_return std::optional(refreshedToken); // a copy: co_return moves
                               }};
-    UploadService service{{transport, retry, network, open(), domain, machine.preferences, zones,
-                           machine.information, machine.clock, machine.random, machine.worker}};
+    UploadService service{{transport, retry, network, open(), domain, machine.preferences, zones, machine.information,
+                           machine.clock, machine.random, machine.worker}};
     std::vector<URLRequest>& requests = machine.urlSession.requests;
     QStringList heard; ///< What the service announced.
     UploadNotices notices;
@@ -47,10 +48,8 @@ struct UploadWorld : StoreWorld {
     UploadWorld() {
         keychain.saveAuthTokens({"first-token", "refresh", {}, {}, {}, {}});
         service.setNotifications(
-            {[this](const ServerTodayTotal& it, const QString&) {
-                 heard += it.date + QString(" %1 s").arg(it.totalSeconds);
-             },
-             [this](QUuid id, int status) { heard += uuidText(id) + QString(" gone %1").arg(status); },
+            {[this](const ServerTodayTotal& it, const QString&) { heard += it.date + u" %1 s"_s.arg(it.totalSeconds); },
+             [this](QUuid id, int status) { heard += uuidText(id) + u" gone %1"_s.arg(status); },
              [this](const UploadNotices& it) { notices = it; }});
         answer(200);
     }
@@ -72,15 +71,8 @@ struct UploadWorld : StoreWorld {
 
     void add(UploadTaskType type, int priority = 10, const std::optional<QByteArray>& payload = "{}",
              const std::optional<QString>& path = {}) {
-        store->enqueueUploadTask({machine.random.uuid(),
-                                  QUuid(sessionText),
-                                  type,
-                                  path,
-                                  payload,
-                                  0,
-                                  machine.clock.now(),
-                                  {},
-                                  priority});
+        store->enqueueUploadTask(
+            {machine.random.uuid(), QUuid(sessionText), type, path, payload, 0, machine.clock.now(), {}, priority});
     }
     void queue(const std::optional<UploadTask>& task) { store->enqueueUploadTask(task.value()); }
     void addScreenshot(const QString& path) { add(screenshot, 10, {}, path); }
@@ -109,8 +101,7 @@ struct UploadWorld : StoreWorld {
     }
     /// Seconds until the one row is due.
     double dueIn() const {
-        return Date::since1970(sql("SELECT next_attempt_at FROM upload_queue").toDouble()) -
-               machine.clock.now();
+        return Date::since1970(sql("SELECT next_attempt_at FROM upload_queue").toDouble()) - machine.clock.now();
     }
     bool circuitIsOpen() const { return !retry.canAttempt(machine.clock.now()); }
     bool circuitOpensAfter(int failures, std::optional<int> status) {

@@ -64,8 +64,7 @@ QJsonObject JsonPreferenceStore::parsed(const QByteArray& text) const {
         return document.object();
     const QString stamp = clock_.now().toDateTime(QTimeZone::utc()).toString("yyyyMMdd-HHmmss");
     const QString aside = ApplicationFolder::setAside(file_, stamp);
-    qCCritical(Log::session, "Preferences make no sense; kept as %s, starting with none",
-               qUtf8Printable(aside));
+    qCCritical(Log::session, "Preferences make no sense; kept as %s, starting with none", qUtf8Printable(aside));
     return {};
 }
 

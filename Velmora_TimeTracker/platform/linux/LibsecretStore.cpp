@@ -81,8 +81,8 @@ public:
             return failure(error);
         const Value secret(secret_value_new(value.constData(), value.size(), "text/plain"));
         if (secret_service_store_sync(keyring.get(), schema_.get(), attributes(service, account).get(),
-                                      SECRET_COLLECTION_DEFAULT, "Velmora TimeTracker", secret.get(),
-                                      cancellable_, &error.error))
+                                      SECRET_COLLECTION_DEFAULT, "Velmora TimeTracker", secret.get(), cancellable_,
+                                      &error.error))
             return Status::success;
         return error.error ? failure(error) : Status::locked; // no error: the user dismissed the prompt
     }
@@ -100,8 +100,8 @@ private:
     }
 
     Attributes attributes(const QString& service, const QString& account) const {
-        return Attributes(secret_attributes_build(schema_.get(), "service", qUtf8Printable(service),
-                                                  "account", qUtf8Printable(account), nullptr));
+        return Attributes(secret_attributes_build(schema_.get(), "service", qUtf8Printable(service), "account",
+                                                  qUtf8Printable(account), nullptr));
     }
 
     /// A locked keyring may keep its items from the search: nothing found in it is not yet missing.
@@ -127,14 +127,12 @@ private:
         return search(keyring.get(), service, account, whenLocked);
     }
 
-    Found search(SecretService* keyring, const QString& service, const QString& account,
-                 WhenLocked whenLocked) const {
+    Found search(SecretService* keyring, const QString& service, const QString& account, WhenLocked whenLocked) const {
         constexpr int always = SECRET_SEARCH_ALL | SECRET_SEARCH_LOAD_SECRETS;
         const int flags = whenLocked == WhenLocked::askToUnlock ? always | SECRET_SEARCH_UNLOCK : always;
         Error error;
-        GList* list =
-            secret_service_search_sync(keyring, schema_.get(), attributes(service, account).get(),
-                                       static_cast<SecretSearchFlags>(flags), cancellable_, &error.error);
+        GList* list = secret_service_search_sync(keyring, schema_.get(), attributes(service, account).get(),
+                                                 static_cast<SecretSearchFlags>(flags), cancellable_, &error.error);
         if (error.error)
             return {failure(error)};
         Found found{list ? Status::success : Status::missing};
@@ -201,9 +199,7 @@ public:
 private:
     // Bytes of its own, so that wiping reaches them and nobody else's.
     static QByteArray copy(const QByteArray& secret) { return {secret.constData(), secret.size()}; }
-    static void wipe(QByteArray& secret) {
-        explicit_bzero(secret.data(), static_cast<size_t>(secret.size()));
-    }
+    static void wipe(QByteArray& secret) { explicit_bzero(secret.data(), static_cast<size_t>(secret.size())); }
 
     std::mutex mutex_; ///< Guards the secrets.
     QMap<QPair<QString, QString>, QByteArray> secrets_;
@@ -236,9 +232,9 @@ bool hasSecretService(GCancellable* cancellable, GDBusCallFlags flags) {
     if (!bus)
         return false;
     Error error;
-    GVariant* reply = g_dbus_connection_call_sync(
-        bus.get(), "org.freedesktop.secrets", "/org/freedesktop/secrets", "org.freedesktop.DBus.Peer", "Ping",
-        nullptr, nullptr, flags, -1, cancellable, &error.error);
+    GVariant* reply = g_dbus_connection_call_sync(bus.get(), "org.freedesktop.secrets", "/org/freedesktop/secrets",
+                                                  "org.freedesktop.DBus.Peer", "Ping", nullptr, nullptr, flags, -1,
+                                                  cancellable, &error.error);
     if (reply)
         g_variant_unref(reply);
     return !meansAbsent(error.error);
@@ -254,15 +250,13 @@ LibsecretStore::~LibsecretStore() = default;
 
 SecretStore* LibsecretStore::keyring() {
     const std::lock_guard guard(choice_);
-    const auto flags =
-        std::exchange(wasAsked_, true) ? G_DBUS_CALL_FLAGS_NO_AUTO_START : G_DBUS_CALL_FLAGS_NONE;
+    const auto flags = std::exchange(wasAsked_, true) ? G_DBUS_CALL_FLAGS_NO_AUTO_START : G_DBUS_CALL_FLAGS_NONE;
     if (!keyring_ && hasSecretService(cancellable_.get(), flags))
         keyring_ = std::make_unique<Keyring>(cancellable_.get());
     return keyring_.get();
 }
 
-SecretStore::ReadResult LibsecretStore::read(const QString& service, const QString& account,
-                                             WhenLocked whenLocked) {
+SecretStore::ReadResult LibsecretStore::read(const QString& service, const QString& account, WhenLocked whenLocked) {
     SecretStore* const store = keyring();
     if (store)
         moveInto(*store, service, account);
@@ -293,8 +287,7 @@ SecretStore::Status LibsecretStore::remove(const QString& service, const QString
     return store ? store->remove(service, account) : forgotten;
 }
 
-SecretStore::Status LibsecretStore::add(const QString& service, const QString& account,
-                                        const QByteArray& value) {
+SecretStore::Status LibsecretStore::add(const QString& service, const QString& account, const QByteArray& value) {
     const std::lock_guard guard(writing_);
     if (SecretStore* const store = keyring())
         return store->add(service, account, value);

@@ -32,8 +32,7 @@ void LinuxPathMonitor::start(std::function<void(bool online)> onUpdate) {
 }
 
 void LinuxPathMonitor::ask() {
-    QDBusMessage call =
-        QDBusMessage::createMethodCall(service, path, "org.freedesktop.DBus.Properties", "Get");
+    QDBusMessage call = QDBusMessage::createMethodCall(service, path, "org.freedesktop.DBus.Properties", "Get");
     call << service << "State";
     question_ = std::make_unique<QDBusPendingCallWatcher>(bus_.asyncCall(call));
     connect(question_.get(), &QDBusPendingCallWatcher::finished, this, [this] {

@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <array>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 struct SettingsProgram {
@@ -20,13 +22,12 @@ struct SettingsProgram {
 /// The desktop's own program first, else any other that is installed.
 void openSettings() {
     std::array programs{
-        SettingsProgram{
-            QLatin1String("GNOME"), QLatin1String("gnome-control-center"), {QStringLiteral("privacy")}},
-        SettingsProgram{QLatin1String("KDE"), QLatin1String("systemsettings"), {}},
-        SettingsProgram{QLatin1String("XFCE"), QLatin1String("xfce4-settings-manager"), {}},
-        SettingsProgram{QLatin1String("MATE"), QLatin1String("mate-control-center"), {}},
-        SettingsProgram{QLatin1String("X-Cinnamon"), QLatin1String("cinnamon-settings"), {}},
-        SettingsProgram{QLatin1String("LXQt"), QLatin1String("lxqt-config"), {}},
+        SettingsProgram{"GNOME"_L1, "gnome-control-center"_L1, {u"privacy"_s}},
+        SettingsProgram{"KDE"_L1, "systemsettings"_L1, {}},
+        SettingsProgram{"XFCE"_L1, "xfce4-settings-manager"_L1, {}},
+        SettingsProgram{"MATE"_L1, "mate-control-center"_L1, {}},
+        SettingsProgram{"X-Cinnamon"_L1, "cinnamon-settings"_L1, {}},
+        SettingsProgram{"LXQt"_L1, "lxqt-config"_L1, {}},
     };
     const QStringList desktops = qEnvironmentVariable("XDG_CURRENT_DESKTOP").split(QLatin1Char(':'));
     std::stable_partition(programs.begin(), programs.end(), [&](const SettingsProgram& each) {

@@ -51,8 +51,7 @@ LinuxPowerEvents::~LinuxPowerEvents() {
 void LinuxPowerEvents::start(Handlers handlers) {
     handlers_ = std::move(handlers);
     signals_ = std::make_unique<TerminationSignals>([this] { sessionIsEnding(); });
-    connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this,
-            &LinuxPowerEvents::terminateOnce);
+    connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this, &LinuxPowerEvents::terminateOnce);
     atExit.run = [this] { terminateOnce(); };
 
     // The two subscriptions follow the name to whichever process owns it; the inhibitor belongs to the

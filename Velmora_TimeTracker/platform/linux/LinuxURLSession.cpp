@@ -9,6 +9,8 @@
 #include <cmath>
 #include <limits>
 
+using namespace Qt::StringLiterals;
+
 /// The duty to call `done` once: one that is dropped unanswered says "cancelled".
 class LinuxURLSession::Answer {
 public:
@@ -103,7 +105,7 @@ private:
     LinuxURLSession& session_;
     std::unique_ptr<QNetworkReply, Drop> reply_;
     const QNetworkAccessManager::Operation operation_; ///< Of the request as it was made.
-    QObject listener_; ///< Goes before the reply, which is then heard no more.
+    QObject listener_;                                 ///< Goes before the reply, which is then heard no more.
     std::shared_ptr<Answer> answer_;
     std::unique_ptr<Executor::Timer> deadline_;
     QByteArray body_;
@@ -114,7 +116,7 @@ namespace {
 QNetworkRequest networkRequest(const URLRequest& request) {
     QNetworkRequest result(request.url);
     result.setHeader(QNetworkRequest::UserAgentHeader,
-                     QString("%1/%2").arg(BuildInformation::name, BuildInformation::version));
+                     u"%1/%2"_s.arg(BuildInformation::name, BuildInformation::version));
     for (const auto& [name, value] : request.headers)
         result.setRawHeader(name, value);
     result.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::SameOriginRedirectPolicy);
@@ -149,8 +151,7 @@ LinuxURLSession::~LinuxURLSession() {
 
 void LinuxURLSession::send(URLRequest request, Done done) {
     auto answer = std::make_shared<Answer>(std::move(done));
-    thread_.post(
-        [this, request = std::move(request), answer = std::move(answer)] { begin(request, answer); });
+    thread_.post([this, request = std::move(request), answer = std::move(answer)] { begin(request, answer); });
 }
 
 void LinuxURLSession::begin(const URLRequest& request, std::shared_ptr<Answer> answer) {
@@ -162,8 +163,8 @@ void LinuxURLSession::begin(const URLRequest& request, std::shared_ptr<Answer> a
     if (!manager_)
         manager_ = std::make_unique<QNetworkAccessManager>();
     constexpr double deadlineInTimeouts = 10;
-    auto exchange = std::make_unique<Exchange>(*this, start(*manager_, request),
-                                               request.timeout * deadlineInTimeouts, std::move(answer));
+    auto exchange = std::make_unique<Exchange>(*this, start(*manager_, request), request.timeout * deadlineInTimeouts,
+                                               std::move(answer));
     exchanges_.emplace(exchange.get(), std::move(exchange));
 }
 

@@ -21,8 +21,7 @@ nanoseconds uptime() {
 
 nanoseconds span(Seconds seconds) {
     constexpr Seconds longest = 100.0 * 365 * 86400; // keeps the sum with the clock within 64 bits
-    return std::chrono::duration_cast<nanoseconds>(
-        std::chrono::duration<double>(std::clamp(seconds, 0.0, longest)));
+    return std::chrono::duration_cast<nanoseconds>(std::chrono::duration<double>(std::clamp(seconds, 0.0, longest)));
 }
 
 const auto jobEventType = static_cast<QEvent::Type>(QEvent::registerEventType());
@@ -46,8 +45,7 @@ struct QtExecutor::PendingTimer {
     /// A moment not before `due`, and within the leeway, that lies as near to a whole second as can be.
     nanoseconds aligned(nanoseconds due) const {
         const nanoseconds intoSecond = due % std::chrono::seconds(1);
-        const nanoseconds toWhole =
-            intoSecond.count() == 0 ? nanoseconds(0) : std::chrono::seconds(1) - intoSecond;
+        const nanoseconds toWhole = intoSecond.count() == 0 ? nanoseconds(0) : std::chrono::seconds(1) - intoSecond;
         return due + std::min(toWhole, leeway);
     }
 };

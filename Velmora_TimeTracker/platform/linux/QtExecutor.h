@@ -16,8 +16,7 @@ public:
 
     void post(Job job) override;
     [[nodiscard]] std::unique_ptr<Timer> after(Seconds delay, Job job) override;
-    [[nodiscard]] std::unique_ptr<Timer> every(Seconds first, Seconds interval, Seconds leeway,
-                                               Job job) override;
+    [[nodiscard]] std::unique_ptr<Timer> every(Seconds first, Seconds interval, Seconds leeway, Job job) override;
     void sync(const Job& job) override;
 
 protected:

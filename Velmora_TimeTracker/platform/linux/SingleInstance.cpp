@@ -22,8 +22,7 @@ struct Lock {
 };
 
 Lock takeLock(const QString& path) {
-    const int file =
-        open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    const int file = open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (file < 0)
         return {};
     if (flock(file, LOCK_EX | LOCK_NB) == 0)
@@ -35,8 +34,7 @@ Lock takeLock(const QString& path) {
 bool isThisUser(const QLocalSocket& socket) {
     ucred peer{};
     socklen_t size = sizeof peer;
-    return getsockopt(static_cast<int>(socket.socketDescriptor()), SOL_SOCKET, SO_PEERCRED, &peer, &size) ==
-               0 &&
+    return getsockopt(static_cast<int>(socket.socketDescriptor()), SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
            peer.uid == geteuid();
 }
 
@@ -88,8 +86,7 @@ SingleInstance::~SingleInstance() {
 }
 
 void SingleInstance::accept() {
-    while (const std::unique_ptr<QLocalSocket> connection{server_.nextPendingConnection()}) {
+    while (const std::unique_ptr<QLocalSocket> connection{server_.nextPendingConnection()})
         if (isThisUser(*connection) && handler_)
             handler_();
-    }
 }

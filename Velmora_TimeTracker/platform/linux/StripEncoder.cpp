@@ -57,8 +57,8 @@ struct Planes {
         , v((width + 1) / 2, roundUp(width, groupRows) / 2, stripRows / 2) {}
 
     void convert(const uint8_t* bgrx, int width, int rows) {
-        libyuv::ARGBToJ420(bgrx, width * 4, y.row(0), y.stride(), u.row(0), u.stride(), v.row(0), v.stride(),
-                           width, rows);
+        libyuv::ARGBToJ420(bgrx, width * 4, y.row(0), y.stride(), u.row(0), u.stride(), v.row(0), v.stride(), width,
+                           rows);
         y.fillRight(rows);
         u.fillRight((rows + 1) / 2);
         v.fillRight((rows + 1) / 2);
@@ -188,10 +188,10 @@ public:
         // The scaler addresses both pictures from their first rows, of which only the strip's are there.
         const ptrdiff_t sourceStride = ptrdiff_t(source_.width()) * 4;
         const ptrdiff_t targetStride = ptrdiff_t(target_.width()) * 4;
-        const int failed = libyuv::ARGBScaleClip(
-            strip - first * sourceStride, int(sourceStride), source_.width(), source_.height(),
-            scaled_.data() - top * targetStride, int(targetStride), target_.width(), target_.height(), 0, top,
-            target_.width(), count, libyuv::kFilterBox);
+        const int failed =
+            libyuv::ARGBScaleClip(strip - first * sourceStride, int(sourceStride), source_.width(), source_.height(),
+                                  scaled_.data() - top * targetStride, int(targetStride), target_.width(),
+                                  target_.height(), 0, top, target_.width(), count, libyuv::kFilterBox);
         return failed ? nullptr : scaled_.data();
     }
 

@@ -37,8 +37,7 @@ public:
 
     /// Waits for the reply to a request, as in `reply(xcb_get_geometry_reply, xcb_get_geometry(...))`.
     template <typename Reply, typename Cookie>
-    X11Reply<Reply> reply(Reply* (*wait)(xcb_connection_t*, Cookie, xcb_generic_error_t**),
-                          Cookie cookie) const {
+    X11Reply<Reply> reply(Reply* (*wait)(xcb_connection_t*, Cookie, xcb_generic_error_t**), Cookie cookie) const {
         xcb_generic_error_t* error = nullptr;
         X11Reply<Reply> answer(wait(get(), cookie, &error));
         const X11Reply<xcb_generic_error_t> discarded(error);
@@ -50,9 +49,7 @@ public:
 
     /// Null when no event has arrived. Every client is sent MappingNotify unasked, so events must be fetched
     /// now and then or they pile up.
-    X11Reply<xcb_generic_event_t> nextEvent() const {
-        return X11Reply<xcb_generic_event_t>(xcb_poll_for_event(get()));
-    }
+    X11Reply<xcb_generic_event_t> nextEvent() const { return X11Reply<xcb_generic_event_t>(xcb_poll_for_event(get())); }
 
 private:
     struct Disconnect {
@@ -63,6 +60,5 @@ private:
         , screen_(screen) {}
 
     std::unique_ptr<xcb_connection_t, Disconnect> connection_;
-    const xcb_screen_t*
-        screen_; ///< Lies in the connection's setup data. Its size is that of the connection's start.
+    const xcb_screen_t* screen_; ///< Lies in the connection's setup data. Its size is that of the connection's start.
 };

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 X11DisplaySource::X11DisplaySource() = default;
 X11DisplaySource::~X11DisplaySource() = default;
 
@@ -38,7 +40,7 @@ std::variant<std::vector<X11Monitor>, DisplayError> X11DisplaySource::monitors()
             return std::move(*monitors);
         reader_.reset();
     }
-    return DisplayError{QStringLiteral("The X server does not answer"), false};
+    return DisplayError{u"The X server does not answer"_s, false};
 }
 
 std::variant<std::vector<DisplayDescription>, DisplayError> X11DisplaySource::displays() {
@@ -74,5 +76,5 @@ PictureResult X11DisplaySource::picture(const DisplayDescription& display, QSize
         return Picture{std::move(*jpeg), pixelSize};
     if (reader_->isAlive())
         return EncodingFailed{};
-    return DisplayError{QStringLiteral("The X server was lost while it gave a picture"), false};
+    return DisplayError{u"The X server was lost while it gave a picture"_s, false};
 }

@@ -33,7 +33,6 @@ private:
     std::optional<DisplayError> connect();
     std::variant<std::vector<X11Monitor>, DisplayError> monitors();
 
-    std::mutex inUse_; ///< Guards the next member.
-    std::unique_ptr<X11ScreenReader>
-        reader_; ///< Kept between pictures; null until first used and after a loss.
+    std::mutex inUse_;                        ///< Guards the next member.
+    std::unique_ptr<X11ScreenReader> reader_; ///< Kept between pictures; null until first used and after a loss.
 };

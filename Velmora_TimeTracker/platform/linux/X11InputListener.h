@@ -70,6 +70,5 @@ private:
 
     // Touched on the listener's thread only.
     std::unique_ptr<X11RecordStream> stream_;
-    std::chrono::steady_clock::time_point
-        nextTurn_{}; ///< Of the next nudge, or of the next attempt to connect.
+    std::chrono::steady_clock::time_point nextTurn_{}; ///< Of the next nudge, or of the next attempt to connect.
 };

@@ -56,8 +56,7 @@ bool X11RecordStream::start() {
     xcb_record_range_t ranges[2] = {};
     ranges[0].device_events = {XCB_KEY_PRESS, XCB_KEY_PRESS};
     ranges[1].device_events = {XCB_MOTION_NOTIFY, XCB_MOTION_NOTIFY};
-    if (!control_.succeeds(
-            xcb_record_create_context_checked(control_.get(), context, 0, 1, 2, &clients, ranges)))
+    if (!control_.succeeds(xcb_record_create_context_checked(control_.get(), context, 0, 1, 2, &clients, ranges)))
         return false;
     readModifierKeys();
 
@@ -114,8 +113,7 @@ void X11RecordStream::readControl() {
 }
 
 void X11RecordStream::readModifierKeys() {
-    const auto mapping =
-        control_.reply(xcb_get_modifier_mapping_reply, xcb_get_modifier_mapping(control_.get()));
+    const auto mapping = control_.reply(xcb_get_modifier_mapping_reply, xcb_get_modifier_mapping(control_.get()));
     if (!mapping)
         return;
     modifierKeys_.reset();

@@ -7,6 +7,8 @@
 #include <unistd.h>
 #include <xcb/randr.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr uint32_t allPlanes = ~0U;
@@ -25,8 +27,7 @@ bool isLocal(int socket) {
 bool offersSharedMemory(const X11Connection& connection) {
     if (!isLocal(connection.fileDescriptor()) || !connection.has(xcb_shm_id))
         return false;
-    const auto version =
-        connection.reply(xcb_shm_query_version_reply, xcb_shm_query_version(connection.get()));
+    const auto version = connection.reply(xcb_shm_query_version_reply, xcb_shm_query_version(connection.get()));
     return version && (version->major_version > 1 || version->minor_version >= 2);
 }
 
@@ -50,9 +51,8 @@ bool isBgrx(const X11Connection& connection) {
     const xcb_setup_t& setup = *xcb_get_setup(connection.get());
     const xcb_screen_t& screen = connection.screen();
     const auto* visual = findVisual(screen);
-    return setup.image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST &&
-           bitsPerPixel(setup, screen.root_depth) == 32 && visual && visual->red_mask == 0xFF0000 &&
-           visual->green_mask == 0x00FF00 && visual->blue_mask == 0x0000FF;
+    return setup.image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST && bitsPerPixel(setup, screen.root_depth) == 32 &&
+           visual && visual->red_mask == 0xFF0000 && visual->green_mask == 0x00FF00 && visual->blue_mask == 0x0000FF;
 }
 
 /// The order of the server's list may change with the outputs' wiring, so it is not used. Outputs that mirror
@@ -106,8 +106,7 @@ bool X11SharedMemory::reserve(size_t size) {
     size_ = size;
     segment_ = xcb_generate_id(connection_.get());
     // xcb closes the descriptor once it is sent.
-    isOffered_ =
-        connection_.succeeds(xcb_shm_attach_fd_checked(connection_.get(), segment_, descriptor, false));
+    isOffered_ = connection_.succeeds(xcb_shm_attach_fd_checked(connection_.get(), segment_, descriptor, false));
     if (!isOffered_)
         release();
     return isOffered_;
@@ -115,13 +114,13 @@ bool X11SharedMemory::reserve(size_t size) {
 
 std::variant<std::unique_ptr<X11ScreenReader>, DisplayError> X11ScreenReader::open() {
     if (!isX11Session())
-        return DisplayError{QStringLiteral("This session has no X server that shows its screen")};
+        return DisplayError{u"This session has no X server that shows its screen"_s};
     auto connection = X11Connection::open();
     if (!connection)
-        return DisplayError{QStringLiteral("The X server takes no connection"), false};
+        return DisplayError{u"The X server takes no connection"_s, false};
     if (!isBgrx(*connection))
-        return DisplayError{QStringLiteral("The pixel format of this X screen (depth %1) cannot be read")
-                                .arg(connection->screen().root_depth)};
+        return DisplayError{
+            u"The pixel format of this X screen (depth %1) cannot be read"_s.arg(connection->screen().root_depth)};
     return std::unique_ptr<X11ScreenReader>(new X11ScreenReader(std::move(*connection)));
 }
 
@@ -133,8 +132,7 @@ std::optional<std::vector<X11Monitor>> X11ScreenReader::monitors() {
     while (connection_.nextEvent()) {
     }
     const xcb_window_t root = connection_.screen().root;
-    const auto geometry =
-        connection_.reply(xcb_get_geometry_reply, xcb_get_geometry(connection_.get(), root));
+    const auto geometry = connection_.reply(xcb_get_geometry_reply, xcb_get_geometry(connection_.get(), root));
     if (!geometry)
         return std::nullopt;
     const QRect screen(0, 0, geometry->width, geometry->height);
@@ -165,19 +163,18 @@ const uint8_t* X11ScreenReader::read(const QRect& area) {
 
 const uint8_t* X11ScreenReader::readShared(const QRect& area) {
     const auto reply = connection_.reply(
-        xcb_shm_get_image_reply,
-        xcb_shm_get_image(connection_.get(), connection_.screen().root, int16_t(area.x()), int16_t(area.y()),
-                          uint16_t(area.width()), uint16_t(area.height()), allPlanes,
-                          XCB_IMAGE_FORMAT_Z_PIXMAP, memory_.segment(), 0));
+        xcb_shm_get_image_reply, xcb_shm_get_image(connection_.get(), connection_.screen().root, int16_t(area.x()),
+                                                   int16_t(area.y()), uint16_t(area.width()), uint16_t(area.height()),
+                                                   allPlanes, XCB_IMAGE_FORMAT_Z_PIXMAP, memory_.segment(), 0));
     return reply && reply->size >= byteCount(area) ? memory_.data() : nullptr;
 }
 
 const uint8_t* X11ScreenReader::readCopied(const QRect& area) {
     copied_.reset(); // Before the next one comes, so that there is one strip in memory and not two.
     copied_ = connection_.reply(xcb_get_image_reply,
-                                xcb_get_image(connection_.get(), XCB_IMAGE_FORMAT_Z_PIXMAP,
-                                              connection_.screen().root, int16_t(area.x()), int16_t(area.y()),
-                                              uint16_t(area.width()), uint16_t(area.height()), allPlanes));
+                                xcb_get_image(connection_.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, connection_.screen().root,
+                                              int16_t(area.x()), int16_t(area.y()), uint16_t(area.width()),
+                                              uint16_t(area.height()), allPlanes));
     if (!copied_ || size_t(xcb_get_image_data_length(copied_.get())) < byteCount(area))
         return nullptr;
     return xcb_get_image_data(copied_.get());

@@ -1,5 +1,7 @@
 #include "platform/simulated/SimulatedDisplays.h"
 
+using namespace Qt::StringLiterals;
+
 std::variant<std::vector<DisplayDescription>, DisplayError> SimulatedDisplays::displays() {
     if (listError)
         return DisplayError{*listError, isListErrorDenial};
@@ -8,13 +10,12 @@ std::variant<std::vector<DisplayDescription>, DisplayError> SimulatedDisplays::d
 
 PictureResult SimulatedDisplays::picture(const DisplayDescription& display, QSize pixelSize, double quality) {
     if (failingPictures.contains(display.id))
-        return DisplayError{QStringLiteral("simulated picture error")};
+        return DisplayError{u"simulated picture error"_s};
     if (failingEncodings.contains(display.id))
         return EncodingFailed{};
     ++picturesTaken;
     // A JPEG start marker, then what the picture shows; enough for everything that treats pictures as bytes.
-    const QByteArray text = QStringLiteral("display %1 %2x%3 at %4")
-                                .arg(display.id)
+    const QByteArray text = u"display %1 %2x%3 at %4"_s.arg(display.id)
                                 .arg(pixelSize.width())
                                 .arg(pixelSize.height())
                                 .arg(quality)

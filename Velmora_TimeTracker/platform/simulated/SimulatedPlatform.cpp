@@ -64,8 +64,7 @@ std::optional<QString> SimulatedInformation::information(const QString& key) con
     return found == values.constEnd() ? std::nullopt : std::optional(*found);
 }
 
-SimulatedPlatform::SimulatedPlatform(const QString& supportDirectory, quint32 seed, Date start,
-                                     const QByteArray& zone)
+SimulatedPlatform::SimulatedPlatform(const QString& supportDirectory, quint32 seed, Date start, const QByteArray& zone)
     : timeline(start, zone)
     , random(seed) {
     information.supportDirectory = supportDirectory;

@@ -10,6 +10,8 @@
 #include <QHash>
 #include <deque>
 
+using namespace Qt::StringLiterals;
+
 class SimulatedPower : public PowerEvents {
 public:
     void start(Handlers handlers) override { handlers_ = std::move(handlers); }
@@ -66,10 +68,9 @@ private:
 
 class SimulatedInformation : public ApplicationInfo {
 public:
-    QHash<QString, QString> values = {
-        {QStringLiteral("CFBundleShortVersionString"), QStringLiteral("1.0.0")},
-        {QStringLiteral("CFBundleVersion"), QStringLiteral("1")},
-        {QStringLiteral("CFBundleName"), QStringLiteral("Velmora TimeTracker")}};
+    QHash<QString, QString> values = {{u"CFBundleShortVersionString"_s, u"1.0.0"_s},
+                                      {u"CFBundleVersion"_s, u"1"_s},
+                                      {u"CFBundleName"_s, u"Velmora TimeTracker"_s}};
     QString supportDirectory;
 
     std::optional<QString> information(const QString& key) const override;

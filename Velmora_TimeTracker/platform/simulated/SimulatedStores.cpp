@@ -17,8 +17,7 @@ void MemoryPreferenceStore::remove(const QString& key) {
         values_.remove(key);
 }
 
-SecretStore::ReadResult MemorySecretStore::read(const QString& service, const QString& account,
-                                                WhenLocked whenLocked) {
+SecretStore::ReadResult MemorySecretStore::read(const QString& service, const QString& account, WhenLocked whenLocked) {
     const std::lock_guard guard(mutex_);
     ++reads;
     if (isAbsent)
@@ -46,8 +45,7 @@ SecretStore::Status MemorySecretStore::remove(const QString& service, const QStr
     return items_.remove({service, account}) > 0 ? Status::success : Status::missing;
 }
 
-SecretStore::Status MemorySecretStore::add(const QString& service, const QString& account,
-                                           const QByteArray& value) {
+SecretStore::Status MemorySecretStore::add(const QString& service, const QString& account, const QByteArray& value) {
     const std::lock_guard guard(mutex_);
     if (isBroken)
         return Status::failed;

@@ -85,8 +85,7 @@ std::unique_ptr<Executor::Timer> SimulatedExecutor::after(Seconds delay, Job job
     return std::make_unique<SimulatedTimer>(state);
 }
 
-std::unique_ptr<Executor::Timer> SimulatedExecutor::every(Seconds first, Seconds interval, Seconds leeway,
-                                                          Job job) {
+std::unique_ptr<Executor::Timer> SimulatedExecutor::every(Seconds first, Seconds interval, Seconds leeway, Job job) {
     auto state = std::make_shared<SimulatedTimer::State>();
     // Each firing schedules the next one on the grid of the first, so that lateness does not add up.
     struct Repeat {
@@ -107,9 +106,8 @@ std::unique_ptr<Executor::Timer> SimulatedExecutor::every(Seconds first, Seconds
         }
     };
     const Seconds due = timeline_.uptime() + std::max(first, 0.0);
-    timeline_.schedule(
-        due + timeline_.lateness(leeway),
-        Repeat{this, state, std::make_shared<const Job>(std::move(job)), due, interval, leeway});
+    timeline_.schedule(due + timeline_.lateness(leeway),
+                       Repeat{this, state, std::make_shared<const Job>(std::move(job)), due, interval, leeway});
     return std::make_unique<SimulatedTimer>(state);
 }
 

@@ -5,8 +5,10 @@
 #include <QApplication>
 #include <QPalette>
 
+using namespace Qt::StringLiterals;
+
 namespace {
-const QString key = QStringLiteral("selectedColorPalette");
+const QString key = u"selectedColorPalette"_s;
 
 QPalette applicationColours(const VRPalette& from) {
     QPalette colours;

@@ -4,6 +4,8 @@
 #include <QVBoxLayout>
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 /// More than fits any label of this program.
 constexpr qsizetype longestText = 600;
@@ -101,7 +103,7 @@ QString VR::shortName(const QString& name, int length) {
 }
 
 QString VR::tooltip(const QString& text) {
-    return QStringLiteral("<span>%1</span>").arg(shortName(text, 300).toHtmlEscaped());
+    return u"<span>%1</span>"_s.arg(shortName(text, 300).toHtmlEscaped());
 }
 
 QVBoxLayout* VR::makeColumn(QWidget* owner, int spacing, int margin) {

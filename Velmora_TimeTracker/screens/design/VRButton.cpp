@@ -41,8 +41,7 @@ struct VRButton::Shape {
     }
 };
 
-VRButton::VRButton(const VREnvironment& environment, Look look, const QString& text,
-                   const QString& identifier)
+VRButton::VRButton(const VREnvironment& environment, Look look, const QString& text, const QString& identifier)
     : environment_(environment)
     , look_(look)
     , shape_(Shape::of(look))
@@ -98,8 +97,7 @@ QColor VRButton::ink() const {
 
 void VRButton::paintGround(QPainter& painter, const QRectF& ground) const {
     const VRPalette& palette = environment_.palette();
-    const double radius =
-        qMin<double>(shape_.isPill ? ground.height() / 2 : VR::controlRadius, ground.height() / 2);
+    const double radius = qMin<double>(shape_.isPill ? ground.height() / 2 : VR::controlRadius, ground.height() / 2);
     const QColor edge = tint_ == Tint::danger ? palette.danger : palette.brand500;
     switch (look_) {
     case Look::gradient:
@@ -131,9 +129,7 @@ void VRButton::paintGround(QPainter& painter, const QRectF& ground) const {
     }
     if (showsFocus()) {
         const bool onColour = look_ == Look::gradient || look_ == Look::chip;
-        const QColor ring = onColour                    ? QColor(Qt::white)
-                            : look_ == Look::onGradient ? ink()
-                                                        : palette.brand500;
+        const QColor ring = onColour ? QColor(Qt::white) : look_ == Look::onGradient ? ink() : palette.brand500;
         const double inset = look_ == Look::gradient || look_ == Look::onGradient ? 3 : 0;
         VRPaint::focusRing(painter, ground.adjusted(inset, inset, -inset, -inset), radius - inset, ring);
     }
@@ -157,8 +153,8 @@ void VRButton::paintLabel(QPainter& painter) const {
     font.setUnderline(look_ == Look::link && isHovered());
     painter.setFont(font);
     painter.setPen(colour);
-    painter.drawText(QRect(x, 0, labelWidth + 2, height()),
-                     Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, label);
+    painter.drawText(QRect(x, 0, labelWidth + 2, height()), Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
+                     label);
 }
 
 void VRButton::paintEvent(QPaintEvent*) {

@@ -25,8 +25,7 @@ QVBoxLayout* makeColumn(QWidget* owner, int padding, int below) {
 VRCard::VRCard(const VREnvironment& environment, Look look, int padding)
     : environment_(environment)
     , look_(look)
-    , column_(makeColumn(this, environment.compact ? padding - 4 : padding,
-                         look == Look::surface ? shadowRoom : 0)) {}
+    , column_(makeColumn(this, environment.compact ? padding - 4 : padding, look == Look::surface ? shadowRoom : 0)) {}
 
 void VRCard::paintEvent(QPaintEvent*) {
     QPainter painter(this);
@@ -44,8 +43,7 @@ void VRCard::paintGround(QPainter& painter) const {
         VRPaint::roundedRect(painter, rect(), VR::controlRadius, palette.surfaceSoft, palette.border);
         break;
     case Look::glass:
-        VRPaint::roundedRect(painter, rect(), qMin(VR::controlRadius, height() / 2),
-                             QColor(255, 255, 255, 38));
+        VRPaint::roundedRect(painter, rect(), qMin(VR::controlRadius, height() / 2), QColor(255, 255, 255, 38));
         break;
     case Look::notice:
         QColor tint = VR::warning;
@@ -97,8 +95,7 @@ const QPixmap& VRHeroCard::ground() {
     const QSize room = QSizeF(share, qMin(share / banner.aspect, double(height()))).toSize();
     painter.drawPixmap(width() - room.width(), qRound((height() - room.height()) * banner.topBias),
                        VRImages::render(banner.imageName, Qt::white, room, devicePixelRatioF(),
-                                        palette.gradientStops[0],
-                                        VRHeroBannerCrop::visiblePart(banner, room)));
+                                        palette.gradientStops[0], VRHeroBannerCrop::visiblePart(banner, room)));
     return ground_;
 }
 

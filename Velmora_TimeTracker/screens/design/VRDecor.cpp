@@ -7,6 +7,8 @@
 #include <QtMath>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 VRIconView::VRIconView(const VREnvironment& environment, const QString& icon, int size, VR::Ink ink)
     : environment_(environment)
     , icon_(icon)
@@ -23,9 +25,8 @@ void VRIconView::setIcon(const QString& icon, VR::Ink ink) {
 }
 
 void VRIconView::paintEvent(QPaintEvent*) {
-    QPainter(this).drawPixmap(0, 0,
-                              environment_.images.icon(icon_, VR::colour(ink_, environment_.palette()),
-                                                       width(), devicePixelRatioF()));
+    QPainter(this).drawPixmap(
+        0, 0, environment_.images.icon(icon_, VR::colour(ink_, environment_.palette()), width(), devicePixelRatioF()));
 }
 
 VRIconCircle::VRIconCircle(const VREnvironment& environment, const QString& icon, int diameter)
@@ -48,7 +49,7 @@ void VRIconCircle::paintEvent(QPaintEvent*) {
 
 VRProgressBar::VRProgressBar(int height) {
     setFixedHeight(height);
-    setAccessibleName(QStringLiteral("Progress"));
+    setAccessibleName(u"Progress"_s);
 }
 
 void VRProgressBar::setValue(double value) {
@@ -65,8 +66,8 @@ void VRProgressBar::paintEvent(QPaintEvent*) {
     const double radius = height() / 2.0;
     VRPaint::roundedRect(painter, rect(), radius, QColor(255, 255, 255, 70));
     if (value_ > 0)
-        VRPaint::roundedRect(painter, QRectF(0, 0, qMax<double>(height(), width() * value_), height()),
-                             radius, Qt::white);
+        VRPaint::roundedRect(painter, QRectF(0, 0, qMax<double>(height(), width() * value_), height()), radius,
+                             Qt::white);
 }
 
 VRClockLabel::VRClockLabel(int pixelSize) {

@@ -5,9 +5,11 @@
 #include <QSvgRenderer>
 #include <QtMath>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 QByteArray drawing(const QString& name, const QColor& colour, const QColor& ground) {
-    QFile file(QStringLiteral(":/assets/%1.svg").arg(name.section(u'-', 0, 0)));
+    QFile file(u":/assets/%1.svg"_s.arg(name.section(u'-', 0, 0)));
     if (!file.open(QIODevice::ReadOnly))
         return {};
     return file.readAll()
@@ -16,8 +18,8 @@ QByteArray drawing(const QString& name, const QColor& colour, const QColor& grou
 }
 } // namespace
 
-QPixmap VRImages::render(const QString& name, const QColor& colour, QSize size, double pixelRatio,
-                         const QColor& ground, const QRectF& part) {
+QPixmap VRImages::render(const QString& name, const QColor& colour, QSize size, double pixelRatio, const QColor& ground,
+                         const QRectF& part) {
     QSvgRenderer renderer(drawing(name, colour, ground));
     if (!renderer.isValid() || size.isEmpty())
         return {};
@@ -35,8 +37,7 @@ QPixmap VRImages::render(const QString& name, const QColor& colour, QSize size, 
 }
 
 QPixmap VRImages::icon(const QString& name, const QColor& colour, int size, double pixelRatio) {
-    const QString key =
-        QStringLiteral("%1/%2/%3/%4").arg(name, colour.name(QColor::HexArgb)).arg(size).arg(pixelRatio);
+    const QString key = u"%1/%2/%3/%4"_s.arg(name, colour.name(QColor::HexArgb)).arg(size).arg(pixelRatio);
     auto found = icons_.find(key);
     if (found == icons_.end())
         found = icons_.insert(key, render(name, colour, QSize(size, size), pixelRatio));

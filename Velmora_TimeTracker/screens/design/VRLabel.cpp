@@ -9,8 +9,7 @@
 #include <QToolTip>
 #include <QtMath>
 
-VRLabel::VRLabel(const VREnvironment& environment, VR::Type type, VR::Ink ink, const QString& text,
-                 int maximumLines)
+VRLabel::VRLabel(const VREnvironment& environment, VR::Type type, VR::Ink ink, const QString& text, int maximumLines)
     : environment_(environment)
     , ink_(ink)
     , maximumLines_(maximumLines) {
@@ -104,8 +103,7 @@ void VRLabel::paintEvent(QPaintEvent*) {
     int top = alignment() & Qt::AlignTop ? 0 : qMax(0, (height() - block) / 2);
     for (const QString& line : shown) {
         painter.drawText(QRect(0, top, width(), lineHeight()),
-                         int(alignment() & Qt::AlignHorizontal_Mask) | Qt::AlignVCenter | Qt::TextSingleLine,
-                         line);
+                         int(alignment() & Qt::AlignHorizontal_Mask) | Qt::AlignVCenter | Qt::TextSingleLine, line);
         top += lineHeight();
     }
 }

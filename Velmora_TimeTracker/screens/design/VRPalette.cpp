@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 struct Row {
@@ -89,7 +91,7 @@ VRPalette palette(const Row& row) {
     made.trackerAspect = drawingAspect;
     made.trackerCharX = 0.64;
     if (isDefault)
-        made.activeHeroImage = QStringLiteral("TrackerActiveHero");
+        made.activeHeroImage = u"TrackerActiveHero"_s;
     made.loginBanner = {"LoginHeroBanner" + suffix, drawingAspect, 1, 0.58};
     made.forgotBanner = {"ForgotHeroBanner" + suffix, drawingAspect, 1, 0.58};
     made.companyBanner = {"CompanyHeroBanner" + suffix, drawingAspect, 1, 0.58};

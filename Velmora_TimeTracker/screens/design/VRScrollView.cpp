@@ -22,8 +22,7 @@ protected:
         painter.fillRect(rect(), environment_.palette().appBackground);
         QStyleOptionSlider option;
         initStyleOption(&option);
-        const QRectF slider =
-            style()->subControlRect(QStyle::CC_ScrollBar, &option, QStyle::SC_ScrollBarSlider, this);
+        const QRectF slider = style()->subControlRect(QStyle::CC_ScrollBar, &option, QStyle::SC_ScrollBarSlider, this);
         QColor ink = environment_.palette().textMuted;
         ink.setAlpha(isSliderDown() ? 200 : 120);
         VRPaint::roundedRect(painter, slider.adjusted(2, 2, -2, -2), 2, ink);

@@ -11,6 +11,8 @@
 #include <QPainter>
 #include <QVBoxLayout>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 constexpr int iconSize = 18;
 constexpr int sidePadding = 14;
@@ -38,7 +40,7 @@ VRTextField::VRTextField(const VREnvironment& environment, const QString& label,
     row->setSpacing(4);
     row->addWidget(input_);
     if (kind == Kind::secret) {
-        eye_ = new VRButton(environment, VRButton::Look::plain, {}, identifier + QStringLiteral("Eye"));
+        eye_ = new VRButton(environment, VRButton::Look::plain, {}, identifier + u"Eye"_s);
         row->addWidget(eye_);
         row->setContentsMargins(sidePadding + iconSize + 8, 1, 4, 1);
         connect(eye_, &VRButton::clicked, this, &VRTextField::revealPressed);
@@ -70,8 +72,8 @@ void VRTextField::setRevealed(bool revealed) {
     if (!eye_)
         return;
     input_->setInputMethodHints(Qt::ImhSensitiveData | Qt::ImhNoPredictiveText | Qt::ImhNoAutoUppercase);
-    eye_->setIconName(revealed ? QStringLiteral("VRIconEyeOff") : QStringLiteral("VRIconEye"));
-    eye_->setSpokenName(revealed ? QStringLiteral("Hide password") : QStringLiteral("Show password"));
+    eye_->setIconName(revealed ? u"VRIconEyeOff"_s : u"VRIconEye"_s);
+    eye_->setSpokenName(revealed ? u"Hide password"_s : u"Show password"_s);
 }
 
 void VRTextField::setReadOnly(bool readOnly) {

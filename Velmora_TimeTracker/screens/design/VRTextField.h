@@ -15,8 +15,8 @@ class VRTextField : public QWidget {
 public:
     enum class Kind { plain, secret };
 
-    VRTextField(const VREnvironment& environment, const QString& label, const QString& icon,
-                const QString& identifier, Kind kind = Kind::plain);
+    VRTextField(const VREnvironment& environment, const QString& label, const QString& icon, const QString& identifier,
+                Kind kind = Kind::plain);
 
     QString text() const;
     /// Moves the cursor only when the text is another one.

@@ -9,6 +9,8 @@
 #include <QHBoxLayout>
 #include <QVBoxLayout>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 constexpr int iconDiameter = 64;
 }
@@ -45,19 +47,16 @@ void GateView::putOnTop(QWidget* widget) {
 }
 
 RestoreView::RestoreView(PopoverModel& model, const VREnvironment& environment)
-    : GateView(environment, QStringLiteral("Restoring your session…"))
+    : GateView(environment, u"Restoring your session…"_s)
     , model_(model) {
     putOnTop(new VRSpinner(environment, 40));
-    slowHint_ =
-        addText(QStringLiteral("Your desktop may be asking for permission to read your saved sign-in. Check "
-                               "for a system dialog behind this window."));
-    lockedHint_ = addText(QStringLiteral("Your saved sign-in is in a keyring that is locked."));
-    unlock_ = new VRButton(environment, VRButton::Look::gradient, QStringLiteral("Unlock"),
-                           QStringLiteral("#unlockKeyring"));
+    slowHint_ = addText(u"Your desktop may be asking for permission to read your saved sign-in. Check "
+                        "for a system dialog behind this window."_s);
+    lockedHint_ = addText(u"Your saved sign-in is in a keyring that is locked."_s);
+    unlock_ = new VRButton(environment, VRButton::Look::gradient, u"Unlock"_s, u"#unlockKeyring"_s);
     addCentred(unlock_);
     connect(unlock_, &VRButton::clicked, &model, &PopoverModel::unlockKeyring);
-    signIn_ = new VRButton(environment, VRButton::Look::outline, QStringLiteral("Sign in instead"),
-                           QStringLiteral("#signInInstead"));
+    signIn_ = new VRButton(environment, VRButton::Look::outline, u"Sign in instead"_s, u"#signInInstead"_s);
     addCentred(signIn_);
     connect(signIn_, &VRButton::clicked, &model, &PopoverModel::abandonAuthRestore);
     connect(&model, &PopoverModel::changed, this, &RestoreView::refresh);
@@ -73,16 +72,15 @@ void RestoreView::refresh() {
 }
 
 ForcedUpdateView::ForcedUpdateView(PopoverModel& model, const VREnvironment& environment)
-    : GateView(environment, QStringLiteral("Update Required"))
+    : GateView(environment, u"Update Required"_s)
     , model_(model) {
-    setAccessibleName(QStringLiteral("Update Required"));
-    setAccessibleDescription(QStringLiteral("#ForceUpdate_Window"));
-    putOnTop(new VRIconCircle(environment, QStringLiteral("VRIconUpdate"), iconDiameter));
-    addText(QStringLiteral("Your app version is no longer supported."));
-    version_ = addText({}, QStringLiteral("#forceUpdateVersion"));
-    addText(QStringLiteral("Tracking has been stopped. Any session in progress was saved and uploaded."));
-    download_ = new VRButton(environment, VRButton::Look::gradient, QStringLiteral("Update Now"),
-                             QStringLiteral("#ForceUpdate_DownloadButton"));
+    setAccessibleName(u"Update Required"_s);
+    setAccessibleDescription(u"#ForceUpdate_Window"_s);
+    putOnTop(new VRIconCircle(environment, u"VRIconUpdate"_s, iconDiameter));
+    addText(u"Your app version is no longer supported."_s);
+    version_ = addText({}, u"#forceUpdateVersion"_s);
+    addText(u"Tracking has been stopped. Any session in progress was saved and uploaded."_s);
+    download_ = new VRButton(environment, VRButton::Look::gradient, u"Update Now"_s, u"#ForceUpdate_DownloadButton"_s);
     addCentred(download_);
     connect(download_, &VRButton::clicked, &model, &PopoverModel::openDownload);
     connect(&model, &PopoverModel::changed, this, &ForcedUpdateView::refresh);
@@ -92,27 +90,23 @@ ForcedUpdateView::ForcedUpdateView(PopoverModel& model, const VREnvironment& env
 void ForcedUpdateView::refresh() {
     const auto latest = model_.latestVersion();
     version_->setVisible(latest.has_value());
-    version_->setText(QStringLiteral("Latest version: ") + VR::shortName(latest.value_or(QString()), 40));
+    version_->setText(u"Latest version: "_s + VR::shortName(latest.value_or(QString()), 40));
     download_->setVisible(model_.hasDownload());
 }
 
 PermissionView::PermissionView(PopoverModel& model, const VREnvironment& environment)
-    : GateView(environment, QStringLiteral("Permissions Required"))
+    : GateView(environment, u"Permissions Required"_s)
     , model_(model) {
     if (!environment.compact)
-        putOnTop(new VRIconCircle(environment, QStringLiteral("VRIconPermissions"), iconDiameter));
-    addText(QStringLiteral(
-        "Velmora TimeTracker needs Screen Recording and Input Monitoring to track your activity."));
+        putOnTop(new VRIconCircle(environment, u"VRIconPermissions"_s, iconDiameter));
+    addText(u"Velmora TimeTracker needs Screen Recording and Input Monitoring to track your activity."_s);
     auto* card = new VRCard(environment);
     card->column().setSpacing(environment.compact ? 8 : 12);
-    screen_ = addRow(*card, QStringLiteral("VRIconScreenshots"), QStringLiteral("Screen Recording"),
-                     QStringLiteral("#openScreenRecording"));
-    input_ = addRow(*card, QStringLiteral("VRIconKeyboard"), QStringLiteral("Input Monitoring"),
-                    QStringLiteral("#openInputMonitoring"));
+    screen_ = addRow(*card, u"VRIconScreenshots"_s, u"Screen Recording"_s, u"#openScreenRecording"_s);
+    input_ = addRow(*card, u"VRIconKeyboard"_s, u"Input Monitoring"_s, u"#openInputMonitoring"_s);
     column().insertWidget(column().count() - 1, card);
-    explanation_ = addText({}, QStringLiteral("#permissionExplanation"));
-    auto* again = new VRButton(environment, VRButton::Look::gradient, QStringLiteral("Check Again"),
-                               QStringLiteral("#checkPermissionsAgain"));
+    explanation_ = addText({}, u"#permissionExplanation"_s);
+    auto* again = new VRButton(environment, VRButton::Look::gradient, u"Check Again"_s, u"#checkPermissionsAgain"_s);
     if (environment.compact)
         again->setHeight(36);
     addCentred(again);
@@ -134,26 +128,24 @@ PermissionView::Row PermissionView::addRow(VRCard& card, const QString& icon, co
     words->addWidget(new VRLabel(environment(), VR::Type::strong, VR::Ink::strong, title));
     auto* stateLine = new QHBoxLayout;
     stateLine->setSpacing(4);
-    row.mark = new VRIconView(environment(), QStringLiteral("VRIconCheck"), 14, VR::Ink::good);
+    row.mark = new VRIconView(environment(), u"VRIconCheck"_s, 14, VR::Ink::good);
     row.state = new VRLabel(environment(), VR::Type::caption, VR::Ink::text);
-    row.state->setAccessibleDescription(identifier + QStringLiteral("State"));
+    row.state->setAccessibleDescription(identifier + u"State"_s);
     stateLine->addWidget(row.mark);
     stateLine->addWidget(row.state, 1);
     words->addLayout(stateLine);
     line->addLayout(words, 1);
-    row.open =
-        new VRButton(environment(), environment().compact ? VRButton::Look::link : VRButton::Look::soft,
-                     QStringLiteral("Open Settings"), identifier);
-    row.open->setSpokenName(QStringLiteral("Open Settings: ") + title);
+    row.open = new VRButton(environment(), environment().compact ? VRButton::Look::link : VRButton::Look::soft,
+                            u"Open Settings"_s, identifier);
+    row.open->setSpokenName(u"Open Settings: "_s + title);
     line->addWidget(row.open);
     card.column().addLayout(line);
     return row;
 }
 
 void PermissionView::show(const Row& row, bool granted) {
-    row.mark->setIcon(granted ? QStringLiteral("VRIconCheck") : QStringLiteral("VRIconCluse"),
-                      granted ? VR::Ink::good : VR::Ink::danger);
-    row.state->setText(granted ? QStringLiteral("Granted") : QStringLiteral("Not granted"));
+    row.mark->setIcon(granted ? u"VRIconCheck"_s : u"VRIconCluse"_s, granted ? VR::Ink::good : VR::Ink::danger);
+    row.state->setText(granted ? u"Granted"_s : u"Not granted"_s);
     row.open->setVisible(!granted);
 }
 
@@ -174,19 +166,17 @@ void PermissionView::showEvent(QShowEvent* event) {
 }
 
 InterruptedSessionView::InterruptedSessionView(PopoverModel& model, const VREnvironment& environment)
-    : GateView(environment, QStringLiteral("Unfinished Session Found"))
+    : GateView(environment, u"Unfinished Session Found"_s)
     , model_(model) {
-    putOnTop(new VRIconCircle(environment, QStringLiteral("VRIconHistory"), iconDiameter));
+    putOnTop(new VRIconCircle(environment, u"VRIconHistory"_s, iconDiameter));
     task_ = new VRLabel(environment, VR::Type::strong, VR::Ink::strong);
     task_->setAlignment(Qt::AlignCenter);
-    task_->setAccessibleDescription(QStringLiteral("#interruptedTask"));
+    task_->setAccessibleDescription(u"#interruptedTask"_s);
     column().insertWidget(column().count() - 1, task_);
-    since_ = addText({}, QStringLiteral("#interruptedSince"));
-    auto* resume = new VRButton(environment, VRButton::Look::gradient, QStringLiteral("Resume"),
-                                QStringLiteral("#resumeInterrupted"));
-    resume->setIconName(QStringLiteral("VRIconPlay"));
-    auto* finish = new VRButton(environment, VRButton::Look::outline, QStringLiteral("Finish it"),
-                                QStringLiteral("#finishInterrupted"));
+    since_ = addText({}, u"#interruptedSince"_s);
+    auto* resume = new VRButton(environment, VRButton::Look::gradient, u"Resume"_s, u"#resumeInterrupted"_s);
+    resume->setIconName(u"VRIconPlay"_s);
+    auto* finish = new VRButton(environment, VRButton::Look::outline, u"Finish it"_s, u"#finishInterrupted"_s);
     addCentred(resume);
     addCentred(finish);
     connect(resume, &VRButton::clicked, &model, &PopoverModel::resumeInterruptedSession);

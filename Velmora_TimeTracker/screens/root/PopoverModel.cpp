@@ -5,6 +5,8 @@
 
 #include <QPointer>
 
+using namespace Qt::StringLiterals;
+
 Routing::Screen Routing::screen(const State& state) {
     if (state.isRestoringSession)
         return Screen::restore;
@@ -32,27 +34,25 @@ int Routing::contentHeight(Screen screen) {
     }
 }
 
-Routing::HeaderStatus Routing::headerStatus(bool isTracking, bool needsIdleDecision, bool isIdle,
-                                            bool isPaused) {
+Routing::HeaderStatus Routing::headerStatus(bool isTracking, bool needsIdleDecision, bool isIdle, bool isPaused) {
     if (!isTracking)
-        return {QStringLiteral("Not Tracking"), StatusTone::brand};
+        return {u"Not Tracking"_s, StatusTone::brand};
     const StatusTone tone = isPaused || isIdle ? StatusTone::warning : StatusTone::success;
     if (needsIdleDecision)
-        return {QStringLiteral("Was Idle"), tone};
+        return {u"Was Idle"_s, tone};
     if (isIdle)
-        return {QStringLiteral("Idle – Paused"), tone};
-    return {isPaused ? QStringLiteral("Paused") : QStringLiteral("Tracking"), tone};
+        return {u"Idle – Paused"_s, tone};
+    return {isPaused ? u"Paused"_s : u"Tracking"_s, tone};
 }
 
 std::optional<QString> Routing::permissionExplanation(bool canRecordScreen, bool canCountInput) {
     if (canRecordScreen && canCountInput)
         return std::nullopt;
     if (canRecordScreen)
-        return QStringLiteral("This desktop session offers no input counting.");
+        return u"This desktop session offers no input counting."_s;
     if (canCountInput)
-        return QStringLiteral("This desktop session offers no screen pictures.");
-    return QStringLiteral(
-        "This desktop session offers no screen pictures or input counting (Wayland or no X server).");
+        return u"This desktop session offers no screen pictures."_s;
+    return u"This desktop session offers no screen pictures or input counting (Wayland or no X server)."_s;
 }
 
 PopoverModel::PopoverModel(TimeTrackerCore& core)
@@ -76,8 +76,7 @@ Routing::Screen PopoverModel::screen() const {
 
 Routing::HeaderStatus PopoverModel::headerStatus() const {
     const SessionManager& engine = core_.sessionManager;
-    return Routing::headerStatus(engine.isTracking(), engine.needsIdleDecision(), engine.isIdle(),
-                                 engine.isPaused());
+    return Routing::headerStatus(engine.isTracking(), engine.needsIdleDecision(), engine.isIdle(), engine.isPaused());
 }
 
 void PopoverModel::takePendingTab() {
@@ -130,8 +129,7 @@ void PopoverModel::openDownload() {
 }
 
 PopoverModel::PermissionStates PopoverModel::probePermissions() const {
-    return {core_.permissions.hasScreenRecordingPermission(),
-            core_.permissions.hasInputMonitoringPermission()};
+    return {core_.permissions.hasScreenRecordingPermission(), core_.permissions.hasInputMonitoringPermission()};
 }
 
 void PopoverModel::openScreenRecordingSettings() {
@@ -154,9 +152,8 @@ void PopoverModel::checkPermissionsAgain() {
 QString PopoverModel::interruptedSince() const {
     const auto& session = core_.sessionManager.interruptedSession();
     if (!session || session->intervals.empty())
-        return QStringLiteral("Started unknown");
-    return QStringLiteral("Started ") +
-           Formatting::relative(session->intervals.front().startedAt, core_.platform.clock.now());
+        return u"Started unknown"_s;
+    return u"Started "_s + Formatting::relative(session->intervals.front().startedAt, core_.platform.clock.now());
 }
 
 QString PopoverModel::interruptedTask() const {

@@ -10,24 +10,25 @@
 #include <QPainter>
 #include <QVBoxLayout>
 
+using namespace Qt::StringLiterals;
+
 /// A company in the list.
 class CompanyRowButton : public VRButton {
 public:
     CompanyRowButton(const VREnvironment& environment, const QString& name, bool isRecent)
-        : VRButton(environment, Look::soft, {}, QStringLiteral("#company")) {
+        : VRButton(environment, Look::soft, {}, u"#company"_s) {
         setHeight(52);
         setSpokenName(VR::shortName(name, 200));
         setToolTip(VR::tooltip(name));
         auto* row = new QHBoxLayout(this);
         row->setContentsMargins(10, 0, 14, 0);
         row->setSpacing(12);
-        row->addWidget(new VRIconCircle(environment, QStringLiteral("VRIconBuilding"), 32));
+        row->addWidget(new VRIconCircle(environment, u"VRIconBuilding"_s, 32));
         auto* label = new VRLabel(environment, VR::Type::strong, VR::Ink::strong, name);
         label->setAttribute(Qt::WA_TransparentForMouseEvents);
         row->addWidget(label, 1);
         if (isRecent) {
-            auto* recent =
-                new VRLabel(environment, VR::Type::caption, VR::Ink::accent, QStringLiteral("Recent"));
+            auto* recent = new VRLabel(environment, VR::Type::caption, VR::Ink::accent, u"Recent"_s);
             recent->setAttribute(Qt::WA_TransparentForMouseEvents);
             row->addWidget(recent);
         }
@@ -38,8 +39,7 @@ public:
 
 namespace {
 QString greeting(const QString& userName) {
-    return QStringLiteral("Hi %1, you have access to multiple companies. Select one to continue.")
-        .arg(VR::shortName(userName, 40));
+    return u"Hi %1, you have access to multiple companies. Select one to continue."_s.arg(VR::shortName(userName, 40));
 }
 
 const LoginPhase::CompanyChoice& choice(const LoginModel& model) {
@@ -48,14 +48,13 @@ const LoginPhase::CompanyChoice& choice(const LoginModel& model) {
 } // namespace
 
 CompanySelectionView::CompanySelectionView(LoginModel& model, const VREnvironment& environment)
-    : SignInPage(environment, {.banner = &VRPalette::companyBanner,
-                               .title = QStringLiteral("Select Company"),
-                               .text = greeting(choice(model).userName)})
+    : SignInPage(
+          environment,
+          {.banner = &VRPalette::companyBanner, .title = u"Select Company"_s, .text = greeting(choice(model).userName)})
     , model_(model) {
     buildRows();
-    auto* notListed = new VRLabel(
-        environment, VR::Type::caption, VR::Ink::text,
-        QStringLiteral("Your company isn't listed? Contact the administrator of your company."), 3);
+    auto* notListed = new VRLabel(environment, VR::Type::caption, VR::Ink::text,
+                                  u"Your company isn't listed? Contact the administrator of your company."_s, 3);
     notListed->setAlignment(Qt::AlignCenter);
     footer().addWidget(notListed);
     connect(&model, &LoginModel::changed, this, &CompanySelectionView::refresh);
@@ -75,7 +74,7 @@ void CompanySelectionView::buildRows() {
                 [this, company] { spawn(model_.performCompanySelect(company), "company choice"); });
     }
     message_ = new VRLabel(environment(), VR::Type::caption, VR::Ink::danger, {}, 2);
-    message_->setAccessibleDescription(QStringLiteral("#companyMessage"));
+    message_->setAccessibleDescription(u"#companyMessage"_s);
     fields().addWidget(message_);
 }
 
@@ -84,6 +83,6 @@ void CompanySelectionView::refresh() {
         row->setEnabled(!model_.isBusy());
     const auto& error = model_.errorMessage();
     message_->setInk(error ? VR::Ink::danger : VR::Ink::text);
-    message_->setText(error ? *error : model_.isBusy() ? QStringLiteral("Loading your company…") : QString());
+    message_->setText(error ? *error : model_.isBusy() ? u"Loading your company…"_s : QString());
     message_->setVisible(!message_->text().isEmpty());
 }

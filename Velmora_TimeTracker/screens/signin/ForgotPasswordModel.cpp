@@ -5,6 +5,8 @@
 
 #include <QPointer>
 
+using namespace Qt::StringLiterals;
+
 ForgotPasswordModel::ForgotPasswordModel(AuthService& auth, Executor& main)
     : auth_(auth)
     , resendCooldown_(main, [this] { Q_EMIT changed(); }) {}
@@ -35,9 +37,9 @@ bool ForgotPasswordModel::canSend() const {
 
 QString ForgotPasswordModel::buttonTitle() const {
     if (!didSendSuccessfully_)
-        return QStringLiteral("Send Reset Link");
+        return u"Send Reset Link"_s;
     const int left = resendCooldown_.secondsLeft();
-    return left > 0 ? QStringLiteral("Resend (%1s)").arg(left) : QStringLiteral("Resend Reset Link");
+    return left > 0 ? u"Resend (%1s)"_s.arg(left) : u"Resend Reset Link"_s;
 }
 
 Task<> ForgotPasswordModel::sendResetLink() {
@@ -59,9 +61,8 @@ Task<> ForgotPasswordModel::sendResetLink() {
         co_return;
     isSending_ = false;
     statusIsError_ = !sent;
-    statusMessage_ =
-        sent ? QStringLiteral("A reset link has been sent to %1. Please check your email.").arg(address)
-             : QStringLiteral("Failed to send the reset link. Check your email and connection.");
+    statusMessage_ = sent ? u"A reset link has been sent to %1. Please check your email."_s.arg(address)
+                          : u"Failed to send the reset link. Check your email and connection."_s;
     if (sent) {
         didSendSuccessfully_ = true;
         resendCooldown_.start();

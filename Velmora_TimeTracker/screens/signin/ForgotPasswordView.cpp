@@ -8,27 +8,25 @@
 #include <QShortcut>
 #include <QVBoxLayout>
 
+using namespace Qt::StringLiterals;
+
 ForgotPasswordView::ForgotPasswordView(LoginModel& model, const VREnvironment& environment)
-    : SignInPage(
-          environment,
-          {.banner = &VRPalette::forgotBanner,
-           .title = QStringLiteral("Forgot password?"),
-           .text = QStringLiteral("Enter your account email. We'll send you a link to reset your password.")})
+    : SignInPage(environment, {.banner = &VRPalette::forgotBanner,
+                               .title = u"Forgot password?"_s,
+                               .text = u"Enter your account email. We'll send you a link to reset your password."_s})
     , model_(model)
-    , email_(new VRTextField(environment, QStringLiteral("Email"), QStringLiteral("VRIconMail"),
-                             QStringLiteral("#forgotEmail")))
+    , email_(new VRTextField(environment, u"Email"_s, u"VRIconMail"_s, u"#forgotEmail"_s))
     , status_(new VRLabel(environment, VR::Type::caption, VR::Ink::good, {}, 5))
-    , send_(new VRButton(environment, VRButton::Look::gradient, {}, QStringLiteral("#sendResetLink")))
+    , send_(new VRButton(environment, VRButton::Look::gradient, {}, u"#sendResetLink"_s))
     , note_(new VRLabel(environment, VR::Type::caption, VR::Ink::text,
-                        QStringLiteral("Didn't receive the email?\nCheck your spam folder or contact your "
-                                       "company's HR/admin."),
+                        u"Didn't receive the email?\nCheck your spam folder or contact your "
+                        "company's HR/admin."_s,
                         4)) {
     status_->setMinimumHeight(20);
-    status_->setAccessibleDescription(QStringLiteral("#forgotStatus"));
+    status_->setAccessibleDescription(u"#forgotStatus"_s);
     note_->setAlignment(Qt::AlignCenter);
-    auto* back = new VRButton(environment, VRButton::Look::link, QStringLiteral("Back to Login"),
-                              QStringLiteral("#backToLogin"));
-    back->setIconName(QStringLiteral("VRIconChevronLeft"));
+    auto* back = new VRButton(environment, VRButton::Look::link, u"Back to Login"_s, u"#backToLogin"_s);
+    back->setIconName(u"VRIconChevronLeft"_s);
     fields().addWidget(email_);
     fields().addWidget(status_);
     fields().addWidget(send_);

@@ -10,13 +10,14 @@
 #include <QShortcut>
 #include <QVBoxLayout>
 
+using namespace Qt::StringLiterals;
+
 LoginFormView::LoginFormView(LoginModel& model, const VREnvironment& environment)
-    : SignInPage(environment,
-                 {.banner = &VRPalette::loginBanner,
-                  .title = QStringLiteral("TimeTracker"),
-                  .text = QStringLiteral("Manage your team's working hours easily, accurately, and "
-                                         "fully integrated."),
-                  .showsLogo = true})
+    : SignInPage(environment, {.banner = &VRPalette::loginBanner,
+                               .title = u"TimeTracker"_s,
+                               .text = u"Manage your team's working hours easily, accurately, and "
+                                       "fully integrated."_s,
+                               .showsLogo = true})
     , model_(model) {
     buildFields();
     buildFooter();
@@ -25,16 +26,13 @@ LoginFormView::LoginFormView(LoginModel& model, const VREnvironment& environment
 }
 
 void LoginFormView::buildFields() {
-    email_ = new VRTextField(environment(), QStringLiteral("Email"), QStringLiteral("VRIconMail"),
-                             QStringLiteral("#loginEmail"));
-    password_ = new VRTextField(environment(), QStringLiteral("Password"), QStringLiteral("VRIconLock"),
-                                QStringLiteral("#loginPassword"), VRTextField::Kind::secret);
+    email_ = new VRTextField(environment(), u"Email"_s, u"VRIconMail"_s, u"#loginEmail"_s);
+    password_ =
+        new VRTextField(environment(), u"Password"_s, u"VRIconLock"_s, u"#loginPassword"_s, VRTextField::Kind::secret);
     message_ = new VRLabel(environment(), VR::Type::caption, VR::Ink::danger, {}, 2);
-    message_->setAccessibleDescription(QStringLiteral("#loginMessage"));
-    auto* forgot = new VRButton(environment(), VRButton::Look::link, QStringLiteral("Forgot password?"),
-                                QStringLiteral("#forgotPassword"));
-    login_ = new VRButton(environment(), VRButton::Look::gradient, QStringLiteral("Login"),
-                          QStringLiteral("#loginButton"));
+    message_->setAccessibleDescription(u"#loginMessage"_s);
+    auto* forgot = new VRButton(environment(), VRButton::Look::link, u"Forgot password?"_s, u"#forgotPassword"_s);
+    login_ = new VRButton(environment(), VRButton::Look::gradient, u"Login"_s, u"#loginButton"_s);
     // Side by side where there is room for both, and then without moving the button.
     auto* row = new QBoxLayout(environment().compact ? QBoxLayout::BottomToTop : QBoxLayout::LeftToRight);
     row->setSpacing(environment().compact ? 4 : 12);
@@ -57,11 +55,9 @@ void LoginFormView::buildFields() {
 }
 
 void LoginFormView::buildFooter() {
-    auto* question = new VRLabel(environment(), VR::Type::caption, VR::Ink::text,
-                                 QStringLiteral("Don't have an account?"));
+    auto* question = new VRLabel(environment(), VR::Type::caption, VR::Ink::text, u"Don't have an account?"_s);
     auto* contact =
-        new VRButton(environment(), VRButton::Look::link, QStringLiteral("Contact your administrator"),
-                     QStringLiteral("#contactAdministrator"));
+        new VRButton(environment(), VRButton::Look::link, u"Contact your administrator"_s, u"#contactAdministrator"_s);
     auto* row = new QBoxLayout(environment().compact ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight);
     row->setSpacing(environment().compact ? 0 : 4);
     row->addStretch(1);
@@ -81,14 +77,11 @@ VRCard* LoginFormView::makeNoAccountCard() {
     const auto add = [this, card](const QString& text) {
         card->column().addWidget(new VRLabel(environment(), VR::Type::caption, VR::Ink::text, text, 8));
     };
-    add(QStringLiteral(
-        "Velmora TimeTracker accounts are created by your company's owner or HR on Velmora. If you "
-        "don't have an account yet, please contact your HR or company administrator to get one."));
-    add(QStringLiteral("Do you own a company? Register it at www.velmora.example."));
-    auto* site = new VRButton(environment(), VRButton::Look::link, QStringLiteral("Open www.velmora.example"),
-                              QStringLiteral("#openWebsite"));
-    auto* close = new VRButton(environment(), VRButton::Look::soft, QStringLiteral("Close"),
-                               QStringLiteral("#closeNoAccount"));
+    add(u"Velmora TimeTracker accounts are created by your company's owner or HR on Velmora. If you "
+        "don't have an account yet, please contact your HR or company administrator to get one."_s);
+    add(u"Do you own a company? Register it at www.velmora.example."_s);
+    auto* site = new VRButton(environment(), VRButton::Look::link, u"Open www.velmora.example"_s, u"#openWebsite"_s);
+    auto* close = new VRButton(environment(), VRButton::Look::soft, u"Close"_s, u"#closeNoAccount"_s);
     auto* row = new QHBoxLayout;
     row->addWidget(site);
     row->addStretch(1);
@@ -109,7 +102,7 @@ void LoginFormView::refresh() {
     email_->setReadOnly(isBusy);
     password_->setReadOnly(isBusy);
     login_->setEnabled(!isBusy);
-    login_->setText(isBusy ? QStringLiteral("Signing in…") : QStringLiteral("Login"));
+    login_->setText(isBusy ? u"Signing in…"_s : u"Login"_s);
     if (noAccount_->isHidden() == model_.showsNoAccountInfo()) {
         noAccount_->setVisible(model_.showsNoAccountInfo());
         // Once the layout has made room for it.

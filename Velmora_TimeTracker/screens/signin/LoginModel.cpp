@@ -6,6 +6,8 @@
 
 #include <QPointer>
 
+using namespace Qt::StringLiterals;
+
 LoginModel::LoginModel(TimeTrackerCore& core)
     : core_(core)
     , resendCooldown_(core.platform.main, [this] { Q_EMIT changed(); })
@@ -72,7 +74,7 @@ void LoginModel::setNoAccountInfoShown(bool shown) {
 }
 
 void LoginModel::openWebsite() {
-    core_.platform.desktop.open(QUrl(QStringLiteral("https://www.velmora.example")));
+    core_.platform.desktop.open(QUrl(u"https://www.velmora.example"_s));
 }
 
 void LoginModel::openForgotPassword() {
@@ -101,8 +103,7 @@ Task<> LoginModel::performLogin() {
             result = co_await core_.auth.login(email, password_);
         } catch (const APIError& error) {
             if (self)
-                errorMessage_ = LoginRules::failure(
-                    error, QStringLiteral("Login failed. Check your credentials and connection."));
+                errorMessage_ = LoginRules::failure(error, u"Login failed. Check your credentials and connection."_s);
         }
     }
     if (!self)
@@ -118,10 +119,10 @@ void LoginModel::proceed(const SingleLoginResult& result) {
     if (const auto* otp = std::get_if<OtpRequired>(&result)) {
         enter(LoginPhase::OTP{otp->email, otp->userEmail});
     } else if (const auto* choice = std::get_if<CompanySelection>(&result)) {
-        auto ordered = CompanyListOrder::ordered(
-            choice->companies, LastCompanyStorage::lastEndpoint(core_.platform.preferences));
-        enter(LoginPhase::CompanyChoice{std::move(ordered.companies), ordered.recentEndpoint,
-                                        choice->userName, choice->tokens});
+        auto ordered =
+            CompanyListOrder::ordered(choice->companies, LastCompanyStorage::lastEndpoint(core_.platform.preferences));
+        enter(LoginPhase::CompanyChoice{std::move(ordered.companies), ordered.recentEndpoint, choice->userName,
+                                        choice->tokens});
     } else {
         completeLogin(std::get<DirectConfig>(result).user);
     }
@@ -168,7 +169,7 @@ Task<> LoginModel::finishSignIn() {
 
 void LoginModel::failToConfigure(const APIError& error) {
     isLoading_ = companySelecting_ = false;
-    errorMessage_ = LoginRules::failure(error, QStringLiteral("Failed to load configuration."));
+    errorMessage_ = LoginRules::failure(error, u"Failed to load configuration."_s);
     Q_EMIT changed();
 }
 
@@ -199,8 +200,7 @@ Task<> LoginModel::performVerifyOtp() {
     try {
         result = co_await core_.auth.performSingleLogin(body);
     } catch (const APIError& error) {
-        failure =
-            LoginRules::failure(error, QStringLiteral("Verification failed. Check the code and try again."));
+        failure = LoginRules::failure(error, u"Verification failed. Check the code and try again."_s);
     }
     if (!self)
         co_return;
@@ -208,7 +208,7 @@ Task<> LoginModel::performVerifyOtp() {
     if (!result)
         otpErrorMessage_ = failure;
     else if (std::holds_alternative<OtpRequired>(*result))
-        otpErrorMessage_ = QStringLiteral("Invalid OTP code. Please try again.");
+        otpErrorMessage_ = u"Invalid OTP code. Please try again."_s;
     else
         proceed(*result);
     Q_EMIT changed();
@@ -230,7 +230,7 @@ Task<> LoginModel::performResendOtp() {
     }
     if (!self || visit != visit_ || sent)
         co_return;
-    otpErrorMessage_ = QStringLiteral("Failed to resend the code.");
+    otpErrorMessage_ = u"Failed to resend the code."_s;
     Q_EMIT changed();
 }
 
@@ -238,8 +238,7 @@ Task<> LoginModel::performCompanySelect(LoginCompany company) {
     const auto* choice = std::get_if<LoginPhase::CompanyChoice>(&phase_);
     if (isBusy() || !choice)
         co_return;
-    core_.platform.preferences.set(QString::fromLatin1(PreferenceKey::lastSelectedCompanyEndpoint),
-                                   company.endpoint);
+    core_.platform.preferences.set(QString::fromLatin1(PreferenceKey::lastSelectedCompanyEndpoint), company.endpoint);
     UserProfileStorage::set(choice->userName, company.name, core_.platform.preferences);
     companySelecting_ = true;
     errorMessage_.reset();

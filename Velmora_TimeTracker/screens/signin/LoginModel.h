@@ -49,9 +49,7 @@ public:
     bool isBusy() const { return isLoading_ || otpVerifying_ || companySelecting_; }
     const OTPEntry& otp() const { return otp_; }
     /// What the code screen has to say.
-    std::optional<QString> otpErrorMessage() const {
-        return otpErrorMessage_ ? otpErrorMessage_ : errorMessage_;
-    }
+    std::optional<QString> otpErrorMessage() const { return otpErrorMessage_ ? otpErrorMessage_ : errorMessage_; }
     /// Where the code was sent to.
     QString otpAddress() const;
     bool canVerifyOtp() const { return otp_.isComplete() && !isBusy(); }

@@ -4,14 +4,16 @@
 
 #include <QRegularExpression>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 constexpr int shortestPassword = 4;
-const QString badEmail = QStringLiteral("Invalid email format.");
-const QString shortPassword = QStringLiteral("Password must be at least 4 characters.");
+const QString badEmail = u"Invalid email format."_s;
+const QString shortPassword = u"Password must be at least 4 characters."_s;
 } // namespace
 
 bool LoginRules::isEmail(const QString& email) {
-    static const QRegularExpression form(QStringLiteral("\\A[A-Z0-9._%+-]+@[A-Z0-9.-]+\\.[A-Z]{2,}\\z"),
+    static const QRegularExpression form(u"\\A[A-Z0-9._%+-]+@[A-Z0-9.-]+\\.[A-Z]{2,}\\z"_s,
                                          QRegularExpression::CaseInsensitiveOption);
     return form.match(email).hasMatch();
 }
@@ -26,20 +28,19 @@ std::optional<QString> LoginRules::clientValidationMessage(const QString& email,
 
 std::optional<QString> LoginRules::validationError(const QString& email, const QString& password) {
     if (email.isEmpty())
-        return QStringLiteral("Email cannot be empty.");
+        return u"Email cannot be empty."_s;
     if (!isEmail(email))
         return badEmail;
     if (password.isEmpty())
-        return QStringLiteral("Password cannot be empty.");
+        return u"Password cannot be empty."_s;
     return clientValidationMessage(email, password);
 }
 
 QString LoginRules::failure(const APIError& error, const QString& otherwise) {
     const auto& cause = error.underlying();
     if (cause && cause->code() == URLError::Code::insecureConnection)
-        return QStringLiteral(
-            "The server's address is not secure (http, not https). Nothing was sent to it.");
+        return u"The server's address is not secure (http, not https). Nothing was sent to it."_s;
     if (cause && cause->code() == URLError::Code::dataNotAllowed)
-        return QStringLiteral("The keyring does not answer. Unlock it and try again.");
+        return u"The keyring does not answer. Unlock it and try again."_s;
     return otherwise;
 }

@@ -15,12 +15,8 @@ struct PageOf {
 
     QWidget* operator()(const LoginPhase::Form&) const { return new LoginFormView(model, environment); }
     QWidget* operator()(const LoginPhase::OTP&) const { return new OTPVerificationView(model, environment); }
-    QWidget* operator()(const LoginPhase::CompanyChoice&) const {
-        return new CompanySelectionView(model, environment);
-    }
-    QWidget* operator()(const LoginPhase::ForgotPassword&) const {
-        return new ForgotPasswordView(model, environment);
-    }
+    QWidget* operator()(const LoginPhase::CompanyChoice&) const { return new CompanySelectionView(model, environment); }
+    QWidget* operator()(const LoginPhase::ForgotPassword&) const { return new ForgotPasswordView(model, environment); }
 };
 } // namespace
 

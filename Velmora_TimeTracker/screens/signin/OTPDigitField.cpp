@@ -4,6 +4,8 @@
 
 #include <QPainter>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 constexpr int longestPaste = 64;
 }
@@ -16,8 +18,8 @@ OTPDigitField::OTPDigitField(const VREnvironment& environment, int index)
     setFont(VR::font(VR::Type::title));
     setInputMethodHints(Qt::ImhDigitsOnly);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-    setAccessibleName(QStringLiteral("Digit %1 of 6").arg(index + 1));
-    setAccessibleDescription(QStringLiteral("#otpDigit%1").arg(index + 1));
+    setAccessibleName(u"Digit %1 of 6"_s.arg(index + 1));
+    setAccessibleDescription(u"#otpDigit%1"_s.arg(index + 1));
     QPalette colours = palette();
     colours.setColor(QPalette::Base, Qt::transparent);
     setPalette(colours);

@@ -9,19 +9,19 @@
 #include <QShortcut>
 #include <QVBoxLayout>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 QString explanation(const QString& address) {
-    return QStringLiteral(
-               "We've sent a verification code to your email %1. This is required to keep your account "
-               "secure.")
-        .arg(VR::shortName(address));
+    return u"We've sent a verification code to your email %1. This is required to keep your account "
+           "secure."_s.arg(VR::shortName(address));
 }
 } // namespace
 
 OTPVerificationView::OTPVerificationView(LoginModel& model, const VREnvironment& environment)
-    : SignInPage(environment, {.banner = &VRPalette::forgotBanner,
-                               .title = QStringLiteral("Verify with OTP"),
-                               .text = explanation(model.otpAddress())})
+    : SignInPage(
+          environment,
+          {.banner = &VRPalette::forgotBanner, .title = u"Verify with OTP"_s, .text = explanation(model.otpAddress())})
     , model_(model) {
     buildBoxes();
     buildResend();
@@ -50,9 +50,8 @@ void OTPVerificationView::buildBoxes() {
     }
     message_ = new VRLabel(environment(), VR::Type::caption, VR::Ink::danger, {}, 2);
     message_->setMinimumHeight(20);
-    message_->setAccessibleDescription(QStringLiteral("#otpMessage"));
-    verify_ = new VRButton(environment(), VRButton::Look::gradient, QStringLiteral("Verify Code"),
-                           QStringLiteral("#verifyCode"));
+    message_->setAccessibleDescription(u"#otpMessage"_s);
+    verify_ = new VRButton(environment(), VRButton::Look::gradient, u"Verify Code"_s, u"#verifyCode"_s);
     fields().addLayout(row);
     fields().addWidget(message_);
     fields().addWidget(verify_);
@@ -66,15 +65,13 @@ void OTPVerificationView::buildResend() {
         footer().addWidget(label);
         return label;
     };
-    line(QStringLiteral("Didn't receive the verification code by email?"));
-    line(QStringLiteral("Please check your spam folder, or"));
+    line(u"Didn't receive the verification code by email?"_s);
+    line(u"Please check your spam folder, or"_s);
     waiting_ = line({});
-    resend_ = new VRButton(environment(), VRButton::Look::link, QStringLiteral("Resend code"),
-                           QStringLiteral("#resendCode"));
+    resend_ = new VRButton(environment(), VRButton::Look::link, u"Resend code"_s, u"#resendCode"_s);
     footer().addWidget(resend_, 0, Qt::AlignHCenter);
-    auto* back = new VRButton(environment(), VRButton::Look::link, QStringLiteral("Back to Login"),
-                              QStringLiteral("#backToLogin"));
-    back->setIconName(QStringLiteral("VRIconChevronLeft"));
+    auto* back = new VRButton(environment(), VRButton::Look::link, u"Back to Login"_s, u"#backToLogin"_s);
+    back->setIconName(u"VRIconChevronLeft"_s);
     footer().addWidget(back, 0, Qt::AlignHCenter);
     connect(resend_, &VRButton::clicked, this, [this] { spawn(model_.performResendOtp(), "code request"); });
     auto* escape = new QShortcut(QKeySequence(Qt::Key_Escape), this);
@@ -96,9 +93,9 @@ void OTPVerificationView::refresh() {
     }
     message_->setText(model_.otpErrorMessage().value_or(QString()));
     verify_->setEnabled(model_.canVerifyOtp());
-    verify_->setText(model_.isBusy() ? QStringLiteral("Verifying…") : QStringLiteral("Verify Code"));
+    verify_->setText(model_.isBusy() ? u"Verifying…"_s : u"Verify Code"_s);
     const int seconds = model_.resendCooldownSeconds();
-    waiting_->setText(QStringLiteral("Resend code to the registered contact (%1s)").arg(seconds));
+    waiting_->setText(u"Resend code to the registered contact (%1s)"_s.arg(seconds));
     waiting_->setVisible(seconds > 0);
     resend_->setVisible(seconds == 0);
 }

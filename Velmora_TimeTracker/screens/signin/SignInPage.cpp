@@ -7,6 +7,8 @@
 #include <QHBoxLayout>
 #include <QVBoxLayout>
 
+using namespace Qt::StringLiterals;
+
 SignInPage::SignInPage(const VREnvironment& environment, const Hero& hero)
     : VRScrollView(environment) {
     const int margin = environment.margin();
@@ -31,8 +33,7 @@ VRHeroCard* SignInPage::makeHero(const Hero& hero) {
     auto* titleRow = new QHBoxLayout;
     titleRow->setSpacing(10);
     if (hero.showsLogo)
-        titleRow->addWidget(
-            new VRIconView(environment(), QStringLiteral("MenuBarIcon"), 24, VR::Ink::onGradient));
+        titleRow->addWidget(new VRIconView(environment(), u"MenuBarIcon"_s, 24, VR::Ink::onGradient));
     auto* title = new VRLabel(environment(), VR::Type::title, VR::Ink::onGradient, hero.title);
     titleRow->addWidget(title, 1);
     words.addLayout(titleRow);

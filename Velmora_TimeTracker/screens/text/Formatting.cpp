@@ -3,6 +3,8 @@
 #include <array>
 #include <cmath>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 qint64 whole(Seconds seconds) {
     return static_cast<qint64>(qBound(0.0, seconds, 1e12));
@@ -37,9 +39,8 @@ QString Formatting::relative(Date then, Date now) {
         if (distance < unit.seconds && unit.seconds > 1)
             continue;
         const qint64 count = distance / unit.seconds;
-        const QString text = QStringLiteral("%1 %2%3").arg(count).arg(
-            QLatin1String(unit.name), count == 1 ? QString() : QStringLiteral("s"));
-        return span < 0 ? QStringLiteral("in ") + text : text + QStringLiteral(" ago");
+        const QString text = u"%1 %2%3"_s.arg(count).arg(QLatin1String(unit.name), count == 1 ? QString() : u"s"_s);
+        return span < 0 ? u"in "_s + text : text + u" ago"_s;
     }
     return {};
 }

@@ -12,6 +12,8 @@
 #include <QVBoxLayout>
 #include <QtMath>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 constexpr int turnMilliseconds = 350;
 } // namespace
@@ -25,8 +27,7 @@ DailyProgressView::DailyProgressView(TrackerModel& model, const VREnvironment& e
     column().addWidget(front_);
     column().addWidget(back_);
     const QMargins margins = column().contentsMargins();
-    setFixedHeight(qMax(front_->sizeHint().height(), back_->sizeHint().height()) + margins.top() +
-                   margins.bottom());
+    setFixedHeight(qMax(front_->sizeHint().height(), back_->sizeHint().height()) + margins.top() + margins.bottom());
     finishTurn();
     turning_.setDuration(turnMilliseconds);
     turning_.setStartValue(0.0);
@@ -42,17 +43,14 @@ QWidget* DailyProgressView::makeFront() {
     auto* side = new QWidget;
     auto* column = VR::makeColumn(side, 8);
     percent_ = new VRLabel(environment_, VR::Type::heading, VR::Ink::onGradient);
-    percent_->setAccessibleDescription(QStringLiteral("#progressPercent"));
+    percent_->setAccessibleDescription(u"#progressPercent"_s);
     auto* heading = new QHBoxLayout;
-    heading->addWidget(
-        new VRLabel(environment_, VR::Type::strong, VR::Ink::onGradient, QStringLiteral("Today's Progress")),
-        1);
+    heading->addWidget(new VRLabel(environment_, VR::Type::strong, VR::Ink::onGradient, u"Today's Progress"_s), 1);
     heading->addWidget(percent_);
     bar_ = new VRProgressBar;
     times_ = new VRLabel(environment_, VR::Type::caption, VR::Ink::onGradient);
-    times_->setAccessibleDescription(QStringLiteral("#progressTimes"));
-    toBack_ = new VRButton(environment_, VRButton::Look::chip, QStringLiteral("Target"),
-                           QStringLiteral("#showTarget"));
+    times_->setAccessibleDescription(u"#progressTimes"_s);
+    toBack_ = new VRButton(environment_, VRButton::Look::chip, u"Target"_s, u"#showTarget"_s);
     auto* figures = new QHBoxLayout;
     figures->addWidget(times_, 1);
     figures->addWidget(toBack_);
@@ -67,11 +65,9 @@ QWidget* DailyProgressView::makeBack() {
     auto* side = new QWidget;
     auto* column = VR::makeColumn(side, 8);
     target_ = new VRLabel(environment_, VR::Type::strong, VR::Ink::onGradient);
-    target_->setAccessibleDescription(QStringLiteral("#targetSentence"));
-    auto* set = new VRButton(environment_, VRButton::Look::chip, QStringLiteral("Set Target"),
-                             QStringLiteral("#setTarget"));
-    toFront_ = new VRButton(environment_, VRButton::Look::chip, QStringLiteral("Back"),
-                            QStringLiteral("#showProgress"));
+    target_->setAccessibleDescription(u"#targetSentence"_s);
+    auto* set = new VRButton(environment_, VRButton::Look::chip, u"Set Target"_s, u"#setTarget"_s);
+    toFront_ = new VRButton(environment_, VRButton::Look::chip, u"Back"_s, u"#showProgress"_s);
     auto* row = new QHBoxLayout;
     row->setSpacing(8);
     row->addWidget(set);

@@ -11,6 +11,8 @@
 #include <QPainter>
 #include <QVBoxLayout>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 constexpr int mostHours = 24;
 constexpr int mostMinutes = 59;
@@ -20,22 +22,19 @@ DailyTargetForm::DailyTargetForm(TrackerModel& model, const VREnvironment& envir
     : QDialog(parent)
     , model_(model)
     , environment_(environment)
-    , hours_(makeField(QStringLiteral("hours"), model.targetHours(), mostHours))
-    , minutes_(makeField(QStringLiteral("minutes"), model.targetMinutes(), mostMinutes)) {
-    setWindowTitle(QStringLiteral("Daily Work Target"));
-    setAccessibleDescription(QStringLiteral("#dailyTargetForm"));
+    , hours_(makeField(u"hours"_s, model.targetHours(), mostHours))
+    , minutes_(makeField(u"minutes"_s, model.targetMinutes(), mostMinutes)) {
+    setWindowTitle(u"Daily Work Target"_s);
+    setAccessibleDescription(u"#dailyTargetForm"_s);
     auto* column = VR::makeColumn(this, 16, 20);
-    column->addWidget(
-        new VRLabel(environment, VR::Type::title, VR::Ink::strong, QStringLiteral("Daily Work Target")));
+    column->addWidget(new VRLabel(environment, VR::Type::title, VR::Ink::strong, u"Daily Work Target"_s));
     auto* fields = new QHBoxLayout;
     fields->setSpacing(12);
     fields->addWidget(hours_);
     fields->addWidget(minutes_);
     column->addLayout(fields);
-    auto* cancel = new VRButton(environment, VRButton::Look::outline, QStringLiteral("Cancel"),
-                                QStringLiteral("#cancelTarget"));
-    auto* accept = new VRButton(environment, VRButton::Look::gradient, QStringLiteral("Save"),
-                                QStringLiteral("#saveTarget"));
+    auto* cancel = new VRButton(environment, VRButton::Look::outline, u"Cancel"_s, u"#cancelTarget"_s);
+    auto* accept = new VRButton(environment, VRButton::Look::gradient, u"Save"_s, u"#saveTarget"_s);
     auto* buttons = new QHBoxLayout;
     buttons->setSpacing(12);
     buttons->addWidget(cancel, 1);
@@ -47,7 +46,7 @@ DailyTargetForm::DailyTargetForm(TrackerModel& model, const VREnvironment& envir
 }
 
 VRTextField* DailyTargetForm::makeField(const QString& label, int value, int maximum) {
-    auto* field = new VRTextField(environment_, label, {}, QStringLiteral("#target_") + label);
+    auto* field = new VRTextField(environment_, label, {}, u"#target_"_s + label);
     field->setText(QString::number(value));
     connect(field, &VRTextField::edited, this, [field, maximum](const QString& text) {
         if (!text.isEmpty())

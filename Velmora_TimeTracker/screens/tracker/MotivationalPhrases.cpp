@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+using namespace Qt::StringLiterals;
+
 const std::array<const char*, 30> MotivationalPhrases::all = {
     "{time} making something awesome today",
     "{time} of focused work today",
@@ -93,17 +95,16 @@ std::optional<QString> MotivationalPhrases::formatTime(Seconds seconds) {
         return std::nullopt;
     const auto minutes = static_cast<qint64>(seconds / 60);
     if (minutes < 60)
-        return minutes == 1 ? QStringLiteral("1 minute") : QStringLiteral("%1 minutes").arg(minutes);
+        return minutes == 1 ? u"1 minute"_s : u"%1 minutes"_s.arg(minutes);
     const auto hours = static_cast<qint64>(std::lround(seconds / 3600));
-    return hours == 1 ? QStringLiteral("1 hour") : QStringLiteral("%1 hours").arg(hours);
+    return hours == 1 ? u"1 hour"_s : u"%1 hours"_s.arg(hours);
 }
 
 QString MotivationalPhrases::active(int index, Seconds todayTotalSeconds) {
     const auto time = formatTime(todayTotalSeconds);
     if (!time)
-        return QStringLiteral("Let's get started");
+        return u"Let's get started"_s;
     const int count = static_cast<int>(all.size());
     const int entry = (index % count + count) % count;
-    return QString::fromLatin1(all.at(static_cast<std::size_t>(entry)))
-        .replace(QStringLiteral("{time}"), *time);
+    return QString::fromLatin1(all.at(static_cast<std::size_t>(entry))).replace(u"{time}"_s, *time);
 }

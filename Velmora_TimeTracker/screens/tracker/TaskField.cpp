@@ -12,6 +12,8 @@
 #include <QProxyStyle>
 #include <QToolTip>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 constexpr int sidePadding = 14;
 constexpr int chevronSize = 18;
@@ -39,7 +41,7 @@ QPalette menuColours(const VRPalette& palette, QPalette colours) {
 } // namespace
 
 TaskField::TaskField(TrackerModel& model, const VREnvironment& environment)
-    : VRButton(environment, Look::soft, {}, QStringLiteral("#taskField"))
+    : VRButton(environment, Look::soft, {}, u"#taskField"_s)
     , model_(model) {
     setHeight(VR::controlHeight);
     connect(this, &VRButton::clicked, this, &TaskField::presentTaskMenu);
@@ -55,7 +57,7 @@ void TaskField::refresh() {
     if (title == title_)
         return;
     title_ = title;
-    setSpokenName(QStringLiteral("Task (optional): ") + title_);
+    setSpokenName(u"Task (optional): "_s + title_);
     update();
 }
 
@@ -68,12 +70,11 @@ void TaskField::presentTaskMenu() {
     menu->setStyle(style);
     menu->setPalette(menuColours(environment().palette(), menu->palette()));
     menu->setFont(VR::font(VR::Type::body));
-    menu->setAccessibleName(QStringLiteral("Task"));
+    menu->setAccessibleName(u"Task"_s);
     auto* group = new QActionGroup(menu);
     for (const TrackerModel::TaskChoice& choice : model_.taskChoices()) {
-        QString name =
-            menu->fontMetrics().elidedText(VR::displayText(choice.name), Qt::ElideRight, widestEntry);
-        QAction* entry = menu->addAction(name.replace(u'&', QStringLiteral("&&")));
+        QString name = menu->fontMetrics().elidedText(VR::displayText(choice.name), Qt::ElideRight, widestEntry);
+        QAction* entry = menu->addAction(name.replace(u'&', u"&&"_s));
         entry->setCheckable(true);
         entry->setChecked(choice.isCurrent);
         group->addAction(entry);
@@ -90,10 +91,9 @@ void TaskField::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     VRPaint::roundedRect(painter, rect(), VR::controlRadius, palette.surfaceSoft,
-                         isHovered() || showsFocus() ? palette.brand500 : palette.border,
-                         showsFocus() ? 2 : 1);
-    const QPixmap chevron = environment().images.icon(QStringLiteral("VRIconChevronDown"), palette.textMuted,
-                                                      chevronSize, devicePixelRatioF());
+                         isHovered() || showsFocus() ? palette.brand500 : palette.border, showsFocus() ? 2 : 1);
+    const QPixmap chevron =
+        environment().images.icon(u"VRIconChevronDown"_s, palette.textMuted, chevronSize, devicePixelRatioF());
     painter.drawPixmap(width() - sidePadding - chevronSize, (height() - chevronSize) / 2, chevron);
     const QRect room(sidePadding, 0, width() - 2 * sidePadding - chevronSize - 8, height());
     painter.setFont(VR::font(VR::Type::body));

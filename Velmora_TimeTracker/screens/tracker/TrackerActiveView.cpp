@@ -11,6 +11,8 @@
 #include <QShowEvent>
 #include <QVBoxLayout>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 /// "Recent Activity" with its figure, in one translucent pill.
 VRCard* makeActivityChip(const VREnvironment& environment, VRLabel** figure) {
@@ -20,11 +22,10 @@ VRCard* makeActivityChip(const VREnvironment& environment, VRLabel** figure) {
     auto* row = new QHBoxLayout;
     row->setContentsMargins(12, 0, 12, 0);
     row->setSpacing(6);
-    row->addWidget(new VRIconView(environment, QStringLiteral("VRIconActivity"), 16, VR::Ink::onGradient));
-    row->addWidget(
-        new VRLabel(environment, VR::Type::caption, VR::Ink::onGradient, QStringLiteral("Recent Activity")));
+    row->addWidget(new VRIconView(environment, u"VRIconActivity"_s, 16, VR::Ink::onGradient));
+    row->addWidget(new VRLabel(environment, VR::Type::caption, VR::Ink::onGradient, u"Recent Activity"_s));
     *figure = new VRLabel(environment, VR::Type::strong, VR::Ink::onGradient);
-    (*figure)->setAccessibleDescription(QStringLiteral("#recentActivity"));
+    (*figure)->setAccessibleDescription(u"#recentActivity"_s);
     row->addWidget(*figure);
     chip->column().setContentsMargins(0, 0, 0, 0);
     chip->column().addLayout(row);
@@ -48,11 +49,11 @@ VRHeroCard* TrackerActiveView::makeHero() {
     auto* hero = new VRHeroCard(environment_, &VRPalette::activeHero, 0.75, environment_.compact ? 16 : 24);
     QVBoxLayout& column = hero->column();
     project_ = new VRLabel(environment_, VR::Type::heading, VR::Ink::onGradient);
-    project_->setAccessibleDescription(QStringLiteral("#projectName"));
+    project_->setAccessibleDescription(u"#projectName"_s);
     clock_ = new VRClockLabel(environment_.compact ? 44 : 56);
-    clock_->setAccessibleDescription(QStringLiteral("#dayClock"));
+    clock_->setAccessibleDescription(u"#dayClock"_s);
     phrase_ = new VRLabel(environment_, VR::Type::body, VR::Ink::onGradient, {}, 3);
-    phrase_->setAccessibleDescription(QStringLiteral("#activePhrase"));
+    phrase_->setAccessibleDescription(u"#activePhrase"_s);
     progress_ = new DailyProgressView(model_, environment_);
     column.setSpacing(6);
     column.addWidget(project_);
@@ -66,12 +67,11 @@ VRHeroCard* TrackerActiveView::makeHero() {
 }
 
 QHBoxLayout* TrackerActiveView::makeControls() {
-    pause_ = new VRButton(environment_, VRButton::Look::gradient, {}, QStringLiteral("#pauseTracking"));
+    pause_ = new VRButton(environment_, VRButton::Look::gradient, {}, u"#pauseTracking"_s);
     pause_->setHeight(48);
-    auto* stop = new VRButton(environment_, VRButton::Look::outline, QStringLiteral("Stop"),
-                              QStringLiteral("#stopTracking"));
+    auto* stop = new VRButton(environment_, VRButton::Look::outline, u"Stop"_s, u"#stopTracking"_s);
     stop->setTint(VRButton::Tint::danger);
-    stop->setIconName(QStringLiteral("VRIconStop"));
+    stop->setIconName(u"VRIconStop"_s);
     stop->setHeight(48);
     auto* row = new QHBoxLayout;
     row->setSpacing(12);
@@ -92,11 +92,11 @@ void TrackerActiveView::refresh() {
     activity_->setText(model_.recentActivity());
     progress_->refresh();
     const bool isPaused = model_.isPaused();
-    const QString title = isPaused ? QStringLiteral("Resume") : QStringLiteral("Pause");
+    const QString title = isPaused ? u"Resume"_s : u"Pause"_s;
     if (pause_->text() == title)
         return;
     pause_->setText(title);
-    pause_->setIconName(isPaused ? QStringLiteral("VRIconPlay") : QStringLiteral("VRIconPause"));
+    pause_->setIconName(isPaused ? u"VRIconPlay"_s : u"VRIconPause"_s);
 }
 
 void TrackerActiveView::showEvent(QShowEvent* event) {

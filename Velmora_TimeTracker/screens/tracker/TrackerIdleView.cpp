@@ -11,6 +11,8 @@
 #include <QShowEvent>
 #include <QVBoxLayout>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 /// An icon before a wrapping text.
 QHBoxLayout* makeLine(const VREnvironment& environment, const QString& icon, VRLabel* text) {
@@ -43,16 +45,15 @@ VRHeroCard* TrackerIdleView::makeHero() {
     auto* words = new QVBoxLayout;
     words->setSpacing(8);
     phrase_ = new VRLabel(environment_, VR::Type::title, VR::Ink::onGradient, {}, 4);
-    phrase_->setAccessibleDescription(QStringLiteral("#idlePhrase"));
+    phrase_->setAccessibleDescription(u"#idlePhrase"_s);
     words->addWidget(phrase_);
     words->addWidget(new VRLabel(environment_, VR::Type::body, VR::Ink::onGradientSoft,
-                                 QStringLiteral("Start tracking your time\nand stay productive."), 3));
+                                 u"Start tracking your time\nand stay productive."_s, 3));
     auto* row = new QHBoxLayout;
     row->addLayout(words, environment_.compact ? 64 : 58);
     row->addStretch(environment_.compact ? 36 : 42);
-    start_ = new VRButton(environment_, VRButton::Look::onGradient, QStringLiteral("Start Tracking"),
-                          QStringLiteral("#startTracking"));
-    start_->setIconName(QStringLiteral("VRIconPlay"));
+    start_ = new VRButton(environment_, VRButton::Look::onGradient, u"Start Tracking"_s, u"#startTracking"_s);
+    start_->setIconName(u"VRIconPlay"_s);
     hero->column().addStretch(1);
     hero->column().addLayout(row);
     hero->column().addSpacing(8);
@@ -63,8 +64,7 @@ VRHeroCard* TrackerIdleView::makeHero() {
 }
 
 VRCard* TrackerIdleView::makeTaskCard() {
-    auto* card =
-        new VRSectionCard(environment_, QStringLiteral("VRIconClipboard"), QStringLiteral("Task (optional)"));
+    auto* card = new VRSectionCard(environment_, u"VRIconClipboard"_s, u"Task (optional)"_s);
     taskField_ = new TaskField(model_, environment_);
     card->column().setSpacing(12);
     card->column().addWidget(taskField_);
@@ -74,12 +74,12 @@ VRCard* TrackerIdleView::makeTaskCard() {
 VRCard* TrackerIdleView::makeTipsCard() {
     auto* card = new VRCard(environment_, VRCard::Look::soft, 14);
     auto* tip = new VRLabel(environment_, VR::Type::caption, VR::Ink::text,
-                            QStringLiteral("Pick a task to make time analysis and reports easier."), 3);
-    card->column().addLayout(makeLine(environment_, QStringLiteral("VRIconTracker"), tip));
+                            u"Pick a task to make time analysis and reports easier."_s, 3);
+    card->column().addLayout(makeLine(environment_, u"VRIconTracker"_s, tip));
     statusLine_ = new QWidget;
     status_ = new VRLabel(environment_, VR::Type::caption, VR::Ink::strong, {}, 4);
-    status_->setAccessibleDescription(QStringLiteral("#statusMessage"));
-    statusLine_->setLayout(makeLine(environment_, QStringLiteral("VRIconInfo"), status_));
+    status_->setAccessibleDescription(u"#statusMessage"_s);
+    statusLine_->setLayout(makeLine(environment_, u"VRIconInfo"_s, status_));
     card->column().addWidget(statusLine_);
     return card;
 }

@@ -7,10 +7,12 @@
 
 #include <QPointer>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 constexpr Seconds phrasePeriod = 600;
 constexpr Seconds phraseLeeway = 30;
-const QString noTask = QStringLiteral("No task");
+const QString noTask = u"No task"_s;
 
 /// A uniform index below `count`.
 int drawn(Random& random, std::size_t count) {
@@ -76,7 +78,7 @@ NoticeSources TrackerModel::noticeSources() const {
     sources.prunedPictures = uploads.prunedPictures;
     if (!core_.appState.remoteConfig())
         sources.configurationProblem =
-            QStringLiteral("Your company's settings are not loaded yet. Tracking can start once they are.");
+            u"Your company's settings are not loaded yet. Tracking can start once they are."_s;
     return sources;
 }
 
@@ -163,7 +165,7 @@ QString TrackerModel::activePhrase() const {
 
 QString TrackerModel::recentActivity() const {
     const auto rate = core_.sessionManager.last5MinActivityRate();
-    return rate ? QString::asprintf("%.0f%%", *rate) : QStringLiteral("—");
+    return rate ? QString::asprintf("%.0f%%", *rate) : u"—"_s;
 }
 
 bool TrackerModel::isPaused() const {
@@ -186,18 +188,18 @@ double TrackerModel::progress() const {
 }
 
 QString TrackerModel::progressPercent() const {
-    return QStringLiteral("%1%").arg(static_cast<int>(progress() * 100));
+    return u"%1%"_s.arg(static_cast<int>(progress() * 100));
 }
 
 QString TrackerModel::progressTimes() const {
-    return Formatting::hoursMinutes(core_.sessionManager.todayTotalSeconds()) + QStringLiteral(" / ") +
+    return Formatting::hoursMinutes(core_.sessionManager.todayTotalSeconds()) + u" / "_s +
            Formatting::hoursMinutes(dailyTargetSeconds_);
 }
 
 QString TrackerModel::targetSentence() const {
     if (targetMinutes() == 0)
-        return QStringLiteral("Target: %1 work hours").arg(targetHours());
-    return QStringLiteral("Target: %1h %2m of work").arg(targetHours()).arg(targetMinutes());
+        return u"Target: %1 work hours"_s.arg(targetHours());
+    return u"Target: %1h %2m of work"_s.arg(targetHours()).arg(targetMinutes());
 }
 
 void TrackerModel::setDailyTarget(int hours, int minutes) {

@@ -1,16 +1,16 @@
 #include "screens/tracker/TrackerNotices.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 QString unaccepted(int sessions) {
-    return sessions == 1 ? QStringLiteral("1 session is not accepted by the server yet")
-                         : QStringLiteral("%1 sessions are not accepted by the server yet").arg(sessions);
+    return sessions == 1 ? u"1 session is not accepted by the server yet"_s
+                         : u"%1 sessions are not accepted by the server yet"_s.arg(sessions);
 }
 
 QString pruned(int pictures) {
-    return pictures == 1
-               ? QStringLiteral("1 picture was removed before it could be sent: too many are waiting.")
-               : QStringLiteral("%1 pictures were removed before they could be sent: too many are waiting.")
-                     .arg(pictures);
+    return pictures == 1 ? u"1 picture was removed before it could be sent: too many are waiting."_s
+                         : u"%1 pictures were removed before they could be sent: too many are waiting."_s.arg(pictures);
 }
 } // namespace
 
@@ -23,6 +23,6 @@ std::vector<Notice> trackerNotices(const NoticeSources& sources) {
     if (sources.prunedPictures > 0)
         notices.push_back({pruned(sources.prunedPictures), {}, {}});
     if (sources.configurationProblem)
-        notices.push_back({*sources.configurationProblem, {}, QStringLiteral("Try again")});
+        notices.push_back({*sources.configurationProblem, {}, u"Try again"_s});
     return notices;
 }

@@ -16,8 +16,8 @@ struct Notice {
 struct NoticeSources {
     std::optional<QString> notSaved; ///< Why sessions cannot be stored, as a sentence.
     int unacceptedSessions = 0;
-    QString unacceptedReason; ///< The server's latest refusal of one of them; may be empty.
-    int prunedPictures = 0;   ///< Deleted without having been sent.
+    QString unacceptedReason;                    ///< The server's latest refusal of one of them; may be empty.
+    int prunedPictures = 0;                      ///< Deleted without having been sent.
     std::optional<QString> configurationProblem; ///< Why tracking cannot start, as a sentence.
 };
 

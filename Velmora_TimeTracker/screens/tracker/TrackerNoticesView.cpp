@@ -8,6 +8,8 @@
 #include <QHBoxLayout>
 #include <QVBoxLayout>
 
+using namespace Qt::StringLiterals;
+
 TrackerNoticesView::TrackerNoticesView(TrackerModel& model, const VREnvironment& environment)
     : VRCard(environment, Look::notice, 14)
     , model_(model)
@@ -16,14 +18,12 @@ TrackerNoticesView::TrackerNoticesView(TrackerModel& model, const VREnvironment&
 TrackerNoticesView::Line TrackerNoticesView::makeLine() {
     const QString number = QString::number(lines_.size() + 1);
     const Line line{new QWidget, new VRLabel(environment_, VR::Type::caption, VR::Ink::text, {}, 4),
-                    new VRButton(environment_, VRButton::Look::link, {},
-                                 QStringLiteral("#trackerNoticeAction") + number)};
-    line.text->setAccessibleDescription(QStringLiteral("#trackerNotice") + number);
+                    new VRButton(environment_, VRButton::Look::link, {}, u"#trackerNoticeAction"_s + number)};
+    line.text->setAccessibleDescription(u"#trackerNotice"_s + number);
     auto* row = new QHBoxLayout(line.row);
     row->setContentsMargins(0, 0, 0, 0);
     row->setSpacing(10);
-    row->addWidget(new VRIconView(environment_, QStringLiteral("VRIconWarning"), 18, VR::Ink::danger), 0,
-                   Qt::AlignTop);
+    row->addWidget(new VRIconView(environment_, u"VRIconWarning"_s, 18, VR::Ink::danger), 0, Qt::AlignTop);
     row->addWidget(line.text, 1);
     row->addWidget(line.action);
     column().addWidget(line.row);

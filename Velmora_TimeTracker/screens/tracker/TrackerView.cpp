@@ -12,6 +12,8 @@
 #include <QHBoxLayout>
 #include <QVBoxLayout>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 /// A notice with a title; the caller adds its text and its buttons.
 VRCard* makeNotice(const VREnvironment& environment, const QString& icon, const QString& title,
@@ -44,21 +46,18 @@ TrackerView::TrackerView(TrackerModel& model, const VREnvironment& environment)
 
 VRCard* TrackerView::makePermissionBanner() {
     QHBoxLayout* titleRow = nullptr;
-    VRCard* card = makeNotice(environment(), QStringLiteral("VRIconWarning"),
-                              QStringLiteral("Screenshot could not be captured"), &titleRow);
-    auto* dismiss =
-        new VRButton(environment(), VRButton::Look::plain, {}, QStringLiteral("#permissionBannerDismiss"));
-    dismiss->setIconName(QStringLiteral("VRIconCluse"));
-    dismiss->setSpokenName(QStringLiteral("Dismiss"));
+    VRCard* card = makeNotice(environment(), u"VRIconWarning"_s, u"Screenshot could not be captured"_s, &titleRow);
+    auto* dismiss = new VRButton(environment(), VRButton::Look::plain, {}, u"#permissionBannerDismiss"_s);
+    dismiss->setIconName(u"VRIconCluse"_s);
+    dismiss->setSpokenName(u"Dismiss"_s);
     dismiss->setHeight(28);
     titleRow->addWidget(dismiss);
-    auto* text = new VRLabel(
-        environment(), VR::Type::caption, VR::Ink::text,
-        QStringLiteral("The desktop denied the Screen Recording permission, so tracking was stopped. Enable "
-                       "it in System Settings, then quit and reopen the app."),
-        6);
-    auto* open = new VRButton(environment(), VRButton::Look::outline, QStringLiteral("Open System Settings"),
-                              QStringLiteral("#permissionBannerOpenSettings"));
+    auto* text = new VRLabel(environment(), VR::Type::caption, VR::Ink::text,
+                             u"The desktop denied the Screen Recording permission, so tracking was stopped. Enable "
+                             "it in System Settings, then quit and reopen the app."_s,
+                             6);
+    auto* open = new VRButton(environment(), VRButton::Look::outline, u"Open System Settings"_s,
+                              u"#permissionBannerOpenSettings"_s);
     open->setHeight(36);
     card->column().addWidget(text);
     card->column().addWidget(open, 0, Qt::AlignLeft);
@@ -69,14 +68,11 @@ VRCard* TrackerView::makePermissionBanner() {
 
 VRCard* TrackerView::makeMidnightBanner() {
     QHBoxLayout* titleRow = nullptr;
-    VRCard* card = makeNotice(environment(), QStringLiteral("VRIconClock"),
-                              QStringLiteral("Session crossed midnight"), &titleRow);
+    VRCard* card = makeNotice(environment(), u"VRIconClock"_s, u"Session crossed midnight"_s, &titleRow);
     midnightTask_ = new VRLabel(environment(), VR::Type::caption, VR::Ink::text);
-    midnightTask_->setAccessibleDescription(QStringLiteral("#midnightTask"));
-    auto* start = new VRButton(environment(), VRButton::Look::outline, QStringLiteral("Start new session"),
-                               QStringLiteral("#midnightStartNew"));
-    auto* later = new VRButton(environment(), VRButton::Look::soft, QStringLiteral("Later"),
-                               QStringLiteral("#midnightLater"));
+    midnightTask_->setAccessibleDescription(u"#midnightTask"_s);
+    auto* start = new VRButton(environment(), VRButton::Look::outline, u"Start new session"_s, u"#midnightStartNew"_s);
+    auto* later = new VRButton(environment(), VRButton::Look::soft, u"Later"_s, u"#midnightLater"_s);
     start->setHeight(36);
     auto* row = new QHBoxLayout;
     row->setSpacing(8);
@@ -94,7 +90,7 @@ void TrackerView::refresh() {
     permissionLost_->setVisible(model_.permissionWasLost());
     const auto task = model_.crossDayTask();
     midnight_->setVisible(task.has_value());
-    midnightTask_->setText(QStringLiteral("Task: ") + task.value_or(QString()));
+    midnightTask_->setText(u"Task: "_s + task.value_or(QString()));
     notices_->refresh();
     if (showsActive_ != model_.isTracking())
         showBody(model_.isTracking());

@@ -11,8 +11,7 @@
 class AlertDialog : public QDialog {
 public:
     /// Calls `done` once with the index of the chosen button, and deletes itself.
-    AlertDialog(const Alert& alert, const VREnvironment& environment, std::function<void(int)> done,
-                QWidget* parent);
+    AlertDialog(const Alert& alert, const VREnvironment& environment, std::function<void(int)> done, QWidget* parent);
 
     void reject() override;
 

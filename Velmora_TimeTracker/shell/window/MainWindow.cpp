@@ -8,6 +8,8 @@
 #include <QShortcut>
 #include <QVBoxLayout>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 constexpr QSize smallest(460, 520);
 constexpr QSize initial(460, 540);
@@ -15,10 +17,9 @@ constexpr QSize initial(460, 540);
 
 MainWindow::MainWindow(const PopoverView::Models& models, const ThemeManager& theme, VRImages& images)
     : tracker_(models.tracker) {
-    setWindowTitle(QStringLiteral("Velmora TimeTracker"));
-    setAccessibleDescription(QStringLiteral("#main-window"));
-    setWindowIcon(
-        VRImages::render(QStringLiteral("VelmoraLogoColor"), theme.palette().brand500, QSize(64, 64), 1));
+    setWindowTitle(u"Velmora TimeTracker"_s);
+    setAccessibleDescription(u"#main-window"_s);
+    setWindowIcon(VRImages::render(u"VelmoraLogoColor"_s, theme.palette().brand500, QSize(64, 64), 1));
     setMinimumSize(smallest);
     resize(initial);
     auto* column = new QVBoxLayout(this);

@@ -8,6 +8,8 @@
 #include <QDialog>
 #include <QUrl>
 
+using namespace Qt::StringLiterals;
+
 QtDesktop::QtDesktop() = default;
 QtDesktop::~QtDesktop() = default;
 
@@ -46,8 +48,7 @@ bool QtDesktop::bringWindowToFront() {
 
 bool QtDesktop::mayOpen(const QUrl& url) {
     const QString scheme = url.scheme();
-    return url.isValid() && !url.host().isEmpty() &&
-           (scheme == QStringLiteral("https") || scheme == QStringLiteral("http"));
+    return url.isValid() && !url.host().isEmpty() && (scheme == u"https"_s || scheme == u"http"_s);
 }
 
 void QtDesktop::open(const QUrl& url) {
