@@ -2,12 +2,12 @@
 
 #include "application/TimeTrackerCore.h"
 #include "platform/linux/LinuxPlatform.h"
-#include "platform/linux/SingleInstance.h"
 #include "screens/design/ThemeManager.h"
 #include "screens/design/VRImages.h"
 #include "screens/root/PopoverModel.h"
 #include "screens/signin/LoginModel.h"
 #include "screens/tracker/TrackerModel.h"
+#include "shell/control/SingleInstance.h"
 #include "shell/window/MainWindow.h"
 #include "shell/window/QtDesktop.h"
 

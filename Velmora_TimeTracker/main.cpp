@@ -1,7 +1,7 @@
 #include "Velmora_TimeTrackerApp.h"
-#include "platform/linux/CoreFiles.h"
-#include "platform/linux/LinuxApplicationInfo.h"
-#include "platform/linux/SingleInstance.h"
+#include "platform/linux/base/CoreFiles.h"
+#include "platform/linux/base/LinuxApplicationInfo.h"
+#include "shell/control/SingleInstance.h"
 
 #include <QApplication>
 #include <cstdio>

@@ -3,11 +3,12 @@
 // passed.
 
 #include "PlainCapture.h"
-#include "platform/linux/X11DisplaySource.h"
-#include "tests/platform/X11TestClient.h"
-#include "tests/platform/XvfbFixture.h"
+#include "platform/linux/x11/X11DisplaySource.h"
+#include "tests/platform/x11/X11TestClient.h"
+#include "tests/platform/x11/XvfbFixture.h"
 
 #include <QCoreApplication>
+#include <QCoroTask>
 #include <QFile>
 #include <QProcess>
 #include <QStandardPaths>
@@ -64,7 +65,7 @@ bool takeOurPicture(X11DisplaySource& source, const QString& path) {
     const auto* list = std::get_if<std::vector<DisplayDescription>>(&displays);
     if (!list || list->size() != 1)
         return false;
-    const auto result = source.picture(list->front(), outSize, 0.6);
+    const auto result = QCoro::waitFor(source.picture(list->front(), outSize, 0.6));
     const auto* picture = std::get_if<Picture>(&result);
     QFile file(path);
     return picture && file.open(QIODevice::WriteOnly) && file.write(picture->jpeg) == picture->jpeg.size();

@@ -1,10 +1,10 @@
 // What it costs to bring an input event from the X server to the counters, over the smallest client that
 // counts the same events. Fails when a bound is passed, or when anything is allocated on the way.
 
-#include "platform/linux/LinuxClock.h"
-#include "platform/linux/X11InputListener.h"
-#include "tests/platform/X11TestClient.h"
-#include "tests/platform/XvfbFixture.h"
+#include "platform/linux/base/LinuxClock.h"
+#include "platform/linux/x11/X11InputListener.h"
+#include "tests/platform/x11/X11TestClient.h"
+#include "tests/platform/x11/XvfbFixture.h"
 #include "tracking/ActivityTracker.h"
 
 #include <QCoreApplication>

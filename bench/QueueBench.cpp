@@ -6,12 +6,12 @@
 #include "backend/Backend.h"
 #include "capture/CaptureFolder.h"
 #include "model/ISO8601.h"
-#include "platform/linux/LinuxClock.h"
-#include "platform/linux/LinuxRandom.h"
-#include "platform/linux/LinuxURLSession.h"
+#include "platform/linux/base/LinuxClock.h"
+#include "platform/linux/base/LinuxRandom.h"
+#include "platform/linux/network/LinuxURLSession.h"
 #include "platform/simulated/SimulatedPlatform.h"
 #include "server/APIEndpoints.h"
-#include "server/APITimeZoneResolver.h"
+#include "storage/APITimeZoneResolver.h"
 #include "storage/DomainStorage.h"
 #include "storage/KeychainService.h"
 #include "storage/SQLiteStore.h"
@@ -96,7 +96,7 @@ private:
     APITimeZoneResolver zones_{preferences_, clock_};
     KeychainService keychain_{secrets_};
     APIEndpoints endpoints_{domain_, information_};
-    LinuxURLSession http_;
+    LinuxURLSession http_{"bench/1"};
     ThreadExecutor worker_{"bench.worker"};
     std::optional<SQLiteStore> store_;
     RetryManager retry_{clock_, random_};

@@ -3,7 +3,7 @@
 #include "model/ISO8601.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"
-#include "storage/ApplicationFolder.h"
+#include "platform/PrivateFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -83,7 +83,7 @@ void StallLog::append(const QString& file, Date now, Seconds stall) {
     qCCritical(Log::legacyShell, "Main thread stall: %lldms", milliseconds);
 
     const QFileInfo place(file);
-    if (!place.exists() && !ApplicationFolder::create(place.absolutePath()))
+    if (!place.exists() && !PrivateFiles::create(place.absolutePath()))
         return;
     QFile log(file);
     if (!log.open(QFile::WriteOnly | QFile::Append, ownerOnly))

@@ -1,6 +1,7 @@
 #include "application/TimeTrackerCore.h"
 
 #include "capture/CaptureFolder.h"
+#include "platform/PrivateFiles.h"
 #include "storage/ApplicationFolder.h"
 #include "storage/PreferenceStores.h"
 
@@ -16,7 +17,7 @@ const QString idleQuestion = u"IdleQuestionDialog"_s;
 
 QString createdFolder(const ApplicationInfo& information) {
     const QString folder = ApplicationFolder::path(information);
-    ApplicationFolder::create(folder);
+    PrivateFiles::create(folder);
     return folder;
 }
 

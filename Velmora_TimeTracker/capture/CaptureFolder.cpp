@@ -2,6 +2,7 @@
 
 #include "model/Session.h"
 #include "platform/Log.h"
+#include "platform/PrivateFiles.h"
 #include "storage/ApplicationFolder.h"
 
 #include <QCryptographicHash>
@@ -28,7 +29,7 @@ void CaptureFolder::movePictures(const QString& from, const QString& to) {
     const QStringList names = QDir(from).entryList(QDir::Files | QDir::Hidden, QDir::NoSort);
     if (names.isEmpty())
         return;
-    ApplicationFolder::create(to);
+    PrivateFiles::create(to);
     for (const QString& name : names)
         QFile::rename(from + u'/' + name, to + u'/' + name);
     QDir().rmdir(from);

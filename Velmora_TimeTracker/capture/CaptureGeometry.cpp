@@ -14,12 +14,7 @@ QSize CaptureGeometry::cappedPixelSize(int width, int height, int maxDimension) 
     return {scaled(width), scaled(height)};
 }
 
-QSize CaptureGeometry::nativePixelSize(const DisplayDescription& display, double pixelScale) {
-    const auto native = [pixelScale](int points) { return static_cast<int>(std::ceil(points * pixelScale)); };
+QSize CaptureGeometry::nativePixelSize(const DisplayDescription& display) {
+    const auto native = [&](int points) { return static_cast<int>(std::ceil(points * display.pixelsPerPoint)); };
     return {native(display.size.width()), native(display.size.height())};
-}
-
-double CaptureGeometry::pixelScale(const DisplayDescription& display) {
-    const double ratio = display.pixelsPerPoint;
-    return ratio >= 1 && ratio <= 3 ? ratio : 1;
 }

@@ -14,10 +14,7 @@ inline constexpr int maxDimension = 1920;
 /// never scaled up.
 QSize cappedPixelSize(int width, int height, int maxDimension);
 
-/// Native pixels of a display: each side times `pixelScale`, rounded up.
-QSize nativePixelSize(const DisplayDescription& display, double pixelScale);
-
-/// Pixels of one point as the mode of a display tells them, believed from 1 to 3; otherwise 1.
-double pixelScale(const DisplayDescription& display);
+/// Native pixels of a display: each side times `pixelsPerPoint`, rounded up.
+QSize nativePixelSize(const DisplayDescription& display);
 
 } // namespace CaptureGeometry

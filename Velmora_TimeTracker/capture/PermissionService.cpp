@@ -14,7 +14,7 @@ bool PermissionService::hasInputMonitoringPermission() const {
     const QString word = status == 0   ? u"Granted"_s
                          : status == 1 ? u"Denied"_s
                                        : u"Unknown(rawValue: %1)"_s.arg(status);
-    qCDebug(Log::permissions, "IOHIDCheckAccess(ListenEvent) = %s", qUtf8Printable(word));
+    qCDebug(Log::permissions, "Input monitoring = %s", qUtf8Printable(word));
     return status == 0;
 }
 
@@ -26,13 +26,17 @@ bool PermissionService::requestInputMonitoringPermissionIfNeeded() {
     if (hasInputMonitoringPermission())
         return true;
     if (hasPromptedInputMonitoringThisLaunch_) {
-        qCDebug(Log::permissions, "IOHIDRequestAccess: skipped (already prompted this launch)");
+        qCDebug(Log::permissions, "Input monitoring request: skipped (already prompted this launch)");
         return false;
     }
     hasPromptedInputMonitoringThisLaunch_ = true;
     const bool granted = permissions_.requestInputMonitoring();
-    qCInfo(Log::permissions, "IOHIDRequestAccess(ListenEvent) = %s", granted ? "granted" : "denied");
+    qCInfo(Log::permissions, "Input monitoring request = %s", granted ? "granted" : "denied");
     return granted;
+}
+
+QString PermissionService::explanation() const {
+    return permissions_.explanation();
 }
 
 void PermissionService::openScreenRecordingSettings() {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QString>
+
 class Permissions;
 
 /// Queries and actions around the two permissions that tracking needs. It never decides what to do about a
@@ -16,6 +18,9 @@ public:
 
     /// True when granted. The system's prompt is raised at most once in the life of the process.
     bool requestInputMonitoringPermissionIfNeeded();
+
+    /// Why a permission is missing, for the user; empty when none is, or no reason is known.
+    QString explanation() const;
 
     void openScreenRecordingSettings();
     void openInputMonitoringSettings();

@@ -2,15 +2,14 @@
 
 #include "capture/CaptureFolder.h"
 #include "capture/CaptureGeometry.h"
-#include "capture/SingleFrameCollector.h"
 #include "model/ISO8601.h"
 #include "model/Session.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"
 #include "platform/Permissions.h"
+#include "platform/PrivateFiles.h"
 #include "platform/Task.h"
-#include "server/APITimeZoneResolver.h"
-#include "storage/ApplicationFolder.h"
+#include "storage/APITimeZoneResolver.h"
 
 #include <algorithm>
 #include <utility>
@@ -20,14 +19,13 @@ namespace {
 constexpr Seconds firstCaptureAfter = 60;
 constexpr Seconds leeway = 15;
 constexpr qint64 maxIntervalMinutes = 20 * 24 * 60; ///< What timers can be asked for; the server may send anything.
-constexpr Seconds frameTimeout = 5;
 constexpr double jpegQuality = 0.6;
 
 enum class CaptureOutcome { captured, permissionLost, localFailure };
-using Taken = std::variant<Picture, CaptureOutcome>;
+using CaptureResult = std::variant<Picture, CaptureOutcome>;
 
 CaptureOutcome sourceFailed(const DisplayError& error) {
-    qCCritical(Log::capture, "ScreenCaptureKit capture failed: %s", qUtf8Printable(error.description));
+    qCCritical(Log::capture, "Screen capture failed: %s", qUtf8Printable(error.description));
     return error.isDenial ? CaptureOutcome::permissionLost : CaptureOutcome::localFailure;
 }
 
@@ -36,40 +34,10 @@ CaptureOutcome encodingFailed(int index) {
     return CaptureOutcome::localFailure;
 }
 
-Taken singlePicture(DisplaySource& displays, const DisplayDescription& display, int index, QSize size) {
-    PictureResult result = displays.picture(display, size, jpegQuality);
-    if (const auto* error = std::get_if<DisplayError>(&result))
-        return sourceFailed(*error);
-    if (std::holds_alternative<EncodingFailed>(result))
-        return encodingFailed(index);
-    return std::get<Picture>(std::move(result));
-}
-
-/// The first complete frame of a stream that is torn down after it.
-Task<Taken> streamedPicture(DisplaySource& displays, DisplayDescription display, int index, QSize size) {
-    const auto collector = std::make_shared<SingleFrameCollector>();
-    const auto stream = displays.makeStream(display, size);
-    const auto error = stream
-                           ? stream->start([collector](StreamSample sample) { collector->receive(std::move(sample)); })
-                           : DisplayError{"the display offers no stream"};
-    if (error)
-        co_return sourceFailed(*error);
-    const std::optional<RawImage> frame = co_await collector->waitForFrame(frameTimeout);
-    stream->stop();
-    if (!frame) {
-        qCCritical(Log::capture, "SCStream produced no usable frame for display %d", index);
-        co_return CaptureOutcome::localFailure;
-    }
-    const std::optional<QByteArray> jpeg = displays.encode(*frame, jpegQuality);
-    if (!jpeg)
-        co_return encodingFailed(index);
-    co_return Picture{*jpeg, frame->size};
-}
-
 } // namespace
 
 struct ScreenCaptureService::Cycle {
-    Dependencies on;
+    Dependencies deps;
     QUuid sessionId;
     QString directory;
     std::shared_ptr<const Callbacks> callbacks;
@@ -78,7 +46,7 @@ struct ScreenCaptureService::Cycle {
     static Task<> run(Cycle cycle);
 
     Task<CaptureOutcome> captureAllDisplays(QString timestampToken) const;
-    Task<Taken> take(DisplayDescription display, int index) const;
+    Task<CaptureResult> take(DisplayDescription display, int index) const;
     std::optional<CaptureOutcome> save(const Picture& picture, int index, const QString& timestampToken) const;
     QString timestampToken() const;
     void report(CaptureOutcome outcome) const;
@@ -94,21 +62,21 @@ Task<> ScreenCaptureService::Cycle::run(Cycle cycle) {
 }
 
 QString ScreenCaptureService::Cycle::timestampToken() const {
-    return ISO8601::text(on.clock.now(), on.timeZones.storedTimeZone()).replace(u':', u'-');
+    return ISO8601::text(deps.clock.now(), deps.timeZones.storedTimeZone()).replace(u':', u'-');
 }
 
 Task<CaptureOutcome> ScreenCaptureService::Cycle::captureAllDisplays(QString timestampToken) const {
-    const auto listed = on.displays.displays();
+    const auto listed = deps.displays.displays();
     if (const auto* error = std::get_if<DisplayError>(&listed))
         co_return sourceFailed(*error);
     const auto& displays = std::get<std::vector<DisplayDescription>>(listed);
     if (displays.empty()) {
-        qCCritical(Log::capture, "ScreenCaptureKit: no displays in shareable content");
+        qCCritical(Log::capture, "Screen capture failed: the session has no display");
         co_return CaptureOutcome::localFailure;
     }
     int index = 0;
     for (const DisplayDescription& display : displays) {
-        const Taken taken = co_await take(display, index);
+        const CaptureResult taken = co_await take(display, index);
         if (service.expired())
             co_return CaptureOutcome::localFailure;
         if (const auto* failure = std::get_if<CaptureOutcome>(&taken))
@@ -121,23 +89,22 @@ Task<CaptureOutcome> ScreenCaptureService::Cycle::captureAllDisplays(QString tim
     co_return CaptureOutcome::captured;
 }
 
-Task<Taken> ScreenCaptureService::Cycle::take(DisplayDescription display, int index) const {
-    // A streaming display tells how dense it is by its mode, and not every mode is to be believed.
-    const bool streams = on.displays.deliversStreams();
-    const double scale = streams ? CaptureGeometry::pixelScale(display) : display.pixelsPerPoint;
-    const QSize native = CaptureGeometry::nativePixelSize(display, scale);
+Task<CaptureResult> ScreenCaptureService::Cycle::take(DisplayDescription display, int index) const {
+    const QSize native = CaptureGeometry::nativePixelSize(display);
     const QSize size = CaptureGeometry::cappedPixelSize(native.width(), native.height(), CaptureGeometry::maxDimension);
-    if (streams)
-        co_return co_await streamedPicture(on.displays, display, index, size);
-    co_return singlePicture(on.displays, display, index, size);
+    PictureResult result = co_await deps.displays.picture(display, size, jpegQuality);
+    if (const auto* error = std::get_if<DisplayError>(&result))
+        co_return sourceFailed(*error);
+    if (std::holds_alternative<EncodingFailed>(result))
+        co_return encodingFailed(index);
+    co_return std::get<Picture>(std::move(result));
 }
 
 std::optional<CaptureOutcome> ScreenCaptureService::Cycle::save(const Picture& picture, int index,
                                                                 const QString& timestampToken) const {
     const QString path = directory + u'/' + CaptureFolder::fileName(sessionId, timestampToken, index);
     // Dated by the clock that later judges its age.
-    const QString error =
-        ApplicationFolder::replaceFile(path, picture.jpeg, on.clock.now().toDateTime(QTimeZone::utc()));
+    const QString error = PrivateFiles::replaceFile(path, picture.jpeg, deps.clock.now().toDateTime(QTimeZone::utc()));
     if (!error.isEmpty()) {
         qCCritical(Log::capture, "Failed writing screenshot: %s", qUtf8Printable(error));
         return CaptureOutcome::localFailure;
@@ -169,7 +136,7 @@ void ScreenCaptureService::Cycle::report(CaptureOutcome outcome) const {
 ScreenCaptureService::ScreenCaptureService(const Dependencies& dependencies)
     : deps_(dependencies)
     , capturesDirectory_(CaptureFolder::capturesBaseDirectory(dependencies.information)) {
-    ApplicationFolder::create(capturesDirectory_);
+    PrivateFiles::create(capturesDirectory_);
 }
 
 ScreenCaptureService::~ScreenCaptureService() {
@@ -190,7 +157,7 @@ void ScreenCaptureService::start(QUuid sessionId, const QString& domainKey, qint
         const Seconds first = goesOn ? std::clamp(left_, 0.0, interval_) : firstCaptureAfter;
         due_ = uptime() + first;
         capturesDirectory_ = CaptureFolder::capturesDirectory(deps_.information, domainKey);
-        ApplicationFolder::create(capturesDirectory_);
+        PrivateFiles::create(capturesDirectory_);
         qCInfo(Log::capture, "Screenshot timer started: first capture in %.0fs, then every %.0fs", first, interval_);
         timer_ = deps_.queue.every(first, interval_, leeway, [this, shared] { tick(shared); });
     });

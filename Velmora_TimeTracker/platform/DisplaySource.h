@@ -1,13 +1,10 @@
 #pragma once
 
-#include "platform/Date.h"
+#include "platform/Task.h"
 
 #include <QByteArray>
 #include <QSize>
 #include <QString>
-#include <functional>
-#include <memory>
-#include <optional>
 #include <variant>
 #include <vector>
 
@@ -38,30 +35,6 @@ struct EncodingFailed {};
 
 using PictureResult = std::variant<Picture, EncodingFailed, DisplayError>;
 
-/// Uncompressed pixels, four bytes each in the order blue, green, red, unused; rows without padding.
-struct RawImage {
-    QSize size;
-    QByteArray bgrx;
-};
-
-/// What a stream delivers now and then.
-struct StreamSample {
-    bool isScreen = true;           ///< False for other kinds of output, which are ignored.
-    std::optional<int> frameStatus; ///< 0 means a complete frame; absent means unknown, that is, incomplete.
-    std::optional<RawImage> image;
-};
-
-/// A running stream of one display's frames, for sources that cannot take single pictures.
-class DisplayStream {
-public:
-    using Handler = std::function<void(StreamSample)>;
-    virtual ~DisplayStream() = default;
-    /// Starts delivering to `handler`, on the serial queue "com.velmora.timetracker.screencapture.frame".
-    virtual std::optional<DisplayError> start(Handler handler) = 0;
-    /// No handler runs after it returned.
-    virtual void stop() = 0;
-};
-
 /// Pictures of the displays. Called from background threads only; calls do not overlap.
 class DisplaySource {
 public:
@@ -71,10 +44,6 @@ public:
 
     /// One picture of a display without the cursor, scaled to `pixelSize`, as JPEG of `quality` (0 to 1). It is scaled
     /// and encoded while it streams through memory; the whole frame is never held uncompressed.
-    virtual PictureResult picture(const DisplayDescription& display, QSize pixelSize, double quality) = 0;
-
-    /// True when pictures come from a stream (`makeStream`, `encode`) and not from `picture`.
-    virtual bool deliversStreams() const { return false; }
-    virtual std::unique_ptr<DisplayStream> makeStream(const DisplayDescription&, QSize) { return nullptr; }
-    virtual std::optional<QByteArray> encode(const RawImage&, double /*quality*/) { return std::nullopt; }
+    /// Starts at once and resumes on the calling executor.
+    virtual Task<PictureResult> picture(DisplayDescription display, QSize pixelSize, double quality) = 0;
 };

@@ -10,7 +10,8 @@ class IdleTimeSource {
 public:
     virtual ~IdleTimeSource() = default;
 
-    /// Seconds since the last event of the type: mouseMoved, which a drag may count as, or keyDown; since the source came
-    /// up when there was none yet. Absent when this session cannot tell: then nobody is ever called idle.
+    /// Seconds since the last event of the type: mouseMoved, which a drag may count as, or keyDown; or since any input, where
+    /// the session does not tell them apart; since the source came up when there was none yet. Absent when the session does
+    /// not report input: the user is then never idle.
     virtual std::optional<Seconds> secondsSinceLast(InputEventType type) = 0;
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QString>
+
 /// What the desktop session lets this program do. Every query is asked afresh. Safe to call from any thread.
 class Permissions {
 public:
@@ -13,6 +15,9 @@ public:
 
     /// Asks the system for input monitoring, with its prompt if it has one; true when granted.
     virtual bool requestInputMonitoring() = 0;
+
+    /// Why what is denied is denied, in sentences for the user; empty when nothing is denied or no reason is known.
+    virtual QString explanation() = 0;
 
     virtual void openScreenRecordingSettings() = 0;
     virtual void openInputMonitoringSettings() = 0;

@@ -4,8 +4,8 @@
 #include "platform/Clock.h"
 #include "platform/Log.h"
 #include "platform/PreferenceStore.h"
+#include "platform/PrivateFiles.h"
 #include "platform/Random.h"
-#include "storage/ApplicationFolder.h"
 #include "storage/PreferenceStores.h"
 
 #include <algorithm>
@@ -32,7 +32,7 @@ RemoteConfigService::RemoteConfigService(APIClient& api, const AuthService& auth
     , random_(random)
     , worker_(worker)
     , fileURL_(folder + u"/config.json"_s) {
-    ApplicationFolder::create(folder);
+    PrivateFiles::create(folder);
 }
 
 Task<RemoteConfig> RemoteConfigService::fetchConfig() {
@@ -78,11 +78,11 @@ void RemoteConfigService::writeCache(RemoteConfig config, const QString& owner) 
     config.todayDate.reset();
     QJsonObject record = Json::object(encodeRemoteConfig(config)).value();
     record.insert(ownerKey, owner);
-    ApplicationFolder::replaceFile(fileURL_, Json::compact(record));
+    PrivateFiles::replaceFile(fileURL_, Json::compact(record));
 }
 
 std::optional<RemoteConfig> RemoteConfigService::cachedConfig() const {
-    const auto stored = ApplicationFolder::readFile(fileURL_);
+    const auto stored = PrivateFiles::readFile(fileURL_);
     if (!stored.failure.isEmpty())
         qCCritical(Log::session, "The configuration cache cannot be read: %s", qUtf8Printable(stored.failure));
     if (!stored.text)
@@ -98,7 +98,7 @@ std::optional<RemoteConfig> RemoteConfigService::cachedConfig() const {
 
 void RemoteConfigService::setAsideCache() const {
     const QString stamp = clock_.now().toDateTime(QTimeZone::utc()).toString(u"yyyyMMdd-HHmmss"_s);
-    const QString moved = ApplicationFolder::setAside(fileURL_, stamp);
+    const QString moved = PrivateFiles::setAside(fileURL_, stamp);
     qCCritical(Log::session, "The configuration cache could not be read; set aside as %s", qUtf8Printable(moved));
 }
 

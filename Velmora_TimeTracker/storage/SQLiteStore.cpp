@@ -2,7 +2,7 @@
 
 #include "platform/Clock.h"
 #include "platform/Log.h"
-#include "storage/ApplicationFolder.h"
+#include "platform/PrivateFiles.h"
 #include "storage/DomainStorage.h"
 #include "storage/Statement.h"
 #include "storage/StoreStatements.h"
@@ -148,7 +148,7 @@ void SQLiteStore::openIfNeeded() {
 }
 
 void SQLiteStore::openOrReplace() {
-    ApplicationFolder::create(QFileInfo(dbURL_).path());
+    PrivateFiles::create(QFileInfo(dbURL_).path());
     const QFileInfo file(dbURL_);
     const int code = file.exists() && !file.isFile() ? SQLITE_NOTADB : open();
     if (!isDamage(code))
@@ -224,7 +224,7 @@ void SQLiteStore::beginNewDatabase(int code) {
         close();
     }
     const QString stamp = clock_.now().toDateTime(QTimeZone::utc()).toString("yyyyMMdd-HHmmss");
-    const QString aside = ApplicationFolder::setAside(dbURL_, stamp);
+    const QString aside = PrivateFiles::setAside(dbURL_, stamp);
     if (aside.isEmpty()) {
         qCCritical(Log::session, "SQLiteStore: unusable database (rc=%d), and it cannot be set aside", code);
         connect(); // to what the file still gives

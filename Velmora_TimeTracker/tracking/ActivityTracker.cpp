@@ -23,7 +23,7 @@ bool ActivityTracker::start() {
     // Outside the lock: the tap's thread may deliver at once, and its handler takes the lock.
     auto tap = source_.openTap([this](InputEventType type) { handleEvent(type); });
     if (!tap) {
-        qCCritical(Log::activity, "Failed creating CGEvent tap");
+        qCCritical(Log::activity, "Failed opening the input event tap");
         return false;
     }
     const std::lock_guard guard(state_);

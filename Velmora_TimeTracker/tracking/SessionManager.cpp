@@ -6,7 +6,7 @@
 #include "platform/Log.h"
 #include "platform/PreferenceStore.h"
 #include "platform/Random.h"
-#include "server/APITimeZoneResolver.h"
+#include "storage/APITimeZoneResolver.h"
 #include "storage/DomainStorage.h"
 #include "storage/PreferenceStores.h"
 #include "storage/SQLiteStore.h"

@@ -2,8 +2,8 @@
 
 #include "model/ISO8601.h"
 #include "model/Session.h"
+#include "platform/PrivateFiles.h"
 #include "platform/Random.h"
-#include "storage/ApplicationFolder.h"
 
 #include <QDir>
 #include <QFile>
@@ -58,7 +58,7 @@ std::optional<Date> parseCompactTimestamp(const QString& token) {
 } // namespace
 
 QStringList ScreenshotFiles::forSession(const QUuid& sessionId, const QString& directory) {
-    ApplicationFolder::create(directory);
+    PrivateFiles::create(directory);
     const QString prefix = uuidText(sessionId) + u'_';
     QStringList paths;
     for (const QString& name : entries(directory))

@@ -6,7 +6,7 @@
 #include "platform/Log.h"
 #include "platform/Random.h"
 #include "server/APIError.h"
-#include "server/APITimeZoneResolver.h"
+#include "storage/APITimeZoneResolver.h"
 #include "storage/DomainStorage.h"
 #include "storage/PreferenceStores.h"
 #include "upload/HeartbeatPayload.h"

@@ -1,7 +1,7 @@
 #include "capture/ScreenCaptureService.h"
 
 #include "platform/simulated/SimulatedPlatform.h"
-#include "server/APITimeZoneResolver.h"
+#include "storage/APITimeZoneResolver.h"
 #include "tests/support/DatabaseProbe.h"
 #include "tests/support/LogCapture.h"
 
@@ -110,7 +110,7 @@ TEST_F(ScreenCapture, whileNotEligibleNothingIsProbed) {
 
 TEST_F(ScreenCapture, outcomeOfEachFailureAndTheFirstOneEndsTheCycle) {
     using D = SimulatedDisplays;
-    const QString source = "ScreenCaptureKit capture failed: ";
+    const QString source = "Screen capture failed: ";
     const StreamSample blank{true, 0, RawImage{}};
     struct {
         QString error; ///< How it begins.
@@ -119,11 +119,11 @@ TEST_F(ScreenCapture, outcomeOfEachFailureAndTheFirstOneEndsTheCycle) {
     } const cases[] = {
         {source + "no list", 1, 0, [](D& d) { d.listError = "no list"; }},
         {source + "busy", 0, 0, [](D& d) { d.listError = "busy", d.isListErrorDenial = false; }},
-        {"ScreenCaptureKit: no displays in shareable content", 0, 0, [](D& d) { d.list = {}; }},
+        {"Screen capture failed: the session has no display", 0, 0, [](D& d) { d.list = {}; }},
         {source + "simulated picture", 1, 1, [](D& d) { d.failingPictures = {2}; }},
         {"Failed JPEG conversion for display 1", 0, 1, [](D& d) { d.failingEncodings = {2}; }},
         {source + "no stream", 1, 0, [](D& d) { d.streams = true, d.streamError = "no stream"; }},
-        {"SCStream produced no usable frame for display 0", 0, 0, [](D& d) { d.streams = true; }},
+        {"The stream produced no usable frame for display 1", 0, 0, [](D& d) { d.streams = true; }},
         {"Failed JPEG conversion for display 0", 0, 0, [&](D& d) { d.streams = true, d.streamSamples = {blank}; }},
         {"Failed writing screenshot: ", 0, 0, [this](D&) { QDir(captures).removeRecursively(); }},
     };

@@ -229,8 +229,8 @@ class OnWayland(RealProgram):
         self.signed_in(then="#permissionExplanation")
         for _ in range(2):
             self.assertTrue(desktop.shows("Permissions Required"))
-            self.assertEqual(desktop.text_of("#permissionExplanation"), "This desktop session offers no screen "
-                             "pictures or input counting (Wayland or no X server).")
+            self.assertEqual(desktop.text_of("#permissionExplanation"), "This version offers no screen pictures or "
+                             "input counting on Wayland.")
             for row in ("#openScreenRecording", "#openInputMonitoring"):
                 self.assertEqual(desktop.text_of(row + "State"), "Not granted")
                 desktop.press(row)  # no settings program is there to be opened

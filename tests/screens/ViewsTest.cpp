@@ -25,6 +25,7 @@ TEST_F(Views, TheProgramHoldsInEveryLook) {
     press("#midnightStartNew");
     EXPECT_EQ(control<QLabel>(*shown, "#projectName")->textFormat(), Qt::PlainText);
     world.machine.permissions.screenRecording = false;
+    world.machine.permissions.denialReason = "This session offers no screen pictures.";
     root->checkPermissionsAgain();
     inEveryLook("#permissionExplanation");
     world.config.latestClientVersion = "99." + QString(500, '9');

@@ -1,5 +1,5 @@
 #include "ServerWorld.h"
-#include "platform/linux/LinuxURLSession.h"
+#include "platform/linux/network/LinuxURLSession.h"
 #include "tests/support/LoopbackServer.h"
 
 namespace {
@@ -156,7 +156,7 @@ TEST_F(APIClientTest, EachEndpointHasItsMethodTokenAndBodyOverRealHTTP) {
     const LoopbackServer server(answering([](const URLRequest& request) {
         return URLResponse{request.url.path().endsWith("config") ? 503 : 200, {}, "{}"};
     }));
-    LinuxURLSession network;
+    LinuxURLSession network{"tests/1"};
     sendOver(network, machine.urlSession);
     domain.setBaseURL(server.url("/api/v1/"));
     signIn("old");

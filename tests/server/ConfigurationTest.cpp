@@ -1,4 +1,5 @@
 #include "ServerWorld.h"
+#include "platform/PrivateFiles.h"
 #include "tests/support/FullDisk.h"
 
 #include <QDir>
@@ -55,7 +56,7 @@ TEST_F(ConfigurationTest, TheCacheServesItsOwnerWithoutTodaysTotal) {
     domain.setBaseURL(QUrl("https://new.example/api/v1/"));
     EXPECT_FALSE(remoteConfig.cachedConfig());
     domain.setBaseURL(root);
-    ApplicationFolder::replaceFile(remoteConfig.fileURL(), encodeRemoteConfig(config));
+    PrivateFiles::replaceFile(remoteConfig.fileURL(), encodeRemoteConfig(config));
     EXPECT_FALSE(remoteConfig.cachedConfig()) << "of an earlier version, nobody knows whose";
     EXPECT_EQ(filesOfFolder(), QStringList{"config.json"}) << "but not damaged";
 }
@@ -63,7 +64,7 @@ TEST_F(ConfigurationTest, TheCacheServesItsOwnerWithoutTodaysTotal) {
 TEST_F(ConfigurationTest, ACacheThatMakesNoSenseIsSetAsideOnce) {
     const QByteArray keyless = encodeRemoteConfig(config).replace("device_id", "devise_id");
     for (const QByteArray& damage : {QByteArray(""), QByteArray("{"), keyless}) {
-        ApplicationFolder::replaceFile(remoteConfig.fileURL(), damage);
+        PrivateFiles::replaceFile(remoteConfig.fileURL(), damage);
         const auto lines = log.lines(QtCriticalMsg).size();
         EXPECT_FALSE(remoteConfig.cachedConfig() || remoteConfig.cachedConfig());
         EXPECT_EQ(log.lines(QtCriticalMsg).size(), lines + 1);

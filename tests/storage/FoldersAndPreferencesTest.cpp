@@ -1,4 +1,4 @@
-#include "storage/ApplicationFolder.h"
+#include "platform/PrivateFiles.h"
 #include "storage/KeychainService.h"
 #include "storage/PreferenceStores.h"
 #include "tests/support/StoreWorld.h"
@@ -12,17 +12,17 @@ TEST(ApplicationFolder, IsPrivateWhateverTheMaskAndWhateverItWas) {
         const QTemporaryDir directory;
         const QString own = directory.filePath("share/Velmora TimeTracker");
         const mode_t before = ::umask(mask);
-        EXPECT_TRUE(ApplicationFolder::create(own + "/captures/acme.test/"));
+        EXPECT_TRUE(PrivateFiles::create(own + "/captures/acme.test/"));
         ::umask(before);
         for (const char* level : {"/..", "", "/captures", "/captures/acme.test"}) {
             EXPECT_EQ(modeOf(own + level), 0700U) << level << " mask " << mask;
             ASSERT_EQ(::chmod(QFile::encodeName(own + level).constData(), 0755), 0);
         }
-        EXPECT_TRUE(ApplicationFolder::create(own + "/captures"));
+        EXPECT_TRUE(PrivateFiles::create(own + "/captures"));
         EXPECT_EQ(modeOf(own + "/.."), 0755U) << "the user's own business";
         EXPECT_TRUE(modeOf(own) == 0700 && modeOf(own + "/captures") == 0700);
         overwrite(own + "/file", "in the way");
-        EXPECT_FALSE(ApplicationFolder::create(own + "/file/below"));
+        EXPECT_FALSE(PrivateFiles::create(own + "/file/below"));
     }
 }
 

@@ -1,5 +1,5 @@
 #include "UploadWorld.h"
-#include "platform/linux/LinuxURLSession.h"
+#include "platform/linux/network/LinuxURLSession.h"
 #include "tests/support/LoopbackServer.h"
 
 using Code = URLError::Code;
@@ -43,7 +43,7 @@ TEST(UploadFailures, endEachKindOfTaskAsTheTableTellsAndWhatIsLeftArrivesLater) 
     for (int code = 0; code <= int(Code::other); ++code)
         failures.emplace_back("code " + QByteArray::number(code), "oooo", Network::failure(Code(code)));
 
-    LinuxURLSession http;
+    LinuxURLSession http{"tests/1"};
     LoopbackServer::Script script;
     std::vector<QByteArray> arrived;
     const LoopbackServer server([&](QTcpSocket& socket, const URLRequest& request) {

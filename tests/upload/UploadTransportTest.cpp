@@ -1,5 +1,5 @@
 #include "UploadWorld.h"
-#include "platform/linux/LinuxURLSession.h"
+#include "platform/linux/network/LinuxURLSession.h"
 #include "tests/support/LoopbackServer.h"
 
 TEST_F(Upload, overHTTPEachKindOfTaskArrivesAndARefreshedTokenRepeatsOnce) {
@@ -8,7 +8,7 @@ TEST_F(Upload, overHTTPEachKindOfTaskArrivesAndARefreshedTokenRepeatsOnce) {
         return isExpired ? URLResponse{401, {}, {}}
                          : URLResponse{200, {}, R"({"data":{"today_total_seconds":9,"today_date":"d"}})"};
     }));
-    LinuxURLSession http;
+    LinuxURLSession http{"tests/1"};
     domain.setBaseURL(server.url("/api/v1/"));
     sendOver(http, machine.urlSession);
     zones.store("Asia/Ho_Chi_Minh");

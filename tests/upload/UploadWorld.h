@@ -2,7 +2,7 @@
 
 #include "model/ISO8601.h"
 #include "server/APIEndpoints.h"
-#include "server/APITimeZoneResolver.h"
+#include "storage/APITimeZoneResolver.h"
 #include "storage/KeychainService.h"
 #include "tests/support/StoreWorld.h"
 #include "upload/NetworkMonitor.h"

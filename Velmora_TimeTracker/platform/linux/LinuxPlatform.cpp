@@ -1,17 +1,16 @@
 #include "platform/linux/LinuxPlatform.h"
 
-#include "platform/linux/JsonPreferenceStore.h"
-#include "platform/linux/LibsecretStore.h"
-#include "platform/linux/LinuxApplicationInfo.h"
-#include "platform/linux/LinuxClock.h"
-#include "platform/linux/LinuxPathMonitor.h"
-#include "platform/linux/LinuxPermissions.h"
-#include "platform/linux/LinuxPowerEvents.h"
-#include "platform/linux/LinuxRandom.h"
-#include "platform/linux/LinuxURLSession.h"
-#include "platform/linux/QtExecutor.h"
-#include "platform/linux/X11DisplaySource.h"
-#include "platform/linux/X11InputListener.h"
+#include "platform/linux/base/JsonPreferenceStore.h"
+#include "platform/linux/base/LinuxApplicationInfo.h"
+#include "platform/linux/base/LinuxClock.h"
+#include "platform/linux/base/LinuxRandom.h"
+#include "platform/linux/base/QtExecutor.h"
+#include "platform/linux/bus/LibsecretStore.h"
+#include "platform/linux/bus/LinuxPowerEvents.h"
+#include "platform/linux/network/LinuxPathMonitor.h"
+#include "platform/linux/network/LinuxURLSession.h"
+#include "platform/linux/session/LinuxPermissions.h"
+#include "platform/linux/session/Roads.h"
 
 struct LinuxPlatform::Parts {
     LinuxApplicationInfo information;
@@ -26,13 +25,12 @@ struct LinuxPlatform::Parts {
     ThreadExecutor watchdog{"com.velmora.timetracker.watchdog"};
     ThreadExecutor userInitiated{"com.velmora.timetracker.userinitiated"};
 
-    LinuxURLSession urlSession;
+    LinuxURLSession urlSession{information.userAgent()};
     JsonPreferenceStore preferences{information.configurationFolder() + "/preferences.json", clock};
     LibsecretStore secrets;
 
-    X11InputListener input;
-    X11DisplaySource displays;
-    LinuxPermissions permissions{input, displays};
+    Roads roads = roadsOf(currentSessionKind());
+    LinuxPermissions permissions{*roads.input, *roads.pictures};
 
     QDBusConnection systemBus = QDBusConnection::systemBus();
     LinuxPowerEvents power{main, systemBus};
@@ -61,9 +59,9 @@ Platform LinuxPlatform::platform(Desktop& desktop) {
         .urlSession = p.urlSession,
         .preferences = p.preferences,
         .secrets = p.secrets,
-        .inputEvents = p.input,
-        .idleTime = p.input,
-        .displays = p.displays,
+        .inputEvents = *p.roads.input,
+        .idleTime = *p.roads.idleTime,
+        .displays = *p.roads.pictures,
         .permissions = p.permissions,
         .power = p.power,
         .path = p.path,

@@ -1,29 +1,15 @@
 #include "platform/simulated/SimulatedDisplays.h"
 
+#include "platform/StreamedDisplaySource.h"
+
 using namespace Qt::StringLiterals;
 
-std::variant<std::vector<DisplayDescription>, DisplayError> SimulatedDisplays::displays() {
-    if (listError)
-        return DisplayError{*listError, isListErrorDenial};
-    return list;
-}
-
-PictureResult SimulatedDisplays::picture(const DisplayDescription& display, QSize pixelSize, double quality) {
-    if (failingPictures.contains(display.id))
-        return DisplayError{u"simulated picture error"_s};
-    if (failingEncodings.contains(display.id))
-        return EncodingFailed{};
-    ++picturesTaken;
-    // A JPEG start marker, then what the picture shows; enough for everything that treats pictures as bytes.
-    const QByteArray text = u"display %1 %2x%3 at %4"_s.arg(display.id)
-                                .arg(pixelSize.width())
-                                .arg(pixelSize.height())
-                                .arg(quality)
-                                .toUtf8();
-    return Picture{QByteArray::fromHex("ffd8ffe0") + text + QByteArray::fromHex("ffd9"), pixelSize};
-}
-
 namespace {
+
+/// The start and the end marker of a JPEG around `content`: enough for everything that treats pictures as bytes.
+QByteArray jpegOf(const QByteArray& content) {
+    return QByteArray::fromHex("ffd8ffe0") + content + QByteArray::fromHex("ffd9");
+}
 
 class Stream : public DisplayStream {
 public:
@@ -43,14 +29,47 @@ private:
     SimulatedDisplays& displays_;
 };
 
+class Streams : public StreamSource {
+public:
+    explicit Streams(SimulatedDisplays& displays)
+        : displays_(displays) {}
+
+    std::variant<std::vector<DisplayDescription>, DisplayError> displays() override { return displays_.list; }
+    std::unique_ptr<DisplayStream> makeStream(const DisplayDescription&, QSize) override {
+        return std::make_unique<Stream>(displays_);
+    }
+    std::optional<QByteArray> encode(const RawImage& image, double) override {
+        return image.size.isEmpty() ? std::nullopt : std::optional(jpegOf(image.bgrx.left(16)));
+    }
+
+private:
+    SimulatedDisplays& displays_;
+};
+
 } // namespace
 
-std::unique_ptr<DisplayStream> SimulatedDisplays::makeStream(const DisplayDescription&, QSize) {
-    return std::make_unique<Stream>(*this);
+std::variant<std::vector<DisplayDescription>, DisplayError> SimulatedDisplays::displays() {
+    if (listError)
+        return DisplayError{*listError, isListErrorDenial};
+    Streams source(*this);
+    return streams ? StreamedDisplaySource(source).displays() : list;
 }
 
-std::optional<QByteArray> SimulatedDisplays::encode(const RawImage& image, double) {
-    if (image.size.isEmpty())
-        return std::nullopt;
-    return QByteArray::fromHex("ffd8ffe0") + image.bgrx.left(16) + QByteArray::fromHex("ffd9");
+Task<PictureResult> SimulatedDisplays::picture(DisplayDescription display, QSize pixelSize, double quality) {
+    if (streams) {
+        Streams source(*this);
+        StreamedDisplaySource streamed(source);
+        co_return co_await streamed.picture(display, pixelSize, quality);
+    }
+    if (failingPictures.contains(display.id))
+        co_return DisplayError{u"simulated picture error"_s};
+    if (failingEncodings.contains(display.id))
+        co_return EncodingFailed{};
+    ++picturesTaken;
+    const QByteArray text = u"display %1 %2x%3 at %4"_s.arg(display.id)
+                                .arg(pixelSize.width())
+                                .arg(pixelSize.height())
+                                .arg(quality)
+                                .toUtf8();
+    co_return Picture{jpegOf(text), pixelSize};
 }

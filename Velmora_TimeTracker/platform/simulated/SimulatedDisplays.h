@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/DisplaySource.h"
 #include "platform/Permissions.h"
+#include "platform/StreamSource.h"
 
 #include <QSet>
 #include <deque>
@@ -14,7 +14,7 @@ public:
     bool isListErrorDenial = true;
     QSet<quint32> failingPictures;  ///< By display id: the source raises an error.
     QSet<quint32> failingEncodings; ///< By display id: the picture does not encode.
-    bool streams = false;
+    bool streams = false;           ///< Pictures come from streams.
     /// What a stream delivers at once when it is started.
     std::vector<StreamSample> streamSamples;
     std::optional<QString> streamError;
@@ -22,10 +22,7 @@ public:
     int streamsStopped = 0;
 
     std::variant<std::vector<DisplayDescription>, DisplayError> displays() override;
-    PictureResult picture(const DisplayDescription& display, QSize pixelSize, double quality) override;
-    bool deliversStreams() const override { return streams; }
-    std::unique_ptr<DisplayStream> makeStream(const DisplayDescription& display, QSize pixelSize) override;
-    std::optional<QByteArray> encode(const RawImage& image, double quality) override;
+    Task<PictureResult> picture(DisplayDescription display, QSize pixelSize, double quality) override;
 };
 
 /// Grants as the script says; counts what was asked.
@@ -35,6 +32,7 @@ public:
     std::deque<bool> queuedScreenAnswers; ///< Given before `screenRecording` is looked at.
     int inputMonitoring = 0;
     bool grantsOnRequest = false;
+    QString denialReason;
     int screenProbes = 0;
     int requests = 0;
     int settingsOpened = 0;
@@ -53,6 +51,7 @@ public:
         ++requests;
         return grantsOnRequest;
     }
+    QString explanation() override { return denialReason; }
     void openScreenRecordingSettings() override { ++settingsOpened; }
     void openInputMonitoringSettings() override { ++settingsOpened; }
     void reset() override { ++resets; }

@@ -155,9 +155,8 @@ void PermissionView::refresh() {
     const auto states = model_.probePermissions();
     show(screen_, states.screenRecording);
     show(input_, states.inputMonitoring);
-    const auto words = Routing::permissionExplanation(states.screenRecording, states.inputMonitoring);
-    explanation_->setText(words.value_or(QString()));
-    explanation_->setVisible(words.has_value());
+    explanation_->setText(states.explanation);
+    explanation_->setVisible(!states.explanation.isEmpty());
 }
 
 void PermissionView::showEvent(QShowEvent* event) {

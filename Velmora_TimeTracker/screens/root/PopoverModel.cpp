@@ -45,16 +45,6 @@ Routing::HeaderStatus Routing::headerStatus(bool isTracking, bool needsIdleDecis
     return {isPaused ? u"Paused"_s : u"Tracking"_s, tone};
 }
 
-std::optional<QString> Routing::permissionExplanation(bool canRecordScreen, bool canCountInput) {
-    if (canRecordScreen && canCountInput)
-        return std::nullopt;
-    if (canRecordScreen)
-        return u"This desktop session offers no input counting."_s;
-    if (canCountInput)
-        return u"This desktop session offers no screen pictures."_s;
-    return u"This desktop session offers no screen pictures or input counting (Wayland or no X server)."_s;
-}
-
 PopoverModel::PopoverModel(TimeTrackerCore& core)
     : core_(core)
     , activeTab_(MainTab::tracker) {
@@ -129,7 +119,8 @@ void PopoverModel::openDownload() {
 }
 
 PopoverModel::PermissionStates PopoverModel::probePermissions() const {
-    return {core_.permissions.hasScreenRecordingPermission(), core_.permissions.hasInputMonitoringPermission()};
+    return {core_.permissions.hasScreenRecordingPermission(), core_.permissions.hasInputMonitoringPermission(),
+            core_.permissions.explanation()};
 }
 
 void PopoverModel::openScreenRecordingSettings() {

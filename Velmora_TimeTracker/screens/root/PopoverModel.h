@@ -34,9 +34,6 @@ struct HeaderStatus {
 };
 HeaderStatus headerStatus(bool isTracking, bool needsIdleDecision, bool isIdle, bool isPaused);
 
-/// Why this desktop session cannot be tracked, for a person; absent when it can.
-std::optional<QString> permissionExplanation(bool canRecordScreen, bool canCountInput);
-
 } // namespace Routing
 
 /// The root of the program's screens: which one is shown, and the small ones that have no model of their own.
@@ -69,6 +66,7 @@ public:
     struct PermissionStates {
         bool screenRecording = false;
         bool inputMonitoring = false;
+        QString explanation; ///< Why one is missing; empty when none is.
     };
     PermissionStates probePermissions() const;
     void openScreenRecordingSettings();

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "platform/Availability.h"
+#include "platform/InputEventSource.h"
+
+/// One way to the input events of a desktop session.
+class InputRoad : public InputEventSource {
+public:
+    /// Tries now, unless the road is already in use. Any thread.
+    virtual Availability probe() = 0;
+};

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <QByteArray>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+#include <xcb/xcb.h>
+
+struct FreeDeleter {
+    void operator()(void* memory) const { std::free(memory); }
+};
+
+/// Something that xcb allocated: a reply, an event, an error. Null when the server answered with an error or
+/// is gone.
+template <typename T>
+using X11Reply = std::unique_ptr<T, FreeDeleter>;
+
+/// A connection to the X server that DISPLAY names. xcb only: Xlib ends the process when the server dies,
+/// whereas here every operation merely fails from then on. One thread at a time.
+class X11Connection {
+public:
+    /// Absent when no server answers or it takes no more clients.
+    static std::optional<X11Connection> open();
+
+    xcb_connection_t* get() const { return connection_.get(); }
+    int fileDescriptor() const { return xcb_get_file_descriptor(get()); }
+    bool isAlive() const { return xcb_connection_has_error(get()) == 0; }
+    const xcb_screen_t& screen() const { return *screen_; }
+    bool has(xcb_extension_t& extension) const;
+
+    /// Waits for the reply to a request, as in `reply(xcb_get_geometry_reply, xcb_get_geometry(...))`.
+    template <typename Reply, typename Cookie>
+    X11Reply<Reply> reply(Reply* (*wait)(xcb_connection_t*, Cookie, xcb_generic_error_t**), Cookie cookie) const {
+        xcb_generic_error_t* error = nullptr;
+        X11Reply<Reply> answer(wait(get(), cookie, &error));
+        const X11Reply<xcb_generic_error_t> discarded(error);
+        return answer;
+    }
+
+    /// Waits until the server has carried out a checked request; false when it refused.
+    bool succeeds(xcb_void_cookie_t cookie) const;
+
+    /// Null when no event has arrived. Every client is sent MappingNotify unasked, so events must be fetched
+    /// now and then or they pile up.
+    X11Reply<xcb_generic_event_t> nextEvent() const { return X11Reply<xcb_generic_event_t>(xcb_poll_for_event(get())); }
+
+private:
+    struct Disconnect {
+        void operator()(xcb_connection_t* connection) const { xcb_disconnect(connection); }
+    };
+    X11Connection(std::unique_ptr<xcb_connection_t, Disconnect> connection, const xcb_screen_t* screen)
+        : connection_(std::move(connection))
+        , screen_(screen) {}
+
+    std::unique_ptr<xcb_connection_t, Disconnect> connection_;
+    const xcb_screen_t* screen_; ///< Lies in the connection's setup data. Its size is that of the connection's start.
+};

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "platform/linux/base/PictureRoad.h"
+
+#include <mutex>
+
+class X11ScreenReader;
+struct X11Monitor;
+
+/// Pictures of the monitors of an X session, read in strips of a few rows.
+///
+/// Displays are the monitors that RandR tells, or the whole screen where it tells none; outputs that show the
+/// same part of the screen are one display. They come in the order of their left edge, then their top edge.
+/// `DisplayDescription::id` is the atom of the monitor's name, so a display is found again as long as its
+/// monitor is there.
+///
+/// A monitor that went away or changed its size before its picture was taken proves nothing about the
+/// permission: it gives EncodingFailed. DisplayError is a denial when the server's pixel format is another than 8 bits each of blue, green and red in 32; an X server that is lost or takes no more clients is none.
+class X11DisplaySource : public PictureRoad {
+public:
+    X11DisplaySource();
+    ~X11DisplaySource() override;
+
+    std::variant<std::vector<DisplayDescription>, DisplayError> displays() override;
+    Task<PictureResult> picture(DisplayDescription display, QSize pixelSize, double quality) override;
+
+    /// Unavailable when the pixel format cannot be read, or the server refuses a 1×1 picture of the screen's origin.
+    Availability probe() override;
+
+private:
+    PictureResult take(const DisplayDescription& display, QSize pixelSize, double quality);
+    std::optional<DisplayError> connect();
+    std::variant<std::vector<X11Monitor>, DisplayError> monitors();
+
+    std::mutex inUse_;                        ///< Guards the next member.
+    std::unique_ptr<X11ScreenReader> reader_; ///< Kept between pictures; null until first used and after a loss.
+};
