@@ -4,14 +4,14 @@
 // the loop. An argument names the folder to work in.
 
 #include "backend/Backend.h"
-#include "capture/CaptureFolder.h"
-#include "model/ISO8601.h"
+#include "model/CaptureFileName.h"
 #include "platform/linux/base/LinuxClock.h"
 #include "platform/linux/base/LinuxRandom.h"
 #include "platform/linux/network/LinuxURLSession.h"
 #include "platform/simulated/SimulatedPlatform.h"
 #include "server/APIEndpoints.h"
 #include "storage/APITimeZoneResolver.h"
+#include "storage/CaptureFolder.h"
 #include "storage/DomainStorage.h"
 #include "storage/KeychainService.h"
 #include "storage/SQLiteStore.h"
@@ -154,9 +154,9 @@ bool Bench::signIn() {
 }
 
 QString Bench::picturePath(int number) {
-    const QString token = ISO8601::text(clock_.now(), zones_.storedTimeZone()).replace(':', '-');
+    const QString token = CaptureFileName::timestampToken(clock_.now(), zones_.storedTimeZone());
     return CaptureFolder::capturesDirectory(information_, domain_.domainKey()) + '/' +
-           CaptureFolder::fileName(session_.id, token, number);
+           CaptureFileName::format(session_.id, token, number);
 }
 
 void Bench::fillQueue() {

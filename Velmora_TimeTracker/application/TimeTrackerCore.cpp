@@ -1,8 +1,8 @@
 #include "application/TimeTrackerCore.h"
 
-#include "capture/CaptureFolder.h"
 #include "platform/PrivateFiles.h"
 #include "storage/ApplicationFolder.h"
+#include "storage/CaptureFolder.h"
 #include "storage/PreferenceStores.h"
 
 #include <QPointer>

@@ -1,8 +1,7 @@
 #include "capture/ScreenCaptureService.h"
 
-#include "capture/CaptureFolder.h"
 #include "capture/CaptureGeometry.h"
-#include "model/ISO8601.h"
+#include "model/CaptureFileName.h"
 #include "model/Session.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"
@@ -10,6 +9,7 @@
 #include "platform/PrivateFiles.h"
 #include "platform/Task.h"
 #include "storage/APITimeZoneResolver.h"
+#include "storage/CaptureFolder.h"
 
 #include <algorithm>
 #include <utility>
@@ -62,7 +62,7 @@ Task<> ScreenCaptureService::Cycle::run(Cycle cycle) {
 }
 
 QString ScreenCaptureService::Cycle::timestampToken() const {
-    return ISO8601::text(deps.clock.now(), deps.timeZones.storedTimeZone()).replace(u':', u'-');
+    return CaptureFileName::timestampToken(deps.clock.now(), deps.timeZones.storedTimeZone());
 }
 
 Task<CaptureOutcome> ScreenCaptureService::Cycle::captureAllDisplays(QString timestampToken) const {
@@ -102,7 +102,7 @@ Task<CaptureResult> ScreenCaptureService::Cycle::take(DisplayDescription display
 
 std::optional<CaptureOutcome> ScreenCaptureService::Cycle::save(const Picture& picture, int index,
                                                                 const QString& timestampToken) const {
-    const QString path = directory + u'/' + CaptureFolder::fileName(sessionId, timestampToken, index);
+    const QString path = directory + u'/' + CaptureFileName::format(sessionId, timestampToken, index);
     // Dated by the clock that later judges its age.
     const QString error = PrivateFiles::replaceFile(path, picture.jpeg, deps.clock.now().toDateTime(QTimeZone::utc()));
     if (!error.isEmpty()) {

@@ -2,6 +2,7 @@
 
 #include "upload/UploadService.h"
 
+#include "model/CaptureFileName.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"
 #include "platform/Random.h"
@@ -118,8 +119,8 @@ Task<> UploadService::uploadScreenshot(UploadTask task) {
     const QByteArray boundary = "Boundary-" + uuidText(deps_.random.uuid()).toLatin1();
     const QString path = "hr/timetracker/employees/sessions/" + uuidText(task.sessionId) + "/screenshots";
     URLRequest request = deps_.transport.makeRequest(path, "POST", "multipart/form-data; boundary=" + boundary);
-    const QString uploadName =
-        ScreenshotFiles::normalizedScreenshotUploadFileName(filePath, task.sessionId, deps_.timeZones.storedTimeZone());
+    const QString uploadName = CaptureFileName::normalizedScreenshotUploadFileName(
+        QFileInfo(filePath).fileName(), task.sessionId, deps_.timeZones.storedTimeZone());
     request.body = ScreenshotFiles::buildMultipartBody("screenshots[]", uploadName, "image/jpeg", bytes, boundary);
     qCInfo(Log::upload, "Uploading screenshot: %s", fileName.constData());
     try {

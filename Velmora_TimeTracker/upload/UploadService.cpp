@@ -1,11 +1,11 @@
 #include "upload/UploadService.h"
 
-#include "capture/CaptureFolder.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"
 #include "platform/Random.h"
 #include "server/LogRedactor.h"
 #include "storage/APITimeZoneResolver.h"
+#include "storage/CaptureFolder.h"
 #include "storage/DomainStorage.h"
 #include "upload/HeartbeatPayload.h"
 #include "upload/NetworkMonitor.h"

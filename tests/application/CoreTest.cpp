@@ -1,5 +1,6 @@
 #include "application/UpdateCheck.h"
-#include "capture/CaptureFolder.h"
+#include "model/CaptureFileName.h"
+#include "storage/CaptureFolder.h"
 #include "storage/PreferenceStores.h"
 #include "tests/support/EngineFixture.h"
 
@@ -434,7 +435,7 @@ TEST_F(Core, MovesPicturesOfAnEarlierVersionWhateverItsHostIsCalled) {
     die();
     signIn("https://[::1]:8443/api/v1/", "ann@acme.test");
     const QString former = directory.filePath("Velmora TimeTracker/captures/::1/");
-    const QString name = CaptureFolder::fileName(QUuid::createUuid(), "x", 0);
+    const QString name = CaptureFileName::format(QUuid::createUuid(), "x", 0);
     QFile picture(former + name);
     ASSERT_TRUE(QDir().mkpath(former) && picture.open(QFile::WriteOnly));
     picture.close();

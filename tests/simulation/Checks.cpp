@@ -1,6 +1,6 @@
 #include "World.h"
 
-#include "capture/CaptureFolder.h"
+#include "storage/CaptureFolder.h"
 #include "storage/TrackingHeartbeat.h"
 #include "tests/support/DatabaseProbe.h"
 

@@ -1,7 +1,8 @@
 // Steps of sessions that the database does not take at once.
 
 #include "EngineTest.h"
-#include "capture/CaptureFolder.h"
+#include "model/CaptureFileName.h"
+#include "storage/CaptureFolder.h"
 #include "tests/support/LogCapture.h"
 
 #include <QElapsedTimer>
@@ -184,7 +185,7 @@ TEST_F(SessionJournalTest, ABusyDatabaseStallsNoStopAndLosesNoPicture) {
     const QString captures =
         CaptureFolder::capturesDirectory(world.machine.information, world.core->domain.domainKey()) + u'/';
     for (int index = 0; index < 60; ++index) {
-        QFile file(captures + CaptureFolder::fileName(world.session().id, "x", index));
+        QFile file(captures + CaptureFileName::format(world.session().id, "x", index));
         EXPECT_TRUE(file.open(QFile::WriteOnly));
     }
     const LogCapture log;

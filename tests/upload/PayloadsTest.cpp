@@ -1,6 +1,5 @@
 #include "UploadWorld.h"
 #include "upload/HeartbeatPayload.h"
-#include "upload/ScreenshotFiles.h"
 #include "upload/TrackingEndpointResponse.h"
 
 static const QTimeZone hanoi("Asia/Ho_Chi_Minh");
@@ -26,19 +25,6 @@ TEST(Payloads, heartbeatLeavesTheEndOpenUntilCompletedAndThenClosesTheLastInterv
         EXPECT_TRUE(body["stopped_at"] == stopped && body["intervals"][1]["stopped_at"] == stopped);
         EXPECT_TRUE(body["status"] == "completed" && body["intervals"][0]["stopped_at"].isNull());
     }
-}
-
-TEST(Payloads, pictureNamesTellTheTimeInTheZoneOfTheCompany) {
-    const QString id = sessionText + u'_';
-    const auto sentName = [](const QString& name) {
-        return ScreenshotFiles::normalizedScreenshotUploadFileName("/f/" + name, QUuid(sessionText), hanoi);
-    };
-    for (const char* name :
-         {"2025-03-14T02-30-00Z_0.jpg", "20250314T093000+0700_0.jpg", "2025-03-14T04-30-00+02:00_0.jpg"})
-        EXPECT_EQ(sentName(id + name), id + "2025-03-14T09-30-00+07-00_0.jpg") << name;
-    // Others keep their name; in the first, the sign found is the one inside the offset.
-    for (const char* name : {"2025-03-14T11-30-00+09-00_0.jpg", "2025-03-14T02-30-00Z.jpg", "yesterday_0.jpg"})
-        EXPECT_EQ(sentName(id + name), id + name);
 }
 
 TEST(Payloads, todayTotalIsReadWholeOrNotAtAll) {

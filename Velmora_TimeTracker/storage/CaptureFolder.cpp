@@ -1,6 +1,5 @@
-#include "capture/CaptureFolder.h"
+#include "storage/CaptureFolder.h"
 
-#include "model/Session.h"
 #include "platform/Log.h"
 #include "platform/PrivateFiles.h"
 #include "storage/ApplicationFolder.h"
@@ -33,10 +32,6 @@ void CaptureFolder::movePictures(const QString& from, const QString& to) {
     for (const QString& name : names)
         QFile::rename(from + u'/' + name, to + u'/' + name);
     QDir().rmdir(from);
-}
-
-QString CaptureFolder::fileName(const QUuid& sessionId, const QString& timestampToken, int displayIndex) {
-    return uuidText(sessionId) + u'_' + timestampToken + u'_' + QString::number(displayIndex) + ".jpg";
 }
 
 int CaptureFolder::cleanupOldCaptures(const QString& directory, int maxFileCount) {

@@ -1,12 +1,11 @@
 #pragma once
 
 #include <QString>
-#include <QUuid>
 
 class ApplicationInfo;
 
-/// Where pictures lie and how they are named: captures/<folder of the domain key>/<SESSION-UUID>_<token>_<index>.jpg
-/// Any thread.
+/// The folders of the screenshots that wait for their upload, one a domain key; CaptureFileName names the files. Any
+/// thread.
 namespace CaptureFolder {
 
 inline constexpr int maxFileCount = 500;
@@ -17,13 +16,11 @@ QString capturesBaseDirectory(const ApplicationInfo& information);
 /// versions gave it. Creates nothing.
 QString capturesDirectory(const ApplicationInfo& information, const QString& domainKey);
 
-/// Moves the pictures of one folder into another; a picture that both have stays where it is.
+/// Moves the screenshots of one folder into another, except those whose name exists there.
 void movePictures(const QString& from, const QString& to);
 
-QString fileName(const QUuid& sessionId, const QString& timestampToken, int displayIndex);
-
-/// Removes the oldest files above `maxFileCount`, queued or not: where queued ones were kept, a full folder would lose
-/// each new picture. One log line. How many went.
+/// Removes the oldest files above `maxFileCount`, queued or not: if queued ones were kept, a full folder would lose each
+/// new screenshot. Writes one log line. Returns how many it removed.
 int cleanupOldCaptures(const QString& directory, int maxFileCount);
 
 } // namespace CaptureFolder
