@@ -55,7 +55,7 @@ FAULTS = [
     Fault("midnight withdraws an open question", [
         ("SessionRecovery.cpp", "begin(next);", "needsIdleDecision_ = false; begin(next);")]),
     Fault("a late notice of idleness pauses a resumed session", [
-        ("SessionIdle.cpp", "if (weak && weak->on_.idleDetector.isCurrent(run))", "if (weak)")]),
+        ("SessionIdle.cpp", "if (weak && weak->deps_.idleDetector.isCurrent(run))", "if (weak)")]),
     Fault("a rejected sign-in drops the configuration before it ends the session", [
         ("TimeTrackerCore.cpp", "if (sessionManager.isTracking()) sessionManager.stopTracking(",
          "sessionManager.applyConfig(std::nullopt); if (sessionManager.isTracking()) sessionManager.stopTracking(")]),
@@ -83,8 +83,8 @@ FAULTS = [
     Fault("a launch replaces the company's zone by the machine's", [
         ("TimeTrackerCore.cpp", "if (const auto cached = remoteConfig.cachedConfig()) apply(*cached);",
          "sessionManager.applyConfig(std::nullopt);"),
-        ("SessionManager.cpp", "if (config_) on_.timeZones.store(on_.timeZones.timezoneIdentifierForAPI(&*config_));",
-         "on_.timeZones.store(on_.timeZones.timezoneIdentifierForAPI(config_ ? &*config_ : nullptr));")]),
+        ("SessionManager.cpp", "if (config_) deps_.timeZones.store(deps_.timeZones.timezoneIdentifierForAPI(&*config_));",
+         "deps_.timeZones.store(deps_.timeZones.timezoneIdentifierForAPI(config_ ? &*config_ : nullptr));")]),
     Fault("a slot is sent with the zone of the moment", [
         ("SegmentBatch.cpp", "row.timezone.isEmpty() ? timezoneIdentifier : row.timezone", "timezoneIdentifier")]),
     Fault("a missing configuration is fetched after half an hour", [
@@ -122,7 +122,7 @@ FAULTS = [
         ("FailureClassifier.cpp", "return std::clamp(secondsUntil(error.retryAfter(), now), 0.0, longest);",
          "return std::min({0.0, longest, secondsUntil(error.retryAfter(), now)});")]),
     Fault("half-written pictures are sent", [
-        ("ScreenshotFiles.cpp", 'name.endsWith(".jpg", Qt::CaseInsensitive)', 'name.contains(".jpg")')]),
+        ("CaptureFileName.cpp", "name.endsWith(ending, Qt::CaseInsensitive)", "name.contains(ending)")]),
     Fault("an idle cut lies before its interval", [
         ("IdlePolicy.cpp", "std::max(last.startedAt, *cutoff)", "*cutoff")]),
 ]
