@@ -10,6 +10,7 @@
 #include "platform/linux/network/LinuxURLSession.h"
 #include "platform/simulated/SimulatedPlatform.h"
 #include "server/APIEndpoints.h"
+#include "server/UploadTransport.h"
 #include "storage/APITimeZoneResolver.h"
 #include "storage/CaptureFolder.h"
 #include "storage/DomainStorage.h"
@@ -19,7 +20,6 @@
 #include "upload/RetryManager.h"
 #include "upload/ScreenshotFiles.h"
 #include "upload/UploadService.h"
-#include "upload/UploadTransport.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -39,7 +39,6 @@ constexpr int heartbeats = 9;
 constexpr int pictures = 10;
 constexpr int pictureBytes = 150'000;
 constexpr std::chrono::seconds patience(60);
-constexpr auto trackingRoot = "hr/timetracker/employees/sessions/";
 
 double median(std::vector<double> values) {
     std::ranges::nth_element(values, values.begin() + static_cast<long>(values.size() / 2));
@@ -82,7 +81,7 @@ private:
     void fillQueue();
     std::vector<URLRequest> sameRequests();
     QString picturePath(int number);
-    URLRequest json(const char* path, const QByteArray& body);
+    URLRequest json(const Endpoint& endpoint, const QByteArray& body);
 
     QTemporaryDir directory_;
     backend::Backend backend_{{.dataFolder = directory_.filePath("backend")}};
@@ -101,7 +100,8 @@ private:
     std::optional<SQLiteStore> store_;
     RetryManager retry_{clock_, random_};
     NetworkMonitor network_{path_};
-    UploadTransport transport_{http_, endpoints_, keychain_, []() -> Task<std::optional<QString>> { co_return {}; }};
+    UploadTransport transport_{
+        {http_, endpoints_, keychain_, []() -> Task<std::optional<AuthTokens>> { co_return {}; }}};
     std::optional<UploadService> service_;
     Session session_;
 };
@@ -126,15 +126,15 @@ double Bench::milliseconds(std::function<Task<>()> work) {
     return result.get();
 }
 
-URLRequest Bench::json(const char* path, const QByteArray& body) {
-    URLRequest request = transport_.makeRequest(path, "POST", "application/json");
+URLRequest Bench::json(const Endpoint& endpoint, const QByteArray& body) {
+    URLRequest request = transport_.makeRequest(endpoint, "application/json");
     request.body = body;
     return request;
 }
 
 bool Bench::signIn() {
     const URLRequest login{
-        endpoints_.url("authentication/singleLogin"),
+        endpoints_.url(Endpoints::singleLogin.path),
         "POST",
         {{"Content-Type", "application/json"}, {"Accept", "application/json"}, {"app-client", "mac"}, {"X-App", "hr"}},
         R"({"email":"demo@velmora.example","password":"demo1234","remember_me":1,"use_jwt":1})"};
@@ -185,17 +185,15 @@ std::vector<URLRequest> Bench::sameRequests() {
     while (const auto task = store_->nextUploadTask(clock_.now())) {
         if (task->type == UploadTaskType::screenshot) {
             const QByteArray boundary = "Boundary-" + uuidText(random_.uuid()).toLatin1();
-            const QString path = trackingRoot + uuidText(session_.id) + "/screenshots";
-            URLRequest request = transport_.makeRequest(path, "POST", "multipart/form-data; boundary=" + boundary);
+            const Endpoint endpoint = Endpoints::screenshots(uuidText(session_.id));
+            URLRequest request = transport_.makeRequest(endpoint, "multipart/form-data; boundary=" + boundary);
             request.body = ScreenshotFiles::buildMultipartBody("screenshots[]", QFileInfo(*task->filePath).fileName(),
                                                                "image/jpeg", picture(), boundary);
             requests.push_back(request);
             QFile::remove(*task->filePath);
         } else {
             const bool isStart = task->type == UploadTaskType::startSession;
-            requests.push_back(json(isStart ? "hr/timetracker/employees/sessions/start"
-                                            : "hr/timetracker/employees/sessions/heartbeat",
-                                    *task->jsonPayload));
+            requests.push_back(json(isStart ? Endpoints::startSession : Endpoints::heartbeat, *task->jsonPayload));
         }
         store_->markUploadTaskCompleted(task->id);
     }

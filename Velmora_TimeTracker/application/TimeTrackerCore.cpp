@@ -58,7 +58,7 @@ TimeTrackerCore::TimeTrackerCore(const Platform& thePlatform)
     , store(folder, domain, platform.clock)
     , endpoints(domain, platform.information)
     , timeZones(platform.preferences, platform.clock)
-    , api(platform.urlSession, endpoints, keychain, platform.worker, platform.main)
+    , api(serverAccess(), platform.worker, platform.main)
     , auth({api, endpoints, keychain, domain, platform.preferences, timeZones, platform.clock, platform.worker,
             platform.main})
     , remoteConfig(api, auth, platform.preferences, platform.clock, platform.random, platform.worker, folder)
@@ -67,7 +67,7 @@ TimeTrackerCore::TimeTrackerCore(const Platform& thePlatform)
                      platform.screenCapture, platform.utility})
     , retry(platform.clock, platform.random)
     , network(platform.path)
-    , uploadTransport(platform.urlSession, endpoints, keychain, [this] { return refreshedAccessToken(); })
+    , uploadTransport(serverAccess())
     , uploads({uploadTransport, retry, network, store, domain, platform.preferences, timeZones, platform.information,
                platform.clock, platform.random, platform.worker})
     , activityTracker(platform.inputEvents, platform.clock)
@@ -95,7 +95,6 @@ TimeTrackerCore::~TimeTrackerCore() = default;
 
 /// Everything that reports to somebody gets to know whom, before anything runs.
 void TimeTrackerCore::wire() {
-    api.setUnauthorizedHandler([this] { return refreshTokens(); });
     auth.setSessionDidInvalidate([weak = QPointer(this)] {
         if (weak)
             weak->handleSessionInvalidated();
@@ -177,14 +176,8 @@ void TimeTrackerCore::askToUnlock() {
     keychain.readAuthTokens(SecretStore::WhenLocked::askToUnlock);
 }
 
-Task<std::optional<QString>> TimeTrackerCore::refreshedAccessToken() {
-    const std::optional<AuthTokens> tokens = co_await auth.handleUnauthorized();
-    co_return tokens ? std::optional(tokens->accessToken) : std::nullopt;
-}
-
-Task<bool> TimeTrackerCore::refreshTokens() {
-    const std::optional<AuthTokens> tokens = co_await auth.handleUnauthorized();
-    co_return tokens.has_value();
+ServerAccess TimeTrackerCore::serverAccess() {
+    return {platform.urlSession, endpoints, keychain, [this] { return auth.handleUnauthorized(); }};
 }
 
 void TimeTrackerCore::listenToPower() {

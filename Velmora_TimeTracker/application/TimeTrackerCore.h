@@ -9,6 +9,7 @@
 #include "server/APIEndpoints.h"
 #include "server/AuthService.h"
 #include "server/RemoteConfigService.h"
+#include "server/UploadTransport.h"
 #include "storage/APITimeZoneResolver.h"
 #include "storage/DomainStorage.h"
 #include "storage/KeychainService.h"
@@ -20,7 +21,6 @@
 #include "upload/NetworkMonitor.h"
 #include "upload/RetryManager.h"
 #include "upload/UploadService.h"
-#include "upload/UploadTransport.h"
 
 #include <QObject>
 
@@ -78,8 +78,7 @@ private:
     bool adoptUnownedData();
     Task<> refreshOnceRestored();
     void askToUnlock();
-    Task<std::optional<QString>> refreshedAccessToken();
-    Task<bool> refreshTokens();
+    ServerAccess serverAccess();
     bool enforceForceUpdate(bool forceRequired, bool surfaceWindow);
     void presentIdleQuestion();
     void answerIdleQuestion(int button);

@@ -1,30 +1,12 @@
 #pragma once
 
-#include "platform/Task.h"
-#include "platform/URLSession.h"
 #include "server/APIError.h"
-
-#include <QByteArray>
-#include <QString>
-#include <functional>
-#include <optional>
-
-class APIEndpoints;
-class KeychainService;
-
-/// Marks what AuthService can hold as its transport.
-class AuthTransport {
-public:
-    virtual ~AuthTransport() = default;
-};
+#include "server/AuthorizedExchange.h"
 
 /// One call of the JSON client.
 struct APIRequest {
-    QString path; ///< Relative to the base URL, no leading slash; may carry a query.
-    QByteArray method = "POST";
-    std::optional<QByteArray> body = std::nullopt;
-    bool includeAuthorization = true;
-    bool retryOnUnauthorized = true;
+    Endpoint endpoint;
+    QByteArray body = {};
     HTTPHeaders extraHeaders = {}; ///< Applied after the fixed headers, replacing them.
 };
 
@@ -33,22 +15,17 @@ struct EmptyResponse {
     static std::optional<EmptyResponse> decode(const QByteArray&) { return EmptyResponse{}; }
 };
 
-/// The JSON client: stamps the fixed headers and the bearer token, logs the exchange with secrets removed,
-/// maps the outcome to APIError and refreshes and repeats once on a 401. Keeps no mutable state. Call it on
-/// any executor and resume there: a call runs on the worker, because reading the token may block and a large
-/// reply takes a while to decode and to log; only the exchange itself runs elsewhere, so any number of calls
-/// overlap.
-class APIClient : public AuthTransport {
+/// The JSON client: one authorized exchange, its body decoded, its outcome mapped to APIError. Keeps no mutable state. Call
+/// it on any executor and resume there: a call runs on the worker, because reading the token may block and a large
+/// response takes a while to decode and to log; only the exchange itself runs elsewhere, so any number of calls overlap.
+class APIClient {
 public:
     /// Time-out of a request without progress, in seconds.
     static constexpr Seconds timeout = 60;
 
-    APIClient(URLSession& session, const APIEndpoints& endpoints, KeychainService& keychain, Executor& worker,
-              Executor& main);
-
-    /// What a 401 runs, on the worker: true when new tokens are stored; may throw URLError. Set once by the
-    /// composition root, since the authentication is built on this client; without it a 401 is final.
-    void setUnauthorizedHandler(std::function<Task<bool>()> handler) { handleUnauthorized_ = std::move(handler); }
+    APIClient(ServerAccess access, Executor& worker, Executor& main);
+    APIClient(const APIClient&) = delete;
+    APIClient& operator=(const APIClient&) = delete;
 
     /// The body of a 2xx response. Throws APIError.
     Task<QByteArray> request(APIRequest request);
@@ -72,16 +49,12 @@ private:
         co_return std::move(*value);
     }
 
+    ClientProfile profile();
     Task<QByteArray> performRequest(APIRequest request);
-    Task<QByteArray> attempt(APIRequest request);
-    Task<URLResponse> loggedExchange(URLRequest request, std::optional<QByteArray> body);
-    Task<> report(QString title, QString detail, bool isError);
-    URLRequest stamped(const QUrl& url, const APIRequest& request);
+    /// Logs the outcome on the main executor.
+    Task<> report(URLRequest request, URLSession::Result result);
 
-    URLSession& session_;
-    const APIEndpoints& endpoints_;
-    KeychainService& keychain_;
+    const AuthorizedExchange exchange_;
     Executor& worker_;
     Executor& main_;
-    std::function<Task<bool>()> handleUnauthorized_;
 };

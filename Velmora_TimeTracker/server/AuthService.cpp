@@ -20,16 +20,6 @@ namespace {
 constexpr Seconds defaultAccessLifetime = 3600;
 constexpr Seconds defaultRefreshLifetime = 30 * 86400;
 
-/// A sign-in call: without a bearer token, and a 401 is its answer.
-APIRequest signInRequest(const QString& path, const QByteArray& body) {
-    APIRequest request;
-    request.path = path;
-    request.body = body;
-    request.includeAuthorization = false;
-    request.retryOnUnauthorized = false;
-    return request;
-}
-
 } // namespace
 
 AuthService::AuthService(const Dependencies& dependencies)
@@ -95,7 +85,7 @@ Task<bool> AuthService::restore(bool hasTokens, SignIn launched) {
 
 Task<SingleLoginResult> AuthService::performSingleLoginOnWorker(LoginRequest body) {
     leaveFormerCompany();
-    APIRequest request = signInRequest(u"authentication/singleLogin"_s, encode(body));
+    APIRequest request{.endpoint = Endpoints::singleLogin, .body = encode(body)};
     const SingleLoginData data = co_await deps_.api.request(std::move(request), decodeSingleLoginResponse);
     co_return outcomeOf(body, data);
 }
@@ -120,7 +110,7 @@ SingleLoginResult AuthService::outcomeOf(const LoginRequest& body, const SingleL
 
 Task<> AuthService::generateOtpOnWorker(QString email) {
     const QByteArray body = Json::compact({{"email", email}, {"via", "email"}});
-    APIRequest request = signInRequest(u"authentication/generateOtp"_s, body);
+    APIRequest request{.endpoint = Endpoints::generateOtp, .body = body};
     co_await deps_.api.request(std::move(request), EmptyResponse::decode);
     qCInfo(Log::auth, "Generate OTP succeeded");
 }
@@ -128,7 +118,7 @@ Task<> AuthService::generateOtpOnWorker(QString email) {
 Task<> AuthService::requestPasswordRecoveryOnWorker(QString email) {
     leaveFormerCompany();
     const QByteArray body = Json::compact({{"email", email}, {"mobile", 1}});
-    APIRequest request = signInRequest(u"authentication/password/recovery"_s, body);
+    APIRequest request{.endpoint = Endpoints::passwordRecovery, .body = body};
     request.extraHeaders = {{"app-client", "IOS"}}; // what the backend accepts for this call
     co_await deps_.api.request(std::move(request), EmptyResponse::decode);
     qCInfo(Log::auth, "Password recovery requested");
@@ -142,7 +132,7 @@ Task<std::optional<AuthTokens>> AuthService::refreshOnWorker() {
     }
     const quint64 signIn = signIn_;
     const QByteArray body = Json::compact({{"refresh_token", old->refreshToken}});
-    APIRequest request = signInRequest(u"authentication/refresh"_s, body);
+    APIRequest request{.endpoint = Endpoints::refresh, .body = body};
     std::optional<RefreshResponseData> reply;
     std::optional<APIError> failure;
     try {
@@ -191,10 +181,7 @@ Task<> AuthService::logoutOnWorker() {
 }
 
 Task<> AuthService::postLogout(QString refreshToken) {
-    APIRequest request;
-    request.path = u"authentication/logout"_s;
-    request.body = Json::compact({{"refresh_token", refreshToken}});
-    request.retryOnUnauthorized = false;
+    APIRequest request{.endpoint = Endpoints::logout, .body = Json::compact({{"refresh_token", refreshToken}})};
     try {
         co_await deps_.api.request(std::move(request), EmptyResponse::decode);
         qCInfo(Log::auth, "Logout succeeded");

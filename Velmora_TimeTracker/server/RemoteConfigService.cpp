@@ -59,9 +59,7 @@ void RemoteConfigService::requirePresent(const SignIn& signIn) const {
 }
 
 Task<RemoteConfig> RemoteConfigService::performFetchBody(SignIn signIn) {
-    APIRequest request;
-    request.path = u"hr/timetracker/employees/config"_s;
-    request.method = "GET";
+    APIRequest request{.endpoint = Endpoints::config};
     const RemoteConfig config = co_await api_.request(std::move(request), decodeConfigResponse);
     requirePresent(signIn);
     // A configuration that does not name the user or the company leaves the names as they are.

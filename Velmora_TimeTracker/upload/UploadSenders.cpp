@@ -7,6 +7,7 @@
 #include "platform/Log.h"
 #include "platform/Random.h"
 #include "server/APIError.h"
+#include "server/UploadTransport.h"
 #include "storage/APITimeZoneResolver.h"
 #include "storage/DomainStorage.h"
 #include "storage/PreferenceStores.h"
@@ -23,10 +24,6 @@
 namespace {
 
 using SegmentRows = std::vector<SQLiteStore::ActivitySegmentRow>;
-
-constexpr auto heartbeatPath = "hr/timetracker/employees/sessions/heartbeat";
-constexpr auto startSessionPath = "hr/timetracker/employees/sessions/start";
-constexpr auto segmentBatchPath = "hr/timetracker/employees/segments/batch";
 
 QByteArray readWhole(const QString& path) {
     QFile file(path);
@@ -59,7 +56,7 @@ Task<> UploadService::send(UploadTask task) {
     case UploadTaskType::metadata:
         break;
     case UploadTaskType::heartbeat:
-        co_await sendPayload(task, heartbeatPath, "heartbeat-queued");
+        co_await sendPayload(task, Endpoints::heartbeat, "heartbeat-queued");
         break;
     case UploadTaskType::screenshot:
         co_await uploadScreenshot(task);
@@ -73,25 +70,25 @@ Task<> UploadService::send(UploadTask task) {
     }
 }
 
-Task<QByteArray> UploadService::postJSON(const char* path, QByteArray body, const char* source) {
-    URLRequest request = deps_.transport.makeRequest(path, "POST", "application/json");
+Task<QByteArray> UploadService::postJSON(Endpoint endpoint, QByteArray body, const char* source) {
+    URLRequest request = deps_.transport.makeRequest(endpoint, "application/json");
     request.body = body;
     const QString domainKey = deps_.domain.domainKey();
-    const QByteArray reply = co_await deps_.transport.executeRequest(request, true);
+    const QByteArray reply = co_await deps_.transport.executeRequest(request);
     if (!TrackingEndpointResponse::isOfToldShape(reply))
         throw URLError(URLError::Code::other, "The answer is not the server's.");
     postServerTodayTotalIfPresent(reply, domainKey, source);
     co_return reply;
 }
 
-Task<> UploadService::sendPayload(UploadTask task, const char* path, const char* source) {
+Task<> UploadService::sendPayload(UploadTask task, Endpoint endpoint, const char* source) {
     if (!task.jsonPayload)
         throw APIError::decodingFailed();
-    co_await postJSON(path, *task.jsonPayload, source);
+    co_await postJSON(endpoint, *task.jsonPayload, source);
 }
 
 Task<> UploadService::uploadStartSession(UploadTask task) {
-    return sendPayload(std::move(task), startSessionPath, "start-session");
+    return sendPayload(std::move(task), Endpoints::startSession, "start-session");
 }
 
 Task<> UploadService::uploadActivitySegments(UploadTask task) {
@@ -104,7 +101,7 @@ Task<> UploadService::uploadActivitySegments(UploadTask task) {
     qCInfo(Log::upload, "POST segments/batch: %zu closed segment(s)", rows.size());
     const QByteArray body = SegmentBatch::build(rows, DeviceIdProvider::current(deps_.preferences, deps_.random),
                                                 deps_.timeZones.storedTimezoneIdentifier());
-    const QByteArray reply = co_await postJSON(segmentBatchPath, body, "segments-batch");
+    const QByteArray reply = co_await postJSON(Endpoints::segmentBatch, body, "segments-batch");
     const SegmentRows accepted = acceptedRows(rows, reply);
     deps_.store.transaction([&] { return deps_.store.markActivitySegmentsUploaded(accepted, domainKey); });
 }
@@ -117,14 +114,14 @@ Task<> UploadService::uploadScreenshot(UploadTask task) {
     const QByteArray fileName = QFileInfo(filePath).fileName().toUtf8();
 
     const QByteArray boundary = "Boundary-" + uuidText(deps_.random.uuid()).toLatin1();
-    const QString path = "hr/timetracker/employees/sessions/" + uuidText(task.sessionId) + "/screenshots";
-    URLRequest request = deps_.transport.makeRequest(path, "POST", "multipart/form-data; boundary=" + boundary);
+    const Endpoint endpoint = Endpoints::screenshots(uuidText(task.sessionId));
+    URLRequest request = deps_.transport.makeRequest(endpoint, "multipart/form-data; boundary=" + boundary);
     const QString uploadName = CaptureFileName::normalizedScreenshotUploadFileName(
         QFileInfo(filePath).fileName(), task.sessionId, deps_.timeZones.storedTimeZone());
     request.body = ScreenshotFiles::buildMultipartBody("screenshots[]", uploadName, "image/jpeg", bytes, boundary);
     qCInfo(Log::upload, "Uploading screenshot: %s", fileName.constData());
     try {
-        co_await deps_.transport.executeRequest(request, true);
+        co_await deps_.transport.executeRequest(request);
     } catch (...) {
         qCCritical(Log::upload, "Screenshot upload failed for file: %s", fileName.constData());
         throw;
@@ -152,7 +149,7 @@ Task<bool> UploadService::uploadHeartbeatNowOnWorker(Session session, QString do
     }
     std::exception_ptr failure;
     try {
-        co_await postJSON(heartbeatPath, *body, "heartbeat-direct");
+        co_await postJSON(Endpoints::heartbeat, *body, "heartbeat-direct");
         refusedStarts_.remove(session.id); // the answer to an earlier attempt of the start was lost
         co_return true;
     } catch (...) {

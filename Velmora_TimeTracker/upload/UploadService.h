@@ -9,7 +9,6 @@
 #include "platform/Task.h"
 #include "storage/SQLiteStore.h"
 #include "upload/FailureClassifier.h"
-#include "upload/UploadTransport.h"
 
 #include <QSet>
 #include <QUuid>
@@ -27,6 +26,8 @@ class NetworkMonitor;
 class PreferenceStore;
 class Random;
 class RetryManager;
+class UploadTransport;
+struct Endpoint;
 
 /// Drains the persistent upload queue. Everything that the server must receive, but for the direct heartbeat,
 /// is a row of the queue, and the row is the only record. The life of a task is that of its row:
@@ -126,13 +127,13 @@ private:
     void postServerTodayTotalIfPresent(const QByteArray& responseData, const QString& domainKey, const char* source);
 
     // Senders; each throws APIError, URLError or UploadServiceError.
-    Task<> sendPayload(UploadTask task, const char* path, const char* source);
+    Task<> sendPayload(UploadTask task, Endpoint endpoint, const char* source);
     Task<> uploadStartSession(UploadTask task);
     Task<> uploadActivitySegments(UploadTask task);
     Task<> uploadScreenshot(UploadTask task);
     Task<bool> uploadHeartbeatNowOnWorker(Session session, QString domainKey);
     /// POSTs a JSON body and passes on the today total of the reply, as told by `source`. The reply's bytes.
-    Task<QByteArray> postJSON(const char* path, QByteArray body, const char* source);
+    Task<QByteArray> postJSON(Endpoint endpoint, QByteArray body, const char* source);
 
     UploadTask newTask(UploadTaskType type, int priority, const QUuid& sessionId,
                        const std::optional<QByteArray>& jsonPayload);

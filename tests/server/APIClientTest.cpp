@@ -19,7 +19,8 @@ TEST_F(APIClientTest, OutcomesAndTheirLogEntries) {
         {Network::failure(URLError::Code::cancelled), Kind::network, 0},
         {Network::answer(500, R"({"otp":1,"token":"c4n4ry"})"), Kind::serverError, 500},
     };
-    const APIRequest request{.path = "p?q=1", .body = R"({"password":"c4n4ry"})", .retryOnUnauthorized = false};
+    const APIRequest request{.endpoint = {"p?q=1", "POST", Authorization::bearerWithoutRefresh},
+                             .body = R"({"password":"c4n4ry"})"};
     for (const auto& [reply, failure, status] : cases) {
         answer(reply);
         const auto lines = log.lines(QtCriticalMsg).size();
@@ -41,11 +42,14 @@ TEST_F(APIClientTest, OutcomesAndTheirLogEntries) {
 TEST_F(APIClientTest, NothingIsSentWithoutATokenThatTheKeyringMayHold) {
     signIn("old");
     machine.secrets.isBroken = true;
-    EXPECT_EQ(outcomeOf(api.request({.path = "p"})).failure, Kind::network);
+    EXPECT_EQ(outcomeOf(api.request({.endpoint = {"p"}})).failure, Kind::network);
     EXPECT_TRUE(requests.empty());
-    answer(Network::answer(401));
-    EXPECT_EQ(outcomeOf(api.request({.path = "p", .includeAuthorization = false})).failure, Kind::network)
-        << "sent, but not refreshed";
+    machine.secrets.isBroken = false;
+    machine.urlSession.setServer([this](const URLRequest&) {
+        machine.secrets.isBroken = true;
+        return Network::answer(401);
+    });
+    EXPECT_EQ(outcomeOf(api.request({.endpoint = {"p"}})).failure, Kind::network) << "sent, but not refreshed";
     EXPECT_EQ(requests.size(), 1u);
     machine.secrets.isBroken = false;
     EXPECT_EQ(tokens(), tokensNamed("old"));
@@ -79,7 +83,7 @@ TEST_F(APIClientTest, TwoHundredCallsShareOneRefresh) {
         });
         std::vector<Task<QByteArray>> calls;
         for (std::size_t i = 0; i < count; ++i)
-            calls.push_back(api.request({.path = "p", .body = QByteArray::number(qulonglong(i))}));
+            calls.push_back(api.request({.endpoint = {"p"}, .body = QByteArray::number(qulonglong(i))}));
         pass(700);
         ASSERT_EQ(requests.size(), 1 + sent * count);
         for (std::size_t i = 0; i < count; ++i) {
@@ -101,7 +105,7 @@ TEST_F(APIClientTest, ACallIsNotRepeatedAtAnotherAddress) {
         domain.setBaseURL(QUrl("https://new.example/api/v1/"));
         return Network::answer(200, wrapped(tokenMembers("new")));
     });
-    EXPECT_EQ(outcomeOf(api.request({.path = "p"})).failure, Kind::unauthorized);
+    EXPECT_EQ(outcomeOf(api.request({.endpoint = {"p"}})).failure, Kind::unauthorized);
     EXPECT_EQ(requests.size(), 2u);
 }
 
@@ -131,7 +135,7 @@ TEST_F(APIClientTest, PathsStayBelowTheRoot) {
     for (const char* path : {"a/../../x", "%2e%2e/x", "a%2f..%2f..%2fx", "//evil.example/api/v1/x",
                              "http://c.example:8443/api/v1/x", "file:///etc/passwd"})
         EXPECT_TRUE(isRefused(path)) << path;
-    EXPECT_EQ(outcomeOf(api.request({.path = "../x"})).failure, Kind::invalidURL);
+    EXPECT_EQ(outcomeOf(api.request({.endpoint = {"../x"}})).failure, Kind::invalidURL);
     EXPECT_TRUE(log.lines().isEmpty() && requests.empty()) << "neither logged nor sent";
 }
 
@@ -145,7 +149,7 @@ TEST_F(APIClientTest, PlainHttpStaysOnThisMachine) {
     for (const auto& [root, isSent] : cases) {
         requests.clear();
         domain.setBaseURL(QUrl(QString(root) + "/api/v1/"));
-        const auto outcome = outcomeOf(api.request({.path = "p", .includeAuthorization = false}));
+        const auto outcome = outcomeOf(api.request({.endpoint = {"p", "POST", Authorization::none}}));
         EXPECT_EQ(requests.size(), isSent ? 1u : 0u) << root;
         EXPECT_EQ(outcome.failure, Kind::network);
         EXPECT_EQ(log.lines(QtCriticalMsg).last().contains("its address is not https"), !isSent) << root;

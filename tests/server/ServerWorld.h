@@ -53,8 +53,6 @@ struct ServerTest : testing::Test {
 
     ServerTest() {
         auth.setSessionDidInvalidate([this] { ++sessionInvalidations; });
-        api.setUnauthorizedHandler(
-            [this] { return auth.handleUnauthorized().then([](const auto& renewed) { return renewed.has_value(); }); });
     }
     ~ServerTest() override { EXPECT_FALSE(log.contains("c4n4ry")) << qPrintable(log.lines().join('\n')); }
 
@@ -90,7 +88,9 @@ struct ServerTest : testing::Test {
     KeychainService keychain{machine.secrets};
     APIEndpoints endpoints{domain, machine.information};
     APITimeZoneResolver timeZones{machine.preferences, machine.clock};
-    APIClient api{machine.urlSession, endpoints, keychain, machine.worker, machine.main};
+    APIClient api{{machine.urlSession, endpoints, keychain, [this] { return auth.handleUnauthorized(); }},
+                  machine.worker,
+                  machine.main};
     AuthService auth{{api, endpoints, keychain, domain, machine.preferences, timeZones, machine.clock, machine.worker,
                       machine.main}};
     const QString ownFolder = ApplicationFolder::path(machine.information);

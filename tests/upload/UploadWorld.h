@@ -2,6 +2,7 @@
 
 #include "model/ISO8601.h"
 #include "server/APIEndpoints.h"
+#include "server/UploadTransport.h"
 #include "storage/APITimeZoneResolver.h"
 #include "storage/KeychainService.h"
 #include "tests/support/StoreWorld.h"
@@ -35,10 +36,11 @@ struct UploadWorld : StoreWorld {
     NetworkMonitor network{machine.path};
     int refreshes = 0;
     std::optional<QString> refreshedToken; ///< What a refresh gives.
-    UploadTransport transport{machine.urlSession, endpoints, keychain, [this]() -> Task<std::optional<QString>> {
-                                  ++refreshes;
-                                  co_return std::optional(refreshedToken); // a copy: co_return moves
-                              }};
+    UploadTransport transport{
+        {machine.urlSession, endpoints, keychain, [this]() -> Task<std::optional<AuthTokens>> {
+             ++refreshes;
+             co_return refreshedToken ? std::optional(AuthTokens{*refreshedToken, {}, {}, {}, {}, {}}) : std::nullopt;
+         }}};
     UploadService service{{transport, retry, network, open(), domain, machine.preferences, zones, machine.information,
                            machine.clock, machine.random, machine.worker}};
     std::vector<URLRequest>& requests = machine.urlSession.requests;
