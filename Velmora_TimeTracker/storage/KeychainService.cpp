@@ -19,26 +19,26 @@ void KeychainService::deleteAuthTokens() {
 
 KeychainService::Answer KeychainService::readAuthTokens(SecretStore::WhenLocked whenLocked) {
     if (whenLocked == SecretStore::WhenLocked::askToUnlock)
-        wasAsked_ = true;
+        unlockPrompted_ = true;
     const SecretStore::ReadResult read = secrets_.read(service, account, whenLocked);
     switch (read.status) {
     case SecretStore::Status::success: {
-        wasAsked_ = false;
+        unlockPrompted_ = false;
         auto tokens = decodeAuthTokens(read.value);
         const auto status = tokens ? read.status : SecretStore::Status::missing;
         return {std::move(tokens), status};
     }
     case SecretStore::Status::missing:
-        wasAsked_ = false;
+        unlockPrompted_ = false;
         break;
     case SecretStore::Status::locked:
-        if (needsUnlock_ && !wasAsked_.exchange(true))
+        if (needsUnlock_ && !unlockPrompted_.exchange(true))
             needsUnlock_();
         break;
     case SecretStore::Status::failed:
     case SecretStore::Status::absent:
         if (whenLocked == SecretStore::WhenLocked::askToUnlock)
-            wasAsked_ = false; // the request did not reach anybody
+            unlockPrompted_ = false; // the request did not reach anybody
         break;
     }
     return {std::nullopt, read.status};

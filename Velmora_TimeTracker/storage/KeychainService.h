@@ -40,5 +40,5 @@ public:
 private:
     SecretStore& secrets_;
     const std::function<void()> needsUnlock_;
-    std::atomic<bool> wasAsked_ = false; ///< The person, to unlock the keyring since it last answered.
+    std::atomic<bool> unlockPrompted_ = false; ///< The person, to unlock the keyring since it last answered.
 };

@@ -141,8 +141,8 @@ void SQLiteStore::openIfNeeded() {
         return;
     }
     const auto now = clock_.uptime();
-    if (!openedAt_ || now - *openedAt_ >= reopenInterval) {
-        openedAt_ = now;
+    if (!lastOpenAttempt_ || now - *lastOpenAttempt_ >= reopenInterval) {
+        lastOpenAttempt_ = now;
         openOrReplace();
     }
 }
@@ -252,17 +252,17 @@ void SQLiteStore::noteOutcome(const char* sql, int code) {
     }
     const int primary = code & 0xff;
     if ((primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB) && isReadable(db_)) {
-        // Damage that the opening did not see. In an index alone it is mended without a loss; a mending that
+        // Damage that the opening did not see. In an index alone it is reindexed without a loss; a mending that
         // did not help, or that met worse, ends the file's use. A disk that refuses it says nothing of the
         // file. A transaction ends before, or its rollback would undo the mending.
         rollBack();
-        const int mended = mend();
-        if (mended == SQLITE_OK ? failures > 1 : isDamage(mended))
+        const int reindexed = reindex();
+        if (reindexed == SQLITE_OK ? failures > 1 : isDamage(reindexed))
             beginNewDatabase(code);
     }
 }
 
-int SQLiteStore::mend() {
+int SQLiteStore::reindex() {
     const int indexed = execute("REINDEX;");
     return indexed == SQLITE_OK ? checkContent(db_) : indexed;
 }

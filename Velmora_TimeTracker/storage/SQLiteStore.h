@@ -143,7 +143,7 @@ private:
     /// Undoes the transaction under way, if there is one.
     void rollBack();
     /// Writes the indices anew.
-    int mend();
+    int reindex();
     /// Sets the present file aside and opens an empty one.
     void beginNewDatabase(int code);
     /// Logs the first of a statement's failures in a row, and the end of the row; mends or replaces a damaged
@@ -159,10 +159,10 @@ private:
 
     const QString dbURL_;
     sqlite3* db_ = nullptr;
-    bool hasSchema_ = false;                           ///< All tables, columns and indices are there.
-    QHash<QByteArray, int> failures_;                  ///< Consecutive failures per SQL statement.
-    int lastFailure_ = 0;                              ///< The library's code of the last failed statement.
-    std::optional<std::chrono::nanoseconds> openedAt_; ///< Uptime of the last attempt to open.
+    bool hasSchema_ = false;                                  ///< All tables, columns and indices are there.
+    QHash<QByteArray, int> failures_;                         ///< Consecutive failures per SQL statement.
+    int lastFailure_ = 0;                                     ///< The library's code of the last failed statement.
+    std::optional<std::chrono::nanoseconds> lastOpenAttempt_; ///< Uptime of the last attempt to open.
     /// "com.velmora.timetracker.sqlite": guards the members from db_ on. Recursive, since the steps of a
     /// transaction are operations of their own.
     std::recursive_mutex queue_;

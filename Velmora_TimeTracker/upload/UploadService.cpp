@@ -42,7 +42,7 @@ bool isSessionReport(const UploadTask& task) {
 }
 
 /// A session that the server will not hear of can still be entered by hand.
-void logWhatIsLost(const UploadTask& task) {
+void logUndelivered(const UploadTask& task) {
     if (isSessionReport(task))
         qCCritical(Log::upload, "Session %s: not delivered: %s", qUtf8Printable(uuidText(task.sessionId)),
                    qUtf8Printable(LogRedactor::redact(QString::fromUtf8(task.jsonPayload.value_or(QByteArray())))));
@@ -66,7 +66,7 @@ Task<> UploadService::startOnWorker() {
 
 Task<> UploadService::runThenWait() {
     co_await processQueueOnWorker();
-    queueTask_ = deps_.worker.after(queuePeriod, [this] { spawn(runThenWait(), "UploadService queue"); });
+    nextRun_ = deps_.worker.after(queuePeriod, [this] { spawn(runThenWait(), "UploadService queue"); });
 }
 
 void UploadService::removeUnattributableData() {
@@ -122,10 +122,10 @@ Task<> UploadService::processQueueOnWorker() {
     }
     isProcessing_ = true;
     const auto runEnds = qScopeGuard([this] { isProcessing_ = false; });
-    bringStrandedTasksForward();
+    rescheduleFarFutureTasks();
 
     int handled = 0;
-    while (handled < maxTasksPerRun && writeNotes() && deps_.retry.canAttempt(deps_.clock.now())) {
+    while (handled < maxTasksPerRun && writeOutcomes() && deps_.retry.canAttempt(deps_.clock.now())) {
         const auto task = deps_.store.nextUploadTask(deps_.clock.now());
         if (!task || !deps_.store.updateUploadTaskStatus(task->id, UploadTaskStatus::inProgress))
             break;
@@ -137,29 +137,30 @@ Task<> UploadService::processQueueOnWorker() {
     updateNotices(notices_);
 }
 
-void UploadService::tryAgainAt(Date due, const UploadTask& task, int retryCount) {
+void UploadService::scheduleRetry(const UploadTask& task, Date due, int retryCount) {
     latestDue_ = std::max(latestDue_, due);
-    note([this, id = task.id, retryCount, due] { return deps_.store.markUploadTaskFailed(id, retryCount, due); });
+    recordOutcome(
+        [this, id = task.id, retryCount, due] { return deps_.store.markUploadTaskFailed(id, retryCount, due); });
 }
 
 void UploadService::finish(const UploadTask& task) {
-    note([this, id = task.id] { return deps_.store.markUploadTaskCompleted(id); });
+    recordOutcome([this, id = task.id] { return deps_.store.markUploadTaskCompleted(id); });
 }
 
-void UploadService::note(std::function<bool()> written) {
-    notes_.push_back(std::move(written));
-    writeNotes();
+void UploadService::recordOutcome(std::function<bool()> written) {
+    unwrittenOutcomes_.push_back(std::move(written));
+    writeOutcomes();
 }
 
 /// Whether each row tells what became of it. Until then nothing is sent: what became of that would not be noted either.
-bool UploadService::writeNotes() {
-    while (!notes_.empty() && notes_.front()())
-        notes_.pop_front();
-    return notes_.empty();
+bool UploadService::writeOutcomes() {
+    while (!unwrittenOutcomes_.empty() && unwrittenOutcomes_.front()())
+        unwrittenOutcomes_.pop_front();
+    return unwrittenOutcomes_.empty();
 }
 
 /// A task whose next attempt was set by a clock that was ahead must not wait until that time has really come.
-void UploadService::bringStrandedTasksForward() {
+void UploadService::rescheduleFarFutureTasks() {
     static_assert(offlineDelayMax <= hour && RetryManager::longestDelay <= hour);
     const Date now = deps_.clock.now();
     const Date latest = now + hour;
@@ -205,16 +206,16 @@ void UploadService::handleFailure(const UploadTask& task, const QString& domainK
     } else if (const auto* permanent = std::get_if<DropPermanently>(&action)) {
         drop(task, permanent->deleteFile);
     } else if (const auto* retry = std::get_if<Retry>(&action)) {
-        retryLater(task, retry->statusCode, failure);
+        scheduleCountedRetry(task, retry->statusCode, failure);
     } else {
-        rescheduleOffline(task, std::get<RescheduleOffline>(action).statusCode, failure);
+        scheduleUncountedRetry(task, std::get<RescheduleOffline>(action).statusCode, failure);
     }
 }
 
 void UploadService::drop(const UploadTask& task, bool deleteFile) {
     qCCritical(Log::upload, "Task %s type=%s permanent client error; dropping.", qUtf8Printable(uuidText(task.id)),
                qUtf8Printable(rawName(task.type)));
-    logWhatIsLost(task);
+    logUndelivered(task);
     if (deleteFile && task.filePath)
         QFile::remove(*task.filePath);
     if (task.type == UploadTaskType::startSession)
@@ -222,8 +223,8 @@ void UploadService::drop(const UploadTask& task, bool deleteFile) {
     finish(task);
 }
 
-void UploadService::retryLater(const UploadTask& task, std::optional<int> statusCode,
-                               const std::exception_ptr& failure) {
+void UploadService::scheduleCountedRetry(const UploadTask& task, std::optional<int> statusCode,
+                                         const std::exception_ptr& failure) {
     const qint64 attempt = qint64{task.retryCount} + 1;
     const QByteArray id = uuidText(task.id).toUtf8();
     qCCritical(Log::upload, "Task %s type=%s failed (attempt %lld): %s", id.constData(),
@@ -231,7 +232,7 @@ void UploadService::retryLater(const UploadTask& task, std::optional<int> status
     deps_.retry.registerFailure(statusCode);
     if (attempt > maxRetries + (isSessionReport(task) ? maxHourlyRetries : 0)) {
         qCCritical(Log::upload, "Task %s exceeded max retries, discarding.", id.constData());
-        logWhatIsLost(task);
+        logUndelivered(task);
         finish(task);
         return;
     }
@@ -239,7 +240,7 @@ void UploadService::retryLater(const UploadTask& task, std::optional<int> status
     const bool isOnLadder = retryCount <= maxRetries;
     const Date now = deps_.clock.now();
     const Date due = isOnLadder ? deps_.retry.nextAttemptDate(retryCount) : now + hour;
-    tryAgainAt(std::max(due, now + requestedDelay(failure, now)), task, retryCount);
+    scheduleRetry(task, std::max(due, now + requestedDelay(failure, now)), retryCount);
     if (!isOnLadder) {
         UploadNotices notices = notices_;
         notices.unacceptedReason = failureDescription(failure);
@@ -247,15 +248,15 @@ void UploadService::retryLater(const UploadTask& task, std::optional<int> status
     }
 }
 
-void UploadService::rescheduleOffline(const UploadTask& task, std::optional<int> statusCode,
-                                      const std::exception_ptr& failure) {
+void UploadService::scheduleUncountedRetry(const UploadTask& task, std::optional<int> statusCode,
+                                           const std::exception_ptr& failure) {
     qCInfo(Log::upload, "Task %s offline transport error; rescheduling without retry penalty: %s",
            qUtf8Printable(uuidText(task.id)), qUtf8Printable(failureDescription(failure)));
     if (statusCode)
         deps_.retry.registerFailure(statusCode);
     const Date now = deps_.clock.now();
     const Seconds delay = deps_.random.uniform(offlineDelayMin, offlineDelayMax);
-    tryAgainAt(now + std::max(delay, requestedDelay(failure, now)), task, task.retryCount);
+    scheduleRetry(task, now + std::max(delay, requestedDelay(failure, now)), task.retryCount);
 }
 
 void UploadService::notePrunedPictures(int pictures) {

@@ -112,15 +112,16 @@ private:
     void handleFailure(const UploadTask& task, const QString& domainKey, const std::exception_ptr& failure);
     SessionStart startOf(const QUuid& sessionId, const QString& domainKey) const;
     void drop(const UploadTask& task, bool deleteFile);
-    void retryLater(const UploadTask& task, std::optional<int> statusCode, const std::exception_ptr& failure);
-    void rescheduleOffline(const UploadTask& task, std::optional<int> statusCode, const std::exception_ptr& failure);
+    void scheduleCountedRetry(const UploadTask& task, std::optional<int> statusCode, const std::exception_ptr& failure);
+    void scheduleUncountedRetry(const UploadTask& task, std::optional<int> statusCode,
+                                const std::exception_ptr& failure);
     void updateNotices(UploadNotices notices);
     void maybeEnqueuePendingActivitySegmentsUpload();
-    void tryAgainAt(Date due, const UploadTask& task, int retryCount);
+    void scheduleRetry(const UploadTask& task, Date due, int retryCount);
     void finish(const UploadTask& task);
-    void note(std::function<bool()> written);
-    bool writeNotes();
-    void bringStrandedTasksForward();
+    void recordOutcome(std::function<bool()> written);
+    bool writeOutcomes();
+    void rescheduleFarFutureTasks();
     void removeUnattributableData();
     void enqueueOrphanedScreenshots();
     void handleHeartbeatTakenOver(const QUuid& sessionId, const QString& domainKey, int statusCode);
@@ -143,12 +144,12 @@ private:
 
     const Dependencies deps_;
     Notifications notifications_;
-    std::unique_ptr<Executor::Timer> queueTask_; ///< The background loop between two runs.
+    std::unique_ptr<Executor::Timer> nextRun_; ///< The background loop between two runs.
     /// No queued task is due later; at first that is not known.
     Date latestDue_{std::numeric_limits<double>::infinity()};
     bool isProcessing_ = false;
     /// What became of rows, as the database is still to be told. First that no run of an earlier launch works on them.
-    std::deque<std::function<bool()>> notes_{[this] { return deps_.store.resetStaleInProgressTasks(); }};
+    std::deque<std::function<bool()>> unwrittenOutcomes_{[this] { return deps_.store.resetStaleInProgressTasks(); }};
     UploadNotices notices_;
     /// Sessions whose start the server refused since the program was launched, and none of whose heartbeats it has
     /// accepted since.
