@@ -73,7 +73,7 @@ FAULTS = [
     Fault("a display that takes no more clients counts as a revoked permission", [
         ("ScreenCaptureService.cpp", "error.isDenial ? ", "true ? ")]),
     Fault("a request answered 401 is repeated for another company", [
-        ("UploadTransport.cpp", "if (endpoints_.origin() != origin)", "if (false)")]),
+        ("AuthorizedExchange.cpp", "if (access_.endpoints.origin() != origin)", "if (false)")]),
     Fault("a configuration under way for the former company is joined", [
         ("RemoteConfigService.cpp", "if (!flight_ || flight_->signIn != signIn)", "if (!flight_)"),
         ("RemoteConfigService.cpp", "if (auth_.signIn() == signIn)", "if (auth_.signIn() == signIn || flight_)")]),
@@ -107,7 +107,7 @@ FAULTS = [
     Fault("a reply of another shape counts as a delivery", [
         ("UploadSenders.cpp", "if (!TrackingEndpointResponse::isOfToldShape(reply))", "if (false)")]),
     Fault("a refresh without a verdict counts as an attempt", [
-        ("UploadTransport.cpp", 'throw URLError(URLError::Code::other, "The sign-in could not be refreshed.");',
+        ("AuthorizedExchange.cpp", 'throw NotRefreshed(u"The sign-in could not be refreshed."_s);',
          "throw APIError::unauthorized();")]),
     Fault("a time-out counts as an attempt", [
         ("FailureClassifier.cpp", "catch (const URLError&) { return RescheduleOffline{};",
