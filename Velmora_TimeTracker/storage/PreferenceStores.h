@@ -23,7 +23,6 @@ inline constexpr auto rememberedLoginEmail = "rememberedLoginEmail";
 inline constexpr auto lastSelectedCompanyEndpoint = "lastSelectedCompanyEndpoint";
 inline constexpr auto dailyTargetSeconds = "dailyTargetSeconds";
 inline constexpr auto screenRecordingPermissionLost = "screenRecordingPermissionLost";
-inline constexpr auto selectedColorPalette = "selectedColorPalette";
 } // namespace PreferenceKey
 
 /// The installation's identifier, an upper-case UUID drawn at the first read and never changed afterwards.

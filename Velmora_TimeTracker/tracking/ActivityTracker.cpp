@@ -44,7 +44,6 @@ void ActivityTracker::reset(const ActivitySnapshot& counted, Seconds totalTracke
     resetCounts(counted, totalTrackedSeconds);
     const std::lock_guard guard(state_);
     lastInputAt_.reset();
-    reenableAttempts_ = 0;
 }
 
 void ActivityTracker::resetCounts(const ActivitySnapshot& counted, Seconds totalTrackedSeconds) {
@@ -87,7 +86,6 @@ void ActivityTracker::handleEvent(InputEventType type) {
     switch (type) {
     case InputEventType::disabledByTimeout:
     case InputEventType::disabledByUserInput:
-        ++reenableAttempts_;
         if (eventTap_)
             eventTap_->enable();
         qCCritical(Log::activity, "Event tap disabled by the desktop (type %u) — re-enabling",

@@ -56,5 +56,4 @@ private:
     qint64 mouseMovesThisSecond_ = 0;
     qint64 keyboardEventsThisSecond_ = 0;
     std::optional<Date> lastInputAt_;
-    qint64 reenableAttempts_ = 0; ///< Limits nothing: switching the tap on again is never given up.
 };

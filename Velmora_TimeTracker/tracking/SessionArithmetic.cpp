@@ -45,7 +45,7 @@ void append(std::vector<Session>& days, const TrackingInterval& interval, const 
 
 Seconds sessionTotal(const Session& session, Date asOf) {
     return session.reportedTotalSeconds ? static_cast<Seconds>(*session.reportedTotalSeconds)
-                                        : session.totalSeconds(asOf) + countedIdleSeconds;
+                                        : session.totalSeconds(asOf);
 }
 
 void finish(Session& session, Date asOf) {

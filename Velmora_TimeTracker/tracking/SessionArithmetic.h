@@ -11,9 +11,6 @@ namespace SessionArithmetic {
 /// A session closed by the day boundary ends this long before the next day begins.
 inline constexpr Seconds midnightEpsilonSeconds = 0.001;
 
-/// Idle time that is added back to a total: none, ever.
-inline constexpr Seconds countedIdleSeconds = 0;
-
 /// The frozen total when present, else the sum of the intervals.
 Seconds sessionTotal(const Session& session, Date asOf);
 

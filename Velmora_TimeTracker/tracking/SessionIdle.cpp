@@ -38,10 +38,7 @@ void SessionManager::handleIdleDetected() {
     const bool hasIntervals = currentSession_ && !currentSession_->intervals.empty();
     const Date began = hasIntervals ? currentSession_->intervals.back().startedAt : now;
     const Date latest = deps_.activityTracker.latestInputAt().value_or(began);
-    const Date lastInput = latest > now ? began : latest; // by a clock that was set back since
-    lastIdleInputAt_ = lastInput;
-    applyIdleDiscardCutoff(lastInput);
-    idleStartedAt_ = now;
+    applyIdleDiscardCutoff(latest > now ? began : latest); // later than now: the clock was set back since
     pauseTracking();
 }
 
@@ -68,8 +65,6 @@ void SessionManager::handleIdleEnded() {
 /// Input came back although the pause never happened.
 void SessionManager::pauseAsIdle() {
     isIdle_ = true;
-    if (!idleStartedAt_)
-        idleStartedAt_ = deps_.clock.now();
     pauseTracking();
 }
 

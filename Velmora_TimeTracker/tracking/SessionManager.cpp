@@ -409,8 +409,6 @@ void SessionManager::clearPauses() {
         lastStatusMessage_.reset();
     isPaused_ = pausedDueToSystemSleep_ = false;
     isIdle_ = needsIdleDecision_ = idleAskPresentedForCurrentIdlePeriod_ = false;
-    idleStartedAt_.reset();
-    lastIdleInputAt_.reset();
 }
 
 void SessionManager::setTracking(bool isTracking) {

@@ -249,10 +249,8 @@ private:
     std::optional<RemoteConfig> config_;
     std::unique_ptr<Executor::Timer> ticker_;
     Seconds clocksApart_ = 0; ///< As they were when the running interval was last seen.
-    std::optional<Date> idleStartedAt_;
     bool idleAskPresentedForCurrentIdlePeriod_ = false;
     bool pausedDueToSystemSleep_ = false;
-    std::optional<Date> lastIdleInputAt_;
     const std::shared_ptr<CaptureState> captureState_ = std::make_shared<CaptureState>();
     int liveMetricsTick_ = 0;
     int heartbeatTick_ = 0;
