@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Shared by the scripts of this folder. Source it; it sets `root` and the helpers below.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)

@@ -15,7 +15,7 @@ import unittest
 
 import Xlib.display
 
-from harness import BUILD, EPOCH, RealProgram
+from harness import EPOCH, RealProgram
 from desktop import ACCOUNT, MONITORS, TASK, shifted_clock, until
 
 KILLS = int(os.environ.get("VELMORA_KILLS", "20"))
