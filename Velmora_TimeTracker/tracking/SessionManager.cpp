@@ -17,7 +17,6 @@
 
 #include <QPointer>
 #include <algorithm>
-#include <cmath>
 #include <tuple>
 
 using namespace Qt::StringLiterals;
@@ -26,9 +25,8 @@ namespace {
 
 constexpr Seconds tickInterval = 1.0;
 constexpr Seconds tickTolerance = 0.2;
-constexpr Seconds smallestClockStep = 1.0; ///< Less is slewing, and rounding.
-constexpr int ticksPerSnapshot = 5;        ///< Running seconds between two looks at the counters.
-constexpr int snapshotsPerAliveMark = 12;  ///< So a last-alive mark every 60 running seconds.
+constexpr int ticksPerSnapshot = 5;       ///< Running seconds between two looks at the counters.
+constexpr int snapshotsPerAliveMark = 12; ///< So a last-alive mark every 60 running seconds.
 
 } // namespace
 
@@ -36,7 +34,8 @@ SessionManager::SessionManager(const Dependencies& dependencies)
     : deps_(dependencies)
     , journal_(deps_.store, deps_.preferences, deps_.main)
     , screenRecordingPermissionLost_(
-          deps_.preferences.boolean(PreferenceKey::screenRecordingPermissionLost).value_or(false)) {
+          deps_.preferences.boolean(PreferenceKey::screenRecordingPermissionLost).value_or(false))
+    , runningClock_(deps_.clock) {
     journal_.setChanged([this] {
         const Operation operation(*this);
         if (isTracking_ && !isPaused_)
@@ -253,7 +252,7 @@ void SessionManager::updateLiveMetrics() {
     if (!currentSession_)
         return;
     if (!isPaused_)
-        clocksApart_ = clocksApart();
+        runningClock_.mark();
     elapsedSeconds_ = SessionArithmetic::sessionTotal(*currentSession_, now);
     recomputeTodayTotalSeconds();
     if (!isPaused_ && ++liveMetricsTick_ >= ticksPerSnapshot) {
@@ -313,10 +312,9 @@ void SessionManager::endCurrentSession(EndReport endReport) {
     elapsedSeconds_ = 0;
     mouseMoves_ = keyboardEvents_ = 0;
     activityScore_ = 0;
-    last5MinActivityRate_.reset();
+    recentActivity_.clear();
     setTracking(false);
     refreshTodayCompletedSeconds();
-    last5MinInputBuffer_.clear();
     updateCaptureEligibility();
 }
 
@@ -355,7 +353,7 @@ void SessionManager::processQueue() {
 void SessionManager::closeCurrentInterval(Date now) {
     if (!currentSession_ || currentSession_->intervals.empty() || currentSession_->intervals.back().stoppedAt)
         return;
-    const Date end = endOfRunning(now);
+    const Date end = runningClock_.endOfRunning(now);
     maybePerformMidnightRolloverIfNeeded(end);
     currentSession_->intervals.back().stoppedAt = end;
     copyCounts(*currentSession_, now);
@@ -376,19 +374,6 @@ bool SessionManager::rowHasLastInterval() const {
     const auto row = std::ranges::find(rows, currentSession_->id, &Session::id);
     return row != rows.end() && !row->intervals.empty() &&
            row->intervals.back().id == currentSession_->intervals.back().id;
-}
-
-/// The end of an interval that is closed at `now`. When the wall clock was set since it was last seen to run, or the
-/// machine slept unannounced, that is as much later than then as the monotonic clock counted: neither is billed.
-Date SessionManager::endOfRunning(Date now) const {
-    const Seconds step = clocksApart() - clocksApart_;
-    return std::abs(step) < smallestClockStep ? now : now - step;
-}
-
-/// How far the wall clock is ahead of the monotonic one.
-Seconds SessionManager::clocksApart() const {
-    const std::chrono::duration<Seconds> uptime = deps_.clock.uptime();
-    return deps_.clock.now().secondsSince1970() - uptime.count();
 }
 
 void SessionManager::copyCounts(Session& session, Date asOf) const {
@@ -435,7 +420,7 @@ Session SessionManager::newSession(const ProjectReference& project) const {
 }
 
 TrackingInterval SessionManager::newInterval(Date startedAt) {
-    clocksApart_ = clocksApart();
+    runningClock_.mark();
     return TrackingInterval{deps_.random.uuid(), startedAt, std::nullopt};
 }
 

@@ -7,11 +7,12 @@
 #include "platform/Executor.h"
 #include "tracking/ActivityTracker.h"
 #include "tracking/IdleDetector.h"
+#include "tracking/RecentActivity.h"
+#include "tracking/RunningClock.h"
 #include "tracking/SessionJournal.h"
 
 #include <QObject>
 #include <QTimeZone>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -82,7 +83,7 @@ public:
     double activityScore() const { return activityScore_; }
     /// Percentage of the last tracked seconds with input, over five minutes at most; absent when no session
     /// runs.
-    std::optional<double> last5MinActivityRate() const { return last5MinActivityRate_; }
+    std::optional<double> last5MinActivityRate() const { return recentActivity_.rate(); }
     const std::optional<QString>& lastStatusMessage() const { return lastStatusMessage_; }
     bool screenRecordingPermissionLost() const { return screenRecordingPermissionLost_; }
     const std::optional<RemoteConfig>& config() const { return config_; }
@@ -184,8 +185,6 @@ private:
     void save();
     Session newSession(const ProjectReference& project) const;
     TrackingInterval newInterval(Date startedAt);
-    Date endOfRunning(Date now) const;
-    Seconds clocksApart() const;
     QString dateText(Date date) const;
     Date startOfDay(Date date) const;
     /// Runs `handle` on the main executor, unless the engine is gone by then. Any thread may call what it
@@ -237,7 +236,6 @@ private:
     qint64 mouseMoves_ = 0;
     qint64 keyboardEvents_ = 0;
     double activityScore_ = 0;
-    std::optional<double> last5MinActivityRate_;
     std::optional<QString> lastStatusMessage_;
     bool screenRecordingPermissionLost_ = false;
 
@@ -245,10 +243,10 @@ private:
     std::optional<ServerTodayTotal> serverTodayTotal_;
     QString serverTodayTotalDomain_; ///< The company whose figure it is.
     Seconds localTotalAtServerAnchor_ = 0;
-    std::deque<bool> last5MinInputBuffer_;
+    RecentActivity recentActivity_;
     std::optional<RemoteConfig> config_;
     std::unique_ptr<Executor::Timer> ticker_;
-    Seconds clocksApart_ = 0; ///< As they were when the running interval was last seen.
+    RunningClock runningClock_;
     bool idleAskPresentedForCurrentIdlePeriod_ = false;
     bool pausedDueToSystemSleep_ = false;
     const std::shared_ptr<CaptureState> captureState_ = std::make_shared<CaptureState>();

@@ -60,8 +60,7 @@ void SessionManager::performMidnightRollover(Date newDate) {
            qPrintable(uuidText(old.id)), qPrintable(uuidText(next.id)), qPrintable(readable(newDate, engineTimeZone())),
            isPaused_ ? "true" : "false");
     deps_.activityTracker.resetCounts();
-    last5MinActivityRate_.reset();
-    last5MinInputBuffer_.clear();
+    recentActivity_.clear();
     if (next.intervals.empty()) {
         save(); // announced with its first interval
     } else {
@@ -255,11 +254,11 @@ void SessionManager::handleDidWake() {
 
 /// Goes on with a new interval where the wall clock was set or the machine slept unannounced.
 void SessionManager::cutAtClockStep(Date now) {
-    if (!isTracking_ || isPaused_ || endOfRunning(now) == now)
+    if (!isTracking_ || isPaused_ || runningClock_.endOfRunning(now) == now)
         return;
     const Operation operation(*this);
     qCInfo(Log::session, "The clock was set or the machine slept: the interval ends at %s",
-           qPrintable(readable(endOfRunning(now), engineTimeZone())));
+           qPrintable(readable(runningClock_.endOfRunning(now), engineTimeZone())));
     closeCurrentInterval(now);
     if (maybePerformMidnightRolloverIfNeeded(now))
         return;

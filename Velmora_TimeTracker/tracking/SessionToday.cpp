@@ -7,16 +7,11 @@
 #include "tracking/SessionOperation.h"
 #include "tracking/TodayTotal.h"
 
-#include <algorithm>
-
-namespace {
-constexpr std::size_t last5MinWindowSize = 300;
-} // namespace
-
 Seconds SessionManager::currentLocalTotal() const {
     const bool isRunning = isTracking_ && currentSession_;
     return todayCompletedSeconds_ +
-           (isRunning ? SessionArithmetic::sessionTotal(*currentSession_, endOfRunning(deps_.clock.now())) : 0);
+           (isRunning ? SessionArithmetic::sessionTotal(*currentSession_, runningClock_.endOfRunning(deps_.clock.now()))
+                      : 0);
 }
 
 void SessionManager::refreshTodayCompletedSeconds() {
@@ -81,11 +76,7 @@ void SessionManager::applyServerTodayTotal(const ServerTodayTotal& incoming) {
 void SessionManager::recordLast5MinInput(bool hadInput) {
     if (!isTracking_ || isPaused_)
         return;
-    last5MinInputBuffer_.push_back(hadInput);
-    if (last5MinInputBuffer_.size() > last5MinWindowSize)
-        last5MinInputBuffer_.pop_front();
-    const auto active = std::ranges::count(last5MinInputBuffer_, true);
-    const double rate = static_cast<double>(active) / static_cast<double>(last5MinInputBuffer_.size()) * 100.0;
-    const Operation operation(*this, last5MinActivityRate_ != rate);
-    last5MinActivityRate_ = rate;
+    const auto before = recentActivity_.rate();
+    recentActivity_.add(hadInput);
+    const Operation operation(*this, before != recentActivity_.rate());
 }
