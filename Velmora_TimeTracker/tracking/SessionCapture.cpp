@@ -33,10 +33,7 @@ void SessionManager::startScreenCaptureTimer() {
         return;
     const qint64 interval = config_ ? config_->screenshotIntervalMinutes : defaultScreenshotIntervalMinutes;
     ScreenCaptureService::Callbacks callbacks;
-    callbacks.shouldCapture = [state = captureState_] {
-        const std::lock_guard guard(state->mutex);
-        return state->isEligible;
-    };
+    callbacks.shouldCapture = [gate = captureGate_] { return gate->isOpen(); };
     callbacks.onPermissionLost = later(&SessionManager::handleScreenRecordingPermissionLost);
     callbacks.onCaptureComplete = later(&SessionManager::handleCaptureComplete);
     callbacks.onCaptureFailed = later(&SessionManager::reportRunning);
@@ -83,12 +80,6 @@ void SessionManager::reportRunning() {
     spawn(reportCapture(deps_.uploads, *currentSession_, currentSessionDomain_), "reportCapture");
 }
 
-bool SessionManager::isCaptureEligible() const {
-    const std::lock_guard guard(captureState_->mutex);
-    return captureState_->isEligible;
-}
-
 void SessionManager::updateCaptureEligibility() {
-    const std::lock_guard guard(captureState_->mutex);
-    captureState_->isEligible = isTracking_ && !isPaused_ && !isIdle_;
+    captureGate_->set(isTracking_ && !isPaused_ && !isIdle_);
 }

@@ -57,8 +57,7 @@ SessionManager::~SessionManager() {
     ticker_.reset();
     deps_.screenCapture.stop();
     deps_.idleDetector.stop();
-    const std::lock_guard guard(captureState_->mutex);
-    captureState_->isEligible = false;
+    captureGate_->set(false);
 }
 
 // ---- The four operations

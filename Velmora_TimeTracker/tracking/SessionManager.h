@@ -6,6 +6,7 @@
 #include "model/Session.h"
 #include "platform/Executor.h"
 #include "tracking/ActivityTracker.h"
+#include "tracking/CaptureGate.h"
 #include "tracking/IdleDetector.h"
 #include "tracking/RecentActivity.h"
 #include "tracking/RunningClock.h"
@@ -15,7 +16,6 @@
 #include <QTimeZone>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 class APITimeZoneResolver;
@@ -141,7 +141,7 @@ public:
     void recordLast5MinInput(bool hadInput);
 
     /// Tracking, not paused, not idle. Any thread.
-    bool isCaptureEligible() const;
+    bool isCaptureEligible() const { return captureGate_->isOpen(); }
 
     /// The zone that all dates of the engine are computed in: the configuration's, else the stored one; the
     /// machine's where that names none.
@@ -156,11 +156,6 @@ Q_SIGNALS:
 private:
     /// Emits `changed` when the outermost one ends: once for an operation, however many others it runs.
     class Operation;
-    /// What a capture cycle may ask from its own threads, also when the engine is gone.
-    struct CaptureState {
-        std::mutex mutex; ///< "com.velmora.timetracker.capture.state": guards the next member.
-        bool isEligible = false;
-    };
 
     // SessionManager.cpp
     void setTracking(bool isTracking);
@@ -249,7 +244,7 @@ private:
     RunningClock runningClock_;
     bool idleAskPresentedForCurrentIdlePeriod_ = false;
     bool pausedDueToSystemSleep_ = false;
-    const std::shared_ptr<CaptureState> captureState_ = std::make_shared<CaptureState>();
+    const std::shared_ptr<CaptureGate> captureGate_ = std::make_shared<CaptureGate>();
     int liveMetricsTick_ = 0;
     int heartbeatTick_ = 0;
     bool isReportDue_ = false; ///< A heartbeat fell into the pause.
