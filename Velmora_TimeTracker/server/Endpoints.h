@@ -17,7 +17,7 @@ struct Endpoint {
     Authorization authorization = Authorization::bearer;
 };
 
-/// All operations of the backend that the program uses. Bodies and errors: docs/wire.md.
+/// All operations of the backend that the program uses.
 namespace Endpoints {
 
 using namespace Qt::StringLiterals;

@@ -69,7 +69,7 @@ public:
     /// How many requests of each kind were answered with an error that counts as an attempt.
     QHash<QString, QHash<QUuid, int>> verdicts;
     QHash<QUuid, Seconds> lastReport; ///< Uptime at which a session's start or heartbeat was last sent.
-    QSet<QUuid> stumblesOver;         ///< Sessions whose end is answered with an error, for now.
+    QSet<QUuid> stumblesOver;         ///< Sessions whose heartbeats get an error until they are taken out.
 
     bool hasBegun(const QUuid& session) const { return !sessions.value(session).startBodies.isEmpty(); }
     void takeOver(const QUuid& sessionId) { sessions[sessionId].takenOver = true; }
