@@ -1,7 +1,10 @@
 #pragma once
 
 #include "tests/support/EngineFixture.h"
+
 #include <gtest/gtest.h>
+#include <set>
+#include <string>
 
 /// The engine of a signed-in employee, and the verbs that its tests are told in.
 struct EngineTest : testing::Test {
@@ -26,4 +29,19 @@ struct EngineTest : testing::Test {
             return body.value("session_uuid") == uuidText(id) && body.value("status") == "completed";
         });
     }
+
+    void startAt(const char* time) {
+        world.jumpTo(time);
+        world.start("p1", "First");
+        world.tick(60);
+    }
+    /// The sessions that the requests to an endpoint name.
+    std::set<std::string> sessionsNamed(const char* endpoint) {
+        std::set<std::string> named;
+        for (const QJsonObject& body : world.bodies(endpoint))
+            named.insert(body.value("session_uuid").toString().toStdString());
+        return named;
+    }
+    std::string runningId() { return uuidText(world.session().id).toStdString(); }
+    qint64 today() { return qRound64(engine().todayTotalSeconds()); }
 };

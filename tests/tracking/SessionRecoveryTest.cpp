@@ -1,12 +1,10 @@
-// Midnight, the sleep and the end of the machine, and the sessions that an earlier run left behind.
+// Sleep, clock changes and the end of the program, and the sessions that an earlier run left behind.
 
 #include "EngineTest.h"
 #include "storage/TrackingHeartbeat.h"
 #include "tests/support/LogCapture.h"
-#include "tracking/SessionArithmetic.h"
 
 #include <iterator>
-#include <set>
 #include <span>
 
 namespace {
@@ -31,88 +29,9 @@ struct SessionRecovery : EngineTest {
         touch();
         return session;
     }
-    void startAt(const char* time) {
-        world.jumpTo(time);
-        world.start("p1", "First");
-        world.tick(60);
-    }
-    /// The sessions that the requests to an endpoint name.
-    std::set<std::string> sessionsNamed(const char* endpoint) {
-        std::set<std::string> named;
-        for (const QJsonObject& body : world.bodies(endpoint))
-            named.insert(body.value("session_uuid").toString().toStdString());
-        return named;
-    }
-    std::string runningId() { return uuidText(world.session().id).toStdString(); }
-    qint64 today() { return qRound64(engine().todayTotalSeconds()); }
 };
 
 } // namespace
-
-TEST(SessionArithmetic, KnowsTheDaysOfASession) {
-    const Date start = EngineFixture::at("2024-05-15T12:00:00Z");
-    Session session;
-    EXPECT_FALSE(SessionArithmetic::isSessionCrossDay(session, start, QTimeZone::utc()));
-    session.intervals = {{{}, start, start + 60}, {{}, start + 120, {}}};
-    for (const auto& [days, isLater] : {std::pair{-1, false}, {0, false}, {1, true}})
-        EXPECT_EQ(SessionArithmetic::isSessionCrossDay(session, start + days * 86400, QTimeZone::utc()), isLater);
-}
-
-TEST(SessionArithmetic, CutsASessionAtEachMidnight) {
-    const QTimeZone berlin("Europe/Berlin"); // its midnight is at 22:00 UTC
-    const Date noon = EngineFixture::at("2024-05-15T12:00:00Z");
-    constexpr Seconds hour = 3600;
-    Session session;
-    session.id = QUuid::createUuid();
-    session.mouseCount = 7;
-    session.idleDiscardCutoffAt = noon;
-    session.intervals = {{{}, noon, noon + hour}, {{}, noon + 9 * hour, noon + 11 * hour}, {{}, noon + 12 * hour, {}}};
-    const auto days = SessionArithmetic::byDays(session, noon + 35 * hour, berlin);
-    ASSERT_EQ(days.size(), 3U);
-    EXPECT_EQ(days, SessionArithmetic::byDays(session, noon + 35 * hour, berlin)); // the same ids
-    EXPECT_EQ(days[0].id, session.id);
-    EXPECT_NE(days[1].id, days[2].id);
-    EXPECT_EQ(days[0].mouseCount + days[1].mouseCount + days[2].mouseCount, 7);
-    EXPECT_FALSE(days[0].idleDiscardCutoffAt || days[1].idleDiscardCutoffAt);
-    EXPECT_EQ(days[2].idleDiscardCutoffAt, noon);
-    std::vector<std::pair<Seconds, Seconds>> spans;
-    for (const Session& day : days)
-        for (const TrackingInterval& interval : day.intervals)
-            spans.emplace_back((interval.startedAt - noon) / hour, (interval.stoppedAt.value_or(noon) - noon) / hour);
-    const Seconds justBefore = SessionArithmetic::midnightEpsilonSeconds / hour;
-    const std::vector<std::pair<Seconds, Seconds>> expected = {
-        {0, 1}, {9, 10 - justBefore}, {10, 11}, {12, 34 - justBefore}, {34, 0}};
-    ASSERT_EQ(spans.size(), expected.size());
-    for (std::size_t i = 0; i < spans.size(); ++i) {
-        EXPECT_DOUBLE_EQ(spans[i].first, expected[i].first);
-        EXPECT_NEAR(spans[i].second, expected[i].second, 1e-9);
-    }
-    EXPECT_EQ(SessionArithmetic::byDays(Session(), noon, berlin), std::vector{Session()});
-}
-
-TEST_F(SessionRecovery, CutsARunningSessionInTwoAtMidnight) {
-    startAt("2024-05-15T23:50:00Z");
-    engine().selectProject("p2");
-    engine().pauseTracking();
-    world.tick(0.3); // ticks fall beside the boundary
-    resume();
-    engine().applyServerTodayTotal({9000, "2024-05-16"}); // ahead of this clock
-    world.typeFor(350), world.tick(100), world.typeFor(100);
-    const Session old = lastFinished();
-    EXPECT_EQ(old.intervals.back().stoppedAt, at("2024-05-16T00:00:00Z") - 0.001);
-    EXPECT_GT(old.keyboardCount, 430);
-    EXPECT_FALSE(world.mark(old.id));
-    const Session next = world.session();
-    EXPECT_EQ(next.deviceId + next.projectName, old.deviceId + "First");
-    EXPECT_EQ(engine().selectedProjectId(), "p1");
-    EXPECT_EQ(next.intervals.at(0).startedAt, at("2024-05-16T00:00:00Z"));      // a tick came 0.3 s later
-    EXPECT_NEAR(engine().todayTotalSeconds(), engine().elapsedSeconds(), 1e-6); // nothing of before
-    EXPECT_LE(engine().keyboardEvents(), 11);
-    EXPECT_EQ(engine().last5MinActivityRate(), 100);
-    const int pictures = world.machine.displays.picturesTaken;
-    world.typeFor(60);
-    EXPECT_EQ(world.machine.displays.picturesTaken, pictures + 1); // a schedule of its own
-}
 
 TEST_F(SessionRecovery, GoesOnFromTheStoredCounts) {
     world.start();
@@ -127,46 +46,6 @@ TEST_F(SessionRecovery, GoesOnFromTheStoredCounts) {
     EXPECT_EQ(lastFinished().keyboardCount, 3660);
     EXPECT_EQ(lastFinished().mouseCount, 0);
     EXPECT_NEAR(lastFinished().activityScore, 100 * 3660 / 3900.0, 0.1);
-}
-
-TEST_F(SessionRecovery, RollsAPausedSessionOverWithoutAnInterval) {
-    startAt("2024-05-15T23:50:00Z");
-    engine().pauseTracking();
-    const Date paused = now();
-    world.tick(3600);
-    EXPECT_EQ(lastFinished().intervals.back().stoppedAt, paused);
-    EXPECT_TRUE(world.session().intervals.empty());
-    EXPECT_TRUE(engine().isPaused());
-    EXPECT_EQ(world.session().projectId, lastFinished().projectId);
-    resume();
-    EXPECT_EQ(world.activeSessions(), std::vector{world.session()});
-    world.tick(30);
-    EXPECT_EQ(world.finishedSessions().size(), 1); // no second rollover
-    EXPECT_EQ(engine().elapsedSeconds(), 30);
-    engine().pauseTracking();
-    world.machine.timeline.sleepMachine(86400);
-    world.machine.power.didWake(); // on the third day; no wake ends this pause
-    world.machine.timeline.settle();
-    EXPECT_TRUE(engine().isPaused());
-    engine().stopTracking();
-    EXPECT_EQ(lastTotal(), 0);
-}
-
-TEST_F(SessionRecovery, ReportsASessionThatBeganPausedFromItsFirstIntervalOn) {
-    startAt("2024-05-15T23:50:00Z");
-    engine().pauseTracking();
-    const std::string first = runningId();
-    world.tick(3600);
-    const std::string second = runningId();
-    EXPECT_EQ(sessionsNamed("sessions/start"), std::set{first});
-    resume();
-    world.tick(10);
-    engine().pauseTracking();
-    world.tick(86400);
-    engine().stopTracking(); // the third, which never ran
-    world.tick(1);
-    EXPECT_EQ(sessionsNamed("sessions/start"), (std::set{first, second}));
-    EXPECT_EQ(sessionsNamed("sessions/heartbeat"), (std::set{first, second}));
 }
 
 TEST_F(SessionRecovery, BillsNeitherASleepThatNobodyAnnouncedNorAClockThatIsSet) {
@@ -214,50 +93,6 @@ TEST_F(SessionRecovery, ReportsNothingOfASleepThatNoTickHasSeen) {
     world.tick(10);
     EXPECT_NEAR(world.bodies("sessions/heartbeat").back().value("total_seconds").toInt(), 60, 1);
     EXPECT_NEAR(engine().todayTotalSeconds(), 5010, 1);
-}
-
-TEST_F(SessionRecovery, ClosesOnTheNewDayAfterAMidnightThatNoTickHasSeen) {
-    const Date midnight = at("2024-05-16T00:00:00Z");
-    const std::pair<const char*, std::function<void()>> closings[] = {
-        {"pause", [&] { engine().pauseTracking(); }},
-        {"stop", [&] { engine().stopTracking(); }},
-        {"take-over", [&] { engine().handleSessionTakenOver(world.session().id); }},
-        {"sleep", [&] { world.machine.power.willSleep(); }},
-        {"unannounced sleep", [&] { world.machine.timeline.sleepMachine(3600), world.tick(1); }},
-        {"termination", [&] { world.machine.power.willTerminate(); }},
-        {"idleness", [&] { world.core->idleDetector.start(1); }},
-    };
-    for (const auto& [name, close] : closings) {
-        SCOPED_TRACE(name);
-        startAt("2024-05-15T23:57:00Z");
-        engine().pauseTracking();
-        world.tick(0.3); // ticks fall beside the boundary
-        resume();
-        world.tick(119.9);
-        close();
-        world.tick(0);
-        EXPECT_EQ(engine().isIdle(), name == std::string("idleness"));
-        std::vector<Session> all = world.finishedSessions();
-        std::ranges::copy(world.activeSessions(), std::back_inserter(all));
-        const Session& before = all.at(all.size() - 2);
-        EXPECT_EQ(before.intervals.back().stoppedAt, midnight - 0.001);
-        const TrackingInterval after = all.back().intervals.at(0);
-        EXPECT_EQ(after.startedAt, midnight);
-        EXPECT_NEAR(after.stoppedAt.value() - midnight, 0.25, 0.06);
-        engine().stopTracking();
-        world.tick(1);
-        EXPECT_EQ(endsReported(before.id), 1);
-        EXPECT_EQ(endsReported(all.back().id), 1);
-    }
-}
-
-TEST_F(SessionRecovery, LeavesASessionWholeWhoseClockSlewsBackOverMidnight) {
-    startAt("2024-05-15T23:59:00Z");
-    world.tick(0.3);
-    const QUuid id = world.session().id;
-    world.machine.timeline.jumpWallClock(-0.5);
-    engine().pauseTracking();
-    EXPECT_EQ(world.session().id, id);
 }
 
 TEST_F(SessionRecovery, TakesASlowDiskForNoStepOfTheClock) {
@@ -322,28 +157,6 @@ TEST_F(SessionRecovery, EndsYesterdaysSessionYesterday) {
     EXPECT_EQ(endsReported(left.id), 1);
     EXPECT_EQ(sessionsNamed("sessions/start").size(), 2U); // of today's part, and of the new session
     EXPECT_EQ(sessionsNamed("sessions/heartbeat").size(), 2U);
-}
-
-TEST_F(SessionRecovery, KeepsWhatRanSinceAMidnightThatMovedBack) {
-    for (const bool isKilled : {false, true}) {
-        startAt("2024-05-15T20:00:00Z");
-        world.typeFor(7200);
-        world.config.appTimezone = "Europe/Moscow"; // since 21:00 UTC it is tomorrow there
-        world.applyConfig();
-        world.tick(2);
-        EXPECT_NEAR(lastTotal(), 3600, 1);
-        EXPECT_NEAR(engine().elapsedSeconds(), 3662, 1);
-        if (isKilled) {
-            world.restart(), touch();
-            engine().resumeInterruptedSession();
-        } else {
-            world.tick(305); // idle
-        }
-        engine().stopTracking();
-        EXPECT_NEAR(lastTotal(), 3661, 2);
-        world.config.appTimezone = "UTC";
-        world.applyConfig();
-    }
 }
 
 TEST_F(SessionRecovery, DiscardsByTheSameRules) {
