@@ -1,6 +1,6 @@
 #include "screens/design/VRCard.h"
 
-#include "screens/design/VRDecor.h"
+#include "screens/design/VRIconView.h"
 #include "screens/design/VRHeroBannerCrop.h"
 #include "screens/design/VRImages.h"
 #include "screens/design/VRLabel.h"

@@ -2,7 +2,9 @@
 
 #include "screens/design/VRButton.h"
 #include "screens/design/VRCard.h"
-#include "screens/design/VRDecor.h"
+#include "screens/design/VRIconCircle.h"
+#include "screens/design/VRIconView.h"
+#include "screens/design/VRSpinner.h"
 #include "screens/design/VRLabel.h"
 #include "screens/root/PopoverModel.h"
 

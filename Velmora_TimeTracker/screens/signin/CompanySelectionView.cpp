@@ -1,7 +1,7 @@
 #include "screens/signin/CompanySelectionView.h"
 
 #include "screens/design/VRButton.h"
-#include "screens/design/VRDecor.h"
+#include "screens/design/VRIconCircle.h"
 #include "screens/design/VRLabel.h"
 #include "screens/design/VRPaint.h"
 #include "screens/signin/LoginModel.h"

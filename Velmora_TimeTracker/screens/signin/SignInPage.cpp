@@ -1,7 +1,7 @@
 #include "screens/signin/SignInPage.h"
 
 #include "screens/design/VRCard.h"
-#include "screens/design/VRDecor.h"
+#include "screens/design/VRIconView.h"
 #include "screens/design/VRLabel.h"
 
 #include <QHBoxLayout>

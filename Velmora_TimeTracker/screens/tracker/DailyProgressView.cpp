@@ -1,7 +1,7 @@
 #include "screens/tracker/DailyProgressView.h"
 
 #include "screens/design/VRButton.h"
-#include "screens/design/VRDecor.h"
+#include "screens/design/VRProgressBar.h"
 #include "screens/design/VRLabel.h"
 #include "screens/design/VRPaint.h"
 #include "screens/tracker/DailyTargetForm.h"

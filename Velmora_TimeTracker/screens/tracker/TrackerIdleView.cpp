@@ -2,7 +2,7 @@
 
 #include "screens/design/VRButton.h"
 #include "screens/design/VRCard.h"
-#include "screens/design/VRDecor.h"
+#include "screens/design/VRIconView.h"
 #include "screens/design/VRLabel.h"
 #include "screens/tracker/TaskField.h"
 #include "screens/tracker/TrackerModel.h"

@@ -1,7 +1,7 @@
 #include "screens/tracker/TrackerNoticesView.h"
 
 #include "screens/design/VRButton.h"
-#include "screens/design/VRDecor.h"
+#include "screens/design/VRIconView.h"
 #include "screens/design/VRLabel.h"
 #include "screens/tracker/TrackerModel.h"
 

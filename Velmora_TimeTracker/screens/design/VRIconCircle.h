@@ -1,0 +1,18 @@
+#pragma once
+
+#include "screens/design/VR.h"
+
+#include <QWidget>
+
+/// An icon within a soft disc.
+class VRIconCircle : public QWidget {
+public:
+    VRIconCircle(const VREnvironment& environment, const QString& icon, int diameter);
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    const VREnvironment& environment_;
+    const QString icon_;
+};

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QWidget>
+
+/// A share of a whole, 0 to 1, on a gradient card.
+class VRProgressBar : public QWidget {
+public:
+    explicit VRProgressBar(int height = 8);
+    void setValue(double value);
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    double value_ = 0;
+};
