@@ -4,9 +4,7 @@
 #include "platform/linux/LinuxPlatform.h"
 #include "screens/design/ThemeManager.h"
 #include "screens/design/VRImages.h"
-#include "screens/root/PopoverModel.h"
-#include "screens/signin/LoginModel.h"
-#include "screens/tracker/TrackerModel.h"
+#include "screens/root/ScreenModels.h"
 #include "shell/control/SingleInstance.h"
 #include "shell/window/MainWindow.h"
 #include "shell/window/QtDesktop.h"
@@ -20,12 +18,10 @@ struct Velmora_TimeTrackerApp::Parts {
     ThemeManager theme{platform.preferences};
     VRImages images;
     TimeTrackerCore core{platform};
-    LoginModel login{core};
-    PopoverModel root{core};
-    TrackerModel tracker{core};
-    MainWindow window{{root, login, tracker}, theme, images};
+    ScreenModels models{core};
+    MainWindow window{models, theme, images};
 
-    // Background work ends before what it works on.
+    // Stop the threads before destroying the objects they use.
     ~Parts() { system.stop(); }
 
     void wire() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "application/MainTab.h"
 #include "model/RemoteConfig.h"
 #include "model/UploadNotices.h"
 #include "platform/SecretStore.h"
@@ -16,8 +17,6 @@
 class ApplicationInfo;
 class Clock;
 class RemoteConfigService;
-
-enum class MainTab { tracker, summary, screenshots, settings };
 
 /// What the user may see: signed in or not, the launch read of the stored sign-in, the permissions, a forced
 /// update. Main thread.

@@ -1,7 +1,10 @@
 #pragma once
 
 #include "application/AppStateManager.h"
+#include "application/CompanyAccount.h"
 #include "application/MainThreadWatchdog.h"
+#include "application/SessionAlerts.h"
+#include "application/StoredSignIn.h"
 #include "capture/PermissionService.h"
 #include "capture/ScreenCaptureService.h"
 #include "platform/Platform.h"
@@ -27,8 +30,6 @@
 /// The whole program below the screens, built once from a platform, in boot order, and wired. The same object
 /// runs on the real platform and in the simulated world. Main thread; lives until the process ends.
 class TimeTrackerCore : public QObject {
-    Q_OBJECT
-
 public:
     explicit TimeTrackerCore(const Platform& platform);
     ~TimeTrackerCore() override;
@@ -44,6 +45,7 @@ public:
     APITimeZoneResolver timeZones;
     APIClient api;
     AuthService auth;
+    StoredSignIn storedSignIn;
     RemoteConfigService remoteConfig;
     PermissionService permissions;
     ScreenCaptureService screenCapture;
@@ -55,39 +57,18 @@ public:
     IdleDetector idleDetector;
     AppStateManager appState;
     SessionManager sessionManager;
+    CompanyAccount company;
+    SessionAlerts sessionAlerts;
     MainThreadWatchdog watchdog;
     SegmentClockService segmentClock;
-
-    /// Takes a fetched configuration over the finish line: application state, then engine.
-    void apply(const RemoteConfig& config);
-    /// After a sign-in to a company: its stored data that names no user becomes this user's, and the pending session
-    /// is looked for.
-    void companyChanged();
-    /// Starts the periodic refresh, with a fetch at once when there is no configuration; each update is applied on the main thread.
-    void startPeriodicRefresh();
-    /// Raises the unlock prompt of the keyring again, at the person's wish.
-    void unlockKeyring();
-
-Q_SIGNALS:
-    /// "com.velmora.timetracker.authSessionDidInvalidate"; the core has acted on it already.
-    void authSessionDidInvalidate();
 
 private:
     void wire();
     void boot();
-    bool adoptUnownedData();
-    Task<> refreshOnceRestored();
-    void askToUnlock();
+    std::function<void(SecretStore::Status)> keyringReporter();
     ServerAccess serverAccess();
-    bool enforceForceUpdate(bool forceRequired, bool surfaceWindow);
-    void presentIdleQuestion();
-    void answerIdleQuestion(int button);
-    void withdrawLapsedIdleQuestion();
-    void presentTakeover();
-    void handleSessionInvalidated();
     void listenToPower();
     void handlePower(void (SessionManager::*handle)());
     void listenToUploads();
-
-    bool isAskingAboutIdleness_ = false;
+    bool enforceForceUpdate(bool forceRequired, bool surfaceWindow);
 };

@@ -98,7 +98,7 @@ TEST_F(Core, RaisesADismissedPromptAgainWhenAskedTo) {
     tick(3);
     EXPECT_TRUE(state().keyringIsLocked());
     machine.secrets.unlocksWhenAsked = true;
-    core->unlockKeyring();
+    core->storedSignIn.askToUnlock();
     tick(2);
     EXPECT_TRUE(state().isAuthenticated() && !state().keyringIsLocked());
     EXPECT_EQ(machine.secrets.prompts, 2);
@@ -205,7 +205,7 @@ TEST_F(Core, GoesOnTrackingWhenAnEarlierSessionWasTakenOver) {
 TEST_F(Core, EndsEverythingWhenTheSignInIsRejected) {
     applyConfig();
     bool wasToldWhenAllWasDone = false;
-    QObject::connect(core.get(), &TimeTrackerCore::authSessionDidInvalidate, core.get(),
+    QObject::connect(&core->company, &CompanyAccount::authSessionDidInvalidate, core.get(),
                      [&] { wasToldWhenAllWasDone = !engine().isTracking(); });
     start();
     status = 401;
@@ -377,7 +377,7 @@ TEST_F(Core, TellsTheOutcomeOfTheUpdateCheck) {
 TEST_F(Core, SendsWhatOneUserLeftOnlyWithThatUsersNextSignIn) {
     const auto signInAs = [this](const QString& url, const QString& user) {
         signIn(url, user);
-        core->companyChanged();
+        core->company.companyChanged();
         tick(200);
     };
     const QString acme = "https://acme.test/api/v1/";

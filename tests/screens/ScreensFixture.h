@@ -4,10 +4,8 @@
 #include "screens/design/VRButton.h"
 #include "screens/design/VRImages.h"
 #include "screens/design/VRLabel.h"
-#include "screens/root/PopoverModel.h"
 #include "screens/root/PopoverView.h"
-#include "screens/signin/LoginModel.h"
-#include "screens/tracker/TrackerModel.h"
+#include "screens/root/ScreenModels.h"
 #include "storage/PreferenceStores.h"
 #include "tests/support/EngineFixture.h"
 
@@ -18,11 +16,11 @@
 
 using namespace Qt::StringLiterals;
 
-/// What a server may send as a name.
+/// A name as a hostile server may send it.
 inline const QString hostile =
     QString::fromUtf8("<b>مشروع\u202Ex</b>\t<img src='file:///etc/passwd'>\n") + QString(10000, 'W');
 
-/// The control of that identifier that can be seen in `root`; null when there is none.
+/// The visible control with that identifier in `root`; null if there is none.
 template <typename Control = QWidget>
 Control* control(QWidget& root, const QString& identifier) {
     for (QWidget* widget : root.findChildren<QWidget*>())
@@ -31,30 +29,24 @@ Control* control(QWidget& root, const QString& identifier) {
     return nullptr;
 }
 
-/// The screens over the simulated program. What stands above the core is made anew with it.
+/// The screens above the simulated program. A relaunch replaces the core and everything above it.
 struct ScreensFixture : testing::Test {
     EngineFixture world;
     ThemeManager theme{world.machine.preferences};
     VRImages images;
-    std::optional<LoginModel> login;
-    std::optional<PopoverModel> root;
-    std::optional<TrackerModel> tracker;
+    std::optional<ScreenModels> models;
     std::unique_ptr<PopoverView> shown;
 
     ScreensFixture() { relaunch(); }
 
     void relaunch() {
         shown.reset();
-        login.reset();
-        root.reset();
-        tracker.reset();
+        models.reset();
         world.restart();
-        login.emplace(*world.core);
-        root.emplace(*world.core);
-        tracker.emplace(*world.core);
+        models.emplace(*world.core);
     }
     void show(PopoverView::Place place = PopoverView::Place::window) {
-        shown = std::make_unique<PopoverView>(PopoverView::Models{*root, *login, *tracker}, theme, images, place);
+        shown = std::make_unique<PopoverView>(*models, theme, images, place);
         shown->resize(shown->sizeHint());
         shown->show();
         settle();
@@ -66,7 +58,7 @@ struct ScreensFixture : testing::Test {
         if (shown)
             shown->grab();
     }
-    /// What the control of that identifier says; "-" when it is not on the screen.
+    /// The name and text of the control with that identifier; "-" if it is not visible.
     QString text(const QString& identifier) {
         const auto* found = control(*shown, identifier);
         return found ? found->accessibleName() + found->property("text").toString() : u"-"_s;
@@ -91,7 +83,7 @@ struct ScreensFixture : testing::Test {
         }
         settle();
     }
-    /// Nothing reaches beyond the width, and what a person must read is whole.
+    /// Checks that nothing exceeds the width and that no button or short label is cut off.
     void expectSound() {
         for (QWidget* widget : shown->findChildren<QWidget*>()) {
             if (!widget->isVisibleTo(shown.get()))
@@ -110,7 +102,8 @@ struct ScreensFixture : testing::Test {
             }
         }
     }
-    /// `sign` tells that it is the screen that was meant.
+    /// Shows the screen in a light and the dark palette, in the window and in the popover, and checks its layout. `sign` is
+    /// a control by which the screen is known.
     void inEveryLook(const QString& sign) {
         SCOPED_TRACE(qPrintable(sign));
         for (const char* palette : {"pink", "black"})

@@ -261,13 +261,7 @@ Task<> World::finishSignIn() {
     }
     if (!config)
         co_return;
-    command([&] {
-        core_->appState.publish(*config);
-        core_->appState.setAuthenticated(true);
-        core_->sessionManager.applyConfig(config);
-        core_->companyChanged();
-        core_->startPeriodicRefresh();
-    });
+    command([&] { core_->company.signedIn(*config); });
     isSigningIn_ = false;
 }
 
@@ -284,7 +278,7 @@ void World::changeSettings() {
         config.appTimezone = QString::fromLatin1(zones[number(0, 11)]);
     }
     if (oneIn(2))
-        command([&] { core_->apply(config); });
+        command([&] { core_->company.apply(config); });
 }
 
 /// As after a sign-in that is over, with requests of it under way.

@@ -57,8 +57,8 @@ FAULTS = [
     Fault("a late notice of idleness pauses a resumed session", [
         ("SessionIdle.cpp", "if (weak && weak->deps_.idleDetector.isCurrent(run))", "if (weak)")]),
     Fault("a rejected sign-in drops the configuration before it ends the session", [
-        ("TimeTrackerCore.cpp", "if (sessionManager.isTracking()) sessionManager.stopTracking(",
-         "sessionManager.applyConfig(std::nullopt); if (sessionManager.isTracking()) sessionManager.stopTracking(")]),
+        ("CompanyAccount.cpp", "if (deps_.sessionManager.isTracking())",
+         "deps_.sessionManager.applyConfig(std::nullopt); if (deps_.sessionManager.isTracking())")]),
     Fault("a rejected sign-in forgets the company before it ends the session", [
         ("AuthService.cpp", "if (authSessionDidInvalidate_)", "forgetCompany(); if (authSessionDidInvalidate_)")]),
     Fault("input counts begin at zero after a recovery", [
@@ -81,14 +81,14 @@ FAULTS = [
         ("RemoteConfigService.cpp", "return owner == auth_.signIn().domainKey ? config : std::nullopt;",
          "return config;")]),
     Fault("a launch replaces the company's zone by the machine's", [
-        ("TimeTrackerCore.cpp", "if (const auto cached = remoteConfig.cachedConfig()) apply(*cached);",
-         "sessionManager.applyConfig(std::nullopt);"),
+        ("CompanyAccount.cpp", "if (const auto cached = deps_.remoteConfig.cachedConfig()) apply(*cached);",
+         "deps_.sessionManager.applyConfig(std::nullopt);"),
         ("SessionManager.cpp", "if (config_) deps_.timeZones.store(deps_.timeZones.timezoneIdentifierForAPI(&*config_));",
          "deps_.timeZones.store(deps_.timeZones.timezoneIdentifierForAPI(config_ ? &*config_ : nullptr));")]),
     Fault("a slot is sent with the zone of the moment", [
         ("SegmentBatch.cpp", "row.timezone.isEmpty() ? timezoneIdentifier : row.timezone", "timezoneIdentifier")]),
     Fault("a missing configuration is fetched after half an hour", [
-        ("TimeTrackerCore.cpp", "appState.remoteConfig() ? afterInterval : atOnce", "afterInterval")]),
+        ("CompanyAccount.cpp", "deps_.appState.remoteConfig() ? afterInterval : atOnce", "afterInterval")]),
     Fault("rows belong to a company and not to a person", [
         ("DomainStorage.cpp", "user.isEmpty() ? companyOf(url) :", "true ? companyOf(url) :")]),
     Fault("rows belong to a host and not to its port", [

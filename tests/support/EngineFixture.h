@@ -48,7 +48,7 @@ public:
         KeychainService(machine.secrets).saveAuthTokens({"access", "refresh", {}, {}, {}, {}});
     }
     /// The engine gets `config` as from the server.
-    void applyConfig() { core->apply(config); }
+    void applyConfig() { core->company.apply(config); }
 
     void start(const QString& projectId = {}, const QString& projectName = {});
     void tick(Seconds span) { machine.timeline.advance(span); }

@@ -2,6 +2,7 @@
 
 #include <QGuiApplication>
 #include <QVBoxLayout>
+#include <QWidget>
 #include <optional>
 
 using namespace Qt::StringLiterals;
@@ -111,4 +112,11 @@ QVBoxLayout* VR::makeColumn(QWidget* owner, int spacing, int margin) {
     column->setContentsMargins(margin, margin, margin, margin);
     column->setSpacing(spacing);
     return column;
+}
+
+void VR::discard(QWidget* page) {
+    if (!page)
+        return;
+    page->hide();
+    page->deleteLater();
 }

@@ -42,6 +42,9 @@ QString tooltip(const QString& text);
 
 /// A column of `owner`, with `margin` all around.
 QVBoxLayout* makeColumn(QWidget* owner, int spacing, int margin = 0);
+/// Hides `page` and deletes it when control returns to the event loop: the sender of the current signal may be its
+/// child. Null is allowed.
+void discard(QWidget* page);
 
 } // namespace VR
 

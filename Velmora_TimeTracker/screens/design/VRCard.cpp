@@ -1,7 +1,7 @@
 #include "screens/design/VRCard.h"
 
-#include "screens/design/VRIconView.h"
 #include "screens/design/VRHeroBannerCrop.h"
+#include "screens/design/VRIconView.h"
 #include "screens/design/VRImages.h"
 #include "screens/design/VRLabel.h"
 #include "screens/design/VRPaint.h"

@@ -2,10 +2,12 @@
 
 #include "screens/design/VRButton.h"
 #include "screens/design/VRHeaderBar.h"
-#include "screens/root/GateViews.h"
-#include "screens/signin/LoginModel.h"
+#include "screens/gates/ForcedUpdateView.h"
+#include "screens/gates/InterruptedSessionView.h"
+#include "screens/gates/PermissionView.h"
+#include "screens/gates/RestoreView.h"
+#include "screens/root/ScreenModels.h"
 #include "screens/signin/LoginView.h"
-#include "screens/tracker/TrackerModel.h"
 #include "screens/tracker/TrackerView.h"
 
 #include <QPaintEvent>
@@ -30,7 +32,7 @@ QColor colour(Routing::StatusTone tone, const VRPalette& palette) {
 }
 } // namespace
 
-PopoverView::PopoverView(const Models& models, const ThemeManager& theme, VRImages& images, Place place)
+PopoverView::PopoverView(ScreenModels& models, const ThemeManager& theme, VRImages& images, Place place)
     : models_(models)
     , environment_{theme, images, place == Place::popover}
     , column_(new QVBoxLayout(this))
@@ -55,15 +57,15 @@ QWidget* PopoverView::makePage(Routing::Screen screen) {
     using Routing::Screen;
     switch (screen) {
     case Screen::restore:
-        return new RestoreView(models_.root, environment_);
+        return new RestoreView(models_.restore, environment_);
     case Screen::login:
         return new LoginView(models_.login, environment_);
     case Screen::forcedUpdate:
-        return new ForcedUpdateView(models_.root, environment_);
+        return new ForcedUpdateView(models_.forcedUpdate, environment_);
     case Screen::permissions:
-        return new PermissionView(models_.root, environment_);
+        return new PermissionView(models_.permission, environment_);
     case Screen::interrupted:
-        return new InterruptedSessionView(models_.root, environment_);
+        return new InterruptedSessionView(models_.interruptedSession, environment_);
     case Screen::tabs:
         break;
     }
@@ -76,11 +78,7 @@ void PopoverView::refresh() {
     if (shown_ == wanted)
         return;
     shown_ = wanted;
-    if (page_) {
-        // Something in the page may be what brought us here; it goes when that has returned.
-        page_->hide();
-        page_->deleteLater();
-    }
+    VR::discard(page_);
     header_->setVisible(Routing::hasHeader(wanted));
     page_ = makePage(wanted);
     column_->addWidget(page_, 1);

@@ -1,30 +1,24 @@
 #pragma once
 
 #include "screens/design/VR.h"
-#include "screens/root/PopoverModel.h"
+#include "screens/root/Routing.h"
 
 #include <QWidget>
 #include <optional>
 
-class LoginModel;
 class QVBoxLayout;
-class TrackerModel;
 class VRHeaderBar;
+struct ScreenModels;
 
-/// The root view of the program, in the main window and in the popover: shows the screen that the state calls
-/// for. Only that screen exists.
+/// The root view of the program, in the main window and in the popover: shows the screen that the state selects.
+/// Only that screen exists.
 class PopoverView : public QWidget {
     Q_OBJECT
 
 public:
-    struct Models {
-        PopoverModel& root;
-        LoginModel& login;
-        TrackerModel& tracker;
-    };
     enum class Place { window, popover };
 
-    PopoverView(const Models& models, const ThemeManager& theme, VRImages& images, Place place);
+    PopoverView(ScreenModels& models, const ThemeManager& theme, VRImages& images, Place place);
 
     QSize sizeHint() const override;
 
@@ -42,7 +36,7 @@ private:
     void refresh();
     void refreshHeader();
 
-    const Models models_;
+    ScreenModels& models_;
     const VREnvironment environment_;
     QVBoxLayout* const column_;
     VRHeaderBar* const header_;

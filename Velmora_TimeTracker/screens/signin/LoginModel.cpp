@@ -1,23 +1,28 @@
 #include "screens/signin/LoginModel.h"
 
-#include "application/TimeTrackerCore.h"
+#include "application/CompanyAccount.h"
+#include "platform/Desktop.h"
+#include "platform/PreferenceStore.h"
 #include "screens/signin/LoginRules.h"
+#include "server/AuthService.h"
+#include "server/RemoteConfigService.h"
+#include "storage/DomainStorage.h"
 #include "storage/PreferenceStores.h"
 
 #include <QPointer>
 
 using namespace Qt::StringLiterals;
 
-LoginModel::LoginModel(TimeTrackerCore& core)
-    : core_(core)
-    , resendCooldown_(core.platform.main, [this] { Q_EMIT changed(); })
-    , forgotPassword_(core.auth, core.platform.main) {
+LoginModel::LoginModel(const Dependencies& dependencies)
+    : deps_(dependencies)
+    , resendCooldown_(deps_.main, [this] { Q_EMIT changed(); })
+    , forgotPassword_(deps_.auth, deps_.main) {
     reset();
     connect(&forgotPassword_, &ForgotPasswordModel::changed, this, &LoginModel::changed);
 }
 
 void LoginModel::reset() {
-    email_ = RememberedLoginStorage::savedEmail(core_.platform.preferences).value_or(QString());
+    email_ = RememberedLoginStorage::savedEmail(deps_.preferences).value_or(QString());
     password_.clear();
     showPassword_ = showNoAccountInfo_ = isLoading_ = otpVerifying_ = companySelecting_ = false;
     errorMessage_.reset();
@@ -74,7 +79,7 @@ void LoginModel::setNoAccountInfoShown(bool shown) {
 }
 
 void LoginModel::openWebsite() {
-    core_.platform.desktop.open(QUrl(u"https://www.velmora.example"_s));
+    deps_.desktop.open(QUrl(u"https://www.velmora.example"_s));
 }
 
 void LoginModel::openForgotPassword() {
@@ -93,14 +98,14 @@ Task<> LoginModel::performLogin() {
     loginInProgress_ = true;
     isLoading_ = true;
     const QString email = email_.trimmed();
-    RememberedLoginStorage::save(email, core_.platform.preferences);
+    RememberedLoginStorage::save(email, deps_.preferences);
     errorMessage_ = LoginRules::validationError(email, password_);
     Q_EMIT changed();
     const QPointer<LoginModel> self(this);
     std::optional<SingleLoginResult> result;
     if (!errorMessage_) {
         try {
-            result = co_await core_.auth.login(email, password_);
+            result = co_await deps_.auth.login(email, password_);
         } catch (const APIError& error) {
             if (self)
                 errorMessage_ = LoginRules::failure(error, u"Login failed. Check your credentials and connection."_s);
@@ -120,7 +125,7 @@ void LoginModel::proceed(const SingleLoginResult& result) {
         enter(LoginPhase::OTP{otp->email, otp->userEmail});
     } else if (const auto* choice = std::get_if<CompanySelection>(&result)) {
         auto ordered =
-            CompanyListOrder::ordered(choice->companies, LastCompanyStorage::lastEndpoint(core_.platform.preferences));
+            CompanyListOrder::ordered(choice->companies, LastCompanyStorage::lastEndpoint(deps_.preferences));
         enter(LoginPhase::CompanyChoice{std::move(ordered.companies), ordered.recentEndpoint, choice->userName,
                                         choice->tokens});
     } else {
@@ -129,10 +134,9 @@ void LoginModel::proceed(const SingleLoginResult& result) {
 }
 
 void LoginModel::completeLogin(const std::optional<LoginUser>& user) {
-    const auto base = core_.domain.getBaseURL();
+    const auto base = deps_.domain.getBaseURL();
     const auto host = base && !base->host().isEmpty() ? std::optional(base->host()) : std::nullopt;
-    UserProfileStorage::set(user ? user->name.value_or(user->email) : email_.trimmed(), host,
-                            core_.platform.preferences);
+    UserProfileStorage::set(user ? user->name.value_or(user->email) : email_.trimmed(), host, deps_.preferences);
     spawn(finishSignIn(), "sign-in");
 }
 
@@ -140,17 +144,17 @@ Task<> LoginModel::finishSignIn() {
     isLoading_ = true;
     Q_EMIT changed();
     const QPointer<LoginModel> self(this);
-    const SignIn signIn = core_.auth.signIn();
+    const SignIn signIn = deps_.auth.signIn();
     std::optional<RemoteConfig> config;
     std::optional<APIError> failure;
     try {
-        config = co_await core_.remoteConfig.fetchConfig();
+        config = co_await deps_.remoteConfig.fetchConfig();
     } catch (const APIError& error) {
         failure = error;
         const bool isStillSignedIn =
-            self && error.kind() != APIError::Kind::unauthorized && core_.auth.signIn() == signIn;
+            self && error.kind() != APIError::Kind::unauthorized && deps_.auth.signIn() == signIn;
         if (isStillSignedIn)
-            config = core_.remoteConfig.cachedConfig();
+            config = deps_.remoteConfig.cachedConfig();
     }
     if (!self)
         co_return;
@@ -158,13 +162,8 @@ Task<> LoginModel::finishSignIn() {
         failToConfigure(*failure);
         co_return;
     }
-    core_.appState.publish(*config);
-    core_.appState.setAuthenticated(true);
-    core_.sessionManager.applyConfig(config);
+    deps_.company.signedIn(*config);
     reset();
-    core_.appState.recomputePermissions();
-    core_.companyChanged();
-    core_.startPeriodicRefresh();
 }
 
 void LoginModel::failToConfigure(const APIError& error) {
@@ -198,7 +197,7 @@ Task<> LoginModel::performVerifyOtp() {
     std::optional<SingleLoginResult> result;
     QString failure;
     try {
-        result = co_await core_.auth.performSingleLogin(body);
+        result = co_await deps_.auth.performSingleLogin(body);
     } catch (const APIError& error) {
         failure = LoginRules::failure(error, u"Verification failed. Check the code and try again."_s);
     }
@@ -224,7 +223,7 @@ Task<> LoginModel::performResendOtp() {
     const QString address = email_.trimmed();
     bool sent = true;
     try {
-        co_await core_.auth.generateOtp(address);
+        co_await deps_.auth.generateOtp(address);
     } catch (const std::exception&) {
         sent = false;
     }
@@ -238,15 +237,15 @@ Task<> LoginModel::performCompanySelect(LoginCompany company) {
     const auto* choice = std::get_if<LoginPhase::CompanyChoice>(&phase_);
     if (isBusy() || !choice)
         co_return;
-    core_.platform.preferences.set(QString::fromLatin1(PreferenceKey::lastSelectedCompanyEndpoint), company.endpoint);
-    UserProfileStorage::set(choice->userName, company.name, core_.platform.preferences);
+    deps_.preferences.set(QString::fromLatin1(PreferenceKey::lastSelectedCompanyEndpoint), company.endpoint);
+    UserProfileStorage::set(choice->userName, company.name, deps_.preferences);
     companySelecting_ = true;
     errorMessage_.reset();
     Q_EMIT changed();
     const QPointer<LoginModel> self(this);
     const AuthTokens tokens = choice->tokens;
     try {
-        co_await core_.auth.selectCompany(company.endpoint, tokens, email_.trimmed());
+        co_await deps_.auth.selectCompany(company.endpoint, tokens, email_.trimmed());
     } catch (const APIError& error) {
         if (self)
             failToConfigure(error);

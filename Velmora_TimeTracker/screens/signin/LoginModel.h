@@ -10,7 +10,13 @@
 #include <variant>
 
 class APIError;
-class TimeTrackerCore;
+class AppStateManager;
+class AuthService;
+class CompanyAccount;
+class Desktop;
+class DomainStorage;
+class PreferenceStore;
+class RemoteConfigService;
 
 /// Which of the sign-in screens is shown.
 struct LoginPhase {
@@ -35,7 +41,17 @@ class LoginModel : public QObject {
     Q_OBJECT
 
 public:
-    explicit LoginModel(TimeTrackerCore& core);
+    struct Dependencies {
+        AuthService& auth;
+        RemoteConfigService& remoteConfig;
+        DomainStorage& domain;
+        AppStateManager& appState;
+        CompanyAccount& company;
+        PreferenceStore& preferences;
+        Desktop& desktop;
+        Executor& main;
+    };
+    explicit LoginModel(const Dependencies& dependencies);
 
     const LoginPhase::Any& phase() const { return phase_; }
     const QString& email() const { return email_; }
@@ -83,7 +99,7 @@ private:
     void failToConfigure(const APIError& error);
     void reset();
 
-    TimeTrackerCore& core_;
+    const Dependencies deps_;
     LoginPhase::Any phase_;
     int visit_ = 0; ///< Counts the screens entered: a late reply to one that was left is dropped.
     QString email_;

@@ -33,12 +33,9 @@ void LoginView::refresh() {
     if (shownPhase_ == model_.phase().index())
         return;
     shownPhase_ = model_.phase().index();
-    if (page_) {
-        // The page may be what is telling us; it goes when it has returned.
-        page_->hide();
-        model_.disconnect(page_);
-        page_->deleteLater();
-    }
+    if (page_)
+        model_.disconnect(page_); // its phase is over
+    VR::discard(page_);
     page_ = std::visit(PageOf{model_, environment_}, model_.phase());
     column_->addWidget(page_);
     page_->show();

@@ -1,9 +1,9 @@
 #include "screens/tracker/DailyProgressView.h"
 
 #include "screens/design/VRButton.h"
-#include "screens/design/VRProgressBar.h"
 #include "screens/design/VRLabel.h"
 #include "screens/design/VRPaint.h"
+#include "screens/design/VRProgressBar.h"
 #include "screens/tracker/DailyTargetForm.h"
 #include "screens/tracker/TrackerModel.h"
 

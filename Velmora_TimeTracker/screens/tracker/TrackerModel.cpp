@@ -1,9 +1,14 @@
 #include "screens/tracker/TrackerModel.h"
 
-#include "application/TimeTrackerCore.h"
+#include "application/AppStateManager.h"
+#include "application/CompanyAccount.h"
+#include "capture/PermissionService.h"
+#include "platform/Random.h"
 #include "screens/text/Formatting.h"
 #include "screens/tracker/MotivationalPhrases.h"
+#include "server/RemoteConfigService.h"
 #include "storage/PreferenceStores.h"
+#include "tracking/SessionManager.h"
 
 #include <QPointer>
 
@@ -14,55 +19,54 @@ constexpr Seconds phrasePeriod = 600;
 constexpr Seconds phraseLeeway = 30;
 const QString noTask = u"No task"_s;
 
-/// A uniform index below `count`.
-int drawn(Random& random, std::size_t count) {
+int randomIndex(Random& random, std::size_t count) {
     return qMin(static_cast<int>(random.uniform(0, static_cast<double>(count))), static_cast<int>(count) - 1);
 }
 } // namespace
 
-TrackerModel::TrackerModel(TimeTrackerCore& core)
-    : core_(core)
-    , dailyTargetSeconds_(DailyTargetStorage::seconds(core.platform.preferences))
-    , phraseTimer_(core.platform.main.every(phrasePeriod, phrasePeriod, phraseLeeway, [this] {
-        motivationalPhraseIndex_ = drawn(core_.platform.random, MotivationalPhrases::all.size());
+TrackerModel::TrackerModel(const Dependencies& dependencies)
+    : deps_(dependencies)
+    , dailyTargetSeconds_(DailyTargetStorage::seconds(deps_.preferences))
+    , phraseTimer_(deps_.main.every(phrasePeriod, phrasePeriod, phraseLeeway, [this] {
+        motivationalPhraseIndex_ = randomIndex(deps_.random, MotivationalPhrases::all.size());
         Q_EMIT changed();
     })) {
     idleViewAppeared();
-    connect(&core.appState, &AppStateManager::changed, this, &TrackerModel::changed);
-    connect(&core.sessionManager, &SessionManager::changed, this, &TrackerModel::changed);
+    connect(&deps_.appState, &AppStateManager::changed, this, &TrackerModel::changed);
+    connect(&deps_.sessionManager, &SessionManager::changed, this, &TrackerModel::changed);
 }
 
 bool TrackerModel::isTracking() const {
-    return core_.sessionManager.isTracking();
+    return deps_.sessionManager.isTracking();
 }
 
 bool TrackerModel::permissionWasLost() const {
-    return core_.sessionManager.screenRecordingPermissionLost();
+    return deps_.sessionManager.screenRecordingPermissionLost();
 }
 
 void TrackerModel::openPermissionSettings() {
-    core_.permissions.openScreenRecordingSettings();
+    deps_.permissions.openScreenRecordingSettings();
 }
 
 void TrackerModel::dismissPermissionLost() {
-    core_.sessionManager.dismissPermissionLost();
+    deps_.sessionManager.dismissPermissionLost();
 }
 
 std::optional<QString> TrackerModel::crossDayTask() const {
-    const auto& project = core_.sessionManager.crossDayAutoCompletedProject();
+    const auto& project = deps_.sessionManager.crossDayAutoCompletedProject();
     return project ? std::optional(project->name) : std::nullopt;
 }
 
 void TrackerModel::startNewSession() {
-    const auto project = core_.sessionManager.crossDayAutoCompletedProject();
+    const auto project = deps_.sessionManager.crossDayAutoCompletedProject();
     if (!project)
         return;
-    core_.sessionManager.dismissCrossDayBanner();
-    core_.sessionManager.startTracking(RemoteProject{project->id, project->name});
+    deps_.sessionManager.dismissCrossDayBanner();
+    deps_.sessionManager.startTracking(RemoteProject{project->id, project->name});
 }
 
 void TrackerModel::dismissCrossDayBanner() {
-    core_.sessionManager.dismissCrossDayBanner();
+    deps_.sessionManager.dismissCrossDayBanner();
 }
 
 std::vector<Notice> TrackerModel::notices() const {
@@ -71,12 +75,12 @@ std::vector<Notice> TrackerModel::notices() const {
 
 NoticeSources TrackerModel::noticeSources() const {
     NoticeSources sources;
-    sources.notSaved = core_.sessionManager.notSavedMessage();
-    const UploadNotices& uploads = core_.appState.uploadNotices();
+    sources.notSaved = deps_.sessionManager.notSavedMessage();
+    const UploadNotices& uploads = deps_.appState.uploadNotices();
     sources.unacceptedSessions = uploads.unacceptedSessions;
     sources.unacceptedReason = uploads.unacceptedReason;
     sources.prunedPictures = uploads.prunedPictures;
-    if (!core_.appState.remoteConfig())
+    if (!deps_.appState.remoteConfig())
         sources.configurationProblem =
             u"Your company's settings are not loaded yet. Tracking can start once they are."_s;
     return sources;
@@ -87,35 +91,35 @@ void TrackerModel::performNoticeAction() {
 }
 
 void TrackerModel::idleViewAppeared() {
-    const int entry = drawn(core_.platform.random, MotivationalPhrases::idle.size());
+    const int entry = randomIndex(deps_.random, MotivationalPhrases::idle.size());
     idlePhrase_ = QString::fromLatin1(MotivationalPhrases::idle.at(static_cast<std::size_t>(entry)));
 }
 
 bool TrackerModel::canStart() const {
-    return core_.appState.remoteConfig().has_value() && !core_.appState.forceClientUpdate();
+    return deps_.appState.remoteConfig().has_value() && !deps_.appState.forceClientUpdate();
 }
 
 void TrackerModel::start() {
     if (!canStart())
         return;
     std::optional<RemoteProject> chosen;
-    for (const RemoteProject& project : core_.appState.projects())
-        if (!chosen && project.id == core_.sessionManager.selectedProjectId())
+    for (const RemoteProject& project : deps_.appState.projects())
+        if (!chosen && project.id == deps_.sessionManager.selectedProjectId())
             chosen = project;
-    core_.sessionManager.startTracking(chosen);
+    deps_.sessionManager.startTracking(chosen);
 }
 
 QString TrackerModel::selectedTaskMenuTitle() const {
-    for (const RemoteProject& project : core_.appState.projects())
-        if (project.id == core_.sessionManager.selectedProjectId())
+    for (const RemoteProject& project : deps_.appState.projects())
+        if (project.id == deps_.sessionManager.selectedProjectId())
             return project.name;
     return noTask;
 }
 
 std::vector<TrackerModel::TaskChoice> TrackerModel::taskChoices() const {
-    const QString& selected = core_.sessionManager.selectedProjectId();
+    const QString& selected = deps_.sessionManager.selectedProjectId();
     std::vector<TaskChoice> choices = {{QString(), noTask, false}};
-    for (const RemoteProject& project : core_.appState.projects())
+    for (const RemoteProject& project : deps_.appState.projects())
         choices.push_back({project.id, project.name, project.id == selected});
     const bool hasCurrent = std::ranges::any_of(choices, &TaskChoice::isCurrent);
     choices.front().isCurrent = !hasCurrent;
@@ -123,7 +127,7 @@ std::vector<TrackerModel::TaskChoice> TrackerModel::taskChoices() const {
 }
 
 void TrackerModel::chooseTask(const QString& id) {
-    core_.sessionManager.selectProject(id);
+    deps_.sessionManager.selectProject(id);
 }
 
 void TrackerModel::scheduleTaskMenuConfigRefreshFromServer() {
@@ -134,57 +138,57 @@ Task<> TrackerModel::refreshFromServer() {
     const QPointer<TrackerModel> self(this);
     std::optional<RemoteConfig> config;
     try {
-        config = co_await core_.remoteConfig.fetchConfig();
+        config = co_await deps_.remoteConfig.fetchConfig();
     } catch (const std::exception&) {
         co_return;
     }
-    if (self && core_.appState.isAuthenticated())
-        core_.apply(*config);
+    if (self && deps_.appState.isAuthenticated())
+        deps_.company.apply(*config);
 }
 
 std::optional<QString> TrackerModel::statusMessage() const {
-    return core_.sessionManager.lastStatusMessage();
+    return deps_.sessionManager.lastStatusMessage();
 }
 
 void TrackerModel::activeViewAppeared() {
-    dailyTargetSeconds_ = DailyTargetStorage::seconds(core_.platform.preferences);
+    dailyTargetSeconds_ = DailyTargetStorage::seconds(deps_.preferences);
 }
 
 QString TrackerModel::projectName() const {
-    const auto& session = core_.sessionManager.currentSession();
+    const auto& session = deps_.sessionManager.currentSession();
     return session ? session->projectName : QString();
 }
 
 QString TrackerModel::dayClock() const {
-    return Formatting::duration(core_.sessionManager.todayTotalSeconds());
+    return Formatting::duration(deps_.sessionManager.todayTotalSeconds());
 }
 
 QString TrackerModel::activePhrase() const {
-    return MotivationalPhrases::active(motivationalPhraseIndex_, core_.sessionManager.todayTotalSeconds());
+    return MotivationalPhrases::active(motivationalPhraseIndex_, deps_.sessionManager.todayTotalSeconds());
 }
 
 QString TrackerModel::recentActivity() const {
-    const auto rate = core_.sessionManager.last5MinActivityRate();
+    const auto rate = deps_.sessionManager.last5MinActivityRate();
     return rate ? QString::asprintf("%.0f%%", *rate) : u"—"_s;
 }
 
 bool TrackerModel::isPaused() const {
-    return core_.sessionManager.isPaused();
+    return deps_.sessionManager.isPaused();
 }
 
 void TrackerModel::pauseOrResume() {
     if (isPaused())
-        core_.sessionManager.resumeTracking();
+        deps_.sessionManager.resumeTracking();
     else
-        core_.sessionManager.pauseTracking();
+        deps_.sessionManager.pauseTracking();
 }
 
 void TrackerModel::stop() {
-    core_.sessionManager.stopTracking();
+    deps_.sessionManager.stopTracking();
 }
 
 double TrackerModel::progress() const {
-    return qMin(core_.sessionManager.todayTotalSeconds() / dailyTargetSeconds_, 1.0);
+    return qMin(deps_.sessionManager.todayTotalSeconds() / dailyTargetSeconds_, 1.0);
 }
 
 QString TrackerModel::progressPercent() const {
@@ -192,7 +196,7 @@ QString TrackerModel::progressPercent() const {
 }
 
 QString TrackerModel::progressTimes() const {
-    return Formatting::hoursMinutes(core_.sessionManager.todayTotalSeconds()) + u" / "_s +
+    return Formatting::hoursMinutes(deps_.sessionManager.todayTotalSeconds()) + u" / "_s +
            Formatting::hoursMinutes(dailyTargetSeconds_);
 }
 
@@ -203,7 +207,7 @@ QString TrackerModel::targetSentence() const {
 }
 
 void TrackerModel::setDailyTarget(int hours, int minutes) {
-    DailyTargetStorage::set(hours, minutes, core_.platform.preferences);
+    DailyTargetStorage::set(hours, minutes, deps_.preferences);
     activeViewAppeared();
     Q_EMIT changed();
 }

@@ -10,14 +10,30 @@
 #include <optional>
 #include <vector>
 
-class TimeTrackerCore;
+class AppStateManager;
+class CompanyAccount;
+class PermissionService;
+class PreferenceStore;
+class Random;
+class RemoteConfigService;
+class SessionManager;
 
 /// The tracker tab: its two banners, the idle view and the active view. Main thread.
 class TrackerModel : public QObject {
     Q_OBJECT
 
 public:
-    explicit TrackerModel(TimeTrackerCore& core);
+    struct Dependencies {
+        SessionManager& sessionManager;
+        AppStateManager& appState;
+        RemoteConfigService& remoteConfig;
+        CompanyAccount& company;
+        PermissionService& permissions;
+        PreferenceStore& preferences;
+        Random& random;
+        Executor& main;
+    };
+    explicit TrackerModel(const Dependencies& dependencies);
 
     bool isTracking() const;
 
@@ -82,7 +98,7 @@ private:
     NoticeSources noticeSources() const;
     Task<> refreshFromServer();
 
-    TimeTrackerCore& core_;
+    const Dependencies deps_;
     QString idlePhrase_;
     int motivationalPhraseIndex_ = 0;
     int dailyTargetSeconds_;

@@ -101,11 +101,7 @@ void TrackerView::showBody(bool tracking) {
     const auto* pressed = hadFocus ? dynamic_cast<VRButton*>(focusWidget()) : nullptr;
     const bool byKeyboard = pressed && pressed->showsFocus();
     showsActive_ = tracking;
-    if (body_) {
-        // Its own button may be what brought us here; it goes when that has returned.
-        body_->hide();
-        body_->deleteLater();
-    }
+    VR::discard(body_);
     body_ = tracking ? static_cast<QWidget*>(new TrackerActiveView(model_, environment()))
                      : new TrackerIdleView(model_, environment());
     column().addWidget(body_, 1);

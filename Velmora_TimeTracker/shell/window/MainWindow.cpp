@@ -1,7 +1,9 @@
 #include "shell/window/MainWindow.h"
 
+#include "screens/design/ThemeManager.h"
 #include "screens/design/VRImages.h"
-#include "screens/tracker/TrackerModel.h"
+#include "screens/root/PopoverView.h"
+#include "screens/root/ScreenModels.h"
 
 #include <QCloseEvent>
 #include <QIcon>
@@ -15,7 +17,7 @@ constexpr QSize smallest(460, 520);
 constexpr QSize initial(460, 540);
 } // namespace
 
-MainWindow::MainWindow(const PopoverView::Models& models, const ThemeManager& theme, VRImages& images)
+MainWindow::MainWindow(ScreenModels& models, const ThemeManager& theme, VRImages& images)
     : tracker_(models.tracker) {
     setWindowTitle(u"Velmora TimeTracker"_s);
     setAccessibleDescription(u"#main-window"_s);

@@ -1,8 +1,11 @@
 #pragma once
 
-#include "screens/root/PopoverView.h"
-
 #include <QWidget>
+
+class ThemeManager;
+class TrackerModel;
+class VRImages;
+struct ScreenModels;
 
 /// The main window around the root view. As long as no status item stands for the program, closing it while a
 /// session runs only minimises it, so that tracking is never ended, nor hidden, by accident; closing it
@@ -11,7 +14,7 @@ class MainWindow : public QWidget {
     Q_OBJECT
 
 public:
-    MainWindow(const PopoverView::Models& models, const ThemeManager& theme, VRImages& images);
+    MainWindow(ScreenModels& models, const ThemeManager& theme, VRImages& images);
 
     /// Shows the window, in front and with the keyboard.
     void bringUp();
@@ -23,5 +26,5 @@ protected:
     void closeEvent(QCloseEvent* event) override;
 
 private:
-    TrackerModel& tracker_;
+    const TrackerModel& tracker_;
 };

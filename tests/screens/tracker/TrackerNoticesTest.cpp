@@ -1,6 +1,6 @@
 #include "screens/tracker/TrackerNotices.h"
 
-#include "ScreensFixture.h"
+#include "tests/screens/ScreensFixture.h"
 
 using TrackerNotices = ScreensFixture;
 

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "screens/gates/GateView.h"
+
+class InterruptedSessionModel;
+class VRLabel;
+
+/// A session that a crash left behind.
+class InterruptedSessionView : public GateView {
+public:
+    InterruptedSessionView(InterruptedSessionModel& model, const VREnvironment& environment);
+
+protected:
+    void showEvent(QShowEvent* event) override;
+
+private:
+    void refresh();
+
+    InterruptedSessionModel& model_;
+    VRLabel* since_ = nullptr;
+    VRLabel* task_ = nullptr;
+};
