@@ -29,7 +29,7 @@ struct Velmora_TimeTrackerApp::Parts {
         desktop.setWindow(window);
         QObject::connect(&theme, &ThemeManager::paletteChanged, &window, [this] { images.clear(); });
         QObject::connect(&window, &MainWindow::quitRequested, &window, [this] { desktop.terminate(); });
-        // Direct: the session manager waits for nothing but the handler's return.
+        // Direct: the session manager waits only until the handler returns.
         QObject::connect(
             qApp, &QGuiApplication::commitDataRequest, &window, [this] { system.sessionIsEnding(); },
             Qt::DirectConnection);

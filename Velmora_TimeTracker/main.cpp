@@ -12,7 +12,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Qt aborts when no display answers; a person is better served by a line and an exit status.
+/// Qt aborts without a display: print one line and exit instead.
 void endWithoutDisplay(QtMsgType type, const QMessageLogContext&, const QString&) {
     if (type != QtFatalMsg)
         return;
@@ -22,7 +22,7 @@ void endWithoutDisplay(QtMsgType type, const QMessageLogContext&, const QString&
     _exit(EXIT_FAILURE);
 }
 
-/// This program paints itself: neither OpenGL nor a desktop's widget theme is worth their memory.
+/// Disables OpenGL and the desktop's widget theme: the program paints its own controls, and both cost memory.
 void keepQtSmall() {
     qputenv("QT_XCB_GL_INTEGRATION", "none");
     qputenv("QT_QPA_PLATFORMTHEME", "generic");
@@ -39,7 +39,7 @@ void nameApplication() {
 } // namespace
 
 int main(int argc, char** argv) {
-    // Whatever the user's setting: nobody else reads what this program writes.
+    // Independent of the user's umask: all files of this program are private.
     umask(077);
     forbidCoreFiles();
     if (argc > 1) {

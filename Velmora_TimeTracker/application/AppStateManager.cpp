@@ -12,7 +12,7 @@ namespace {
 
 constexpr Seconds slowReadSeconds = 2.0;
 
-/// The launch read, away from the main thread; its answer comes back on `main`.
+/// Runs the launch read off the main thread; the result is delivered on `main`.
 Task<bool> measuredRestore(Executor& userInitiated, const Clock& clock, std::function<Task<bool>()> restoreAuth) {
     const auto begin = clock.uptime();
     const bool isSignedIn = co_await runOn(userInitiated, restoreAuth);
@@ -37,7 +37,7 @@ void AppStateManager::startAuthRestore() {
                             std::function<Task<bool>()> restoreAuth) -> Task<> {
         const bool isSignedIn = co_await measuredRestore(userInitiated, clock, restoreAuth);
         if (self && self->isRestoringSession_)
-            self->setAuthenticated(isSignedIn); // a later answer is dropped
+            self->setAuthenticated(isSignedIn); // the result of an abandoned read is dropped
     };
     spawn(restore(this, deps_.userInitiated, deps_.clock, deps_.restoreAuth), "restoreAuth");
     const Seconds delay = static_cast<Seconds>(deps_.slowRestoreAfterNanoseconds) / 1e9;
@@ -113,7 +113,7 @@ void AppStateManager::evaluateClientVersion(const std::optional<RemoteConfig>& c
     applyForceUpdateEnforcement();
 }
 
-/// A window that could not be brought up is tried again at the next evaluation.
+/// If no window could be shown, the next evaluation tries again.
 void AppStateManager::applyForceUpdateEnforcement() {
     const bool surfaceWindow = forceClientUpdate_ && !didSurfaceForceUpdate_;
     const bool surfaced = onForceUpdateEvaluated_ && onForceUpdateEvaluated_(forceClientUpdate_, surfaceWindow);
@@ -139,7 +139,7 @@ Task<> AppStateManager::refreshRemoteConfigFromServer() {
     const bool wasAuthenticated = isAuthenticated_;
     const RemoteConfig config = co_await deps_.remoteConfigService.fetchConfig();
     if (!self || (wasAuthenticated && !isAuthenticated_))
-        co_return; // signed out meanwhile: the record is another user's
+        co_return; // signed out meanwhile: the configuration belongs to the former sign-in
     publish(config);
 }
 
@@ -158,7 +158,7 @@ void AppStateManager::applySignedOut() {
     setAuthenticated(false);
 }
 
-// ---- The rest
+// ---- Permissions and tabs
 
 void AppStateManager::recomputePermissions() {
     if (std::exchange(hasRequiredPermissions_, deps_.probePermissions()) != hasRequiredPermissions_)

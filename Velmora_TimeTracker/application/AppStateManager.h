@@ -30,13 +30,12 @@ public:
         const Clock& clock;
         Executor& main;
         Executor& userInitiated;
-        /// Runs on `userInitiated`; answers whether a stored sign-in exists. May take as long as a person
-        /// needs.
+        /// Runs on `userInitiated`; returns whether a sign-in is stored. May wait for the user to answer a prompt.
         std::function<Task<bool>()> restoreAuth;
         std::function<bool()> probePermissions;
         quint64 slowRestoreAfterNanoseconds = 8'000'000'000;
     };
-    /// Answers whether a window was brought up.
+    /// Returns whether a window was shown.
     using ForceUpdateEvaluated = std::function<bool(bool forceRequired, bool surfaceWindow)>;
 
     /// Starts the launch read.
@@ -45,10 +44,10 @@ public:
     bool isAuthenticated() const { return isAuthenticated_; }
     bool isRestoringSession() const { return isRestoringSession_; }
     bool authRestoreIsSlow() const { return authRestoreIsSlow_; }
-    /// The launch read waits, and there is nothing better to do: not so when it has become slow in a session without
-    /// a keyring. It goes on all the same, since a keyring may still come.
+    /// True while the launch read blocks the screens. False once the read is slow and the session has no keyring: the
+    /// sign-in form is shown, and the read continues in case a keyring appears.
     bool isRestoringVisibly() const;
-    /// The launch read waits for a keyring that somebody must unlock.
+    /// True while the launch read waits for the user to unlock the keyring.
     bool keyringIsLocked() const { return isRestoringSession_ && keyring_ == SecretStore::Status::locked; }
     bool hasRequiredPermissions() const { return hasRequiredPermissions_; }
     const std::optional<RemoteConfig>& remoteConfig() const { return remoteConfig_; }
@@ -61,35 +60,35 @@ public:
     const UploadNotices& uploadNotices() const { return uploadNotices_; }
 
     void setUploadNotices(const UploadNotices& notices);
-    /// Also ends a launch read that still hangs.
+    /// Also ends a launch read that is still pending.
     void setAuthenticated(bool isAuthenticated);
     /// Stores the configuration and its projects, and evaluates the client version against it.
     void publish(const RemoteConfig& config);
     void evaluateClientVersion(const std::optional<RemoteConfig>& config);
     void recomputePermissions();
-    /// What kept the keyring from answering the launch read.
+    /// Why the keyring has not returned the stored sign-in yet.
     void setKeyring(SecretStore::Status status);
     void setPendingMainTab(const std::optional<MainTab>& tab);
 
-    /// Resumes when the launch read has ended; at once when it has.
+    /// Resumes when the launch read has ended; at once if it has already.
     Task<> awaitAuthRestore();
-    /// The user gave up on a stalled launch read.
+    /// The user chose to sign in instead of waiting for the launch read.
     void abandonAuthRestore();
-    /// The stored sign-in is gone.
+    /// The stored sign-in was rejected.
     void applySessionInvalidated();
-    /// Signed out by the user: the same without touching the refresh loop.
+    /// The user signed out: the same, but the refresh loop continues.
     void applySignedOut();
     /// Throws APIError. Does not touch the engine: each caller applies the configuration itself.
     Task<> refreshRemoteConfigFromServer();
 
     void setForceUpdateEvaluated(ForceUpdateEvaluated handler) { onForceUpdateEvaluated_ = std::move(handler); }
-    /// Installed by the shell. A forced update that was found before any window existed is surfaced now.
+    /// Installed by the shell. Shows a forced update that was found before a window existed.
     void installWindowActions(std::function<void()> surfaceMainWindow, std::function<void()> openSettings);
     const std::function<void()>& surfaceMainWindowAction() const { return surfaceMainWindowAction_; }
     const std::function<void()>& openSettingsMenuAction() const { return openSettingsMenuAction_; }
 
 Q_SIGNALS:
-    /// Something that the screens read has changed.
+    /// Emitted after each change of a value above.
     void changed();
 
 private:

@@ -17,7 +17,7 @@ constexpr Seconds pingLeeway = 0.5;
 constexpr auto ownerOnly = QFile::ReadOwner | QFile::WriteOwner;
 } // namespace
 
-/// What a ping under way keeps alive.
+/// State shared with a pending ping.
 struct MainThreadWatchdog::Shared : std::enable_shared_from_this<Shared> {
     Shared(const Clock& theClock, Executor& theQueue, Executor& theMain, std::function<void(Seconds)> handler,
            Seconds threshold)
@@ -40,7 +40,7 @@ struct MainThreadWatchdog::Shared : std::enable_shared_from_this<Shared> {
         });
     }
 
-    /// On the main thread: two clock reads in all, no file work.
+    /// Runs on the main thread: two clock reads and no file access.
     void answer(std::chrono::nanoseconds sent) {
         const Seconds waited = std::chrono::duration<double>(clock.uptime() - sent).count();
         if (waited < stallThreshold)

@@ -9,8 +9,8 @@
 
 class Clock;
 
-/// Measures how long the main thread takes to answer a ping, and reports every late answer. Passive: it never
-/// adds a failure of its own.
+/// Measures how long the main thread takes to run a ping, and reports each late one. It never interrupts the main
+/// thread.
 class MainThreadWatchdog {
 public:
     static constexpr Seconds defaultPingInterval = 2.0;
@@ -21,14 +21,14 @@ public:
                        Seconds pingInterval = defaultPingInterval, Seconds stallThreshold = defaultStallThreshold);
     ~MainThreadWatchdog();
 
-    /// A second start changes nothing.
+    /// A second call has no effect.
     void start();
 
 private:
     struct Shared;
     const std::shared_ptr<Shared> shared_;
     const Seconds pingInterval_;
-    std::unique_ptr<Executor::Timer> timer_; ///< Touched on the queue only.
+    std::unique_ptr<Executor::Timer> timer_; ///< Used on `queue` only.
 };
 
 /// The stall log: one line a stall, "<UTC time stamp>,<milliseconds>", rotated to "…old.log" above 1,000,000
@@ -37,6 +37,6 @@ namespace StallLog {
 inline constexpr qint64 rotateAbove = 1'000'000;
 /// "mainthread-stalls.log" in the program's own folder.
 QString defaultLogURL(const QString& folder);
-/// File errors are swallowed.
+/// Ignores file errors.
 void append(const QString& file, Date now, Seconds stall);
 } // namespace StallLog

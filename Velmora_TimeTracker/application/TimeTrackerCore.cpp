@@ -111,13 +111,13 @@ void TimeTrackerCore::listenToPower() {
     platform.power.start(std::move(handlers));
 }
 
-/// The slot is written at each of these moments, since the machine may not wake from its sleep.
+/// The open segment is written too, since the machine may not wake up again.
 void TimeTrackerCore::handlePower(void (SessionManager::*handle)()) {
     (sessionManager.*handle)();
     segmentClock.flushCurrentSegment();
 }
 
-/// The notifications come on the worker and are acted upon on the main thread.
+/// Notifications are called on the worker and handled on the main thread.
 void TimeTrackerCore::listenToUploads() {
     UploadService::Notifications notifications;
     notifications.serverTodayTotalDidUpdate = [weak = QPointer(this), &main = platform.main](ServerTodayTotal total,

@@ -27,8 +27,8 @@
 
 #include <QObject>
 
-/// The whole program below the screens, built once from a platform, in boot order, and wired. The same object
-/// runs on the real platform and in the simulated world. Main thread; lives until the process ends.
+/// The program below the screens: constructs all parts from a platform in boot order, connects and starts them. It
+/// runs on the real and on the simulated platform. Main thread; lives until the process ends.
 class TimeTrackerCore : public QObject {
 public:
     explicit TimeTrackerCore(const Platform& platform);

@@ -32,7 +32,7 @@ Task<> checkForUpdatesFromMenu(AppStateManager& appState, SessionManager& sessio
     } catch (const std::exception& error) {
         failure = QString::fromUtf8(error.what());
     }
-    if (!appState.isAuthenticated()) // signed out meanwhile: nothing was learnt
+    if (!appState.isAuthenticated()) // signed out meanwhile: the result does not count
         co_return tell(desktop, signInFirst);
     if (failure)
         co_return tell(desktop, u"Failed to check for updates."_s, *failure);

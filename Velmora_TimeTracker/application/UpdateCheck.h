@@ -6,5 +6,5 @@ class AppStateManager;
 class Desktop;
 class SessionManager;
 
-/// The manual update check of the menu: asks the server and tells the outcome in an alert.
+/// The update check of the menu: fetches the configuration and shows the result in an alert.
 Task<> checkForUpdatesFromMenu(AppStateManager& appState, SessionManager& sessionManager, Desktop& desktop);

@@ -4,8 +4,8 @@
 
 class Permissions;
 
-/// Queries and actions around the two permissions that tracking needs. It never decides what to do about a
-/// missing one. Main thread.
+/// Queries and requests the two permissions that tracking needs. It does not decide what a missing one leads to. Main
+/// thread.
 class PermissionService {
 public:
     explicit PermissionService(Permissions& permissions)
@@ -13,10 +13,10 @@ public:
 
     bool hasScreenRecordingPermission() const;
     bool hasInputMonitoringPermission() const;
-    /// Both; input monitoring is not asked when screen recording failed.
+    /// True if both are granted. Input monitoring is not queried if screen recording is denied.
     bool hasRequiredPermissions() const;
 
-    /// True when granted. The system's prompt is raised at most once in the life of the process.
+    /// True when granted. The system's prompt is shown at most once per process.
     bool requestInputMonitoringPermissionIfNeeded();
 
     /// Why a permission is missing, for the user; empty when none is, or no reason is known.

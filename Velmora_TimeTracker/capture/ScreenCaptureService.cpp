@@ -18,7 +18,7 @@ namespace {
 
 constexpr Seconds firstCaptureAfter = 60;
 constexpr Seconds leeway = 15;
-constexpr qint64 maxIntervalMinutes = 20 * 24 * 60; ///< What timers can be asked for; the server may send anything.
+constexpr qint64 maxIntervalMinutes = 20 * 24 * 60; ///< Limit of the timers; the server may send any value.
 constexpr double jpegQuality = 0.6;
 
 enum class CaptureOutcome { captured, permissionLost, localFailure };
@@ -103,7 +103,7 @@ Task<CaptureResult> ScreenCaptureService::Cycle::take(DisplayDescription display
 std::optional<CaptureOutcome> ScreenCaptureService::Cycle::save(const Picture& picture, int index,
                                                                 const QString& timestampToken) const {
     const QString path = directory + u'/' + CaptureFileName::format(sessionId, timestampToken, index);
-    // Dated by the clock that later judges its age.
+    // The file time comes from the same clock as the later age check.
     const QString error = PrivateFiles::replaceFile(path, picture.jpeg, deps.clock.now().toDateTime(QTimeZone::utc()));
     if (!error.isEmpty()) {
         qCCritical(Log::capture, "Failed writing screenshot: %s", qUtf8Printable(error));
@@ -141,8 +141,8 @@ ScreenCaptureService::ScreenCaptureService(const Dependencies& dependencies)
 
 ScreenCaptureService::~ScreenCaptureService() {
     stop();
-    // A cycle looks at this flag whenever it resumes, and the step that it is in now is waited for: what the
-    // service was built on may go right after it.
+    // Each cycle checks this flag when it resumes. Wait for its current step: the dependencies may be destroyed right
+    // after this object.
     alive_.reset();
     deps_.utility.sync([] {});
 }
@@ -187,8 +187,8 @@ void ScreenCaptureService::tick(std::shared_ptr<const Callbacks> callbacks) {
         callbacks->onPermissionLost();
         return;
     }
-    // Nothing waits for the cycle. Cycles do not overlap: `utility` runs one job at a time, and a stream gives up
-    // long before the next tick.
+    // The cycle is not awaited. Cycles do not overlap: `utility` runs one job at a time, and a stream times out long
+    // before the next tick.
     deps_.utility.post([cycle = Cycle{deps_, sessionId_, capturesDirectory_, std::move(callbacks), alive_}] {
         spawn(Cycle::run(cycle), "capture cycle");
     });

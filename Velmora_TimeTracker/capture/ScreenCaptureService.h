@@ -14,8 +14,8 @@ class DisplaySource;
 class Permissions;
 
 /// Takes a JPEG of every display at a fixed interval while a session runs, and reports the outcome of each cycle to
-/// its owner. A failure that proves nothing about the permission only skips its cycle. Used on the main
-/// thread; nothing fails outwards but through the callbacks.
+/// its owner. A failure that does not show a denied permission only skips its cycle. Main thread; failures are
+/// reported by the callbacks only.
 class ScreenCaptureService {
 public:
     /// `displays` and `clock` must outlive the last job of `utility`, all else only the service.
@@ -34,29 +34,27 @@ public:
         std::function<bool()> shouldCapture;
         std::function<void()> onPermissionLost;
         std::function<void()> onCaptureComplete;
-        std::function<void()> onCaptureFailed; ///< For a passing reason.
-        /// Beside `onCaptureComplete`: how many pictures went because the folder was full.
+        std::function<void()> onCaptureFailed; ///< The failure is temporary.
+        /// In addition to `onCaptureComplete`: how many screenshots were removed because the folder was full.
         std::function<void(int)> onPicturesPruned;
     };
 
     explicit ScreenCaptureService(const Dependencies& dependencies);
-    /// Waits for the step that a cycle is in at this moment; nothing of the service is used or called
-    /// afterwards.
+    /// Waits for the current step of a running cycle; no dependency is used and no callback is called afterwards.
     ~ScreenCaptureService();
     ScreenCaptureService(const ScreenCaptureService&) = delete;
     ScreenCaptureService& operator=(const ScreenCaptureService&) = delete;
 
-    /// Pictures go to the folder of `domainKey`, the session's own company and user.
-    /// First capture after 60 s, then every max(intervalMinutes, 1) minutes. The schedule of a session that was stopped
-    /// before goes on where it was: its time counts between `start` and `stop` only. Replaces a running schedule. Returns
-    /// when the change is in force; must not be called on `queue`.
+    /// Captures after 60 s and then every max(intervalMinutes, 1) minutes into the folder of `domainKey`, the
+    /// session's company and user. For a session whose schedule was stopped, the remaining time to the next capture is
+    /// kept. Replaces a running schedule. Returns when the change is in effect; must not be called on `queue`.
     void start(QUuid sessionId, const QString& domainKey, qint64 intervalMinutes, Callbacks callbacks);
-    /// Ends the schedule. A cycle in flight goes on and still reports.
+    /// Ends the schedule. A running cycle continues and reports.
     void stop();
 
 private:
-    /// One capture cycle. It holds all that it needs, so that it may outlast the schedule, and watches
-    /// whether the service still lives.
+    /// One capture cycle. It owns its data, since it may outlive the schedule, and checks whether the service still
+    /// exists.
     struct Cycle;
 
     void tick(std::shared_ptr<const Callbacks> callbacks);
@@ -64,10 +62,10 @@ private:
     Seconds uptime() const;
 
     const Dependencies deps_;
-    // Touched on `queue` only.
+    // Used on `queue` only.
     std::unique_ptr<Executor::Timer> timer_;
     QString capturesDirectory_;
-    QUuid sessionId_;      ///< Whose schedule it is.
+    QUuid sessionId_;      ///< The session of the schedule.
     Seconds interval_ = 0; ///< Between two captures.
     Seconds due_ = 0;      ///< Uptime of the next capture.
     Seconds left_ = 0;     ///< Time to the next capture, when the schedule was stopped.

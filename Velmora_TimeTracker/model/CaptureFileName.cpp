@@ -37,8 +37,8 @@ std::optional<QString> restoredISO8601FromFilenameToken(const QString& token) {
     if (time.endsWith(u'Z'))
         return dateAndT + time.chopped(1).replace(u'-', u':') + u'Z';
 
-    // In an offset such as +07-00 this finds the "-" between its hours and minutes, so the result is not a date and the
-    // file keeps its name, which already has the form that the server gets.
+    // In an offset such as +07-00 this finds the "-" between its hours and minutes, so the result is not a date and
+    // the file keeps its name, which already has the uploaded form.
     const qsizetype sign = std::max(time.lastIndexOf(u'+'), time.lastIndexOf(u'-'));
     if (sign < 0)
         return std::nullopt;

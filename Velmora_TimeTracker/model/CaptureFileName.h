@@ -7,8 +7,8 @@
 #include <QUuid>
 #include <optional>
 
-/// The names of screenshot files, "<SESSION-UUID>_<timestamp token>_<display index>.jpg": all that writes or reads them.
-/// Pure; any thread.
+/// Writes and reads the names of screenshot files, "<SESSION-UUID>_<timestamp token>_<display index>.jpg". Pure; any
+/// thread.
 namespace CaptureFileName {
 
 /// ISO 8601 in `zone` with "-" in place of ":", as in "2025-03-14T09-30-00+07-00". Empty outside the years 1 to 9999.

@@ -5,8 +5,8 @@
 #include <optional>
 #include <utility>
 
-/// Enumerations that are stored by name: a table of pairs, read in both directions: the name is empty, the
-/// case absent, when the table does not have it.
+/// Maps enumerators to stored names by a table of pairs. An enumerator outside the table has an empty name; an unknown
+/// name gives no enumerator.
 template <typename Case, std::size_t Count>
 QString nameOf(const std::pair<Case, const char*> (&names)[Count], Case wanted) {
     for (const auto& [value, name] : names)

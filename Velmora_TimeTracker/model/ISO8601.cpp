@@ -9,11 +9,10 @@ namespace ISO8601 {
 
 namespace {
 
-/// The instant's second, moved by the zone's offset, and that offset in whole minutes. Zones of old have
-/// offsets with seconds, which the text cannot hold: they are cut from both, so that the text still names the
-/// same instant.
+/// The instant's second in local time, and the zone's offset in whole minutes. Historic offsets with seconds do not
+/// fit the text: the seconds are dropped from both, so that the text still denotes the same instant.
 struct LocalTime {
-    QDateTime dateTime; ///< As if it were UTC.
+    QDateTime dateTime; ///< Local time, marked as UTC.
     int offsetMinutes = 0;
 };
 
@@ -40,7 +39,7 @@ QString written(const LocalTime& local, bool isZulu) {
     return dateTime + QString::asprintf("%c%02d:%02d", local.offsetMinutes < 0 ? '-' : '+', minutes / 60, minutes % 60);
 }
 
-/// `fraction` is the pattern of what stands between the seconds and the offset.
+/// `fraction` is the pattern of the text between the seconds and the offset.
 QRegularExpression pattern(const QString& fraction) {
     return QRegularExpression(QRegularExpression::anchoredPattern(R"((\d{4})-(\d{2})-(\d{2})T(\d{2}):(\d{2}):(\d{2}))" +
                                                                   fraction + R"((?:Z|([+-])(\d{2}):?(\d{2})))"));

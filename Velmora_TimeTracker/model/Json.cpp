@@ -41,7 +41,7 @@ std::optional<qint64> integer(const QJsonObject& from, const QString& key) {
 }
 
 std::optional<qint64> integer(const QJsonValue& value) {
-    // A value that is no integer answers with the default, whichever that is.
+    // A non-integer value returns the given default: two different defaults tell it from an integer.
     const qint64 read = value.toInteger(0);
     return read == value.toInteger(1) ? std::optional(read) : std::nullopt;
 }

@@ -13,7 +13,7 @@
 /// number without a fraction that fits 64 bits.
 namespace Json {
 
-/// The object that the bytes hold; absent when they do not parse or hold something else.
+/// The parsed object; absent if the bytes are invalid or hold another type.
 std::optional<QJsonObject> object(const QByteArray& json);
 std::optional<QJsonObject> object(const QJsonObject& from, const QString& key);
 std::optional<QJsonArray> array(const QJsonObject& from, const QString& key);
@@ -26,14 +26,14 @@ std::optional<qint64> integer(const QJsonValue& value);
 std::optional<Date> date(const QJsonObject& from, const QString& key);
 std::optional<QUuid> uuid(const QJsonObject& from, const QString& key);
 
-/// True when the key holds a value of another type than `optional` could read: present and not null, yet
-/// unread. An optional key of the wrong type makes its whole record undecodable.
+/// True if the key is present and not null but `optional` is absent, because its type is wrong. Such a key makes the
+/// whole record undecodable.
 template <typename T>
 bool isMistyped(const QJsonObject& from, const QString& key, const std::optional<T>& read) {
     return !read && from.contains(key) && !from.value(key).isNull();
 }
 
-/// What `read` makes of the value; absent when either is.
+/// `read` applied to the value; absent if the value or the result is.
 template <typename T, typename Read>
 auto then(const std::optional<T>& value, Read read) -> decltype(read(*value)) {
     return value ? read(*value) : std::nullopt;

@@ -39,7 +39,7 @@ void forEachOptional(Config& config, Visit visit) {
     visit("today_date", config.todayDate);
 }
 
-/// Reads an optional key into `value`; false when it holds another type.
+/// Reads an optional key into `value`; false if its type is wrong.
 bool read(const QJsonObject& json, const char* key, std::optional<QString>& value) {
     value = Json::string(json, key);
     return !Json::isMistyped(json, key, value);

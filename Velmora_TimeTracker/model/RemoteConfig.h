@@ -12,8 +12,7 @@ struct RemoteProject {
     friend bool operator==(const RemoteProject&, const RemoteProject&) = default;
 };
 
-/// The record by which the backend steers the client. No value is range-checked here: each consumer has its
-/// own rule.
+/// The remote configuration. Values are not range-checked here: each consumer applies its own limits.
 struct RemoteConfig {
     QString deviceId;
     std::vector<RemoteProject> projects;

@@ -6,7 +6,7 @@ namespace SegmentUtils {
 
 namespace {
 
-/// What the zone's clock and calendar show. The day is invalid for an instant that has no date of four-digit year.
+/// The zone's local time and date. The date is invalid if its year does not have four digits.
 struct WallClock {
     QDate day;
     int minuteOfDay = 0;
@@ -17,11 +17,11 @@ WallClock wallClock(Date date, const QTimeZone& timeZone) {
     constexpr qint64 julianDay1970 = 2440588;
     constexpr double year1 = -62135596800, year10000 = 253402300800;
     const double seconds = std::floor(date.secondsSince1970());
-    // Not in the last or the first day of all, which an offset could leave.
+    // Excludes the first and the last representable day, which an offset could leave.
     if (!(seconds >= year1 + secondsPerDay && seconds < year10000 - secondsPerDay))
         return {};
     const QDateTime utc = QDateTime::fromSecsSinceEpoch(static_cast<qint64>(seconds), Qt::UTC);
-    // Counted from the year 1 on, so that nothing is negative.
+    // Counted from year 1, so that the values are not negative.
     const qint64 shown = static_cast<qint64>(seconds - year1) + timeZone.offsetFromUtc(utc);
     constexpr qint64 julianDayOfYear1 = julianDay1970 + static_cast<qint64>(year1) / secondsPerDay;
     return {QDate::fromJulianDay(julianDayOfYear1 + shown / secondsPerDay),
@@ -39,7 +39,7 @@ DateAndNumber segmentDateAndNumber(Date date, const QTimeZone& timeZone) {
     const WallClock local = wallClock(date, timeZone);
     int year = 0, month = 0, day = 0;
     local.day.getDate(&year, &month, &day);
-    // By hand: the engine names days several times a second.
+    // Formatted by hand: the engine needs this several times a second.
     QString text(10, u'-');
     writeDigits(text.data(), year, 4);
     writeDigits(text.data() + 5, month, 2);
@@ -55,8 +55,8 @@ std::optional<Date> startOfDayAfter(Date date, int days, const QTimeZone& timeZo
     const QDate day = wallClock(date, timeZone).day.addDays(days);
     if (!day.isValid() || !timeZone.isValid())
         return std::nullopt;
-    // The earliest instant at which the wall clock shows midnight or later. No zone is a whole day from UTC,
-    // so the day before is a safe place to start from; QDate::startOfDay takes the second of two midnights.
+    // The earliest instant at which the wall clock shows midnight or later. No offset reaches a whole day, so the
+    // search starts a day earlier. QDate::startOfDay would return the second of two midnights.
     const QDateTime midnight(day, QTime(0, 0), Qt::UTC);
     const QDateTime dayBefore = midnight.addDays(-1);
     QDateTime start = midnight.addSecs(-timeZone.offsetFromUtc(dayBefore));

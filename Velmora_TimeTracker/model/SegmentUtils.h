@@ -6,10 +6,9 @@
 #include <QTimeZone>
 #include <optional>
 
-/// The arithmetic of the 10-minute slots of the calendar day, and the one way to name a calendar day. Any
-/// thread: a QTimeZone carries its zone's transitions with it and may be read by several threads, so nothing
-/// is cached here and no lock is needed. Callers keep the zone; making one from its identifier is the costly
-/// step.
+/// The arithmetic of calendar days and of their 10-minute segments. Any thread: a QTimeZone holds its transitions and
+/// may be read by several threads, so there is no cache and no lock here. Callers keep the zone, because constructing
+/// one is slow.
 namespace SegmentUtils {
 
 inline constexpr int secondsPerSegment = 600;
@@ -22,15 +21,15 @@ struct DateAndNumber {
     friend bool operator==(const DateAndNumber&, const DateAndNumber&) = default;
 };
 
-/// The slot that holds the instant. Meaningless for an instant whose year has not four digits.
+/// The segment that contains the instant. Undefined if its year does not have four digits.
 DateAndNumber segmentDateAndNumber(Date date, const QTimeZone& timeZone);
 
-/// The midnight that starts the instant's day in the zone; where that midnight does not exist, the first
-/// moment of the day; where it comes twice, the first. Absent when the zone gives no such date.
+/// The start of the instant's day in the zone: its first midnight or, if the zone skips midnight, its first moment.
+/// Absent if the date cannot be computed.
 std::optional<Date> calendarDate(Date date, const QTimeZone& timeZone);
 
-/// The start of the day `days` calendar days after the instant's day; where the zone skipped that day, of the
-/// next one that it had. Absent when the zone gives no such date.
+/// The start of the day `days` calendar days after the instant's day; if the zone skipped that day, of the next
+/// existing day. Absent if the date cannot be computed.
 std::optional<Date> startOfDayAfter(Date date, int days, const QTimeZone& timeZone);
 
 } // namespace SegmentUtils

@@ -34,8 +34,8 @@ struct Session {
     qint64 keyboardCount = 0;
     double activityScore = 0; ///< 0 to 100.
     SessionStatus status = SessionStatus::active;
-    std::optional<Date> idleDiscardCutoffAt;    ///< Last real input before the present idle period.
-    std::optional<qint64> reportedTotalSeconds; ///< Frozen total; from then on the only source of the total.
+    std::optional<Date> idleDiscardCutoffAt;    ///< Last input before the current idle period.
+    std::optional<qint64> reportedTotalSeconds; ///< Frozen total; when set, it replaces the sum of the intervals.
 
     /// Sum of the intervals, an open one counted up to `asOf`, a negative one as 0. Ignores the frozen total.
     Seconds totalSeconds(Date asOf) const;
@@ -45,8 +45,7 @@ struct Session {
     friend bool operator==(const Session&, const Session&) = default;
 };
 
-/// UUID text as it stands in the database, on the wire and in file names: hyphenated, upper case, 36
-/// characters.
+/// UUID text of the database, the wire and file names: hyphenated, upper case, 36 characters.
 QString uuidText(const QUuid& id);
 /// The UUID of a canonical text, in either case; absent for any other text.
 std::optional<QUuid> parseUuid(const QString& text);

@@ -2,7 +2,7 @@
 
 #include <QString>
 
-/// What the window reports about the uploads.
+/// Upload problems that the window shows.
 struct UploadNotices {
     int unacceptedSessions = 0; ///< Of the current company: their start or end failed more often than the retry ladder
                                 ///< has steps, and is tried hourly.

@@ -10,7 +10,7 @@
 enum class UploadTaskType { metadata, heartbeat, screenshot, activitySegment, startSession };
 enum class UploadTaskStatus { pending, inProgress, failed, completed };
 
-/// The raw names are the case names; they are what the database holds.
+/// The database stores the enumerator names.
 QString rawName(UploadTaskType type);
 QString rawName(UploadTaskStatus status);
 std::optional<UploadTaskType> uploadTaskType(const QString& rawName);
@@ -31,8 +31,8 @@ struct UploadTask {
     friend bool operator==(const UploadTask&, const UploadTask&) = default;
 };
 
-/// The keyed JSON form of a task, keys as the fields are named, the payload in base 64. Absent optionals are
-/// left out. `createdAt` must be finite: any other is written as null, which does not decode.
+/// The keyed JSON form of a task, keys as the fields are named, the payload in base 64. Absent optionals are omitted.
+/// `createdAt` must be finite: otherwise it is written as null, which does not decode.
 QByteArray encodeUploadTask(const UploadTask& task);
 /// Absent when a key other than those two is missing, or any has another type or an unknown name.
 std::optional<UploadTask> decodeUploadTask(const QByteArray& encoded);

@@ -6,8 +6,7 @@
 
 class PreferenceStore;
 
-/// The chosen palette of the whole program, kept in the preferences. A change gives the application new
-/// colours, upon which every widget paints itself afresh. Main thread.
+/// The palette of the program, stored in the preferences. Selecting another one repaints every widget. Main thread.
 class ThemeManager : public QObject {
     Q_OBJECT
 

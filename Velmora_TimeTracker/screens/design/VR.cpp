@@ -8,15 +8,15 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-/// More than fits any label of this program.
+/// Longer than any label can show.
 constexpr qsizetype longestText = 600;
 
 constexpr bool joinsLetters(QChar c) {
     return c == QChar(0x200C) || c == QChar(0x200D);
 }
 
-/// What a character of a foreign text is shown as: itself, a blank, or nothing for the invisible marks that
-/// turn the direction of the text around them.
+/// The display form of a character of external text: itself, a blank, or nothing for invisible marks that change the
+/// text direction.
 std::optional<QChar> shownAs(QChar c) {
     switch (c.category()) {
     case QChar::Other_Control:

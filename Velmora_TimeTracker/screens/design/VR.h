@@ -10,8 +10,8 @@ class QVBoxLayout;
 class QWidget;
 class VRImages;
 
-/// The vocabulary of the design: fixed colours, the type scale, and what every component paints with.
-/// All lengths are in logical pixels, on a grid of 4.
+/// The tokens of the design: fixed colours, type scale, text safety and spacing. All lengths are in logical pixels, on
+/// a grid of 4.
 namespace VR {
 
 inline constexpr QColor success = QColor(0x17, 0xB8, 0x3F);
@@ -24,23 +24,22 @@ inline constexpr int controlRadius = 12;
 inline constexpr int controlHeight = 44;
 
 enum class Type { clock, title, heading, strong, body, caption };
-/// The desktop's own typeface, in the sizes of the scale.
+/// The desktop's typeface in a size of the scale.
 QFont font(Type type);
 
-/// What a text is coloured by; the colour itself comes from the palette at each painting.
+/// The role of a text; the palette maps it to a colour at each painting.
 enum class Ink { strong, text, muted, brand, accent, danger, good, onGradient, onGradientSoft };
 QColor colour(Ink ink, const VRPalette& palette);
 
-/// A text from elsewhere as it may stand on the screen: control characters become blanks, marks that turn the
-/// direction of the text around them go, and what nobody could read is cut off. Line ends stay if
-/// `keepsLines`.
+/// Makes external text safe to show: replaces control characters by blanks, removes marks that change the text
+/// direction and cuts off an excessive length. Keeps line ends if `keepsLines`.
 QString displayText(const QString& text, bool keepsLines = false);
 /// The same, cut to `length` characters with an ellipsis, for a name within a sentence.
 QString shortName(const QString& name, int length = 48);
-/// A tooltip that shows `text` as it is: a plain one would have its markup interpreted.
+/// A tooltip that shows `text` literally: Qt interprets markup in a plain one.
 QString tooltip(const QString& text);
 
-/// A column of `owner`, with `margin` all around.
+/// A vertical layout of `owner` with `margin` on all sides.
 QVBoxLayout* makeColumn(QWidget* owner, int spacing, int margin = 0);
 /// Hides `page` and deletes it when control returns to the event loop: the sender of the current signal may be its
 /// child. Null is allowed.
@@ -48,7 +47,7 @@ void discard(QWidget* page);
 
 } // namespace VR
 
-/// What the components of one root view share; outlives them.
+/// Shared by the components of one root view; outlives them.
 struct VREnvironment {
     const ThemeManager& theme;
     VRImages& images;

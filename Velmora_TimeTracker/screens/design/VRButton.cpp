@@ -24,7 +24,7 @@ struct VRButton::Shape {
     int padding;
     int icon;
     VR::Type type;
-    bool stretches; ///< Takes the width that it is given.
+    bool stretches; ///< Grows with its layout.
     bool isPill;
 
     static const Shape& of(Look look) {

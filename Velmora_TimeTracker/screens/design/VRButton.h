@@ -4,32 +4,32 @@
 
 #include <QAbstractButton>
 
-/// A button painted from the palette. Space and Enter press it; a ring shows where the keyboard is.
+/// A button painted from the palette. Space and Enter press it; a ring marks the keyboard focus.
 class VRButton : public QAbstractButton {
 public:
-    /// How it looks; the order is that of the table of shapes.
+    /// The order matches the table of shapes.
     enum class Look {
-        gradient,   ///< The one thing to do next.
-        outline,    ///< An alternative to it.
-        soft,       ///< A quiet choice.
-        link,       ///< A text.
+        gradient,   ///< The primary action.
+        outline,    ///< A secondary action.
+        soft,       ///< A minor action.
+        link,       ///< Text only.
         onGradient, ///< White, on a gradient card.
         chip,       ///< Small, on a gradient card.
-        plain,      ///< An icon alone.
+        plain,      ///< Icon only.
     };
     enum class Tint { accent, danger };
 
-    /// `identifier` names the control for programs that look for it.
+    /// `identifier` is the accessible description by which tests and assistive tools find the control.
     VRButton(const VREnvironment& environment, Look look, const QString& text, const QString& identifier);
 
     void setIconName(const QString& icon);
     void setTint(Tint tint);
     /// Overrides the height of the look.
     void setHeight(int height);
-    /// What assistive technology calls it, when that is not its text.
+    /// The accessible name, if it differs from the text.
     void setSpokenName(const QString& name) { setAccessibleName(name); }
 
-    /// The keyboard is here, and got here by the keyboard.
+    /// True if the button was focused by keyboard: a ring is painted.
     bool showsFocus() const { return hasFocus() && isKeyboardFocus_; }
 
     QSize sizeHint() const override;

@@ -84,13 +84,13 @@ const QPixmap& VRHeroCard::ground() {
     outline.addRoundedRect(QRectF(rect()), heroRadius, heroRadius);
     painter.setClipPath(outline);
     painter.fillPath(outline, VRPaint::gradient(palette, rect()));
-    // Text stands at the left: a veil keeps it readable on the lighter palettes.
+    // Darkens the left side, so that text is readable on the lighter palettes.
     QLinearGradient veil(0, 0, width() * 0.9, 0);
     veil.setColorAt(0, QColor(0, 0, 0, palette.isDark ? 0 : 34));
     veil.setColorAt(1, Qt::transparent);
     painter.fillPath(outline, veil);
     const VRBannerSpec banner = banner_(palette);
-    // Flush with the right edge, and cut only where the card is too low for it.
+    // Aligned to the right edge; cropped only if the card is too low.
     const double share = width() * share_;
     const QSize room = QSizeF(share, qMin(share / banner.aspect, double(height()))).toSize();
     painter.drawPixmap(width() - room.width(), qRound((height() - room.height()) * banner.topBias),

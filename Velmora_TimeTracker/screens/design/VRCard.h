@@ -8,7 +8,7 @@
 
 class QVBoxLayout;
 
-/// A surface with rounded corners and a column of content. `glass` lies on a gradient.
+/// A surface with rounded corners and a column of content. `glass` is for a gradient below it.
 class VRCard : public QWidget {
 public:
     enum class Look { surface, soft, notice, glass };
@@ -37,7 +37,7 @@ class VRHeroCard : public QWidget {
 public:
     using Banner = std::function<VRBannerSpec(const VRPalette&)>;
 
-    /// `share` is the part of the width that the banner takes, 0 to 1.
+    /// `share` is the banner's part of the width, 0 to 1.
     VRHeroCard(const VREnvironment& environment, Banner banner, double share, int padding);
     QVBoxLayout& column() { return *column_; }
 

@@ -4,8 +4,7 @@
 
 #include <QLabel>
 
-/// Hours, minutes and seconds in large figures of one width, of which only those are painted anew that
-/// changed.
+/// Hours, minutes and seconds in large digits of equal width. Only changed digits are repainted.
 class VRClockLabel : public QLabel {
 public:
     explicit VRClockLabel(int pixelSize);
@@ -21,6 +20,6 @@ private:
     int advance(QChar c) const;
     QRect cell(qsizetype index) const;
 
-    QString time_; ///< Not the label's own text, whose every change paints all of it.
+    QString time_; ///< Not QLabel::text, whose change repaints the whole label.
     bool isDimmed_ = false;
 };

@@ -7,7 +7,7 @@
 class VRButton;
 class VRLabel;
 
-/// The bar above every tab: the mark, the name, what the program is doing, and the way to the main window.
+/// The bar above every tab: logo, name, tracking status and the button that opens the main window.
 class VRHeaderBar : public QWidget {
 public:
     VRHeaderBar(const VREnvironment& environment, bool showOpenAppButton);

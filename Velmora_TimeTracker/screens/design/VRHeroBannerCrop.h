@@ -4,11 +4,11 @@
 
 #include <QRectF>
 
-/// How a banner fills a room of another shape.
+/// Crops a banner to an area of another aspect ratio.
 namespace VRHeroBannerCrop {
 
-/// The part of the image that the room shows, in shares of the image's width and height (0 to 1): of the room's
-/// shape, no wider than the banner's window, with the figure as near to its middle as the image's edges allow.
+/// The visible part of the image, in fractions of its width and height (0 to 1). It has the area's aspect ratio, is at
+/// most as wide as the banner's `window`, and centres the figure as far as the image's edges allow.
 QRectF visiblePart(const VRBannerSpec& banner, QSizeF room);
 
 } // namespace VRHeroBannerCrop

@@ -4,7 +4,7 @@
 
 #include <QWidget>
 
-/// An icon within a soft disc.
+/// An icon on a tinted disc.
 class VRIconCircle : public QWidget {
 public:
     VRIconCircle(const VREnvironment& environment, const QString& icon, int diameter);

@@ -4,7 +4,7 @@
 
 #include <QWidget>
 
-/// An icon that is no control.
+/// An icon without interaction.
 class VRIconView : public QWidget {
 public:
     VRIconView(const VREnvironment& environment, const QString& icon, int size, VR::Ink ink);

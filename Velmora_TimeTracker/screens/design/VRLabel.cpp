@@ -15,7 +15,7 @@ VRLabel::VRLabel(const VREnvironment& environment, VR::Type type, VR::Ink ink, c
     , maximumLines_(maximumLines) {
     setTextFormat(Qt::PlainText);
     setFont(VR::font(type));
-    // A fixed height would be that of the size hint, whose width is a guess.
+    // Not fixed: the size hint assumes a width that the layout may not give.
     QSizePolicy policy(QSizePolicy::Preferred, wraps() ? QSizePolicy::Preferred : QSizePolicy::Fixed);
     policy.setHeightForWidth(wraps());
     setSizePolicy(policy);
@@ -35,7 +35,8 @@ void VRLabel::setText(const QString& text) {
     }
 }
 
-/// Layouts pass such news on one by one, and a picture painted meanwhile would show the text cut off.
+/// Updates all parent layouts at once: they propagate a change one by one, and a frame in between would show the text
+/// cut off.
 void VRLabel::takeRoom() {
     for (QWidget* above = parentWidget(); above; above = above->parentWidget()) {
         QEvent news(QEvent::LayoutRequest);

@@ -5,8 +5,8 @@
 #include <QLabel>
 #include <vector>
 
-/// A text of the type scale, always plain. A text that does not fit is elided and shown whole in its tooltip, unless it has another one;
-/// it never widens the layout.
+/// Plain text in a style of the type scale. A text that does not fit is elided and shown in full in the tooltip,
+/// unless another tooltip is set. It never widens the layout.
 class VRLabel : public QLabel {
 public:
     /// `maximumLines` is 1 for a single line; more lines wrap.
@@ -15,7 +15,7 @@ public:
 
     void setText(const QString& text);
     void setInk(VR::Ink ink);
-    /// The text does not fit its room.
+    /// True if the text does not fit.
     bool isElided() const;
 
     QSize sizeHint() const override;

@@ -7,16 +7,16 @@
 
 class QPainter;
 
-/// The strokes that components share.
+/// Painting functions shared by the components.
 namespace VRPaint {
 
-/// The palette's gradient over `rect`, from its left top to its right bottom.
+/// The palette's gradient over `rect`, from top left to bottom right.
 QBrush gradient(const VRPalette& palette, const QRectF& rect);
 void roundedRect(QPainter& painter, const QRectF& rect, double radius, const QBrush& fill,
                  const QColor& border = Qt::transparent, double borderWidth = 1);
-/// A surface with a thin border and the hint of a shadow below.
+/// A surface with a thin border and a faint shadow.
 void card(QPainter& painter, const QRectF& rect, double radius, const VRPalette& palette);
-/// Shows where the keyboard is. Drawn inside `rect`.
+/// The focus ring, drawn inside `rect`.
 void focusRing(QPainter& painter, const QRectF& rect, double radius, const QColor& colour);
 
 } // namespace VRPaint

@@ -68,7 +68,7 @@ constexpr std::array<Row, 7> rows = {{
      0xE3D5C6},
 }};
 
-/// Of every one of our drawings.
+/// The aspect ratio of every banner drawing.
 constexpr double drawingAspect = 200.0 / 180;
 
 VRPalette palette(const Row& row) {

@@ -6,14 +6,13 @@
 #include <optional>
 #include <vector>
 
-/// A picture that is wider or higher than its place, and what of it must be seen.
+/// A banner image and how it is cropped to its area.
 struct VRBannerSpec {
     QString imageName;
-    double aspect = 1;        ///< The image's width by its height.
-    double window = 1;        ///< The share of the width that is shown at most, above 0 to 1.
-    double charCenterX = 0.5; ///< Where in the width the figure stands, 0 to 1.
-    /// Where the image stands in a higher place, and where it is cut in a lower one: 0 keeps its top at the
-    /// top, 1 its bottom at the bottom.
+    double aspect = 1;        ///< The image's width divided by its height.
+    double window = 1;        ///< Largest visible fraction of the width, above 0 to 1.
+    double charCenterX = 0.5; ///< Centre of the figure as a fraction of the width, 0 to 1.
+    /// Vertical alignment in a taller or lower area: 0 aligns the tops, 1 the bottoms.
     double topBias = 0.5;
 };
 
@@ -29,14 +28,14 @@ struct VRPalette {
     QColor appBackground;
     QColor surfaceSoft;
     QColor border;
-    QString trackerBanner; ///< An asset's name, as are those of the banners.
+    QString trackerBanner; ///< Image name, as in the banners.
     double trackerAspect = 1;
     double trackerCharX = 0.5;
     std::optional<QString> activeHeroImage;
     VRBannerSpec loginBanner;
     VRBannerSpec forgotBanner;
     VRBannerSpec companyBanner;
-    bool idleHeroTextLight = true; ///< The text on the idle tracker's banner is white.
+    bool idleHeroTextLight = true; ///< True if text on the idle banner is white.
     bool isDark = false;
     QColor surface;
     QColor textStrong;
@@ -46,11 +45,11 @@ struct VRPalette {
 
     static constexpr std::array<double, 3> gradientPositions = {0.0, 0.55, 1.0};
 
-    /// The brand's colour where it serves as a text on a surface.
+    /// The brand colour for text on a surface.
     const QColor& accentText() const { return isDark ? brand400 : brand600; }
 
     VRBannerSpec idleHero() const;
-    /// The default scheme's picture where there is none of its own.
+    /// Falls back to the default scheme's image.
     VRBannerSpec activeHero() const;
 
     /// Every scheme, in the order of the settings screen; the first is the default.

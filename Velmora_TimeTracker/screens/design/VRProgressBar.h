@@ -2,7 +2,7 @@
 
 #include <QWidget>
 
-/// A share of a whole, 0 to 1, on a gradient card.
+/// A bar for a fraction of 0 to 1, on a gradient card.
 class VRProgressBar : public QWidget {
 public:
     explicit VRProgressBar(int height = 8);

@@ -6,8 +6,7 @@
 
 class QVBoxLayout;
 
-/// A column that may be taller than its room: as wide as the view, with a thin bar at the right only when
-/// needed.
+/// A scrollable column, as wide as the view, with a thin scroll bar at the right if needed.
 class VRScrollView : public QScrollArea {
 public:
     explicit VRScrollView(const VREnvironment& environment);

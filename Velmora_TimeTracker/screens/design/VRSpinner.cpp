@@ -5,7 +5,7 @@
 VRSpinner::VRSpinner(const VREnvironment& environment, int diameter)
     : environment_(environment) {
     setFixedSize(diameter, diameter);
-    // Twelve positions a turn: smooth enough, and a twelfth of the frames.
+    // Twelve positions a turn limit the repaints.
     turning_.setStartValue(0);
     turning_.setEndValue(12);
     turning_.setDuration(900);

@@ -5,7 +5,7 @@
 #include <QVariantAnimation>
 #include <QWidget>
 
-/// A small ring that turns while it is visible.
+/// A progress ring that rotates while it is visible.
 class VRSpinner : public QWidget {
 public:
     VRSpinner(const VREnvironment& environment, int diameter);

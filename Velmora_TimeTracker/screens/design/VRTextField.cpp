@@ -16,7 +16,7 @@ using namespace Qt::StringLiterals;
 namespace {
 constexpr int iconSize = 18;
 constexpr int sidePadding = 14;
-/// An e-mail address has at most 254 characters; a password or a pasted text may be longer, within reason.
+/// An e-mail address has at most 254 characters; passwords may be longer.
 constexpr int longestInput = 1024;
 } // namespace
 

@@ -8,7 +8,7 @@ class QLineEdit;
 class VRButton;
 class VRLabel;
 
-/// A labelled line of input in a rounded frame, with an icon; a secret one has an eye button.
+/// A labelled input line with an icon; a secret one has a button that shows its text.
 class VRTextField : public QWidget {
     Q_OBJECT
 
@@ -19,7 +19,7 @@ public:
                 Kind kind = Kind::plain);
 
     QString text() const;
-    /// Moves the cursor only when the text is another one.
+    /// Moves the cursor only if the text changes.
     void setText(const QString& text);
     void setRevealed(bool revealed);
     void focusInput();

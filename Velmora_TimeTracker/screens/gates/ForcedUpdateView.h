@@ -6,7 +6,7 @@ class ForcedUpdateModel;
 class VRButton;
 class VRLabel;
 
-/// The program is too old; there is no way around.
+/// Blocks the program until it is updated.
 class ForcedUpdateView : public GateView {
 public:
     ForcedUpdateView(ForcedUpdateModel& model, const VREnvironment& environment);

@@ -5,7 +5,7 @@
 class InterruptedSessionModel;
 class VRLabel;
 
-/// A session that a crash left behind.
+/// Offers to resume or finish an interrupted session.
 class InterruptedSessionView : public GateView {
 public:
     InterruptedSessionView(InterruptedSessionModel& model, const VREnvironment& environment);

@@ -8,7 +8,7 @@ class VRCard;
 class VRIconView;
 class VRLabel;
 
-/// What tracking needs of the desktop, and whether it is there.
+/// Lists the permissions that tracking needs and their states.
 class PermissionView : public GateView {
 public:
     PermissionView(PermissionModel& model, const VREnvironment& environment);

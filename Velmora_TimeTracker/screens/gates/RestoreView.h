@@ -6,7 +6,7 @@ class RestoreModel;
 class VRButton;
 class VRLabel;
 
-/// While the stored sign-in is read.
+/// Shown while the stored sign-in is read.
 class RestoreView : public GateView {
 public:
     RestoreView(RestoreModel& model, const VREnvironment& environment);

@@ -24,7 +24,7 @@ public:
 
 Q_SIGNALS:
     void openMainWindowPressed();
-    /// The height that the screen shown wants in a popover.
+    /// The popover height of the new screen, in logical pixels.
     void contentHeightChanged(int height);
 
 protected:

@@ -2,7 +2,7 @@
 
 #include <QString>
 
-/// What the root view shows, and what it says in its header. Pure.
+/// Selects the screen of the root view and the status in its header. Pure.
 namespace Routing {
 
 enum class Screen { restore, login, forcedUpdate, permissions, interrupted, tabs };
@@ -14,9 +14,9 @@ struct State {
     bool hasInterruptedSession = false;
 };
 Screen screen(const State& state);
-/// The header bar stands above everything from the permissions on.
+/// True for the screens below the header bar: permissions, interrupted session and tabs.
 bool hasHeader(Screen screen);
-/// The popover's height in logical pixels.
+/// Height of the popover in logical pixels.
 int contentHeight(Screen screen);
 
 enum class StatusTone { brand, warning, success };

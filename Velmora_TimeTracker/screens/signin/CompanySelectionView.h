@@ -8,7 +8,7 @@ class VRLabel;
 class LoginModel;
 class CompanyRowButton;
 
-/// The companies that the user may work in.
+/// Lists the companies of the user.
 class CompanySelectionView : public SignInPage {
 public:
     CompanySelectionView(LoginModel& model, const VREnvironment& environment);

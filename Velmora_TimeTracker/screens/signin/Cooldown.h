@@ -5,12 +5,12 @@
 #include <functional>
 #include <memory>
 
-/// Counts a minute down, second by second, before something may be asked for again.
+/// A countdown of one minute before a request may be repeated.
 class Cooldown {
 public:
     static constexpr int length = 60;
 
-    /// `onChange` follows each change of `secondsLeft`.
+    /// `onChange` is called after each change of `secondsLeft`.
     Cooldown(Executor& main, std::function<void()> onChange)
         : main_(main)
         , onChange_(std::move(onChange)) {}

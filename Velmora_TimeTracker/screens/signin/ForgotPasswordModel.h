@@ -9,7 +9,7 @@
 
 class AuthService;
 
-/// The screen that asks for a link to set a new password. Main thread.
+/// The screen that requests a link for a new password. Main thread.
 class ForgotPasswordModel : public QObject {
     Q_OBJECT
 
@@ -24,9 +24,9 @@ public:
     bool canSend() const;
     QString buttonTitle() const;
 
-    /// The screen opens anew.
+    /// Resets the screen.
     void open(const QString& initialEmail);
-    /// A reply that is under way then is dropped.
+    /// Leaves the screen; a pending reply is dropped.
     void close();
     void setEmail(const QString& email);
     Task<> sendResetLink();
@@ -36,7 +36,7 @@ Q_SIGNALS:
 
 private:
     AuthService& auth_;
-    int visit_ = 0; ///< Counts the times that the screen was left.
+    int visit_ = 0; ///< Incremented when the screen is left, to recognise late replies.
     QString email_;
     bool isSending_ = false;
     std::optional<QString> statusMessage_;

@@ -7,7 +7,7 @@ class LoginModel;
 class VRButton;
 class VRTextField;
 
-/// Asks for a link to set a new password.
+/// Requests a link for a new password.
 class ForgotPasswordView : public SignInPage {
 public:
     ForgotPasswordView(LoginModel& model, const VREnvironment& environment);

@@ -33,7 +33,7 @@ void LoginFormView::buildFields() {
     message_->setAccessibleDescription(u"#loginMessage"_s);
     auto* forgot = new VRButton(environment(), VRButton::Look::link, u"Forgot password?"_s, u"#forgotPassword"_s);
     login_ = new VRButton(environment(), VRButton::Look::gradient, u"Login"_s, u"#loginButton"_s);
-    // Side by side where there is room for both, and then without moving the button.
+    // Side by side if both fit, so that the button does not move.
     auto* row = new QBoxLayout(environment().compact ? QBoxLayout::BottomToTop : QBoxLayout::LeftToRight);
     row->setSpacing(environment().compact ? 4 : 12);
     row->addWidget(message_, 1);
@@ -105,7 +105,7 @@ void LoginFormView::refresh() {
     login_->setText(isBusy ? u"Signing in…"_s : u"Login"_s);
     if (noAccount_->isHidden() == model_.showsNoAccountInfo()) {
         noAccount_->setVisible(model_.showsNoAccountInfo());
-        // Once the layout has made room for it.
+        // After the layout has been updated.
         QMetaObject::invokeMethod(
             this, [this] { ensureWidgetVisible(noAccount_); }, Qt::QueuedConnection);
     }

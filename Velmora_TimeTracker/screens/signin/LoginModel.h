@@ -18,7 +18,7 @@ class DomainStorage;
 class PreferenceStore;
 class RemoteConfigService;
 
-/// Which of the sign-in screens is shown.
+/// The sign-in screen that is shown.
 struct LoginPhase {
     struct Form {};
     struct OTP {
@@ -26,7 +26,7 @@ struct LoginPhase {
         QString userEmail;
     };
     struct CompanyChoice {
-        std::vector<LoginCompany> companies; ///< In the order of the list.
+        std::vector<LoginCompany> companies; ///< In display order.
         std::optional<QString> recentEndpoint;
         QString userName;
         AuthTokens tokens; ///< Stored when a company is chosen.
@@ -35,8 +35,8 @@ struct LoginPhase {
     using Any = std::variant<Form, OTP, CompanyChoice, ForgotPassword>;
 };
 
-/// Everything that a signed-out user sees and does, up to the configuration that completes a sign-in. One
-/// instance, so that what was typed and what is under way survive the views. Main thread.
+/// The sign-in screens, up to the configuration that completes a sign-in. One instance for all views, so that entered
+/// text and pending requests outlive them. Main thread.
 class LoginModel : public QObject {
     Q_OBJECT
 
@@ -59,14 +59,14 @@ public:
     bool showsPassword() const { return showPassword_; }
     bool showsNoAccountInfo() const { return showNoAccountInfo_; }
     const std::optional<QString>& errorMessage() const { return errorMessage_; }
-    /// What the form has to say: the error of the last press until something is typed, then the live hint.
+    /// The message of the form: the error of the last attempt until the text changes, then the validation hint.
     std::optional<QString> formMessage() const;
-    /// Nothing may be pressed: a sign-in, a code check or a company choice is under way.
+    /// True while a sign-in, code check or company selection is pending; the controls are disabled.
     bool isBusy() const { return isLoading_ || otpVerifying_ || companySelecting_; }
     const OTPEntry& otp() const { return otp_; }
-    /// What the code screen has to say.
+    /// The message of the code screen.
     std::optional<QString> otpErrorMessage() const { return otpErrorMessage_ ? otpErrorMessage_ : errorMessage_; }
-    /// Where the code was sent to.
+    /// The address that the code was sent to.
     QString otpAddress() const;
     bool canVerifyOtp() const { return otp_.isComplete() && !isBusy(); }
     int resendCooldownSeconds() const { return resendCooldown_.secondsLeft(); }
@@ -80,7 +80,7 @@ public:
     void openForgotPassword();
     void backToForm();
 
-    /// A press during a run does nothing.
+    /// Has no effect while one is pending.
     Task<> performLogin();
     void changeOtp(int index, const QString& text);
     void commitOtp(int index);
@@ -101,7 +101,7 @@ private:
 
     const Dependencies deps_;
     LoginPhase::Any phase_;
-    int visit_ = 0; ///< Counts the screens entered: a late reply to one that was left is dropped.
+    int visit_ = 0; ///< Incremented when a screen is entered: a late reply to an earlier one is dropped.
     QString email_;
     QString password_;
     bool showPassword_ = false;

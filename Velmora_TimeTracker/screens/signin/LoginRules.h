@@ -5,15 +5,15 @@
 
 class APIError;
 
-/// What the sign-in form asks of its fields. The e-mail is given trimmed, the password as typed.
+/// Validation of the sign-in form. The e-mail is passed trimmed, the password as typed.
 namespace LoginRules {
 
 bool isEmail(const QString& email);
-/// The hint while typing; leaves empty fields alone.
+/// The hint while typing; empty fields give none.
 std::optional<QString> clientValidationMessage(const QString& email, const QString& password);
-/// What stops the sign-in at the press of the button.
+/// The error that prevents the sign-in; absent if the fields are valid.
 std::optional<QString> validationError(const QString& email, const QString& password);
-/// What is said when the sign-in failed: why nothing was sent, else `otherwise`.
+/// The message of a failed request: why nothing was sent, else `otherwise`.
 QString failure(const APIError& error, const QString& otherwise);
 
 } // namespace LoginRules

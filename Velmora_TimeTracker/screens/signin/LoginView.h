@@ -8,7 +8,7 @@
 class LoginModel;
 class QVBoxLayout;
 
-/// The sign-in screens: shows the one of the model's phase.
+/// Shows the sign-in screen of the model's phase.
 class LoginView : public QWidget {
 public:
     LoginView(LoginModel& model, const VREnvironment& environment);

@@ -4,8 +4,8 @@
 
 #include <QLineEdit>
 
-/// One box of a one-time code. Its digit is selected, so that the next one typed replaces it: two digits in a box are a
-/// paste.
+/// One box of a one-time code. Its digit is selected on focus, so that typing replaces it; two digits in one box are
+/// therefore a paste.
 class OTPDigitField : public QLineEdit {
 public:
     OTPDigitField(const VREnvironment& environment, int index);

@@ -10,10 +10,10 @@ struct OTPEntry {
     std::array<QString, length> digits; ///< One digit each, or empty.
     int focusedField = 0;
 
-    /// Box `index` now holds `text`: a digit moves on to the next box, an emptied box keeps the focus, a paste fills from
-    /// the first.
+    /// Sets the text of box `index`. A digit moves the focus to the next box, an emptied box keeps it, a paste fills
+    /// the boxes from the first.
     void change(int index, const QString& text);
-    /// The commit key in a box.
+    /// The user pressed Enter in box `index`.
     void commit(int index);
     QString code() const;
     bool isComplete() const { return code().size() == length; }

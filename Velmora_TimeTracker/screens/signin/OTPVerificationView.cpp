@@ -82,7 +82,7 @@ void OTPVerificationView::buildResend() {
 void OTPVerificationView::followFocus() {
     OTPDigitField* box = boxes_.at(static_cast<std::size_t>(model_.otp().focusedField));
     box->setFocus(Qt::OtherFocusReason);
-    box->selectAll(); // it may have the focus already
+    box->selectAll(); // it may be focused already
 }
 
 void OTPVerificationView::refresh() {

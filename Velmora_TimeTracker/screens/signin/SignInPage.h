@@ -23,7 +23,7 @@ public:
 protected:
     /// The white card's column.
     QVBoxLayout& fields() { return *fields_; }
-    /// What stands below the card.
+    /// Adds a widget below the card.
     QVBoxLayout& footer() { return *footer_; }
 
 private:

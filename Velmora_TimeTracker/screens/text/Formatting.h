@@ -4,10 +4,10 @@
 
 #include <QString>
 
-/// Times and shares as the screens word them.
+/// Formats times and digits for the screens.
 namespace Formatting {
 
-/// "HH:MM:SS", truncated; hours go on beyond 24.
+/// "HH:MM:SS", truncated; hours may exceed 24.
 QString duration(Seconds seconds);
 /// "HH:MM", truncated.
 QString hoursMinutes(Seconds seconds);

@@ -9,7 +9,7 @@ class VRButton;
 class VRLabel;
 class VRProgressBar;
 
-/// How much of the day's target is done; its back tells the target, and lets it be set.
+/// A card with the progress towards the daily target; its back side shows and changes the target.
 class DailyProgressView : public VRCard {
 public:
     DailyProgressView(TrackerModel& model, const VREnvironment& environment);

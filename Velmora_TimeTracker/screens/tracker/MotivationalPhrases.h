@@ -6,7 +6,7 @@
 #include <array>
 #include <optional>
 
-/// The words of encouragement on the tracker.
+/// The phrases on the tracker.
 namespace MotivationalPhrases {
 
 /// While tracking; "{time}" stands for the time worked today.

@@ -17,10 +17,10 @@ using namespace Qt::StringLiterals;
 namespace {
 constexpr int sidePadding = 14;
 constexpr int chevronSize = 18;
-/// A menu as wide as the screen would help nobody.
+/// Maximum width of the menu.
 constexpr int widestEntry = 420;
 
-/// Entries with room to breathe.
+/// Padding of the entries.
 class RoomyMenuStyle : public QProxyStyle {
 public:
     QSize sizeFromContents(ContentsType type, const QStyleOption* option, const QSize& size,
@@ -31,7 +31,7 @@ public:
     }
 };
 
-/// A chosen entry is tinted, not shouted.
+/// Tints the selected entry.
 QPalette menuColours(const VRPalette& palette, QPalette colours) {
     colours.setColor(QPalette::Window, palette.surface);
     colours.setColor(QPalette::Highlight, palette.isDark ? palette.border : palette.appBackground);

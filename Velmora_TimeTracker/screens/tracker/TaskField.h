@@ -4,7 +4,7 @@
 
 class TrackerModel;
 
-/// Shows the chosen task, and opens the menu to choose another.
+/// Shows the selected task and opens the menu of tasks.
 class TaskField : public VRButton {
 public:
     TaskField(TrackerModel& model, const VREnvironment& environment);

@@ -12,7 +12,7 @@ class VRClockLabel;
 class VRHeroCard;
 class VRLabel;
 
-/// The tracker while a session runs: the day's clock, what was done of the day, and the two controls.
+/// The tracker while a session runs: today's clock, the daily progress and the two controls.
 class TrackerActiveView : public QWidget {
 public:
     TrackerActiveView(TrackerModel& model, const VREnvironment& environment);

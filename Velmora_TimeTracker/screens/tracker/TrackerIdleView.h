@@ -11,7 +11,7 @@ class VRCard;
 class VRHeroCard;
 class VRLabel;
 
-/// The tracker while nothing runs: a word of encouragement, the start, the task, a tip.
+/// The tracker while no session runs: a phrase, the start button, the task and a tip.
 class TrackerIdleView : public QWidget {
 public:
     TrackerIdleView(TrackerModel& model, const VREnvironment& environment);

@@ -41,18 +41,18 @@ public:
     bool permissionWasLost() const;
     void openPermissionSettings();
     void dismissPermissionLost();
-    /// The project of a session that midnight ended; absent when there is none to tell of.
+    /// The project of the session that midnight ended; absent if there is none.
     std::optional<QString> crossDayTask() const;
     void startNewSession();
     void dismissCrossDayBanner();
 
     // The notices.
     std::vector<Notice> notices() const;
-    /// What the button of a notice does: fetches the configuration.
+    /// The action of a notice's button: fetches the configuration.
     void performNoticeAction();
 
     // The idle view.
-    /// Draws a new phrase; when the view comes on screen.
+    /// Called when the view is shown; selects a new phrase.
     void idleViewAppeared();
     const QString& idlePhrase() const { return idlePhrase_; }
     bool canStart() const;

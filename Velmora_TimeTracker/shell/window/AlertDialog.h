@@ -6,8 +6,8 @@
 #include <QDialog>
 #include <functional>
 
-/// A question or a notice in a window of its own. Escape and closing choose the one button of a notice, and do
-/// nothing to a question, whose every answer has consequences. Its object name is the alert's identifier.
+/// A question or a notice in a window of its own. Escape and closing choose the only button of a notice and are
+/// ignored for a question, since each of its answers has an effect. Its object name is the alert's identifier.
 class AlertDialog : public QDialog {
 public:
     /// Calls `done` once with the index of the chosen button, and deletes itself.

@@ -40,7 +40,7 @@ void MainWindow::bringUp() {
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
-    // The session's end asks every window to close, and must not be held up.
+    // The end of the desktop session also closes every window, and must not be blocked.
     event->ignore();
     if (tracker_.isTracking())
         showMinimized();

@@ -7,9 +7,8 @@ class TrackerModel;
 class VRImages;
 struct ScreenModels;
 
-/// The main window around the root view. As long as no status item stands for the program, closing it while a
-/// session runs only minimises it, so that tracking is never ended, nor hidden, by accident; closing it
-/// otherwise ends the program, and so does Ctrl+Q at any time.
+/// The main window around the root view. Closing it minimises it while a session runs, so that tracking is neither
+/// ended nor hidden by accident; otherwise it ends the program. Ctrl+Q ends the program at any time.
 class MainWindow : public QWidget {
     Q_OBJECT
 

@@ -57,6 +57,6 @@ void QtDesktop::open(const QUrl& url) {
 }
 
 void QtDesktop::terminate() {
-    // Not quit(), which asks the windows first; they would only minimise.
+    // Not quit(): it closes the windows first, which only minimises them.
     QApplication::exit();
 }

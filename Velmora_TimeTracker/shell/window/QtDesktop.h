@@ -10,8 +10,8 @@ class MainWindow;
 class ThemeManager;
 struct VREnvironment;
 
-/// The application on a Qt desktop. Made before the window and the theme, which it is given before the event
-/// loop runs; until then no alert is shown.
+/// The application on a Qt desktop. Constructed before the window and the theme, which are set before the event loop
+/// runs; until then no alert is shown.
 class QtDesktop : public Desktop {
 public:
     QtDesktop();
@@ -25,7 +25,7 @@ public:
     void withdraw(const QString& identifier) override;
     void activate() override;
     bool bringWindowToFront() override;
-    /// Whether a URL, which may come from the server, leads to the browser and nowhere else.
+    /// True for a URL that opens in the browser; the server may send others.
     static bool mayOpen(const QUrl& url);
     void open(const QUrl& url) override;
     void terminate() override;
