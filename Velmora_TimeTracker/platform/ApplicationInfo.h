@@ -3,7 +3,7 @@
 #include <QString>
 #include <optional>
 
-/// What is compiled into the program, and where it may keep files.
+/// Build information of the program, and its data folder.
 class ApplicationInfo {
 public:
     virtual ~ApplicationInfo() = default;
@@ -11,7 +11,7 @@ public:
     /// Information by key: "APIBaseURL", "CFBundleShortVersionString", "CFBundleVersion", "CFBundleName".
     virtual std::optional<QString> information(const QString& key) const = 0;
 
-    /// The user's folder for application data, without a trailing slash; the program's own folder
-    /// "Velmora TimeTracker" lies in it.
+    /// The user's folder for application data, without a trailing slash; contains the program's folder "Velmora
+    /// TimeTracker".
     virtual QString applicationSupportDirectory() const = 0;
 };

@@ -4,10 +4,10 @@
 #include <variant>
 
 struct Available {};
-/// A lasting reason; a passing failure does not make a service unavailable.
+/// A permanent reason; a temporary failure does not make a service unavailable.
 struct Unavailable {
     QString why; ///< One sentence for the user.
 };
 
-/// Whether the session offers a service, and why not.
+/// Whether the session offers a service, and the reason if it does not.
 using Availability = std::variant<Available, Unavailable>;

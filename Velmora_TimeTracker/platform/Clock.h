@@ -5,17 +5,17 @@
 #include <QTimeZone>
 #include <chrono>
 
-/// The machine's two clocks and its zone. Safe to call from any thread.
+/// The machine's two clocks and its time zone. Safe to call from any thread.
 class Clock {
 public:
     virtual ~Clock() = default;
 
-    /// The wall clock. It can jump either way at any moment.
+    /// The wall clock. It may jump in either direction at any time.
     virtual Date now() const = 0;
 
-    /// The monotonic clock: never goes back, and stands still while the machine sleeps.
+    /// The monotonic clock: never goes back; stops while the machine sleeps.
     virtual std::chrono::nanoseconds uptime() const = 0;
 
-    /// The zone that the machine is set to at this moment.
+    /// The machine's current time zone.
     virtual QTimeZone systemTimeZone() const = 0;
 };

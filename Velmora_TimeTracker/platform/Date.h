@@ -4,11 +4,11 @@
 #include <QTimeZone>
 #include <compare>
 
-/// Seconds, as a 64-bit float, wherever a span of time is meant.
+/// A time span in seconds.
 using Seconds = double;
 
-/// An instant: seconds since 2001-01-01T00:00:00Z. The epoch is the one of the stored payloads, so that a stored
-/// date reads and writes bit for bit; the database, the last-alive marks and the formatters use 1970.
+/// An instant: seconds since 2001-01-01T00:00:00Z. The epoch is that of the stored payloads, so that a date is read
+/// and written bit for bit; the database, the marks of life and the formatters use 1970.
 struct Date {
     double secondsSince2001 = 0;
 
@@ -18,7 +18,7 @@ struct Date {
     static constexpr Date since1970(double seconds) { return Date{seconds - secondsFrom1970To2001}; }
     constexpr double secondsSince1970() const { return secondsSince2001 + secondsFrom1970To2001; }
 
-    /// Rounded down to whole milliseconds, which is what QDateTime holds.
+    /// Rounded down to whole milliseconds, the resolution of QDateTime.
     QDateTime toDateTime(const QTimeZone& zone) const;
     static Date fromDateTime(const QDateTime& dateTime);
 

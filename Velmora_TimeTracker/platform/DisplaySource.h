@@ -8,7 +8,7 @@
 #include <variant>
 #include <vector>
 
-/// One connected display. The order of a list of displays is stable while the arrangement is.
+/// One connected display. The order of the displays is stable while their arrangement does not change.
 struct DisplayDescription {
     quint32 id = 0;
     QSize size;                ///< In points.
@@ -17,10 +17,10 @@ struct DisplayDescription {
     friend bool operator==(const DisplayDescription&, const DisplayDescription&) = default;
 };
 
-/// An error raised by the picture source itself.
+/// An error of the picture source.
 struct DisplayError {
     QString description;
-    bool isDenial = true; ///< Counts as a lost permission. False when the next attempt may succeed.
+    bool isDenial = true; ///< True if it counts as a lost permission; false if the next attempt may succeed.
 };
 
 /// A picture that was taken, scaled and encoded.
@@ -29,21 +29,20 @@ struct Picture {
     QSize size; ///< In pixels.
 };
 
-/// The picture was taken but could not be encoded, or its display changed meanwhile; proves nothing about the
-/// permission.
+/// The picture could not be encoded, or its display changed meanwhile. Does not count as a lost permission.
 struct EncodingFailed {};
 
 using PictureResult = std::variant<Picture, EncodingFailed, DisplayError>;
 
-/// Pictures of the displays. Called from background threads only; calls do not overlap.
+/// Takes pictures of the displays. Background threads only; calls do not overlap.
 class DisplaySource {
 public:
     virtual ~DisplaySource() = default;
 
     virtual std::variant<std::vector<DisplayDescription>, DisplayError> displays() = 0;
 
-    /// One picture of a display without the cursor, scaled to `pixelSize`, as JPEG of `quality` (0 to 1). It is scaled
-    /// and encoded while it streams through memory; the whole frame is never held uncompressed.
-    /// Starts at once and resumes on the calling executor.
+    /// One picture of a display without the cursor, scaled to `pixelSize`, as JPEG of `quality` (0 to 1). Scales and
+    /// encodes it in strips; the uncompressed frame is never held as a whole. Starts at once and resumes on the
+    /// calling executor.
     virtual Task<PictureResult> picture(DisplayDescription display, QSize pixelSize, double quality) = 0;
 };

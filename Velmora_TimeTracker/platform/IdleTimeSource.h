@@ -5,13 +5,13 @@
 
 #include <optional>
 
-/// How long ago the user last did something. Answers also while no tap is open. Safe to call from any thread.
+/// The time since the last user input. Works without an open tap. Any thread.
 class IdleTimeSource {
 public:
     virtual ~IdleTimeSource() = default;
 
-    /// Seconds since the last event of the type: mouseMoved, which a drag may count as, or keyDown; or since any input, where
-    /// the session does not tell them apart; since the source came up when there was none yet. Absent when the session does
-    /// not report input: the user is then never idle.
+    /// Seconds since the last event of the type mouseMoved (a drag may count as one) or keyDown; since any input,
+    /// where the session does not tell them apart; since the source started, if there was none yet. Absent if the
+    /// session does not report input: the user then never counts as idle.
     virtual std::optional<Seconds> secondsSinceLast(InputEventType type) = 0;
 };

@@ -4,22 +4,22 @@
 #include <functional>
 #include <memory>
 
-/// What happened, and nothing else: no key, no position. The numbers are the platform-neutral event codes of the
-/// counters; events of other kinds are never delivered.
+/// The type of an input event; key and position are never delivered. The numbers are platform-neutral event codes;
+/// other events are not delivered.
 enum class InputEventType : quint32 {
     mouseMoved = 5,
     leftMouseDragged = 6,
     rightMouseDragged = 7,
-    keyDown = 10,                     ///< Also each repeat of a held key.
-    disabledByTimeout = 0xFFFFFFFE,   ///< Switched off because a handler was slow.
-    disabledByUserInput = 0xFFFFFFFF, ///< Switched off for another reason, a lost connection say.
+    keyDown = 10,                     ///< Includes each repeat of a held key.
+    disabledByTimeout = 0xFFFFFFFE,   ///< Disabled because a handler was slow.
+    disabledByUserInput = 0xFFFFFFFF, ///< Disabled for another reason, for instance a lost connection.
 };
 
-/// An open listener on system-wide input. Destroying it ends it: no handler runs after the destructor returned.
+/// An open listener on system-wide input. No handler runs after the destructor has returned.
 class InputEventTap {
 public:
     virtual ~InputEventTap() = default;
-    /// Switches the tap on again after one of the two disabled events. May be called from the handler.
+    /// Enables the tap again after one of the two disabled events. May be called from the handler.
     virtual void enable() = 0;
 };
 
@@ -30,6 +30,6 @@ public:
 
     virtual ~InputEventSource() = default;
 
-    /// Null when this session offers no input events.
+    /// Null if the session offers no input events.
     virtual std::unique_ptr<InputEventTap> openTap(Handler handler) = 0;
 };

@@ -2,26 +2,26 @@
 
 #include <QString>
 
-/// What the desktop session lets this program do. Every query is asked afresh. Safe to call from any thread.
+/// What the desktop session permits. Each query probes again. Safe to call from any thread.
 class Permissions {
 public:
     virtual ~Permissions() = default;
 
-    /// False when a lasting reason denies pictures of the screen. A picture that fails for a passing reason is no denial.
+    /// False if the session permanently denies pictures of the screen; a temporary failure is no denial.
     virtual bool canRecordScreen() = 0;
 
     /// 0 granted, 1 denied, anything else unknown.
     virtual int inputMonitoringStatus() = 0;
 
-    /// Asks the system for input monitoring, with its prompt if it has one; true when granted.
+    /// Requests input monitoring, with the system's prompt if there is one; true if granted.
     virtual bool requestInputMonitoring() = 0;
 
-    /// Why what is denied is denied, in sentences for the user; empty when nothing is denied or no reason is known.
+    /// The reasons of denials, in sentences for the user; empty if nothing is denied or no reason is known.
     virtual QString explanation() = 0;
 
     virtual void openScreenRecordingSettings() = 0;
     virtual void openInputMonitoringSettings() = 0;
 
-    /// Takes both grants back where the system keeps grants; blocks until done. Failures are swallowed.
+    /// Revokes both grants if the system stores grants; blocks until done and ignores failures.
     virtual void reset() = 0;
 };

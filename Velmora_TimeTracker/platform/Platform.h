@@ -15,8 +15,8 @@
 #include "platform/SecretStore.h"
 #include "platform/URLSession.h"
 
-/// Everything that the program asks of the operating system, as one bundle of references handed down by the
-/// composition root. All outlive the program built on them.
+/// All services of the operating system that the program uses; the composition root passes them down. All outlive the
+/// program's objects.
 struct Platform {
     Clock& clock;
     Random& random;
@@ -24,9 +24,9 @@ struct Platform {
     Executor& worker;        ///< The serial workers: uploads, authentication, configuration.
     Executor& screenCapture; ///< "com.velmora.timetracker.screencapture"
     Executor& utility;       ///< Capture cycles.
-    Executor& idle;          ///< The idle watcher, which never waits behind a capture.
+    Executor& idle;          ///< The idle detector, which must not wait for a capture.
     Executor& watchdog;      ///< "com.velmora.timetracker.watchdog"
-    Executor& userInitiated; ///< What a person waits for: the launch read of the secret store, summaries.
+    Executor& userInitiated; ///< Work that the user waits for: the launch read of the keyring, summaries.
     URLSession& urlSession;
     PreferenceStore& preferences;
     SecretStore& secrets;

@@ -2,17 +2,17 @@
 
 #include <functional>
 
-/// The machine's and the session's life. Main thread.
+/// Sleep, wake and the end of the session. Main thread.
 class PowerEvents {
 public:
     struct Handlers {
-        /// The machine is about to sleep, and does not before this handler, and everything that it posted to the main
-        /// executor, has run. Not every sleep is announced.
+        /// The machine is about to sleep; it waits until this handler, and jobs that it posted to the main executor,
+        /// have run. Not every sleep is announced.
         std::function<void()> willSleep;
-        /// The machine woke. May come twice for one sleep.
+        /// The machine woke. May be called twice for one sleep.
         std::function<void()> didWake;
         /// The process is about to end: a termination signal, the end of the desktop session, or quitting. The process
-        /// ends after the handler returned.
+        /// ends after the handler has returned.
         std::function<void()> willTerminate;
     };
 

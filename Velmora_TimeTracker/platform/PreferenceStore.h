@@ -4,8 +4,8 @@
 #include <QString>
 #include <optional>
 
-/// The user's preferences: typed values by key. Nothing is cached by callers; every write is immediate and a failed
-/// write is a log line of the implementation. Safe to call from any thread.
+/// The user's preferences: typed values by key. Callers cache nothing; every write is immediate, and a failed one is
+/// logged. Safe to call from any thread.
 class PreferenceStore {
 public:
     virtual ~PreferenceStore() = default;
@@ -14,8 +14,8 @@ public:
     virtual QJsonValue value(const QString& key) const = 0;
     virtual void set(const QString& key, const QJsonValue& value) = 0;
     virtual void remove(const QString& key) = 0;
-    /// Like `set`, for a value that the program made up: where the stored preferences could not be read yet, a
-    /// stored value takes precedence as soon as they can.
+    /// Like `set`, for a generated value: if the stored preferences cannot be read yet, a stored value takes
+    /// precedence once they can.
     virtual void setDefault(const QString& key, const QJsonValue& value) { set(key, value); }
 
     /// Absent when the key is missing or holds another type.

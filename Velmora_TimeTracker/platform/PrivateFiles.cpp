@@ -14,10 +14,10 @@ constexpr QFile::Permissions ownerOnly = QFile::ReadOwner | QFile::WriteOwner | 
 constexpr QFile::Permissions others =
     QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup | QFile::ReadOther | QFile::WriteOther | QFile::ExeOther;
 
-/// Makes one level, or tightens it when it is there already and ours.
+/// Creates one folder, or restricts the mode of an existing one that the user owns.
 void createLevel(const QString& folder, bool isOurs) {
     const bool isNew = QDir().mkdir(folder, ownerOnly);
-    // The mask of the process may have taken even our own rights away.
+    // The umask may remove the owner's permissions too.
     if (isNew || (isOurs && QFile::permissions(folder).testAnyFlags(others)))
         QFile::setPermissions(folder, ownerOnly);
 }
@@ -39,7 +39,7 @@ bool create(const QString& folder) {
 
 QString replaceFile(const QString& file, const QByteArray& content, const QDateTime& modifiedAt) {
     QSaveFile replacement(file);
-    // Flushed by hand: a commit does not notice that there was no room for what was still to be written.
+    // Flushed explicitly: commit() does not report that the buffered rest did not fit on the disk.
     const bool isWritten = replacement.open(QIODevice::WriteOnly) &&
                            replacement.setPermissions(QFile::ReadOwner | QFile::WriteOwner) &&
                            replacement.write(content) == content.size() && replacement.flush();

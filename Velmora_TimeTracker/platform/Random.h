@@ -2,7 +2,7 @@
 
 #include <QUuid>
 
-/// The source of everything that is drawn by chance: identifiers and jitter. Safe to call from any thread.
+/// The source of random identifiers and jitter. Safe to call from any thread.
 class Random {
 public:
     virtual ~Random() = default;

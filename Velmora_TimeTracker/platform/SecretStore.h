@@ -9,14 +9,14 @@ class SecretStore {
 public:
     enum class Status {
         success,
-        missing, ///< The store answered, and there is no such item.
+        missing, ///< The store has no such item.
         locked,  ///< The item may exist, but the keyring is locked and was not unlocked.
-        failed,  ///< The store could not be asked.
-        absent,  ///< This session has no store and none can be started; one may come later.
+        failed,  ///< The store could not be reached.
+        absent,  ///< The session has no store and none can be started; one may appear later.
     };
     enum class WhenLocked {
-        askToUnlock, ///< Raise the unlock prompt and wait for its end.
-        giveUp,      ///< Answer `locked` at once.
+        askToUnlock, ///< Show the unlock prompt and wait for the answer.
+        giveUp,      ///< Return `locked` at once.
     };
     struct ReadResult {
         Status status = Status::failed;

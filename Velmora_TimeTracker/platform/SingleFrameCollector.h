@@ -7,8 +7,8 @@
 #include <mutex>
 #include <optional>
 
-/// Takes the first complete frame of a stream, or nothing when none comes in time. Exactly one of the two
-/// resumes the waiter. `receive` may be called from any thread; `waitForFrame` once, on an executor.
+/// Waits for the first complete frame of a stream, or for the timeout; whichever comes first resumes the waiter.
+/// `receive` may be called from any thread; `waitForFrame` once, on an executor.
 class SingleFrameCollector : public std::enable_shared_from_this<SingleFrameCollector> {
 public:
     void receive(StreamSample sample);

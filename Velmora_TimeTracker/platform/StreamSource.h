@@ -12,7 +12,7 @@ struct RawImage {
     QByteArray bgrx;
 };
 
-/// What a stream delivers now and then.
+/// One output of a stream.
 struct StreamSample {
     bool isScreen = true;           ///< False for other kinds of output, which are ignored.
     std::optional<int> frameStatus; ///< 0 means a complete frame; absent means unknown, that is, incomplete.
@@ -26,12 +26,12 @@ public:
     virtual ~DisplayStream() = default;
     /// Starts delivering to `handler`, on the serial queue "com.velmora.timetracker.screencapture.frame".
     virtual std::optional<DisplayError> start(Handler handler) = 0;
-    /// No handler runs after it returned.
+    /// No handler runs after it has returned.
     virtual void stop() = 0;
 };
 
-/// Streams of the displays, where the system offers no single pictures. Called from background threads only; calls do not
-/// overlap.
+/// Streams of the displays, for systems that offer no single pictures. Called from background threads only; calls do
+/// not overlap.
 class StreamSource {
 public:
     virtual ~StreamSource() = default;

@@ -2,11 +2,11 @@
 
 #include "platform/StreamSource.h"
 
-/// Single pictures out of streams: starts a stream for each picture, takes its first complete frame and stops it. Threads as
-/// for `DisplaySource`.
+/// Takes single pictures from streams: starts a stream for each picture, takes its first complete frame and stops it.
+/// Threads as for `DisplaySource`.
 class StreamedDisplaySource : public DisplaySource {
 public:
-    /// A stream that delivers no complete frame for so long has failed.
+    /// A stream without a complete frame for this long has failed.
     static constexpr Seconds frameTimeout = 5;
 
     /// `streams` must outlive this object.
@@ -15,7 +15,7 @@ public:
 
     /// `pixelsPerPoint` is the one of the display's mode, within `pixelScale`.
     std::variant<std::vector<DisplayDescription>, DisplayError> displays() override;
-    /// EncodingFailed also when no frame came in time.
+    /// Throws EncodingFailed also on a timeout.
     Task<PictureResult> picture(DisplayDescription display, QSize pixelSize, double quality) override;
 
 private:

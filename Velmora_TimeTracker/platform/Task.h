@@ -10,11 +10,11 @@
 #include <type_traits>
 #include <utility>
 
-/// What every asynchronous operation returns. It starts at once on the caller's thread.
+/// The result of every asynchronous operation, a coroutine that starts at once on the caller's thread.
 ///
-/// Rules for coroutines of this program: parameters by value; no member is moved from across a `co_await`; after
-/// each `co_await` re-check what may have changed. Arguments of a coroutine call are named locals or plain values:
-/// g++ 12 miscompiles braced temporaries in a `co_await` expression. `co_return` of a variable moves from it, a member
+/// Rules for coroutines of this program: parameters by value; no member is moved from across a `co_await`; after each
+/// `co_await` re-check what may have changed. Arguments of a coroutine call are named locals or plain values: g++ 12
+/// miscompiles braced temporaries in a `co_await` expression. `co_return` of a variable moves from it, a member
 /// included: return a copy of what must stay.
 template <typename T = void>
 using Task = QCoro::Task<T>;
@@ -34,9 +34,8 @@ private:
     Executor& executor_;
 };
 
-/// A value that arrives once and is awaited by at most one coroutine. Copies share the value.
-/// `complete` may be called from any thread; the waiter resumes as a job of the executor given at construction.
-/// A second `complete` is ignored.
+/// A value that is set once and awaited by at most one coroutine. Copies share the value. `complete` may be called
+/// from any thread; the waiter resumes as a job of the executor given at construction. A second `complete` is ignored.
 template <typename T>
 class Completion {
     struct State {
@@ -73,7 +72,7 @@ private:
     std::shared_ptr<State> state_ = std::make_shared<State>();
 };
 
-/// Suspends the calling coroutine for `delay` seconds; it goes on as a job of `executor`.
+/// Suspends the calling coroutine for `delay` seconds; it resumes as a job of `executor`.
 inline Task<> sleepFor(Executor& executor, Seconds delay) {
     Completion<bool> elapsed(executor);
     const auto timer = executor.after(delay, [elapsed] { elapsed.complete(true); });
@@ -89,8 +88,8 @@ struct TaskValue<Task<T>> {
 };
 } // namespace detail
 
-/// Runs the coroutine that `body` makes on `target`, and resumes the caller on the executor it called from, with
-/// the coroutine's result or exception. This is how an operation of a serial worker is entered.
+/// Runs the coroutine that `body` returns on `target` and resumes the caller on its own executor with the result or
+/// exception. Operations of a serial worker start with it.
 template <typename Body>
 auto runOn(Executor& target, Body body) -> std::invoke_result_t<Body> {
     using T = typename detail::TaskValue<std::invoke_result_t<Body>>::type;
@@ -123,5 +122,5 @@ auto runOn(Executor& target, Body body) -> std::invoke_result_t<Body> {
     }
 }
 
-/// Keeps a task that nobody awaits; what it throws goes to the log under `what`, which must be a literal.
+/// Runs a task that is not awaited; an exception is logged under `what`, a string literal.
 Task<> spawn(Task<> task, const char* what);

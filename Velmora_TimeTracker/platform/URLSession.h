@@ -29,13 +29,13 @@ struct URLRequest {
 };
 
 struct URLResponse {
-    /// Absent when the answer was not HTTP.
+    /// Absent if the response is not HTTP.
     std::optional<int> statusCode;
     HTTPHeaders headers;
     /// At most 16 MiB; a larger body fails the exchange.
     QByteArray body;
 
-    /// As of a request.
+    /// As for a request.
     QByteArray header(const QByteArray& name) const;
 
     friend bool operator==(const URLResponse&, const URLResponse&) = default;

@@ -15,9 +15,9 @@ struct EmptyResponse {
     static std::optional<EmptyResponse> decode(const QByteArray&) { return EmptyResponse{}; }
 };
 
-/// The JSON client: one authorized exchange, its body decoded, its outcome mapped to APIError. Keeps no mutable state. Call
-/// it on any executor and resume there: a call runs on the worker, because reading the token may block and a large
-/// response takes a while to decode and to log; only the exchange itself runs elsewhere, so any number of calls overlap.
+/// The JSON client: one authorized exchange, its body decoded, its outcome mapped to APIError. Has no mutable state.
+/// May be called on any executor and resumes there. A call runs on the worker, because reading the token may block and
+/// decoding a large response takes time; the exchange itself runs on the network thread, so calls may overlap.
 class APIClient {
 public:
     /// Time-out of a request without progress, in seconds.
@@ -30,8 +30,7 @@ public:
     /// The body of a 2xx response. Throws APIError.
     Task<QByteArray> request(APIRequest request);
 
-    /// The decoded body; `decode` gives an optional and runs on the worker. An absent one throws
-    /// `decodingFailed`.
+    /// The decoded body. `decode` runs on the worker and returns an optional; an absent one throws `decodingFailed`.
     template <typename Decode>
     auto request(APIRequest request, Decode decode)
         -> Task<typename std::invoke_result_t<Decode, const QByteArray&>::value_type> {

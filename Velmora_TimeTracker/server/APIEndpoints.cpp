@@ -11,7 +11,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Relative paths resolve below a base URL only when its path ends in a slash.
+/// Appends a slash to the path of a base URL, without which relative paths would replace its last part.
 QUrl endingInSlash(QUrl url) {
     const QString path = url.path(QUrl::FullyEncoded);
     if (!path.endsWith(u'/'))
@@ -19,7 +19,7 @@ QUrl endingInSlash(QUrl url) {
     return url;
 }
 
-/// Trims double quotes, and mends the slash that a build variable loses where "//" begins a comment.
+/// Trims double quotes and restores the slash that a build variable loses, since "//" starts a comment there.
 QString normalizeBaseURLString(QString text) {
     while (text.startsWith(u'"'))
         text.remove(0, 1);
@@ -32,8 +32,8 @@ QString normalizeBaseURLString(QString text) {
     return text;
 }
 
-/// Paths and the ids in them are data: none may lead a request, and the token in it, out of the API root. A
-/// server may decode a path before it walks it, so the decoded form counts as well.
+/// True if a path would leave the API root and take the token with it: paths contain ids from outside. The decoded
+/// form is checked too, because a server may decode a path before it resolves it.
 bool isBelow(const QUrl& root, const QUrl& url) {
     return url.isValid() && url.scheme() == root.scheme() && url.authority() == root.authority() &&
            url.path(QUrl::FullyEncoded).startsWith(root.path(QUrl::FullyEncoded)) &&
@@ -91,7 +91,7 @@ URLError APIEndpoints::insecure(const QUrl& url) {
 }
 
 std::optional<QUrl> APIEndpoints::bundleDefault(const std::optional<QString>& information) {
-    // "$(" begins a build variable that nobody filled in.
+    // "$(" is a build variable that was not expanded.
     if (!information || information->startsWith(u"$("_s))
         return std::nullopt;
     const QString text = normalizeBaseURLString(*information);

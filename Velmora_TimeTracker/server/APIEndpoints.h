@@ -7,30 +7,29 @@
 class ApplicationInfo;
 class DomainStorage;
 
-/// Which API root is in force. Any thread.
+/// Selects the API root. Any thread.
 class APIEndpoints {
 public:
     APIEndpoints(const DomainStorage& domain, const ApplicationInfo& information);
 
-    /// The selected company's root, else the one compiled into the application, else `fallbackURL`. Ends in
-    /// "/".
+    /// The root of the selected company, else the built-in one, else `fallbackURL`. Ends in "/".
     QUrl baseURL() const;
 
-    /// Names the API root, the company and the user that a request made now is for. A request is repeated with another
-    /// token only while this is unchanged.
+    /// Identifies the API root, company and user of a request made now. A request is repeated with a new token only if
+    /// this is unchanged.
     QString origin() const;
 
     /// `path` (relative, without a leading slash, perhaps with a query) on the base URL. Throws APIError `invalidURL`
-    /// when that is no URL or would leave the API root, and `insecure` when it is not secure.
+    /// if the result is no URL or would leave the API root, and `insecure` if it is not secure.
     QUrl url(const QString& path) const;
 
-    /// https, or plain http that stays on this machine (localhost, 127.0.0.0/8, ::1). On any other way tokens and
-    /// passwords could be read.
+    /// https, or plain http that stays on this machine (localhost, 127.0.0.0/8, ::1). Any other address could expose
+    /// tokens and passwords.
     static bool isSecure(const QUrl& url);
-    /// Why nothing is sent there; with a log line.
+    /// The error for an insecure address; also logged.
     static URLError insecure(const QUrl& url);
 
-    /// From the "APIBaseURL" information: quotes trimmed, a lost slash behind "https:/" mended; https only.
+    /// From the "APIBaseURL" information: quotes trimmed, a lost slash after "https:/" restored; https only.
     static std::optional<QUrl> bundleDefault(const std::optional<QString>& information);
     static QUrl fallbackURL();
 

@@ -5,13 +5,12 @@
 #include <exception>
 #include <optional>
 
-/// The one error type of server operations. It carries no display text: each screen words its own message.
+/// The one error type of server operations. It has no text for the user: each screen chooses its own.
 class APIError : public std::exception {
 public:
     enum class Kind { serverError, network, invalidURL, unauthorized, decodingFailed };
 
-    /// A non-2xx status; -1 when the response was not HTTP.
-    /// `retryAfter` is the reply's header of that name, as it came.
+    /// A non-2xx status; -1 when the response was not HTTP. `retryAfter` is the reply's header Retry-After, unparsed.
     static APIError serverError(int statusCode, const QByteArray& retryAfter = {});
     static APIError network(const URLError& underlying);
     static APIError invalidURL();
@@ -21,7 +20,7 @@ public:
     Kind kind() const { return kind_; }
     /// Meaningful for `serverError` only.
     int statusCode() const { return statusCode_; }
-    /// Of a `serverError`; empty when the reply named no time.
+    /// The header Retry-After of a `serverError`; empty if there is none.
     const QByteArray& retryAfter() const { return retryAfter_; }
     /// Present for `network` only.
     const std::optional<URLError>& underlying() const { return underlying_; }

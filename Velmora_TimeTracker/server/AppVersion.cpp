@@ -8,8 +8,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// The characters count as numbers in any script, as the wire's readers see them, but only decimal digits
-/// make one.
+/// Takes the leading numeric characters of any script; their value is 0 unless all are decimal digits.
 qint64 leadingNumber(const QString& piece) {
     const QList<uint> characters = piece.toUcs4();
     const auto end = std::find_if_not(characters.begin(), characters.end(),
@@ -39,6 +38,6 @@ std::vector<qint64> AppVersion::parse(const QString& version) {
 bool AppVersion::isLower(const QString& version, const QString& than) {
     std::vector<qint64> left = parse(version);
     const std::vector<qint64> right = parse(than);
-    left.resize(std::max(left.size(), right.size())); // no number is below the zeros that `than` may lack
+    left.resize(std::max(left.size(), right.size())); // a missing number counts as 0
     return left < right;
 }

@@ -7,7 +7,7 @@ class ApplicationInfo;
 
 /// The program's version and how versions compare. Pure; any thread.
 namespace AppVersion {
-/// "0.0.0" and "0" when the application carries none.
+/// "0.0.0" and "0" if the build has none.
 QString currentMarketingVersion(const ApplicationInfo& information);
 QString currentBuildVersion(const ApplicationInfo& information);
 

@@ -16,7 +16,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Lifetimes of tokens whose expiry the server did not tell in a known form.
+// Token lifetimes used if the server's expiry cannot be parsed.
 constexpr Seconds defaultAccessLifetime = 3600;
 constexpr Seconds defaultRefreshLifetime = 30 * 86400;
 
@@ -104,7 +104,7 @@ SingleLoginResult AuthService::outcomeOf(const LoginRequest& body, const SingleL
     }
     const auto named = data.initEndpoint ? DomainStorage::buildBaseURL(*data.initEndpoint) : std::nullopt;
     enter(named.value_or(deps_.endpoints.baseURL()), tokens,
-          body.email); // else the company is the one that was asked
+          body.email); // else the company is the one of the request's API root
     return DirectConfig{tokens, data.user};
 }
 
@@ -161,7 +161,7 @@ Task<std::optional<AuthTokens>> AuthService::refreshOnWorker() {
 
 Task<> AuthService::clearLocalSessionAfterRefreshFailure() {
     qCCritical(Log::auth, "Token refresh rejected (401); clearing session");
-    deps_.keychain.deleteAuthTokens(); // first: nothing more is sent with them
+    deps_.keychain.deleteAuthTokens(); // first, so that no further request uses them
     const quint64 ended = ++signIn_;
     co_await resumeOn(deps_.main);
     if (ended == signIn_) {
@@ -190,14 +190,14 @@ Task<> AuthService::postLogout(QString refreshToken) {
     }
 }
 
-/// The tokens first: without a company they are no sign-in, should the process die in between.
+/// Stores the tokens first: if the process dies before the company is stored, they do not count as a sign-in.
 void AuthService::enter(const QUrl& root, const AuthTokens& tokens, const QString& email) {
     if (!APIEndpoints::isSecure(root))
         throw APIError::network(APIEndpoints::insecure(root));
-    // What the keyring holds instead may be another company's.
+    // The keyring may still hold the tokens of another company.
     if (!deps_.keychain.saveAuthTokens(tokens))
         throw APIError::network(URLError(URLError::Code::dataNotAllowed, u"The keyring takes no sign-in."_s));
-    deps_.domain.setUser(email); // before the company: its data is this user's from then on
+    deps_.domain.setUser(email); // before the company, whose data then belongs to this user
     deps_.domain.setBaseURL(root);
     ++signIn_;
 }
@@ -212,12 +212,13 @@ AuthTokens AuthService::parsed(const TokenTexts& texts) const {
                       texts.refreshExpiresAt};
 }
 
-/// True when somebody signed in to the stored company: without, an installation may have named it.
+/// True if a user signed in to the stored company; an installation may have set it without a sign-in.
 bool AuthService::hasProfile() const {
     return deps_.preferences.string(PreferenceKey::userName) || deps_.preferences.string(PreferenceKey::companyName);
 }
 
-/// A new sign-in begins although the keyring did not tell of the stored one: its company gets no password.
+/// Forgets the stored company before a new sign-in if the keyring did not return its tokens, so that it does not get
+/// the password.
 void AuthService::leaveFormerCompany() {
     if (signIn_ == 0 && hasProfile())
         forgetCompany();

@@ -16,8 +16,8 @@ class DomainStorage;
 class KeychainService;
 class PreferenceStore;
 
-/// One sign-in, as what is under way for it remembers it: another sign-in, a sign-out and a change of company make it
-/// another.
+/// Identifies one sign-in. A new sign-in, a sign-out and a change of company each give another value, so that a late
+/// result can be recognised.
 struct SignIn {
     QString domainKey;
     quint64 number = 0;
@@ -25,9 +25,9 @@ struct SignIn {
     friend bool operator==(const SignIn&, const SignIn&) = default;
 };
 
-/// Everything that concerns the user's identity: login, one-time codes, password recovery, logout, and the
-/// refresh that all 401s share. A serial worker: its state is touched on the worker executor only; the
-/// operations may be called from any executor and resume there. Throws APIError.
+/// Login, one-time codes, password recovery, logout, and the token refresh that all requests share. A serial worker:
+/// its state is used on the worker executor only; operations may be called from any executor and resume there. Throws
+/// APIError.
 class AuthService {
 public:
     struct Dependencies {
@@ -44,36 +44,35 @@ public:
 
     explicit AuthService(const Dependencies& dependencies);
 
-    /// Called on the main executor when the server rejected the refresh: the session is thrown out
-    /// ("com.velmora.timetracker.authSessionDidInvalidate"). The tokens are deleted by then; the company and its zone
-    /// are forgotten when the handler returns, so that it can end what was worked for that company by its rules.
+    /// Called on the main executor when the server rejected the refresh
+    /// ("com.velmora.timetracker.authSessionDidInvalidate"). The tokens are deleted before the call, the company and
+    /// its zone after it, so that the handler can end the sessions of that company by its rules.
     void setSessionDidInvalidate(std::function<void()> handler) { authSessionDidInvalidate_ = std::move(handler); }
 
-    /// Password login. A call during a running one joins it, whatever its arguments.
+    /// Password login. A call during a pending one shares its result, whatever its arguments.
     Task<SingleLoginResult> login(QString email, QString password);
-    /// One exchange; used directly for a one-time code.
+    /// A single request; used directly for a one-time code.
     Task<SingleLoginResult> performSingleLogin(LoginRequest body);
     Task<> generateOtp(QString email);
     Task<> requestPasswordRecovery(QString email);
-    /// Never throws; local state is cleared whatever the server says.
+    /// Never throws; local state is cleared even if the request fails.
     Task<> logout();
 
-    /// Single-flight refresh: any number of callers cause one exchange. Absent means: no new token. Throws URLError
-    /// while the keyring does not tell what to refresh.
+    /// Refreshes the tokens; concurrent callers share one request. Absent if there is no new token. Throws URLError if
+    /// the keyring cannot be read.
     Task<std::optional<AuthTokens>> handleUnauthorized();
 
-    /// The present one. A late answer for another one is dropped. Any thread.
+    /// The current sign-in. Any thread.
     SignIn signIn() const;
 
-    /// Completes a sign-in that left the company to be chosen: stores the tokens, the e-mail that was signed in with
-    /// and the API root of its endpoint. Throws `invalidURL` for an unusable endpoint and `network` for an insecure
-    /// one or a keyring that does not take the tokens, and no company is entered then.
+    /// Completes a sign-in after the choice of a company: stores the tokens, the e-mail address and the API root of
+    /// the endpoint. Throws `invalidURL` for an unusable endpoint, and `network` for an insecure one or a keyring that
+    /// cannot be written; nothing is stored then.
     Task<> selectCompany(QString endpoint, AuthTokens tokens, QString email);
 
-    /// Once at launch, when the keyring has answered: whether there is a sign-in, which needs tokens and a company.
-    /// What is left of an incomplete one is forgotten: the next password must not go to the company that was left. A
-    /// base URL that nobody signed in to is kept; an installation may have stored it. `launched` is the sign-in at
-    /// the program's start: for a later one the answer comes too late, and changes nothing.
+    /// Called once at launch, when the keyring has been read: returns whether a sign-in, that is tokens and a company,
+    /// is stored. Deletes an incomplete one, since the next password must not be sent to its company, but keeps a base
+    /// URL set by an installation. Changes nothing if the sign-in is no longer `launched`.
     Task<bool> restore(bool hasTokens, SignIn launched);
 
 private:
@@ -89,13 +88,13 @@ private:
     AuthTokens parsed(const TokenTexts& texts) const;
     bool hasProfile() const;
     void leaveFormerCompany();
-    /// Drops the base URL and the names; from here on another sign-in begins.
+    /// Deletes the base URL and the names; `signIn` changes.
     void forgetCompany();
 
     const Dependencies deps_;
     std::function<void()> authSessionDidInvalidate_;
     SingleFlight<SingleLoginResult> loginTask_;
     SingleFlight<std::optional<AuthTokens>> refresh_;
-    /// Counts sign-ins, sign-outs and changes of company.
+    /// Incremented at each sign-in, sign-out and change of company.
     std::atomic<quint64> signIn_ = 0;
 };

@@ -54,7 +54,7 @@ Task<URLResponse> AuthorizedExchange::send(URLRequest request, Authorization aut
     co_return response;
 }
 
-/// One exchange between its log entries.
+/// Sends one request and logs it and its outcome.
 Task<URLResponse> AuthorizedExchange::exchange(URLRequest request) const {
     ExchangeLog::logRequest(request);
     URLSession::Result result;
@@ -72,7 +72,8 @@ Task<URLResponse> AuthorizedExchange::exchange(URLRequest request) const {
     co_return std::get<URLResponse>(result);
 }
 
-/// The token for the repeat of a request made for `origin`: the new token belongs to the present sign-in.
+/// Refreshes the token to repeat a request made for `origin`. Throws if the origin has changed, because the new token
+/// belongs to the current sign-in.
 Task<QString> AuthorizedExchange::renewedToken(QString origin) const {
     const std::optional<AuthTokens> tokens = co_await access_.refresh();
     if (!tokens)

@@ -11,9 +11,9 @@
 class APIEndpoints;
 class KeychainService;
 
-/// What all requests to the backend need.
+/// What every request to the backend uses.
 struct ServerAccess {
-    /// Runs the shared refresh, on the worker. Returns the new tokens, which are stored by then, or nothing. May throw
+    /// Runs the shared refresh on the worker. Returns the new tokens after storing them, or nothing. May throw
     /// URLError.
     using Refresh = std::function<Task<std::optional<AuthTokens>>()>;
 
@@ -23,7 +23,7 @@ struct ServerAccess {
     Refresh refresh;
 };
 
-/// In what the requests of one client differ from those of another.
+/// The differences between the requests of the clients.
 struct ClientProfile {
     HTTPHeaders headers; ///< Fixed headers of each request.
     Seconds timeout;     ///< Without any progress.
@@ -31,15 +31,15 @@ struct ClientProfile {
     std::function<Task<>(URLRequest, URLSession::Result)> report;
 };
 
-/// No new token came of a 401, or the sign-in changed meanwhile: the server gave no verdict on the request.
+/// A 401 led to no new token, or the sign-in changed: the server has not judged the request.
 class NotRefreshed : public URLError {
 public:
     explicit NotRefreshed(const QString& description)
         : URLError(Code::other, description) {}
 };
 
-/// One authorized HTTP exchange: stamps the headers, logs both ways, judges the status, and on a 401 refreshes and
-/// repeats once. Keeps no mutable state, so any number of exchanges overlap. Worker executor only.
+/// One authorized HTTP exchange: sets the headers, logs request and response, checks the status, and on a 401
+/// refreshes and repeats once. Keeps no mutable state, so any number of exchanges overlap. Worker executor only.
 class AuthorizedExchange {
 public:
     AuthorizedExchange(ServerAccess access, ClientProfile profile);
@@ -48,9 +48,9 @@ public:
     /// none. Throws APIError `invalidURL`, and URLError for an insecure address and an unreachable keyring.
     URLRequest request(const Endpoint& endpoint) const;
 
-    /// The 2xx response. A request is repeated only while company and user are those that it was made for: call this
-    /// right after `request`. Throws APIError `serverError` or `unauthorized` for the server's verdict, and URLError
-    /// when there is none.
+    /// The 2xx response. A request is repeated only if company and user have not changed since: call this right after
+    /// `request`. Throws APIError `serverError` or `unauthorized` if the server refused it, URLError if there was no
+    /// response.
     Task<URLResponse> send(URLRequest request, Authorization authorization) const;
 
 private:

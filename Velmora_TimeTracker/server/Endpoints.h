@@ -5,7 +5,7 @@
 
 /// What a 401 means to an endpoint, and whether its requests carry the access token.
 enum class Authorization {
-    none,                 ///< No token; a 401 is the endpoint's verdict on the request itself.
+    none,                 ///< No token; a 401 refuses the request itself.
     bearer,               ///< A 401 leads to one refresh and one repeat.
     bearerWithoutRefresh, ///< A 401 is final.
 };

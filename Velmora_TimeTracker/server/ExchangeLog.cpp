@@ -23,7 +23,8 @@ bool isSuccess(int status) {
     return status >= 200 && status <= 299;
 }
 
-/// The lines that begin each entry. The base URL comes from the server and could hold a password.
+/// The first lines of each entry. Omits user information, since the base URL comes from the server and may contain a
+/// password.
 QString addressLines(const URLRequest& request) {
     return u"URL: "_s + request.url.toString(QUrl::FullyEncoded | QUrl::RemovePassword) + u"\nMethod: "_s +
            QString::fromUtf8(request.method);
@@ -37,7 +38,7 @@ QString requestLines(const URLRequest& request) {
     return payloadLines(u"Request payload:"_s, request.body.isEmpty() ? std::nullopt : std::optional(request.body));
 }
 
-/// The message of an error body, else its errors, else its text.
+/// The message of an error body, else its list of errors, else its text.
 QString errorText(const QByteArray& body) {
     const auto reply = Json::object(body);
     if (const auto message = reply ? Json::string(*reply, "message") : std::nullopt)

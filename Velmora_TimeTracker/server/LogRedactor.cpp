@@ -9,8 +9,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Beyond this size a payload is not parsed and counted as a whole: its beginning alone is decoded, redacted
-/// and cut, so that logging a reply of many megabytes costs no more than one of this size.
+/// Of a larger payload only the beginning is decoded, redacted and cut, which bounds the cost of logging it.
 constexpr qsizetype maxBytesReadWhole = 512 * 1024;
 constexpr qsizetype bytesOfBeginning = 64 * 1024;
 
@@ -21,9 +20,9 @@ QRegularExpression compiled(const QString& pattern, QRegularExpression::PatternO
     return expression;
 }
 
-/// A quoted sensitive key, a colon and a quoted string with backslash escapes. The possessive quantifiers
-/// match the same texts as plain ones would, but keep no way back, so that a value of megabytes cannot
-/// exhaust the matcher. A value that the end of the text cut off counts too.
+/// A quoted sensitive key, a colon and a quoted string with backslash escapes. Possessive quantifiers avoid
+/// backtracking, so that a value of megabytes cannot exhaust the matcher. Also matches a value that is cut off by the
+/// end of the text.
 const QRegularExpression& jsonKeyPattern() {
     static const QStringList sensitiveJSONKeys = {"access_token", "refresh_token", "token",
                                                   "password",     "authorization", "otp",
@@ -46,7 +45,7 @@ std::optional<QString> utf8Text(const QByteArray& bytes) {
     return decoder.hasError() ? std::nullopt : std::optional(std::move(text));
 }
 
-/// The beginning of a large payload, ending between two characters.
+/// The beginning of a large payload, cut between two characters.
 QByteArray beginning(const QByteArray& data) {
     qsizetype end = bytesOfBeginning;
     const auto isContinuation = [](char byte) { return (byte & 0xC0) == 0x80; };
@@ -78,7 +77,7 @@ QString unreadable(const QByteArray& data) {
     return u"Non-UTF8 binary payload (%1 bytes)"_s.arg(data.size());
 }
 
-/// The beginning of a payload that the log would cut anyway.
+/// The beginning of a payload that exceeds the limit.
 QString stringifyBeginning(const QByteArray& data, int maxChars) {
     const auto text = utf8Text(beginning(data));
     if (!text)

@@ -4,7 +4,7 @@
 
 namespace {
 
-/// Reads the keys of one object. An optional key of another type spoils the record.
+/// Reads the keys of one object. An optional key of the wrong type invalidates the record.
 class Reader {
 public:
     explicit Reader(const QJsonObject& json)
@@ -90,7 +90,7 @@ std::optional<RefreshResponseData> refreshDataFromJson(const QJsonObject& json) 
     return RefreshResponseData{*accessToken, refreshToken, *expiresAt, refreshExpiresAt};
 }
 
-/// One member of an object as it is written, for bodies that keep their order: a QJsonObject sorts its keys.
+/// One member of a JSON object as text, for bodies with a fixed key order: QJsonObject sorts its keys.
 QByteArray member(const char* key, const QJsonValue& value) {
     return Json::compact({{key, value}}).sliced(1).chopped(1);
 }

@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-/// The wire forms of the sign-in calls. Decoders answer absent for a body that does not fit.
+/// The bodies of the sign-in calls. Decoders return nothing for an invalid body.
 
 struct LoginRequest {
     QString email;
@@ -37,7 +37,7 @@ struct SingleLoginData {
     std::optional<QString> expiresAt;
     std::optional<QString> refreshExpiresAt;
 
-    /// The nested tokens, else the four flat fields when all are there.
+    /// The nested tokens, else the four flat fields if all are present.
     std::optional<TokenTexts> tokens() const;
 };
 std::optional<SingleLoginData> decodeSingleLoginResponse(const QByteArray& json);

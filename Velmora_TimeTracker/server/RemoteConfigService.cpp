@@ -14,12 +14,12 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// Seconds between two refreshes, so drawn that the clients of a company do not ask all at once.
+// Seconds between two refreshes, random so that the clients of a company do not ask at the same time.
 constexpr double minRefreshInterval = 1200;
 constexpr double maxRefreshInterval = 2400;
-constexpr Seconds longestRetryDelay = 60; ///< While there is no configuration at all.
+constexpr Seconds longestRetryDelay = 60; ///< Used while there is no configuration.
 constexpr double retryJitter = 0.25;
-/// The domain key of the company and user that the cached record is of, beside the keys of the record.
+/// Key of the cached file, beside those of the record: the domain key of its company and user.
 const QString ownerKey = u"owner"_s;
 } // namespace
 
@@ -46,7 +46,7 @@ Task<RemoteConfig> RemoteConfigService::fetchOnWorker() {
     const SignIn signIn = auth_.signIn();
     if (!flight_ || flight_->signIn != signIn)
         flight_ = std::make_shared<Flight>(signIn, SingleFlight<RemoteConfig>(worker_));
-    const auto flight = flight_; // outlives its place when another sign-in's takes it
+    const auto flight = flight_; // keeps it alive if a fetch for another sign-in replaces it
     const auto fetch = [this, signIn] { return performFetchBody(signIn); };
     co_return co_await flight->fetch.run(fetch);
 }
@@ -62,7 +62,7 @@ Task<RemoteConfig> RemoteConfigService::performFetchBody(SignIn signIn) {
     APIRequest request{.endpoint = Endpoints::config};
     const RemoteConfig config = co_await api_.request(std::move(request), decodeConfigResponse);
     requirePresent(signIn);
-    // A configuration that does not name the user or the company leaves the names as they are.
+    // Names that the configuration omits are kept.
     UserProfileStorage::set(config.name ? config.name : preferences_.string(PreferenceKey::userName),
                             config.companyName ? config.companyName : preferences_.string(PreferenceKey::companyName),
                             preferences_);
@@ -70,9 +70,9 @@ Task<RemoteConfig> RemoteConfigService::performFetchBody(SignIn signIn) {
     co_return config;
 }
 
-/// A failure leaves the last copy in place, and the fetch has succeeded all the same.
+/// A failure keeps the former copy; the fetch still succeeds.
 void RemoteConfigService::writeCache(RemoteConfig config, const QString& owner) const {
-    config.todayTotalSeconds.reset(); // outdated when it is read
+    config.todayTotalSeconds.reset(); // would be outdated when read
     config.todayDate.reset();
     QJsonObject record = Json::object(encodeRemoteConfig(config)).value();
     record.insert(ownerKey, owner);
@@ -136,7 +136,7 @@ Task<> RemoteConfigService::refresh() {
     try {
         config = co_await fetchOnWorker();
     } catch (const APIError&) {
-        // The next turn of the loop tries again.
+        // The next iteration retries.
     }
     if (loop != loop_) // replaced or stopped meanwhile
         co_return;

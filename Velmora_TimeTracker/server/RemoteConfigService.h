@@ -23,13 +23,12 @@ public:
 
     QString fileURL() const { return fileURL_; }
 
-    /// Throws APIError. A fetch in flight for the same sign-in is joined. What comes after the sign-in changed is
-    /// dropped: it is neither stored nor returned, and the error is `network` with the code `cancelled`.
+    /// Throws APIError. Shares a pending fetch for the same sign-in. If the sign-in changes meanwhile, the result is
+    /// dropped and the error is `network` with the code `cancelled`.
     Task<RemoteConfig> fetchConfig();
 
-    /// The cache file, without today's total; absent when there is none, it belongs to another company or user, or
-    /// it does not decode. A file that does not decode is set aside under a dated name, with a log line. Any
-    /// thread.
+    /// The cache file, without today's total; absent if there is none, it belongs to another company or user, or it
+    /// does not decode. A file that does not decode is renamed to a dated name and logged. Any thread.
     std::optional<RemoteConfig> cachedConfig() const;
 
     using OnUpdate = std::function<void(RemoteConfig)>;
@@ -40,7 +39,7 @@ public:
     /// record. Failures are silent. A first fetch at once is repeated after about 2, 4, 8 … 60 seconds until it
     /// succeeds. May be called from any executor.
     void startPeriodicRefresh(FirstFetch first, OnUpdate onUpdate);
-    /// `onUpdate` is not called any more once the worker has come to this.
+    /// `onUpdate` is not called after the worker has run this.
     void stopPeriodicRefresh();
 
 private:
@@ -51,7 +50,7 @@ private:
 
     Task<RemoteConfig> fetchOnWorker();
     Task<RemoteConfig> performFetchBody(SignIn signIn);
-    /// Throws when `signIn` is not the present one any more.
+    /// Throws if `signIn` is no longer the current one.
     void requirePresent(const SignIn& signIn) const;
     void writeCache(RemoteConfig config, const QString& owner) const;
     void setAsideCache() const;

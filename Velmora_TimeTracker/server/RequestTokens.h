@@ -6,7 +6,6 @@
 
 class KeychainService;
 
-/// The tokens that a request is made with; absent only when the keyring holds none. Waits for nobody: while the
-/// keyring is locked or cannot be asked, it throws a URLError of the offline kind, since the sign-in may exist. On
-/// the worker executor.
+/// The tokens for a request; absent only if the keyring holds none. Never waits for a prompt: if the keyring is locked
+/// or unreachable, throws an offline URLError, since a sign-in may exist. Worker executor only.
 std::optional<AuthTokens> requestTokens(KeychainService& keychain);

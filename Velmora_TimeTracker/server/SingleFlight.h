@@ -7,17 +7,16 @@
 #include <variant>
 #include <vector>
 
-/// One asynchronous operation of a serial worker that never runs twice at once: who calls while it runs waits
-/// for that run's outcome, result or exception, whatever it asked for. Waiters resume in the order they came,
-/// and the next run can begin before any of them goes on. Touched on `worker` only. A caller that goes away
-/// cancels nothing.
+/// Coalesces concurrent calls of one asynchronous operation: a caller that arrives during a run gets its result or
+/// exception. Waiters resume in the order of arrival, possibly after the next run has started. Used on `worker` only.
+/// A caller that ends early does not cancel the run.
 template <typename T>
 class SingleFlight {
 public:
     explicit SingleFlight(Executor& worker)
         : worker_(worker) {}
 
-    /// `body` makes the operation's coroutine; it is not called by those who wait.
+    /// `body` starts the operation; it is not called for a caller that joins a run.
     template <typename Body>
     Task<T> run(Body body) {
         if (isRunning_) {

@@ -14,8 +14,8 @@ public:
     URLRequest makeRequest(const Endpoint& endpoint, const QByteArray& contentType) const;
 
     /// The body of a 2xx response; after a 401 the request is refreshed and repeated once. Call it right after
-    /// `makeRequest`. Throws APIError for the server's verdict, and URLError when there is none: a transport failure, a
-    /// refresh without a new token, a change of company, a web page with status 2xx.
+    /// `makeRequest`. Throws APIError if the server refused it, and URLError if it gave no answer: a transport
+    /// failure, a refresh without a new token, a change of company, a web page with status 2xx.
     Task<QByteArray> executeRequest(URLRequest request) const;
 
 private:

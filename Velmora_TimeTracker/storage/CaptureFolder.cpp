@@ -52,7 +52,7 @@ int CaptureFolder::cleanupOldCaptures(const QString& directory, int maxFileCount
                                directory + u'/' + entry.fileName()});
     }
     std::ranges::stable_sort(oldestFirst, {}, &Entry::modified);
-    // What cannot be removed counts all the same, or a newer picture would go in its place.
+    // A file that cannot be removed counts as removed; otherwise a newer one would be deleted instead.
     oldestFirst.resize(static_cast<std::size_t>(surplus));
     const auto removed =
         std::ranges::count_if(oldestFirst, [](const Entry& entry) { return QFile::remove(entry.path); });

@@ -14,7 +14,7 @@ std::optional<QUrl> parsedUrl(const QString& text) {
     return url.isValid() ? std::optional(url) : std::nullopt;
 }
 
-/// The address without user, scheme and "/api/v1".
+/// The address without user information, scheme and "/api/v1".
 QString companyOf(const QUrl& url) {
     QString path = url.path(QUrl::FullyEncoded);
     for (const QString& end : {u"/"_s, apiPath})
@@ -65,7 +65,7 @@ QStringList DomainStorage::unownedDomainKeys() const {
     if (!hasCompany() || !hasUser())
         return {};
     const QUrl url = getBaseURL().value_or(QUrl());
-    QStringList keys{companyOf(url), url.host()}; // earlier versions knew the host alone
+    QStringList keys{companyOf(url), url.host()}; // earlier versions used the host only
     keys.removeDuplicates();
     return keys;
 }
@@ -85,7 +85,7 @@ std::optional<QUrl> DomainStorage::buildBaseURL(const QString& endpoint) {
     const auto url = parsedUrl(text);
     if (!url)
         return std::nullopt;
-    // Relative paths resolve below a root that ends in a slash only.
+    // Relative paths resolve below a root only if it ends in a slash.
     const QString absolute = url->toString(QUrl::FullyEncoded);
     return absolute.endsWith(u'/') ? url : parsedUrl(absolute + u'/');
 }

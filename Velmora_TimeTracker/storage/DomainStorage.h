@@ -8,9 +8,9 @@
 
 class PreferenceStore;
 
-/// The company that the user works in, the user, and the domain key derived from both, which partitions all
-/// local data: what is stored for one key is only ever sent with that user's sign-in to that company. Holds no
-/// state of its own; any thread. One object for all readers and writers of the preferences.
+/// The company that the user works in, the user, and the domain key derived from both, which partitions all local
+/// data: what is stored for one key is only ever sent with that user's sign-in to that company. Has no state of its
+/// own; any thread. All readers and writers of these preferences share one object.
 class DomainStorage {
 public:
     explicit DomainStorage(PreferenceStore& preferences)
@@ -29,16 +29,16 @@ public:
     /// address has a port when the base URL names one, and a path beside "/api/v1". "global" without a
     /// company.
     QString domainKey() const;
-    /// Under which keys data of the present company lies that names no user: that of earlier versions, and of
-    /// a sign-in whose user was not known. Empty while no user is known, and without a company.
+    /// The keys under which earlier versions, and sign-ins with an unknown user, stored data of the current company.
+    /// Empty if the company or the user is unknown.
     QStringList unownedDomainKeys() const;
 
-    /// Makes an API root of whatever the backend names a company's endpoint: adds a missing scheme and the
-    /// path "/api/v1/". Absent for blanks or a text that is no URL.
+    /// Completes a company's endpoint to an API root: adds a missing scheme and the path "/api/v1/". Absent for a
+    /// blank text or one that is no URL.
     static std::optional<QUrl> buildBaseURL(const QString& endpoint);
 
 private:
     PreferenceStore& preferences_;
-    /// Guards the two preferences, which are one: a reader gets no address without its user.
+    /// Makes address and user one value: a reader never gets one without the other.
     mutable std::mutex owner_;
 };

@@ -9,7 +9,7 @@ bool KeychainService::saveAuthTokens(const AuthTokens& tokens) {
     if (encoded.isEmpty())
         return false;
     if (secrets_.remove(service, account) == SecretStore::Status::locked)
-        return false; // the prompt was dismissed, and is not raised again
+        return false; // the prompt was dismissed; it is not shown again
     return secrets_.add(service, account, encoded) == SecretStore::Status::success;
 }
 
@@ -38,7 +38,7 @@ KeychainService::Answer KeychainService::readAuthTokens(SecretStore::WhenLocked 
     case SecretStore::Status::failed:
     case SecretStore::Status::absent:
         if (whenLocked == SecretStore::WhenLocked::askToUnlock)
-            unlockPrompted_ = false; // the request did not reach anybody
+            unlockPrompted_ = false; // no prompt was shown
         break;
     }
     return {std::nullopt, read.status};

@@ -7,30 +7,30 @@
 #include <functional>
 #include <optional>
 
-/// The one secret of the program: the token set. Calls may block (see SecretStore); never on the main thread, safe
-/// from any other. Failures look like missing tokens; nothing is cached.
+/// Stores the token set, the only secret of the program. Calls may block (see SecretStore): any thread except the main
+/// thread. A failure looks like missing tokens; nothing is cached.
 class KeychainService {
 public:
     static constexpr auto service = "com.velmora.timetracker";
     static constexpr auto account = "auth_tokens";
 
-    /// `needsUnlock` is called on the reading thread when a read that gives up finds the keyring locked, and nobody
-    /// was asked to unlock it since it last answered.
+    /// `needsUnlock` is called on the reading thread when a read that gives up finds the keyring locked and the user
+    /// has not been prompted since the last successful read.
     explicit KeychainService(SecretStore& secrets, std::function<void()> needsUnlock = {})
         : secrets_(secrets)
         , needsUnlock_(std::move(needsUnlock)) {}
 
-    /// Asks for the unlock of a locked keyring and waits for its end.
+    /// Prompts the user to unlock a locked keyring and waits for the answer.
     std::optional<AuthTokens> getAuthTokens();
-    /// Replaces what is stored; tokens that cannot be encoded change nothing, nor does a keyring that stays locked.
-    /// Whether they are stored.
+    /// Replaces the stored tokens. Returns false, and changes nothing, if they cannot be encoded or the keyring stays
+    /// locked.
     bool saveAuthTokens(const AuthTokens& tokens);
     void deleteAuthTokens();
 
-    /// What a reader needs to tell apart: tokens, none, or a keyring that has not answered.
+    /// The result of a read: tokens, none, or a keyring that could not be read.
     struct Answer {
         std::optional<AuthTokens> tokens;
-        /// Without tokens, `missing` alone is definite: else the tokens may exist.
+        /// Without tokens, only `missing` is definite: otherwise tokens may exist.
         SecretStore::Status status = SecretStore::Status::missing;
 
         bool isDefinite() const { return tokens || status == SecretStore::Status::missing; }
@@ -40,5 +40,5 @@ public:
 private:
     SecretStore& secrets_;
     const std::function<void()> needsUnlock_;
-    std::atomic<bool> unlockPrompted_ = false; ///< The person, to unlock the keyring since it last answered.
+    std::atomic<bool> unlockPrompted_ = false; ///< True once the user was prompted since the last successful read.
 };

@@ -23,7 +23,7 @@ void setOrRemove(const char* key, const std::optional<QString>& value, Preferenc
 } // namespace
 
 QString DeviceIdProvider::current(PreferenceStore& preferences, Random& random) {
-    // The look and the first write are one step, or two threads would draw two identities.
+    // Read and first write are one step; otherwise two threads could create two identifiers.
     static std::mutex firstRead;
     const std::lock_guard guard(firstRead);
     if (const auto stored = preferences.string(PreferenceKey::deviceId))

@@ -9,7 +9,7 @@
 class PreferenceStore;
 class Random;
 
-/// Small stores over the preferences, each with one meaning and one key. They cache nothing. Any thread.
+/// One small store for each preference. They cache nothing. Any thread.
 
 namespace PreferenceKey {
 inline constexpr auto apiBaseURL = "com.velmora.timetracker.apiBaseURL";
@@ -25,17 +25,17 @@ inline constexpr auto dailyTargetSeconds = "dailyTargetSeconds";
 inline constexpr auto screenRecordingPermissionLost = "screenRecordingPermissionLost";
 } // namespace PreferenceKey
 
-/// The installation's identifier, an upper-case UUID drawn at the first read and never changed afterwards.
+/// The installation's identifier, an upper-case UUID created at the first read and never changed.
 namespace DeviceIdProvider {
 QString current(PreferenceStore& preferences, Random& random);
 }
 
 namespace RememberedLoginStorage {
-/// True unless the user's preferences say otherwise.
+/// True by default.
 bool isEnabled(const PreferenceStore& preferences);
 /// Trimmed; absent when not enabled, missing or blank.
 std::optional<QString> savedEmail(const PreferenceStore& preferences);
-/// Stores the e-mail trimmed, be it empty then; nothing when not enabled.
+/// Stores the e-mail trimmed, even if empty; stores nothing if not enabled.
 void save(const QString& email, PreferenceStore& preferences);
 } // namespace RememberedLoginStorage
 
@@ -44,7 +44,7 @@ namespace LastCompanyStorage {
 std::optional<QString> lastEndpoint(const PreferenceStore& preferences);
 } // namespace LastCompanyStorage
 
-/// The user's daily work target in seconds, 1 to 86400; 28800 when none, or nothing usable, is stored.
+/// The user's daily work target in seconds, 1 to 86400; 28800 if none is stored or the stored value is unusable.
 namespace DailyTargetStorage {
 int seconds(const PreferenceStore& preferences);
 /// Hours are clamped to 0…24, minutes to 0…59, the sum to 86400; a sum of 0 is stored as 28800.
@@ -62,7 +62,6 @@ struct Ordered {
     std::vector<LoginCompany> companies;
     std::optional<QString> recentEndpoint;
 };
-/// By name, without regard to case, as the user's language sorts; the first company with `lastEndpoint` comes
-/// to the front.
+/// Sorted by name, case-insensitively in the user's locale; the first company with `lastEndpoint` comes first.
 Ordered ordered(std::vector<LoginCompany> companies, const std::optional<QString>& lastEndpoint);
 } // namespace CompanyListOrder

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// The task in the statement's present row. Absent when what decides about it is missing or unknown.
+/// The task in the statement's current row. Absent if a required column is missing or unknown.
 std::optional<UploadTask> task(const Statement& row) {
     const auto id = parseUuid(row.text(0).value_or(QString()));
     const auto sessionId = row.text(1);

@@ -26,7 +26,7 @@ Date endOf(const Session& session, Date now) {
     return session.intervals.empty() ? now : session.intervals.back().stoppedAt.value_or(now);
 }
 
-/// The decodable sessions among the payloads of the statement's rows.
+/// The sessions in the statement's rows; undecodable ones are skipped.
 std::vector<Session> sessions(Statement& statement) {
     std::vector<Session> found;
     while (statement.step()) {

@@ -19,20 +19,20 @@ namespace {
 
 constexpr QFile::Permissions ownerOnly = QFile::ReadOwner | QFile::WriteOwner;
 
-/// How long a statement waits for another process, such as a backup, to release the file. Well below what a
-/// person notices, since statements run on the main thread too.
+/// How long a statement waits for another process, such as a backup, to release the file. Short enough not to be
+/// noticed, since statements also run on the main thread.
 constexpr int busyMilliseconds = 50;
 constexpr std::chrono::seconds reopenInterval{1};
-constexpr const char* opening = "opening"; ///< Stands for a statement in the count of failures.
+constexpr const char* opening = "opening"; ///< Counted like a statement in `failures_`.
 
-/// The content of the file is at fault, as against the disk, the folder's rights or another process.
+/// True if the file's content is invalid, not the disk, the permissions or another process.
 bool isDamage(int code) {
     const int primary = code & 0xff;
     return primary == SQLITE_ERROR || primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB ||
            primary == SQLITE_CONSTRAINT;
 }
 
-/// Whether the disk gives every byte of the file, if one is open. What it does not give the library calls damaged.
+/// True if every byte of the open file can be read. SQLite reports a read error as corruption.
 bool isReadable(sqlite3* db) {
     sqlite3_file* file = nullptr;
     if (db)
@@ -65,13 +65,12 @@ SQLiteStore::Failure failureOf(int code) {
     }
 }
 
-/// Enough of a statement to know it by in a log line.
+/// The beginning of a statement, for the log.
 QByteArray excerpt(const char* sql) {
     return QByteArray(sql).simplified().left(60);
 }
 
-/// The library gives the files beside the database the database's own mode, so that is set before it opens
-/// them.
+/// SQLite creates the WAL files with the mode of the database, so the mode is set first.
 void makePrivateFile(const QString& path) {
     QFile file(path);
     if (file.open(QIODevice::WriteOnly | QIODevice::NewOnly, ownerOnly))
@@ -83,7 +82,7 @@ void makePrivateFile(const QString& path) {
     }
 }
 
-/// True also when the table cannot be asked, so that it is left alone.
+/// Also true if the table cannot be queried, so that it is not changed.
 bool tableHasColumn(sqlite3* db, const char* table, const char* name) {
     Statement columns(db, QByteArray("PRAGMA table_info(") + table + ");");
     while (columns.step())
@@ -92,17 +91,16 @@ bool tableHasColumn(sqlite3* db, const char* table, const char* name) {
     return columns.failure() != SQLITE_OK;
 }
 
-/// What the check of the file's pages found. A page that the disk did not give is no fault of the file: the
-/// check tells it in its text alone.
+/// Result of the page check. A read error does not mean a corrupt file; the check reports it only in its text.
 int verdict(const QString& text) {
     static const QRegularExpression pageError("error code=(\\d+)");
     const auto match = pageError.match(text);
     return text == "ok" ? SQLITE_OK : match.hasMatch() ? match.captured(1).toInt() : SQLITE_CORRUPT;
 }
 
-/// The first code that tells that the file cannot serve.
+/// The first error code that shows that the file is unusable.
 int checkContent(sqlite3* db) {
-    // Walks every page, which costs 1.3 ms per megabyte.
+    // Reads every page: 1.3 ms per megabyte.
     Statement check(db, "PRAGMA quick_check(1);");
     const int found = check.step() ? verdict(check.text(0).value_or(QString())) : check.failure();
     if (found != SQLITE_OK)
@@ -135,7 +133,7 @@ void SQLiteStore::close() {
 
 void SQLiteStore::openIfNeeded() {
     if (db_) {
-        // Not within a transaction, whose rollback would undo it.
+        // Outside a transaction, whose rollback would undo it.
         if (!hasSchema_ && sqlite3_get_autocommit(db_) != 0)
             migrateIfNeeded();
         return;
@@ -156,11 +154,11 @@ void SQLiteStore::openOrReplace() {
     if (isReadable(db_))
         beginNewDatabase(code);
     else
-        qCCritical(Log::session, "SQLiteStore: the disk does not give the database (rc=%d)", code);
+        qCCritical(Log::session, "SQLiteStore: cannot read database (rc=%d)", code);
 }
 
 int SQLiteStore::connect() {
-    // Nobody reads the library's statistics of its memory, which cost a lock at each allocation.
+    // Disables SQLite's memory statistics, which cost a lock at each allocation.
     [[maybe_unused]] static const int withoutStatistics = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
     makePrivateFile(dbURL_);
     const int opened = sqlite3_open(QFile::encodeName(dbURL_).constData(), &db_);
@@ -184,7 +182,7 @@ int SQLiteStore::open() {
     const int migrated = migrateIfNeeded();
     if (migrated != SQLITE_OK)
         return migrated;
-    // A file that the system lets us write, yet the library does not: its header asks for a later format.
+    // The file is writable but SQLite opened it read-only: its header requires a later format.
     if (sqlite3_db_readonly(db_, "main") == 1 && QFileInfo(dbURL_).isWritable())
         return SQLITE_NOTADB;
     return checkContent(db_);
@@ -220,18 +218,17 @@ int SQLiteStore::execute(const char* sql) {
 void SQLiteStore::beginNewDatabase(int code) {
     if (db_) {
         sqlite3_db_config(db_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1,
-                          nullptr); // what is set aside stays as it is
+                          nullptr); // the old file is kept unchanged
         close();
     }
     const QString stamp = clock_.now().toDateTime(QTimeZone::utc()).toString("yyyyMMdd-HHmmss");
     const QString aside = PrivateFiles::setAside(dbURL_, stamp);
     if (aside.isEmpty()) {
         qCCritical(Log::session, "SQLiteStore: unusable database (rc=%d), and it cannot be set aside", code);
-        connect(); // to what the file still gives
+        connect(); // reads what is still readable
         return;
     }
-    // A log left behind would be played into the new file; under the old file's new name it still belongs to
-    // it.
+    // Moves the WAL with the old file; otherwise it would be replayed into the new one.
     for (const char* suffix : {"-wal", "-shm"})
         QFile::rename(dbURL_ + QLatin1StringView(suffix), aside + QLatin1StringView(suffix));
     qCCritical(Log::session, "SQLiteStore: unusable database (rc=%d) set aside as %ls", code, qUtf16Printable(aside));
@@ -241,7 +238,7 @@ void SQLiteStore::beginNewDatabase(int code) {
 void SQLiteStore::noteOutcome(const char* sql, int code) {
     if (code == SQLITE_OK) {
         if (const int failures = failures_.isEmpty() ? 0 : failures_.take(sql); failures > 0)
-            qCInfo(Log::session, "SQLiteStore: works again after %d failures: %s", failures, excerpt(sql).constData());
+            qCInfo(Log::session, "SQLiteStore: succeeded after %d failures: %s", failures, excerpt(sql).constData());
         return;
     }
     lastFailure_ = code;
@@ -252,9 +249,9 @@ void SQLiteStore::noteOutcome(const char* sql, int code) {
     }
     const int primary = code & 0xff;
     if ((primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB) && isReadable(db_)) {
-        // Damage that the opening did not see. In an index alone it is reindexed without a loss; a mending that
-        // did not help, or that met worse, ends the file's use. A disk that refuses it says nothing of the
-        // file. A transaction ends before, or its rollback would undo the mending.
+        // Corruption found after opening. REINDEX repairs damaged indices without data loss; if it fails or does not
+        // help, the file is replaced. An I/O error proves nothing about the file. An open transaction is rolled back
+        // first, since its rollback would undo the repair.
         rollBack();
         const int reindexed = reindex();
         if (reindexed == SQLITE_OK ? failures > 1 : isDamage(reindexed))

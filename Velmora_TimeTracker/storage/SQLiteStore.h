@@ -16,23 +16,23 @@ class DomainStorage;
 class Statement;
 struct sqlite3;
 
-/// The local database: running sessions, finished sessions, the upload queue and the 10-minute segments,
-/// partitioned by domain key (company).
+/// The local database: running sessions, finished sessions, the upload queue and the 10-minute segments, partitioned
+/// by domain key (company).
 ///
-/// Every operation may be called from any thread, runs under the lock `queue` and blocks until done. A failed
-/// read looks like no rows; a failed write returns false where a caller can act on it, and is lost otherwise.
-/// The first of a statement's consecutive failures is logged. Operations are scoped to the current company's
-/// domain key, computed afresh in each, unless told otherwise.
+/// Every operation may be called from any thread, runs under the lock `queue` and blocks until done. A failed read
+/// returns no rows; a failed write returns false where the caller can act on it. The first of a statement's
+/// consecutive failures is logged. Operations are scoped to the current company's domain key, read anew in each,
+/// unless a key is given.
 ///
-/// While the file cannot be opened, every operation fails, and opening is tried again once a second.
+/// While the file cannot be opened, every operation fails and opening is retried at most once a second.
 class SQLiteStore {
 public:
     /// Why a transaction was not written.
     enum class Failure {
         diskFull,
-        busy,        ///< Another process holds the file.
+        busy,        ///< Another process has locked the file.
         notWritable, ///< The file or its folder cannot be opened or written.
-        other,       ///< The disk reports errors, or the file is damaged.
+        other,       ///< I/O error, or the file is corrupt.
     };
     struct ActivitySegmentRow {
         QString segmentDate; ///< "yyyy-MM-dd" in `timezone`
@@ -41,8 +41,7 @@ public:
         int nonIdleSeconds = 0;
         int mouseMovements = 0;
         int keyboardMovements = 0;
-        QString timezone =
-            {}; ///< IANA identifier of the zone that named the slot; empty when an earlier version wrote it.
+        QString timezone = {}; ///< IANA identifier of the zone of the segment; empty if an earlier version wrote it.
 
         friend bool operator==(const ActivitySegmentRow&, const ActivitySegmentRow&) = default;
     };
@@ -51,7 +50,7 @@ public:
         Seconds totalSeconds = 0;
         double activityScore = 0;
         Date startedAt;
-        QUuid id; ///< Of the session.
+        QUuid id; ///< The session's id.
 
         friend bool operator==(const SessionSummaryRow&, const SessionSummaryRow&) = default;
     };
@@ -60,8 +59,8 @@ public:
         double nonIdlePercentSum = 0;
     };
 
-    /// Opens or creates "timetracker.sqlite" in `folder` and brings its schema up to date. A file that is no
-    /// database is set aside under a dated name and a new one begun; so is one whose damage shows later.
+    /// Opens or creates "timetracker.sqlite" in `folder` and brings its schema up to date. A file that is no database,
+    /// or proves corrupt later, is renamed to a dated name and replaced by a new one.
     SQLiteStore(const QString& folder, const DomainStorage& domain, Clock& clock);
     ~SQLiteStore();
     SQLiteStore(const SQLiteStore&) = delete;
@@ -79,92 +78,91 @@ public:
     std::optional<Session> loadActiveSession();
     /// An absent id clears every snapshot of the domain.
     bool clearActiveSession(const std::optional<QUuid>& id, const std::optional<QString>& domainKey = std::nullopt);
-    /// A session that history holds already is left as it is.
+    /// A session that is already in the history is not changed.
     bool appendSessionHistory(const Session& session, const std::optional<QString>& domainKey = std::nullopt);
-    /// Sessions that began in [from, to), oldest first; none when the database cannot be read.
+    /// Sessions that began in [from, to), oldest first; none if the database cannot be read.
     std::vector<SessionSummaryRow> sessionHistory(Date from, Date to);
 
     // Upload queue.
     bool enqueueUploadTask(const UploadTask& task, const std::optional<QString>& domainKey = std::nullopt);
-    /// The one due task: highest priority, then oldest. A session's rows wait until its start has left the queue.
-    /// Rows that cannot be read, or whose id is no UUID, are set aside with a log line.
+    /// The one due task: highest priority, then oldest. A session's rows wait until its start has left the queue. Rows
+    /// that cannot be read, or whose id is no UUID, are marked as unreadable and logged.
     std::optional<UploadTask> nextUploadTask(Date now);
-    // What becomes of a task, whichever domain it belongs to.
+    // Outcomes of tasks of any domain.
     bool updateUploadTaskStatus(const QUuid& id, UploadTaskStatus status);
     bool markUploadTaskFailed(const QUuid& id, int retryCount, Date nextAttemptAt);
-    /// A completed task has no row.
+    /// Deletes the row of a completed task.
     bool markUploadTaskCompleted(const QUuid& id);
-    /// Makes due at `now` what only later than `latest` would be. All domains.
+    /// Makes tasks due at `now` whose retry time is later than `latest`. All domains.
     void bringUploadTasksForward(Date now, Date latest);
     /// All domains.
     bool resetStaleInProgressTasks();
     bool hasScreenshotTask(const QUuid& sessionId, const QString& filePath, const QString& domainKey);
     bool hasActivitySegmentTask();
-    /// Absent when the database cannot be read: there may be some.
+    /// Absent if the database cannot be read, since there may be some.
     std::optional<std::vector<QUuid>>
     pendingUploadTaskIds(const QUuid& sessionId, const std::vector<UploadTaskType>& types, const QString& domainKey);
 
-    /// How many sessions have a row of at least this priority that failed more often than `retryCount` times.
+    /// The number of sessions with a row of at least this priority that failed more than `retryCount` times.
     int unacceptedSessions(int priority, int retryCount);
 
     // Activity segments.
-    /// Adds to the counters of the slot, up to 600 seconds and 2³¹ - 1 events, and marks it as unsent. False when the
-    /// database did not take it.
+    /// Adds to the counters of the segment, up to 600 seconds and 2³¹ - 1 events, and marks it as unsent. False if it
+    /// could not be written.
     bool upsertActivitySegment(const ActivitySegmentRow& row, const std::optional<QString>& domainKey = std::nullopt);
     /// Unsent, not all zero, strictly before the open segment; in order.
     std::vector<ActivitySegmentRow> pendingActivitySegmentsForUpload(const QString& currentSegmentDate,
                                                                      int currentSegmentNumber);
-    /// Those whose counters still are as given: a slot that has grown since is to be sent again.
+    /// Marks the given segments as sent whose counters have not changed; a segment that has grown is sent again.
     bool markActivitySegmentsUploaded(const std::vector<ActivitySegmentRow>& rows, const QString& domainKey);
     /// Over the days [from, to), named in the machine's calendar.
     SegmentActivitySummary segmentActivitySummary(Date from, Date to);
 
-    /// Gives rows stored under `formerKey` to `domainKey`; file paths that begin with `formerFolder` begin with
-    /// `folder` from then on. A slot that both keys have counted stays as `domainKey` has it.
+    /// Moves rows from `formerKey` to `domainKey` and replaces the prefix `formerFolder` of file paths by `folder`. If
+    /// both keys have a segment, that of `domainKey` is kept.
     void adoptRows(const QString& formerKey, const QString& domainKey, const QString& formerFolder,
                    const QString& folder);
-    /// Removes rows of no company, all-zero segments, and unsent segments of other companies before the
-    /// cutoff ("yyyy-MM-dd"). Returns how many rows went.
+    /// Removes rows of no company, all-zero segments, and unsent segments of other companies before the cutoff
+    /// ("yyyy-MM-dd"). Returns the number of deleted rows.
     int cleanupUnattributableData(const QString& staleCutoffDate,
                                   const std::optional<QString>& currentDomain = std::nullopt);
 
 private:
-    // All of these under the lock; codes are the library's.
-    /// Opens a file that is not open, at most once a second, and completes a schema that a full disk cut short.
+    // All of these are called under the lock; codes are SQLite result codes.
+    /// Opens the file if it is not open, at most once a second, and completes a schema that a full disk interrupted.
     void openIfNeeded();
     void openOrReplace();
-    /// Opens the file as it is. The library's code; without SQLITE_OK no handle is left, and opening is tried again.
+    /// Opens the file without changing it. Returns the result code; unless it is SQLITE_OK, no handle remains and
+    /// opening is retried.
     int connect();
-    /// Opens, migrates and checks the file. The first code that tells that it cannot serve.
+    /// Opens, migrates and checks the file. Returns the first error code that shows that it is unusable.
     int open();
     void close();
     int migrateIfNeeded();
     int execute(const char* sql);
-    /// Undoes the transaction under way, if there is one.
+    /// Rolls back the open transaction, if any.
     void rollBack();
-    /// Writes the indices anew.
+    /// Rebuilds the indices.
     int reindex();
-    /// Sets the present file aside and opens an empty one.
+    /// Renames the current file and opens an empty one.
     void beginNewDatabase(int code);
-    /// Logs the first of a statement's failures in a row, and the end of the row; mends or replaces a damaged
-    /// file.
+    /// Logs the first of consecutive failures of a statement and its next success; repairs or replaces a corrupt file.
     void noteOutcome(const char* sql, int code);
 
     /// `row` is the row's number.
     bool setUploadRowAside(const QString& row);
 
-    /// Takes the lock and hands `use` the prepared statement; skips it when it cannot be prepared. True when
-    /// nothing failed.
+    /// Takes the lock and calls `use` with the prepared statement, unless preparing fails. True if nothing failed.
     bool withStatement(const char* sql, const std::function<void(Statement&)>& use);
 
     const QString dbURL_;
     sqlite3* db_ = nullptr;
-    bool hasSchema_ = false;                                  ///< All tables, columns and indices are there.
+    bool hasSchema_ = false;                                  ///< True if all tables, columns and indices exist.
     QHash<QByteArray, int> failures_;                         ///< Consecutive failures per SQL statement.
-    int lastFailure_ = 0;                                     ///< The library's code of the last failed statement.
+    int lastFailure_ = 0;                                     ///< Result code of the last failed statement.
     std::optional<std::chrono::nanoseconds> lastOpenAttempt_; ///< Uptime of the last attempt to open.
-    /// "com.velmora.timetracker.sqlite": guards the members from db_ on. Recursive, since the steps of a
-    /// transaction are operations of their own.
+    /// "com.velmora.timetracker.sqlite": guards the members from db_ on. Recursive, since the steps of a transaction
+    /// are store operations that lock too.
     std::recursive_mutex queue_;
     const DomainStorage& domain_;
     Clock& clock_;

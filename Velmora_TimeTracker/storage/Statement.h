@@ -7,8 +7,8 @@
 struct sqlite3;
 struct sqlite3_stmt;
 
-/// One prepared statement, finalized at the end of its scope. Values are bound from left to right. Used under
-/// the lock of the connection's owner.
+/// One prepared statement, finalized at the end of its scope. Values are bound from left to right. Use it under the
+/// lock of the connection.
 class Statement {
 public:
     Statement(sqlite3* db, const char* sql);
@@ -17,22 +17,22 @@ public:
     Statement& operator=(const Statement&) = delete;
 
     bool isPrepared() const { return statement_ != nullptr; }
-    /// The library's code of the first failure, preparing included; 0 while all went well.
+    /// The first result code other than success, preparing included; 0 if there is none.
     int failure() const { return failure_; }
 
     Statement& bindText(const QString& value);
     Statement& bindBlob(const QByteArray& value);
     Statement& bindReal(double value);
-    /// A value outside 32 bits is a programming error and ends the process.
+    /// Terminates the process for a value outside 32 bits, a programming error.
     Statement& bindInteger(qint64 value);
     Statement& bindNull();
 
-    /// True while there is a row to read. False at the end and on a failure: `failure` tells them apart.
+    /// True if there is a row to read. False at the end and on a failure; `failure` distinguishes them.
     bool step();
     /// Runs a statement without rows to its end.
     bool run();
 
-    /// Columns of the present row, from 0. Absent when NULL.
+    /// Columns of the current row, from 0. Absent if NULL.
     std::optional<QString> text(int column) const;
     std::optional<QByteArray> blob(int column) const;
     double real(int column) const;

@@ -1,6 +1,6 @@
 #pragma once
 
-/// The texts of the statements that the store runs.
+/// The SQL statements of the store.
 namespace Sql {
 
 inline constexpr const char* journalMode = "PRAGMA journal_mode=WAL;";
@@ -9,7 +9,7 @@ inline constexpr const char* begin = "BEGIN IMMEDIATE;";
 inline constexpr const char* commit = "COMMIT;";
 inline constexpr const char* rollback = "ROLLBACK;";
 
-// Schema. The file's own columns are its version.
+// Schema. The existing columns show the version of a file.
 
 inline constexpr const char* tables[] = {
     R"(CREATE TABLE IF NOT EXISTS sessions (
@@ -82,11 +82,10 @@ inline constexpr const char* indices[] = {
   ON sessions(domain_key, updated_at);)",
     R"(CREATE INDEX IF NOT EXISTS idx_session_history_domain
   ON session_history(domain_key, started_at);)",
-    // The order in which tasks run. Without it the next task costs a visit to every due row, which is
-    // 23 ms among 100,000.
+    // Sorted in the order of execution. Without it, finding the next task reads every due row: 23 ms for 100,000.
     R"(CREATE INDEX IF NOT EXISTS idx_upload_queue_order
   ON upload_queue(domain_key, priority DESC, created_at);)",
-    // The rows of one session: each candidate for the next task looks for its session's start.
+    // Finds the rows of one session: each candidate for the next task looks up its session's start.
     R"(CREATE INDEX IF NOT EXISTS idx_upload_queue_session
   ON upload_queue(domain_key, session_id, type);)",
 };
@@ -97,7 +96,7 @@ inline constexpr const char* saveActiveSession =
     "INSERT OR REPLACE INTO sessions (id, domain_key, device_id, project_id, project_name, payload, "
     "updated_at)\n"
     "VALUES (?, ?, ?, ?, ?, ?, ?);";
-/// A session that history holds is finished: a running row beside it is one that could not be deleted.
+/// A session in the history is finished: a running row of it is a leftover that could not be deleted.
 inline constexpr const char* loadAllActiveSessions =
     R"(SELECT payload FROM sessions
 WHERE domain_key = ? AND id NOT IN (SELECT id FROM session_history)
@@ -131,7 +130,7 @@ AND (type = 'startSession' OR NOT EXISTS (SELECT 1 FROM upload_queue AS start
      AND start.type = 'startSession' AND start.status IN ('pending', 'failed', 'inProgress')))
 ORDER BY priority DESC, created_at ASC
 LIMIT 1;)";
-/// Never offered again; what it holds stays in the file.
+/// Not offered again; its content stays in the file.
 inline constexpr const char* setUploadRowAside = "UPDATE upload_queue SET status = 'unreadable' WHERE rowid = ?;";
 inline constexpr const char* updateUploadTaskStatus = "UPDATE upload_queue SET status = ? WHERE id = ?;";
 inline constexpr const char* markUploadTaskFailed = R"(UPDATE upload_queue
@@ -163,7 +162,7 @@ inline constexpr const char* pendingUploadTaskIdsTail = ")\n"
 
 // Activity segments.
 
-/// A slot that is entered again keeps its first zone, under which the server may know it already.
+/// A segment that is continued keeps its first zone, which the server may already have.
 inline constexpr const char* upsertActivitySegment =
     "INSERT INTO activity_segments (domain_key, segment_date, segment_number, active_seconds, "
     "non_idle_seconds, mouse_movements, keyboard_movements, timezone, uploaded_at)\n"
@@ -192,7 +191,7 @@ inline constexpr const char* segmentActivitySummary =
 WHERE domain_key = ? AND segment_date >= ? AND segment_date < ?
 ORDER BY segment_date ASC, segment_number ASC;)";
 
-// Rows that get an owner. Each takes the new domain key and the former one.
+// Assign rows to a domain key. Parameters: the new key, the former key.
 
 inline constexpr const char* adoptions[] = {
     "UPDATE sessions SET domain_key = ? WHERE domain_key = ?;",
@@ -200,12 +199,12 @@ inline constexpr const char* adoptions[] = {
     "UPDATE OR IGNORE activity_segments SET domain_key = ? WHERE domain_key = ?;",
     "UPDATE upload_queue SET domain_key = ? WHERE domain_key = ?;",
 };
-/// Takes the new folder, the former one, the new domain key, and the former folder twice.
+/// Parameters: new folder, former folder, new domain key, former folder, former folder.
 inline constexpr const char* moveFilePaths =
     R"(UPDATE upload_queue SET file_path = ? || substr(file_path, length(?) + 1)
 WHERE domain_key = ? AND substr(file_path, 1, length(?)) = ?;)";
 
-// Launch cleanup, in this order. The last takes the current domain and the cutoff date.
+// Launch cleanup, in this order. Parameters of the last: the current domain key and the cutoff date.
 
 inline constexpr const char* cleanups[] = {
     "DELETE FROM upload_queue WHERE domain_key = 'global';",
@@ -219,7 +218,7 @@ inline constexpr const char* cleanupStaleSegments =
     R"(DELETE FROM activity_segments
 WHERE domain_key != ? AND uploaded_at IS NULL AND segment_date < ?;)";
 
-// Between them these name every column: a file in which they do not prepare cannot serve.
+// Together these name every column: a file in which one fails to prepare is unusable.
 inline constexpr const char* writes[] = {saveActiveSession, appendSessionHistory, enqueueUploadTask,
                                          upsertActivitySegment};
 

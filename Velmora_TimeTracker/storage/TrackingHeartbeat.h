@@ -7,8 +7,8 @@
 
 class PreferenceStore;
 
-/// The last-alive mark of a session: the last moment at which this program proved to be running it. Kept per
-/// session id in the preferences, as seconds since 1970. Any thread.
+/// The mark of life of a session: when it was last known to run. Kept per session id in the preferences, as seconds
+/// since 1970. Any thread.
 namespace TrackingHeartbeat {
 void record(const QUuid& sessionId, Date at, PreferenceStore& preferences);
 /// Absent without a mark above 0.

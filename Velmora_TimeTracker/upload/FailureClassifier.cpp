@@ -17,7 +17,7 @@ constexpr int tooManyRequests = 429;
 constexpr int serviceUnavailable = 503;
 constexpr int networkAuthenticationRequired = 511;
 
-/// The reply is not the server's own, or there was none: no response of HTTP, a redirect that led nowhere, a proxy.
+/// True if the reply is not from the server: no HTTP response, a redirect without target, a proxy.
 bool isNoVerdict(int status) {
     return status < 200 || (status >= 300 && status < 400) || status == proxyAuthenticationRequired ||
            status == networkAuthenticationRequired;
@@ -89,7 +89,7 @@ Action failureAction(const std::exception_ptr& failure, const FailedTask& task) 
         if (error.kind() == APIError::Kind::serverError)
             return actionForStatus(error.statusCode(), task);
     } catch (...) {
-        // Anything else says nothing about the server: it is tried again.
+        // Other failures do not concern the server: retry.
     }
     return Retry{};
 }
@@ -102,7 +102,7 @@ Seconds requestedDelay(const std::exception_ptr& failure, Date now) {
         if (error.statusCode() == tooManyRequests || error.statusCode() == serviceUnavailable)
             return std::clamp(secondsUntil(error.retryAfter(), now), 0.0, longest);
     } catch (...) {
-        // Nobody asked.
+        // The server did not ask for a delay.
     }
     return 0;
 }

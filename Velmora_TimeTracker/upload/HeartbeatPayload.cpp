@@ -7,7 +7,7 @@
 
 namespace {
 
-/// Writes dates in one zone, and remembers whether one of them could not be written.
+/// Formats dates in one zone and records whether one could not be formatted.
 class DateWriter {
 public:
     explicit DateWriter(const QTimeZone& zone)
@@ -43,7 +43,7 @@ QJsonArray intervals(const Session& session, const std::optional<Date>& lastEnd,
 
 std::optional<QByteArray> buildHeartbeatPayload(const Session& session, HeartbeatStatus status, Date now,
                                                 const QTimeZone& apiTimeZone) {
-    constexpr double tooManySeconds = 1e15; // far beyond any calendar, far below what an integer holds
+    constexpr double tooManySeconds = 1e15; // beyond any calendar date, well within 64 bits
     const bool isCompleted = status == HeartbeatStatus::completed;
     const bool hasIntervals = !session.intervals.empty();
     const Date effectiveEnd = isCompleted && hasIntervals ? session.intervals.back().stoppedAt.value_or(now) : now;

@@ -7,7 +7,7 @@
 
 enum class HeartbeatStatus { active, completed };
 
-/// The heartbeat's JSON body, with all dates in `apiTimeZone`. `now` stands in for what the session does not
-/// tell. Absent when a number is not finite or a date lies outside the calendar. Pure; any thread.
+/// The heartbeat's JSON body, with all dates in `apiTimeZone`. `now` replaces missing dates of the session. Absent if
+/// a number is not finite or a date cannot be formatted. Pure; any thread.
 std::optional<QByteArray> buildHeartbeatPayload(const Session& session, HeartbeatStatus status, Date now,
                                                 const QTimeZone& apiTimeZone);

@@ -5,7 +5,7 @@
 
 class PathMonitor;
 
-/// Whether the machine has a usable network path: advisory, nothing is held back by it. Any thread.
+/// Whether the machine has a usable network path: for the log only, it blocks no request. Any thread.
 class NetworkMonitor {
 public:
     explicit NetworkMonitor(PathMonitor& monitor);

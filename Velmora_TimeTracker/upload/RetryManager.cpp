@@ -18,8 +18,8 @@ void RetryManager::registerFailure(std::optional<int> statusCode) {
     ++consecutiveFailures_;
     if (!statusCode || *statusCode < 500 || consecutiveFailures_ < failuresThatOpen)
         return;
-    // The failures go on counting while the circuit is open, so that after the cool-down one more server
-    // error opens it again, for longer.
+    // Failures are counted while the circuit is open too: after the cool-down one more server error opens it again,
+    // for longer.
     ++circuitOpenCount_;
     const Seconds cooldown = std::min(longestCooldown, std::ldexp(firstCooldown, circuitOpenCount_ - 1));
     circuitOpenUntil_ = clock_.now() + cooldown;
@@ -35,7 +35,7 @@ void RetryManager::registerSuccess() {
 bool RetryManager::canAttempt(Date now) const {
     if (!circuitOpenUntil_ || now >= *circuitOpenUntil_)
         return true;
-    // A wall clock that was set back must not stretch a cool-down to the size of the jump.
+    // If the wall clock was set back, the cool-down must not grow by the jump.
     return *circuitOpenUntil_ - now > longestCooldown;
 }
 

@@ -13,26 +13,26 @@
 
 class Random;
 
-/// Lists and ages the screenshot files that wait for their upload. Any thread. What cannot be listed, read or deleted is
-/// skipped.
+/// Lists the screenshot files that wait for their upload, and deletes old ones. Skips files that cannot be listed,
+/// read or deleted. Any thread.
 namespace ScreenshotFiles {
 
-/// Below all other kinds of task: a backlog of pictures waits behind everything else.
+/// Below all other kinds of task: screenshots are sent last.
 inline constexpr int priority = 10;
 
 UploadTask newTask(const QUuid& id, const QUuid& sessionId, const QString& path, Date createdAt);
 
-/// Pictures of a session in `directory` (created if missing), as absolute paths, unsorted. A picture that is being
-/// written has another ending until it is whole.
+/// The screenshots of a session in `directory` (created if missing), as absolute paths, unsorted, without those still
+/// being written.
 QStringList forSession(const QUuid& sessionId, const QString& directory);
 
-/// Deletes pictures of `directory` older than seven days and half-written ones older than a minute, and makes a task for
-/// every other one whose name begins with a session and that has none. A file without a date never ages.
+/// Deletes screenshots in `directory` older than seven days and incomplete ones older than a minute, and returns a
+/// task for each other one that belongs to a session and has no task. A file without a date is kept.
 std::vector<UploadTask>
 orphanedScreenshotTasks(const QString& directory, Date now, Random& random,
                         const std::function<bool(const QUuid& sessionId, const QString& path)>& hasQueuedTask);
 
-/// One part and the closing boundary.
+/// The multipart body: one part and the closing boundary.
 QByteArray buildMultipartBody(const QByteArray& fieldName, const QString& fileName, const QByteArray& mimeType,
                               const QByteArray& fileData, const QByteArray& boundary);
 

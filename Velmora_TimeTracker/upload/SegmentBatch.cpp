@@ -10,12 +10,12 @@ namespace {
 constexpr QLatin1StringView openDateKey("open_segment_date");
 constexpr QLatin1StringView openNumberKey("open_segment_number");
 
-/// Of a whole slot, also where only a part of it was tracked.
+/// Seconds of a whole segment, even if only a part was tracked.
 double percentOfSegment(int seconds) {
     return std::clamp(seconds * 100.0 / SegmentUtils::secondsPerSegment, 0.0, 100.0);
 }
 
-/// Rejections have no effect, but one that does not read makes the whole reply unreadable.
+/// Rejections have no effect, but an invalid one invalidates the whole reply.
 bool isReadableRejection(const QJsonValue& value) {
     if (!value.isObject())
         return false;

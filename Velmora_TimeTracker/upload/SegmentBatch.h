@@ -8,17 +8,17 @@
 #include <optional>
 #include <vector>
 
-/// The wire forms of the segment batch. Pure; any thread.
+/// The bodies of the segment batch. Pure; any thread.
 namespace SegmentBatch {
 
-/// `timezoneIdentifier` stands in for the zone of rows that have none.
+/// `timezoneIdentifier` is used for rows without a zone.
 QByteArray build(const std::vector<SQLiteStore::ActivitySegmentRow>& rows, const QString& deviceId,
                  const QString& timezoneIdentifier);
 
-/// Positions in the sent array that the server accepted; absent when the reply does not tell.
+/// Positions in the sent array that the server accepted; absent if the reply is invalid.
 std::optional<std::vector<qint64>> acceptedPositions(const QByteArray& responseData);
 
-/// A task's own parameters: the segment that was open when it was made. Absent when they do not read.
+/// The payload of a batch task: the segment that was open when it was queued. Absent if it is invalid.
 QByteArray openSegmentPayload(const SegmentUtils::DateAndNumber& openSegment);
 std::optional<SegmentUtils::DateAndNumber> openSegment(const std::optional<QByteArray>& payload);
 

@@ -12,7 +12,7 @@ std::optional<ServerTodayTotal> TrackingEndpointResponse::serverTodayTotal(const
         return std::nullopt;
     const QString successKey = "success";
     const QString okKey = "ok";
-    // A member of a wrong type makes the whole reply unreadable, also one that is not used.
+    // A member of the wrong type invalidates the whole reply, even if it is not used.
     const auto data = Json::object(*reply, "data");
     if (!data || Json::isMistyped(*reply, successKey, Json::boolean(*reply, successKey)) ||
         Json::isMistyped(*data, okKey, Json::boolean(*data, okKey)))

@@ -1,4 +1,4 @@
-// What the worker sends: one operation per kind of task, and the direct heartbeat.
+// The senders of UploadService: one for each kind of task, and the direct heartbeat.
 
 #include "upload/UploadService.h"
 
@@ -37,7 +37,7 @@ QByteArray readWhole(const QString& path) {
     return bytes;
 }
 
-/// Those of the sent rows that the reply names, each once.
+/// The sent rows that the reply accepts, each once.
 SegmentRows acceptedRows(const SegmentRows& sent, const QByteArray& reply) {
     const auto positions = SegmentBatch::acceptedPositions(reply).value_or(std::vector<qint64>());
     SegmentRows accepted;
@@ -150,7 +150,7 @@ Task<bool> UploadService::uploadHeartbeatNowOnWorker(Session session, QString do
     std::exception_ptr failure;
     try {
         co_await postJSON(Endpoints::heartbeat, *body, "heartbeat-direct");
-        refusedStarts_.remove(session.id); // the answer to an earlier attempt of the start was lost
+        refusedStarts_.remove(session.id); // the server has accepted the start; its reply was lost
         co_return true;
     } catch (...) {
         failure = std::current_exception();

@@ -36,12 +36,12 @@ constexpr int startSessionPriority = 110;
 constexpr int heartbeatPriority = 100;
 constexpr int activitySegmentPriority = 40;
 
-/// The start or the end of a session: nothing else holds what it says.
+/// True for the start or the end of a session: no other record contains the same data.
 bool isSessionReport(const UploadTask& task) {
     return task.type == UploadTaskType::startSession || task.type == UploadTaskType::heartbeat;
 }
 
-/// A session that the server will not hear of can still be entered by hand.
+/// Logs the content of a session that the server refuses, so that it can be entered manually.
 void logUndelivered(const UploadTask& task) {
     if (isSessionReport(task))
         qCCritical(Log::upload, "Session %s: not delivered: %s", qUtf8Printable(uuidText(task.sessionId)),
@@ -94,7 +94,7 @@ void UploadService::enqueueOrphanedScreenshots() {
         QDir(base).entryList(QDir::Dirs | QDir::Hidden | QDir::NoSymLinks | QDir::NoDotAndDotDot, QDir::NoSort);
     for (const QString& company : companies) {
         const QString directory = base + u'/' + company;
-        // Pictures of other companies are aged out here, but wait for their own company to be sent.
+        // Old screenshots of other companies are deleted too; the others wait until their company is the current one.
         if (directory != current)
             ScreenshotFiles::orphanedScreenshotTasks(directory, now, deps_.random, hasQueuedTask);
     }
@@ -152,14 +152,15 @@ void UploadService::recordOutcome(std::function<bool()> written) {
     writeOutcomes();
 }
 
-/// Whether each row tells what became of it. Until then nothing is sent: what became of that would not be noted either.
+/// Writes the outcomes that the database has not taken yet. Nothing is sent until that succeeds, because a further
+/// outcome could not be written either.
 bool UploadService::writeOutcomes() {
     while (!unwrittenOutcomes_.empty() && unwrittenOutcomes_.front()())
         unwrittenOutcomes_.pop_front();
     return unwrittenOutcomes_.empty();
 }
 
-/// A task whose next attempt was set by a clock that was ahead must not wait until that time has really come.
+/// A retry time that was computed while the clock was ahead would delay a task for too long.
 void UploadService::rescheduleFarFutureTasks() {
     static_assert(offlineDelayMax <= hour && RetryManager::longestDelay <= hour);
     const Date now = deps_.clock.now();

@@ -63,15 +63,15 @@ public:
         Random& random;
         Executor& worker;
     };
-    /// Called on the worker executor; receivers move to their own thread themselves.
+    /// Called on the worker executor.
     struct Notifications {
-        /// "com.velmora.timetracker.serverTodayTotalDidUpdate"
-        /// `domainKey` is the company that was asked, which may have been left since.
+        /// "com.velmora.timetracker.serverTodayTotalDidUpdate" `domainKey` is the company of the request; it may no
+        /// longer be the current one.
         std::function<void(ServerTodayTotal, QString domainKey)> serverTodayTotalDidUpdate;
-        /// "com.velmora.timetracker.sessionTakenOverByOtherDevice": once for each reply that says so. The session
-        /// may be an earlier one than the one that runs.
+        /// "com.velmora.timetracker.sessionTakenOverByOtherDevice": once for each such reply. The session may be an
+        /// earlier one.
         std::function<void(QUuid sessionId, int statusCode)> sessionTakenOverByOtherDevice;
-        /// After each change.
+        /// Called after each change.
         std::function<void(UploadNotices)> noticesDidChange;
     };
 
@@ -80,7 +80,8 @@ public:
     /// Set once, before `start`.
     void setNotifications(Notifications notifications) { notifications_ = std::move(notifications); }
 
-    /// Once, at boot: stale rows, launch cleanup, orphan sweep, then a run now and every 30 seconds.
+    /// Called once at boot: resets stale rows, cleans up, queues screenshots without a task, then runs now and every
+    /// 30 seconds.
     Task<> start();
 
     /// One run: at most 20 due tasks, highest priority first. Resumes when the run has ended.
@@ -91,10 +92,10 @@ public:
     std::optional<UploadTask> sessionStartTask(const Session& session);
     std::optional<UploadTask> sessionEndTask(const Session& session);
 
-    /// Adds a row for each of the session's pictures that has none, on the worker. `domainKey` is the session's own. Any
-    /// thread. The files are the record: the launch finds those that got no row.
+    /// Adds a row for each of the session's pictures that has none, on the worker. `domainKey` is the session's own.
+    /// Any thread. Files without a row are found at the next launch.
     void enqueueScreenshotsForSession(const QUuid& sessionId, const QString& domainKey);
-    /// Adds to the number of pictures that were deleted unsent. Any thread.
+    /// Adds to the number of screenshots that were deleted unsent. Any thread.
     void notePrunedPictures(int pictures);
     /// Adds the row that sends the closed segments, unless there is one; it is on disk when the call returns. Any thread.
     void enqueueActivitySegmentsForUpload(const std::optional<SegmentUtils::DateAndNumber>& openSegment);
@@ -133,7 +134,7 @@ private:
     Task<> uploadActivitySegments(UploadTask task);
     Task<> uploadScreenshot(UploadTask task);
     Task<bool> uploadHeartbeatNowOnWorker(Session session, QString domainKey);
-    /// POSTs a JSON body and passes on the today total of the reply, as told by `source`. The reply's bytes.
+    /// POSTs a JSON body, reports the today total of the reply with `source`, and returns the reply's bytes.
     Task<QByteArray> postJSON(Endpoint endpoint, QByteArray body, const char* source);
 
     UploadTask newTask(UploadTaskType type, int priority, const QUuid& sessionId,
@@ -144,14 +145,13 @@ private:
 
     const Dependencies deps_;
     Notifications notifications_;
-    std::unique_ptr<Executor::Timer> nextRun_; ///< The background loop between two runs.
-    /// No queued task is due later; at first that is not known.
+    std::unique_ptr<Executor::Timer> nextRun_; ///< The timer of the next run.
+    /// Upper bound of all retry times; infinite until the first run.
     Date latestDue_{std::numeric_limits<double>::infinity()};
     bool isProcessing_ = false;
-    /// What became of rows, as the database is still to be told. First that no run of an earlier launch works on them.
+    /// Outcomes that the database has not taken yet. The first resets rows that an earlier launch was sending.
     std::deque<std::function<bool()>> unwrittenOutcomes_{[this] { return deps_.store.resetStaleInProgressTasks(); }};
     UploadNotices notices_;
-    /// Sessions whose start the server refused since the program was launched, and none of whose heartbeats it has
-    /// accepted since.
+    /// Sessions whose start the server refused since the launch, and of which it has accepted no heartbeat since.
     QSet<QUuid> refusedStarts_;
 };

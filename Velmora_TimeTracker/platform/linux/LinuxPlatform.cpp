@@ -75,8 +75,8 @@ void LinuxPlatform::sessionIsEnding() {
 }
 
 void LinuxPlatform::stop() {
-    // What a thread may be waiting for comes first. The worker ends before the network does: an upload that is cut off
-    // by the end of the program is none that failed.
+    // Ends first what a thread may be waiting for. The worker ends before the network, so that an upload interrupted
+    // by the end of the program does not count as failed.
     parts_->secrets.cancel();
     parts_->worker.stop();
     parts_->urlSession.stop();

@@ -4,9 +4,8 @@
 
 #include <memory>
 
-/// The real world: owns every service of the operating system that the program uses. Constructed on the main
-/// thread after the QCoreApplication; the constructing thread's event loop is the main executor. Threads
-/// start at their first use.
+/// Owns every service of the operating system that the program uses. Construct it on the main thread after the
+/// QCoreApplication; that thread's event loop is the main executor. Threads start at their first use.
 class LinuxPlatform {
 public:
     LinuxPlatform();
@@ -14,15 +13,15 @@ public:
     LinuxPlatform(const LinuxPlatform&) = delete;
     LinuxPlatform& operator=(const LinuxPlatform&) = delete;
 
-    /// `desktop` is the shell's; it outlives what is built on the bundle.
+    /// `desktop` is implemented by the shell and outlives the users of the platform.
     Platform platform(Desktop& desktop);
 
-    /// To be called when the desktop session ends (QGuiApplication::commitDataRequest): runs `willTerminate`,
-    /// and then ends the application.
+    /// Call it when the desktop session ends (QGuiApplication::commitDataRequest): runs `willTerminate`, then ends the
+    /// application.
     void sessionIsEnding();
 
-    /// Ends all background work: exchanges are cancelled, waiting secret reads return, threads stop after the
-    /// job under way. Called after the event loop ended and before the services that use the platform are
+    /// Ends all background work: cancels HTTP exchanges, makes pending keyring reads return, and stops each thread
+    /// after its current job. Call it after the event loop has ended and before the users of the platform are
     /// destroyed.
     void stop();
 

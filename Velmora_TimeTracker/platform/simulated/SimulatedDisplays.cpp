@@ -6,7 +6,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// The start and the end marker of a JPEG around `content`: enough for everything that treats pictures as bytes.
+/// `content` between the start and end markers of a JPEG: enough for code that treats pictures as bytes.
 QByteArray jpegOf(const QByteArray& content) {
     return QByteArray::fromHex("ffd8ffe0") + content + QByteArray::fromHex("ffd9");
 }

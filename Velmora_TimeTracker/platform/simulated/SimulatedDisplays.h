@@ -12,10 +12,10 @@ public:
     std::vector<DisplayDescription> list = {DisplayDescription{1, QSize(1920, 1080), 1}};
     std::optional<QString> listError;
     bool isListErrorDenial = true;
-    QSet<quint32> failingPictures;  ///< By display id: the source raises an error.
-    QSet<quint32> failingEncodings; ///< By display id: the picture does not encode.
+    QSet<quint32> failingPictures;  ///< Display ids for which the source throws an error.
+    QSet<quint32> failingEncodings; ///< Display ids whose pictures cannot be encoded.
     bool streams = false;           ///< Pictures come from streams.
-    /// What a stream delivers at once when it is started.
+    /// Delivered at once when a stream starts.
     std::vector<StreamSample> streamSamples;
     std::optional<QString> streamError;
     int picturesTaken = 0;
@@ -25,11 +25,11 @@ public:
     Task<PictureResult> picture(DisplayDescription display, QSize pixelSize, double quality) override;
 };
 
-/// Grants as the script says; counts what was asked.
+/// Scripted grants; counts the requests.
 class SimulatedPermissions : public Permissions {
 public:
     bool screenRecording = true;
-    std::deque<bool> queuedScreenAnswers; ///< Given before `screenRecording` is looked at.
+    std::deque<bool> queuedScreenAnswers; ///< Returned before `screenRecording` is used.
     int inputMonitoring = 0;
     bool grantsOnRequest = false;
     QString denialReason;

@@ -6,14 +6,13 @@
 
 #include <set>
 
-/// A scripted user at the keyboard and the mouse. Serves the counters and the idle watcher from the same
-/// events.
+/// A scripted user at the keyboard and the mouse. The same events feed the counters and the idle times.
 class SimulatedInput : public InputEventSource, public IdleTimeSource {
 public:
     explicit SimulatedInput(const Timeline& timeline)
         : timeline_(timeline) {}
 
-    /// The user does something, `count` times at this moment.
+    /// Delivers `count` events now.
     void happen(InputEventType type, int count = 1);
 
     std::unique_ptr<InputEventTap> openTap(Handler handler) override;

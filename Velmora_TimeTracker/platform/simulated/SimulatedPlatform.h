@@ -18,7 +18,7 @@ public:
     void willSleep() const;
     void didWake() const;
     void willTerminate() const;
-    /// The process died: nobody listens any more.
+    /// The process died: removes the handlers.
     void forget() { handlers_ = {}; }
 
 private:
@@ -36,8 +36,7 @@ private:
     std::function<void(bool)> onUpdate_;
 };
 
-/// Records what the program showed. An alert is answered at once when an answer was queued, else when
-/// `answer` is called.
+/// Records what the program showed. An alert is answered by a queued answer, or by `answer`.
 class SimulatedDesktop : public Desktop {
 public:
     std::vector<Alert> alerts;
@@ -77,8 +76,8 @@ public:
     QString applicationSupportDirectory() const override { return supportDirectory; }
 };
 
-/// A whole simulated machine. What a real machine keeps on disk (preferences, secrets, the files in
-/// `supportDirectory`) outlives `processDied`.
+/// A simulated machine. Preferences, secrets and the files in `supportDirectory`, which a real machine keeps on disk,
+/// outlive `processDied`.
 class SimulatedPlatform {
 public:
     explicit SimulatedPlatform(const QString& supportDirectory, quint32 seed = 1,
@@ -108,6 +107,6 @@ public:
 
     Platform platform();
 
-    /// Call after the program object was destroyed: drops everything that the process had under way.
+    /// Call it after destroying the program's objects: drops the pending work of the process.
     void processDied();
 };

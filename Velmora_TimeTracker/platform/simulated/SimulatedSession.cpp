@@ -12,7 +12,7 @@ void SimulatedURLSession::send(URLRequest request, Done done) {
         reply = failure(URLError::Code::timedOut, reply.delay == silence().delay ? request.timeout : deadline);
     auto timer = std::make_shared<std::unique_ptr<Executor::Timer>>();
     *timer = delivery_.after(reply.delay, [timer, done = std::move(done), result = std::move(reply.result)] {
-        const auto self = std::move(*timer); // the timer lives as long as its own firing
+        const auto self = std::move(*timer); // keeps the timer alive during its own job
         done(result);
     });
 }

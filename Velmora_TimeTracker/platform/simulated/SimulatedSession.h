@@ -6,8 +6,8 @@
 #include <functional>
 #include <vector>
 
-/// A network whose other end is a function. The server handles a request at the moment it is sent, so that
-/// what it did stands even when the answer is late, lost, or the client dies before it.
+/// A network whose server is a function. It handles a request when it is sent, so that its effect remains even if the
+/// response is late or lost, or the client dies.
 class SimulatedURLSession : public URLSession {
 public:
     struct Reply {
@@ -16,7 +16,7 @@ public:
     };
     using Server = std::function<Reply(const URLRequest&)>;
 
-    /// `delivery` is the executor that answers arrive on.
+    /// `delivery` is the executor on which responses arrive.
     SimulatedURLSession(Timeline& timeline, Executor& delivery)
         : timeline_(timeline)
         , delivery_(delivery) {}

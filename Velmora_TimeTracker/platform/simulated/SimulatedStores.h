@@ -30,7 +30,7 @@ public:
     Status add(const QString& service, const QString& account, const QByteArray& value) override;
 
     bool isLocked = false;
-    /// The person unlocks when asked; otherwise the prompt is dismissed.
+    /// If true, the user unlocks at the prompt; otherwise dismisses it.
     bool unlocksWhenAsked = false;
     bool isBroken = false;
     bool isAbsent = false;

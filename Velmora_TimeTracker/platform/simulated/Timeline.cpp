@@ -87,7 +87,7 @@ std::unique_ptr<Executor::Timer> SimulatedExecutor::after(Seconds delay, Job job
 
 std::unique_ptr<Executor::Timer> SimulatedExecutor::every(Seconds first, Seconds interval, Seconds leeway, Job job) {
     auto state = std::make_shared<SimulatedTimer::State>();
-    // Each firing schedules the next one on the grid of the first, so that lateness does not add up.
+    // Each call schedules the next one relative to the first, so that delays do not add up.
     struct Repeat {
         SimulatedExecutor* executor;
         std::shared_ptr<SimulatedTimer::State> state;

@@ -10,8 +10,8 @@
 #include <random>
 #include <vector>
 
-/// One virtual timeline for a whole simulated machine: nothing happens but what is scheduled on it, in the
-/// order of time and then of scheduling. Single-threaded.
+/// The virtual time of a simulated machine: runs scheduled jobs in the order of time and then of scheduling.
+/// Single-threaded.
 class Timeline {
 public:
     explicit Timeline(Date start = Date::since1970(1'700'000'000), const QByteArray& zone = "UTC");
@@ -21,26 +21,25 @@ public:
     Date date() const { return startDate_ + uptime_ + wallOffset_; }
     QTimeZone zone() const { return zone_; }
 
-    /// Lets time pass, running everything that falls due.
+    /// Advances time and runs every job that becomes due.
     void advance(Seconds span);
-    /// Runs everything that is due at this very moment, and what that posts.
+    /// Runs every job that is due now, and the jobs that they post.
     void settle() { advance(0); }
-    /// Runs the next job that is due within `span`, moving time to it; false when there is none, and time
-    /// stands `span` later.
+    /// Advances to the next job due within `span` and runs it; if there is none, advances by `span` and returns false.
     bool step(Seconds span);
 
-    /// The wall clock jumps; the monotonic one does not.
+    /// Sets the wall clock; the monotonic clock does not change.
     void jumpWallClock(Seconds by) { wallOffset_ += by; }
-    /// The machine sleeps: the wall clock goes on, nothing runs.
+    /// The machine sleeps: the wall clock advances, nothing runs.
     void sleepMachine(Seconds span) { wallOffset_ += span; }
-    /// A job takes that long: nothing else runs meanwhile.
+    /// A job takes this long: nothing else runs meanwhile.
     void stall(Seconds by) { uptime_ += by; }
     void setZone(const QByteArray& zone) { zone_ = QTimeZone(zone); }
 
-    /// Forgets everything that is scheduled: the process died.
+    /// The process died: drops all scheduled jobs.
     void clear();
 
-    /// Repeating timers fire late by up to their leeway, drawn from this seed; without one they are on time.
+    /// Repeating timers are late by a random part of their leeway, from this seed; without a seed they are on time.
     void makeTimersLate(quint32 seed) { lateness_.emplace(seed); }
 
     quint64 jobsRun() const { return jobsRun_; }
@@ -69,8 +68,8 @@ private:
     std::optional<std::mt19937> lateness_;
 };
 
-/// A serial queue on the timeline. While no job runs, the first executor made with `isMain` is the current
-/// one, as the main thread is in a real program.
+/// A serial queue on the timeline. While no job runs, the first executor created with `isMain` is the current one,
+/// like the main thread of a real program.
 class SimulatedExecutor : public Executor {
 public:
     explicit SimulatedExecutor(Timeline& timeline, bool isMain = false);
@@ -101,7 +100,7 @@ private:
     const Timeline& timeline_;
 };
 
-/// Repeatable chance: the same seed draws the same values.
+/// Reproducible random values: the same seed gives the same sequence.
 class SimulatedRandom : public Random {
 public:
     explicit SimulatedRandom(quint32 seed = 1)

@@ -18,7 +18,7 @@ namespace {
 
 struct Lock {
     int descriptor = -1;
-    bool isHeldElsewhere = false; ///< False without a descriptor: the file cannot even be opened.
+    bool isHeldElsewhere = false; ///< False if the file cannot be opened.
 };
 
 Lock takeLock(const QString& path) {
@@ -38,7 +38,7 @@ bool isThisUser(const QLocalSocket& socket) {
            peer.uid == geteuid();
 }
 
-/// A connection is the whole request.
+/// The connection itself is the request.
 bool askToComeUp(const QString& socketPath) {
     QLocalSocket socket;
     socket.connectToServer(socketPath);
@@ -55,10 +55,10 @@ std::unique_ptr<SingleInstance> SingleInstance::acquire(const QString& configura
     const QString name = "/velmora-timetracker-" + QString::fromLatin1(key.toHex().first(16));
     const QString socket = runtimeFolder + name + ".socket";
 
-    // The one that holds the lock may not listen yet, or be about to end.
+    // The owner of the lock may not listen yet, or may be about to end.
     for (const QDeadlineTimer deadline(3000); !deadline.hasExpired(); QThread::msleep(20)) {
-        // The lock lies in the folder that it guards, so that all who use the folder meet at it; a folder
-        // that cannot be written is guarded from the session's.
+        // The lock is in the folder that it protects, so that every user of the folder uses the same lock; for a
+        // read-only folder it is in the session's runtime folder.
         Lock lock = takeLock(configurationFolder + name + ".lock");
         if (lock.descriptor < 0 && !lock.isHeldElsewhere)
             lock = takeLock(runtimeFolder + name + ".lock");
@@ -74,7 +74,7 @@ std::unique_ptr<SingleInstance> SingleInstance::acquire(const QString& configura
 SingleInstance::SingleInstance(int lock, const QString& socket)
     : lock_(lock) {
     QObject::connect(&server_, &QLocalServer::newConnection, &server_, [this] { accept(); });
-    QLocalServer::removeServer(socket); // left by a crash: its owner would hold the lock
+    QLocalServer::removeServer(socket); // left by a crash; a live owner would hold the lock
     server_.setSocketOptions(QLocalServer::UserAccessOption);
     if (!server_.listen(socket))
         qCCritical(Log::session, "Later starts cannot be heard: %s", qUtf8Printable(server_.errorString()));

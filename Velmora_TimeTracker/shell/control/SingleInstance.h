@@ -5,12 +5,12 @@
 #include <functional>
 #include <memory>
 
-/// The right to be the one running program of a user's configuration folder: a lock held for life, and a
-/// socket over which later starts ask the first one to come up. Main thread.
+/// Makes the program the only one for a user's configuration folder: holds a lock for its lifetime, and a socket by
+/// which later starts ask the first to show its window. Main thread.
 class SingleInstance {
 public:
-    /// Null when another process holds the right; that one has then been asked to come up, and this one
-    /// should end. Blocks for at most three seconds. `configurationFolder` is made if need be.
+    /// Null if another process holds the lock: it has been asked to show its window, and this process should end.
+    /// Blocks for at most three seconds. Creates `configurationFolder` if missing.
     static std::unique_ptr<SingleInstance> acquire(const QString& configurationFolder);
 
     ~SingleInstance();

@@ -6,6 +6,6 @@
 /// One way to the input events of a desktop session.
 class InputRoad : public InputEventSource {
 public:
-    /// Tries now, unless the road is already in use. Any thread.
+    /// Probes the road, unless it is already in use. Any thread.
     virtual Availability probe() = 0;
 };

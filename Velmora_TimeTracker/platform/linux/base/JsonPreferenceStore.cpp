@@ -57,14 +57,14 @@ void JsonPreferenceStore::load() {
     unmerged_.reset();
 }
 
-/// The values in `text`; without any, and the file set aside, when it makes no sense.
+/// The values in `text`. If it is invalid, renames the file and returns none.
 QJsonObject JsonPreferenceStore::parsed(const QByteArray& text) const {
     const QJsonDocument document = QJsonDocument::fromJson(text);
     if (document.isObject())
         return document.object();
     const QString stamp = clock_.now().toDateTime(QTimeZone::utc()).toString("yyyyMMdd-HHmmss");
     const QString aside = PrivateFiles::setAside(file_, stamp);
-    qCCritical(Log::session, "Preferences make no sense; kept as %s, starting with none", qUtf8Printable(aside));
+    qCCritical(Log::session, "Preferences are invalid; renamed to %s, starting with none", qUtf8Printable(aside));
     return {};
 }
 

@@ -8,13 +8,12 @@
 
 class Clock;
 
-/// Preferences in one JSON file, mode 0600 in a folder of mode 0700, replaced as a whole at each change.
+/// Preferences in one JSON file, mode 0600 in a folder of mode 0700, rewritten at each change.
 ///
-/// The program runs once per user, so this object is the file's only writer and reads it once: reads come
-/// from memory. A value whose write failed stays valid in memory, and goes to the file with the next write
-/// that succeeds. A file whose content makes no sense is set aside and a new one begun. A file that exists but
-/// cannot be read is left as it is: changes stay in memory, each tries to read the file again, and they are
-/// merged into what it then holds.
+/// The program runs once per user, so this object is the file's only writer and reads it once; later reads come from
+/// memory. A value whose write failed is kept in memory and written with the next successful write. A file with
+/// invalid content is renamed and a new one created. A file that exists but cannot be read is not changed: changes
+/// stay in memory, each one retries the read, and they are merged into its content.
 class JsonPreferenceStore final : public PreferenceStore {
 public:
     JsonPreferenceStore(QString file, const Clock& clock);
@@ -35,7 +34,7 @@ private:
     const Clock& clock_;
     mutable std::mutex mutex_; ///< Guards all below.
     QJsonObject values_;
-    /// The keys that were set or removed before the file could be read; absent once it was.
+    /// Keys set or removed before the file could be read; absent once it was read.
     std::optional<QHash<QString, Origin>> unmerged_ = QHash<QString, Origin>();
-    bool saved_ = true; ///< The file holds what `values_` holds.
+    bool saved_ = true; ///< True if the file matches `values_`.
 };

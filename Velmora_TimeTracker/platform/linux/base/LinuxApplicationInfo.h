@@ -2,7 +2,7 @@
 
 #include "platform/ApplicationInfo.h"
 
-/// Values compiled in by the build, and the XDG base directories.
+/// Values of the build, and the XDG base directories.
 class LinuxApplicationInfo final : public ApplicationInfo {
 public:
     std::optional<QString> information(const QString& key) const override;

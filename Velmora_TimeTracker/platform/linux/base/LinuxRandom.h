@@ -2,7 +2,7 @@
 
 #include "platform/Random.h"
 
-/// Chance from the kernel's generator.
+/// Random values from the kernel's generator.
 class LinuxRandom final : public Random {
 public:
     QUuid uuid() override;

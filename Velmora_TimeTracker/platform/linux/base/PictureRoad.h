@@ -6,6 +6,6 @@
 /// One way to the pictures of a desktop session.
 class PictureRoad : public DisplaySource {
 public:
-    /// Tries now. Any thread, also while a picture is taken, which it does not wait for.
+    /// Probes the road. Any thread; does not wait for a picture that is being taken.
     virtual Availability probe() = 0;
 };

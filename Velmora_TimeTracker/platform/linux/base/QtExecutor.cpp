@@ -35,14 +35,14 @@ struct JobEvent final : QEvent {
 
 } // namespace
 
-/// What a caller holds. The pump knows it weakly: a destroyed timer is gone from there without any message,
-/// and one that is firing lives until its job returned.
+/// The timer that a caller holds. The pump has weak pointers: a destroyed timer needs no removal, and a firing one
+/// lives until its job returns.
 struct QtExecutor::PendingTimer {
     Job job;
     nanoseconds interval{0}; ///< 0: fires once.
     nanoseconds leeway{0};
 
-    /// A moment not before `due`, and within the leeway, that lies as near to a whole second as can be.
+    /// The time within the leeway after `due` that is nearest to a whole second.
     nanoseconds aligned(nanoseconds due) const {
         const nanoseconds intoSecond = due % std::chrono::seconds(1);
         const nanoseconds toWhole = intoSecond.count() == 0 ? nanoseconds(0) : std::chrono::seconds(1) - intoSecond;
@@ -50,10 +50,10 @@ struct QtExecutor::PendingTimer {
     }
 };
 
-/// The part of an executor that lives on its thread.
+/// The part of an executor that belongs to its thread.
 class QtExecutor::Pump final : public QObject {
 public:
-    std::atomic<bool> closed = false; ///< Nothing runs any more.
+    std::atomic<bool> closed = false; ///< No further job runs.
 
     bool event(QEvent* event) override {
         if (event->type() != jobEventType)
@@ -75,7 +75,7 @@ public:
 
 private:
     void timerEvent(QTimerEvent*) override {
-        // Timers that jobs add with no delay wait for the next turn, so that posted jobs get theirs.
+        // Timers added by these jobs wait for the next pass, so that posted jobs run in between.
         const nanoseconds now = uptime();
         while (!closed && !queue_.empty() && queue_.begin()->first <= now) {
             const auto [due, weak] = *queue_.begin();
@@ -85,13 +85,13 @@ private:
                 continue;
             if (timer->interval.count() > 0)
                 queue_.emplace(nextFiring(*timer, due, now), weak);
-            arm(); // A job may run an event loop of its own, in which the other timers go on.
+            arm(); // A job may run a nested event loop, in which the other timers continue.
             timer->job();
         }
         arm();
     }
 
-    /// Firings that lie in the past already, after a long job say, are left out.
+    /// Skips calls whose time has passed, for instance after a long job.
     static nanoseconds nextFiring(const PendingTimer& timer, nanoseconds due, nanoseconds now) {
         const nanoseconds next = due + timer.interval;
         return timer.aligned(next > now ? next : now + timer.interval);
@@ -107,7 +107,7 @@ private:
         wakeUp_.start(static_cast<int>(bounded.count()), Qt::PreciseTimer, this);
     }
 
-    std::multimap<nanoseconds, std::weak_ptr<PendingTimer>> queue_; ///< By the time at which they are due.
+    std::multimap<nanoseconds, std::weak_ptr<PendingTimer>> queue_; ///< Sorted by due time.
     QBasicTimer wakeUp_;
 };
 
@@ -160,7 +160,7 @@ void QtExecutor::sync(const Job& job) {
     try {
         done.get();
     } catch (const std::future_error&) {
-        // The executor stopped and dropped the job: nothing runs beside it any more.
+        // The executor has stopped and dropped the job: no other job can run concurrently.
         const Scope scope(this);
         job();
     }
@@ -188,7 +188,7 @@ private:
 
 ThreadExecutor::ThreadExecutor(const QString& label)
     : thread_(std::make_unique<Worker>(*this, *pump_)) {
-    thread_->setObjectName(label.section('.', -1)); // the system keeps fifteen characters
+    thread_->setObjectName(label.section('.', -1)); // Linux keeps 15 characters
     pump_->moveToThread(thread_.get());
 }
 
@@ -202,7 +202,7 @@ void ThreadExecutor::prepare() {
 
 void ThreadExecutor::stop() {
     pump_->closed = true;
-    std::call_once(started_, [] {}); // a thread that has not begun does not begin any more
+    std::call_once(started_, [] {}); // prevents a later start of the thread
     thread_->quit();
     thread_->wait();
     QCoreApplication::removePostedEvents(pump_.get());

@@ -8,8 +8,8 @@
 
 /// An executor over a Qt event loop: jobs are posted events, and one precise timer serves all pending timers.
 ///
-/// A repeating timer with leeway uses it up until its firings fall on whole seconds of the monotonic clock,
-/// and then keeps its interval: timers of whole seconds thus meet in one wake-up, across threads too.
+/// A repeating timer with leeway is delayed until it fires on whole seconds of the monotonic clock and then keeps its
+/// interval: timers of whole seconds thus share wake-ups, across threads too.
 class QtExecutor : public Executor {
 public:
     ~QtExecutor() override;
@@ -23,7 +23,7 @@ protected:
     class Pump;
     QtExecutor();
 
-    /// Called before each job is posted: the moment to start a thread.
+    /// Called before each job is posted, to start a thread at its first job.
     virtual void prepare() {}
 
     std::unique_ptr<Pump> pump_;
@@ -33,8 +33,8 @@ private:
     std::unique_ptr<Timer> schedule(std::chrono::nanoseconds due, std::shared_ptr<PendingTimer> timer);
 };
 
-/// The executor of the thread that constructs it, which must run the application's event loop. While it lives
-/// it is `Executor::current()` there.
+/// The executor of the thread that constructs it, which must run the application's event loop. During its lifetime it
+/// is `Executor::current()` there.
 class MainExecutor final : public QtExecutor {
 public:
     MainExecutor();
@@ -43,15 +43,15 @@ private:
     Scope scope_;
 };
 
-/// An executor with a thread of its own, which starts at the first use.
+/// An executor with its own thread, which starts at the first use.
 class ThreadExecutor final : public QtExecutor {
 public:
-    /// The thread bears the last component of `label` as its name.
+    /// The last component of `label` is the name of the thread.
     explicit ThreadExecutor(const QString& label);
     ~ThreadExecutor() override;
 
-    /// Ends the thread once the job under way returned. Jobs and timers that have not run are dropped, later
-    /// ones too; `sync` then runs its job on the calling thread. Not to be called on the executor itself.
+    /// Ends the thread after its current job. Drops pending and later jobs and timers; `sync` then runs its job on the
+    /// calling thread. Must not be called on the executor itself.
     void stop();
 
 private:

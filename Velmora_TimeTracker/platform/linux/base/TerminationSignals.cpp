@@ -6,7 +6,7 @@
 
 namespace {
 
-// A signal handler is given nothing but the signal: what it writes to must be found without an object.
+// A signal handler gets only the signal number, so its pipe is global.
 volatile sig_atomic_t wakeUp = -1;
 
 void announce(int) {
@@ -16,7 +16,7 @@ void announce(int) {
     errno = error;
 }
 
-// Not SIG_IGN, which programs that we start would inherit.
+// Not SIG_IGN, which child processes would inherit.
 void ignore(int) {}
 
 int openWakeUp() {

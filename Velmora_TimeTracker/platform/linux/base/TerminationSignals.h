@@ -5,9 +5,8 @@
 #include <csignal>
 #include <functional>
 
-/// Turns SIGTERM, SIGINT and SIGHUP into calls from the event loop of the constructing thread. While it
-/// lives, a broken pipe and a file grown past its limit are errors of the write and do not end the process.
-/// One at a time.
+/// Turns SIGTERM, SIGINT and SIGHUP into calls from the event loop of the constructing thread. During its lifetime a
+/// broken pipe and an exceeded file size limit are write errors and do not end the process. One instance at a time.
 class TerminationSignals {
 public:
     explicit TerminationSignals(std::function<void()> onSignal);

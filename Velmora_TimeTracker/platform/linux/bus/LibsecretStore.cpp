@@ -35,7 +35,7 @@ struct Error {
     ~Error() { g_clear_error(&error); }
 };
 
-/// Null without a bus. Of its own accord a lost session bus would end the process.
+/// Null without a bus. GDBus would exit the process when the bus is lost; that is disabled here.
 GObjectPtr<GDBusConnection> sessionBus(GCancellable* cancellable) {
     GObjectPtr<GDBusConnection> bus(g_bus_get_sync(G_BUS_TYPE_SESSION, cancellable, nullptr));
     if (bus)
@@ -104,7 +104,7 @@ private:
                                                   qUtf8Printable(account), nullptr));
     }
 
-    /// A locked keyring may keep its items from the search: nothing found in it is not yet missing.
+    /// A locked keyring may hide its items from the search: an empty result does not mean that the item is missing.
     Found find(const QString& service, const QString& account, WhenLocked whenLocked) const {
         Error error;
         const Service keyring = connect(error);
@@ -148,12 +148,11 @@ private:
         return found;
     }
 
-    /// What an error means. The connection is made anew next time, for the service may have been started
-    /// again.
+    /// The status for an error. Drops the connection, so that the next call reconnects to a restarted service.
     static Status failure(const Error& error) {
         if (g_error_matches(error.error, SECRET_ERROR, SECRET_ERROR_IS_LOCKED))
             return Status::locked;
-        qCCritical(Log::auth, "The keyring could not be asked: %s", error.error ? error.error->message : "?");
+        qCCritical(Log::auth, "The keyring cannot be reached: %s", error.error ? error.error->message : "?");
         secret_service_disconnect();
         return Status::failed;
     }
@@ -162,7 +161,7 @@ private:
     const Schema schema_;
 };
 
-/// Secrets that end with the process.
+/// Secrets in the memory of the process.
 class ProcessMemory final : public SecretStore {
 public:
     ~ProcessMemory() override {
@@ -197,7 +196,7 @@ public:
     }
 
 private:
-    // Bytes of its own, so that wiping reaches them and nobody else's.
+    // A deep copy, so that wiping it does not affect shared data.
     static QByteArray copy(const QByteArray& secret) { return {secret.constData(), secret.size()}; }
     static void wipe(QByteArray& secret) { explicit_bzero(secret.data(), static_cast<size_t>(secret.size())); }
 
@@ -205,8 +204,7 @@ private:
     QMap<QPair<QString, QString>, QByteArray> secrets_;
 };
 
-/// True for the bus's own words that nobody serves a name, and that nobody can be started to do it. A service
-/// that is slow, or was not waited for, is there all the same.
+/// True if the bus reports that the name has no owner and is not activatable. A slow service still counts as present.
 bool meansAbsent(const GError* error) {
     if (!error || error->domain != G_DBUS_ERROR)
         return false;
@@ -224,7 +222,7 @@ bool meansAbsent(const GError* error) {
     }
 }
 
-/// True when the session bus has a Secret Service; with `G_DBUS_CALL_FLAGS_NONE` it is started if need be.
+/// True if the session bus has a Secret Service; `G_DBUS_CALL_FLAGS_NONE` starts it if necessary.
 bool hasSecretService(GCancellable* cancellable, GDBusCallFlags flags) {
     const auto bus = sessionBus(cancellable);
     if (g_cancellable_is_cancelled(cancellable))
@@ -250,7 +248,7 @@ LibsecretStore::~LibsecretStore() = default;
 
 SecretStore* LibsecretStore::keyring() {
     const std::lock_guard guard(choice_);
-    const auto flags = std::exchange(wasAsked_, true) ? G_DBUS_CALL_FLAGS_NO_AUTO_START : G_DBUS_CALL_FLAGS_NONE;
+    const auto flags = std::exchange(startRequested_, true) ? G_DBUS_CALL_FLAGS_NO_AUTO_START : G_DBUS_CALL_FLAGS_NONE;
     if (!keyring_ && hasSecretService(cancellable_.get(), flags))
         keyring_ = std::make_unique<Keyring>(cancellable_.get());
     return keyring_.get();

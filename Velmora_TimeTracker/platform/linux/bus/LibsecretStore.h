@@ -7,9 +7,9 @@
 
 struct _GCancellable;
 
-/// The desktop's Secret Service. While the session has none and can start none, `read` answers `absent`, and what is
-/// added lives in the memory of this process only, with a log line; it never goes to a file. A service that comes
-/// later is used from the next call on: what lives in memory moves into it as soon as it is unlocked.
+/// The desktop's Secret Service. While the session has none and cannot start one, `read` returns `absent`, and added
+/// secrets are kept in the memory of this process only, never in a file; this is logged. A service that appears later
+/// is used from the next call on, and gets the secrets from memory once it is unlocked.
 class LibsecretStore final : public SecretStore {
 public:
     LibsecretStore();
@@ -19,14 +19,13 @@ public:
     Status remove(const QString& service, const QString& account) override;
     Status add(const QString& service, const QString& account, const QByteArray& value) override;
 
-    /// Makes calls that wait for the user or the service return `failed`, and all later ones: for the
-    /// program's end.
+    /// Makes pending and later calls return `failed`. Call it at the end of the program.
     void cancel();
 
 private:
-    /// Null while the session has no service. One that was there once is never taken for absent again.
+    /// Null while the session has no service. A service that was present once never counts as absent again.
     SecretStore* keyring();
-    /// Moves what was added without a service into one that is unlocked.
+    /// Moves secrets from memory into an unlocked service.
     void moveInto(SecretStore& store, const QString& service, const QString& account);
 
     const std::unique_ptr<_GCancellable, void (*)(void*)> cancellable_;
@@ -34,5 +33,5 @@ private:
     std::mutex writing_; ///< Keeps a write, and a move into the keyring, in one step.
     std::mutex choice_;  ///< Guards the members below.
     std::unique_ptr<SecretStore> keyring_;
-    bool wasAsked_ = false; ///< The bus, to start a service: once is enough.
+    bool startRequested_ = false; ///< True once the bus was asked to start a service.
 };

@@ -20,11 +20,11 @@ const QString service = "org.freedesktop.login1";
 const QString path = "/org/freedesktop/login1";
 const QString interface = "org.freedesktop.login1.Manager";
 
-/// Shorter ones do not matter; reading two clocks one after the other takes less.
+/// Shorter sleeps are ignored; reading two clocks in succession takes less.
 constexpr std::chrono::seconds shortestSleep(1);
 
-/// exit() called from within a library, as Qt does when the X server is gone, emits no aboutToQuit. Before
-/// anything else it destroys what is local to the calling thread.
+/// Qt calls exit() when the X server is lost, which emits no aboutToQuit. exit() first destroys thread-local objects,
+/// so this one gets the chance to act.
 struct AtExit {
     std::function<void()> run;
     ~AtExit() {
@@ -40,7 +40,7 @@ LinuxPowerEvents::LinuxPowerEvents(Executor& main, const QDBusConnection& system
     : main_(main)
     , bus_(systemBus)
     , timeAsleep_(std::move(timeAsleep))
-    , knownAsleep_(timeAsleep_()) {}
+    , reportedSleep_(timeAsleep_()) {}
 
 LinuxPowerEvents::~LinuxPowerEvents() {
     atExit.run = nullptr;
@@ -54,8 +54,7 @@ void LinuxPowerEvents::start(Handlers handlers) {
     connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this, &LinuxPowerEvents::terminateOnce);
     atExit.run = [this] { terminateOnce(); };
 
-    // The two subscriptions follow the name to whichever process owns it; the inhibitor belongs to the
-    // process.
+    // The subscriptions follow the bus name to a new owner; the inhibitor belongs to one process.
     bus_.connect(service, path, interface, "PrepareForSleep", this, SLOT(prepareForSleep(bool)));
     bus_.connect(service, path, interface, "PrepareForShutdown", this, SLOT(prepareForShutdown(bool)));
     auto* watcher = new QDBusServiceWatcher(service, bus_, QDBusServiceWatcher::WatchForRegistration, this);
@@ -64,8 +63,8 @@ void LinuxPowerEvents::start(Handlers handlers) {
     watchClocks();
 }
 
-/// A timer of the wall clock that is never due is ended by the system each time that clock moves against the
-/// monotonic one, which is so at every wake: nothing has to be looked at in between.
+/// The kernel cancels this far-off timer each time the wall clock moves against the monotonic clock, as it does at
+/// every wake: no polling is needed.
 void LinuxPowerEvents::watchClocks() {
     const int timer = timerfd_create(CLOCK_REALTIME, TFD_CLOEXEC | TFD_NONBLOCK);
     const itimerspec never{.it_interval = {}, .it_value = {std::numeric_limits<time_t>::max(), 0}};
@@ -78,17 +77,17 @@ void LinuxPowerEvents::watchClocks() {
     });
 }
 
-/// An announced sleep ends here too, before or after logind tells of it: the first of the two is the wake.
+/// Also called after an announced sleep, before or after the signal of logind; the first of the two is the wake.
 void LinuxPowerEvents::lookForSleep() {
     const auto asleep = timeAsleep_();
-    const bool slept = asleep - std::exchange(knownAsleep_, asleep) >= shortestSleep;
+    const bool slept = asleep - std::exchange(reportedSleep_, asleep) >= shortestSleep;
     if (slept && handlers_.didWake)
         handlers_.didWake();
 }
 
 void LinuxPowerEvents::sessionIsEnding() {
     terminateOnce();
-    // Not quit(), which asks the windows first: they only hide.
+    // Not quit(): it closes the windows first, which only hides them.
     QCoreApplication::exit();
 }
 
@@ -98,7 +97,7 @@ void LinuxPowerEvents::prepareForSleep(bool begins) {
             handlers_.willSleep();
         releaseInhibitorAfterPostedWork();
     } else {
-        knownAsleep_ = timeAsleep_();
+        reportedSleep_ = timeAsleep_();
         if (handlers_.didWake)
             handlers_.didWake();
         takeInhibitor();
@@ -123,7 +122,7 @@ void LinuxPowerEvents::takeInhibitor() {
         const QDBusPendingReply<QDBusUnixFileDescriptor> reply = *watcher;
         if (!reply.isError())
             inhibitor_ = reply.value();
-        watcher->deleteLater(); // with the reply's own copy of the descriptor
+        watcher->deleteLater(); // closes the reply's copy of the descriptor
     });
 }
 

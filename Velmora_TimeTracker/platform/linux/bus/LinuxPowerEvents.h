@@ -14,15 +14,15 @@ class Executor;
 class QSocketNotifier;
 class TerminationSignals;
 
-/// Sleep, wake and shutdown from logind, termination signals, and the end of the application, be it that it
-/// quits or that its X server is lost. A delay inhibitor makes the machine wait until the sleep handler, and
-/// what it posted to the main executor, is done. Without logind the rest still works, and of a sleep
-/// the wake is told; a logind that comes later is taken up.
+/// Sleep, wake and shutdown from logind, termination signals, and the end of the application by quitting or by the
+/// loss of its X server. A delay inhibitor makes the machine wait until the sleep handler, and jobs that it posted to
+/// the main executor, have run. Without logind the rest still works, and a sleep is reported at the wake; a logind
+/// that appears later is used.
 class LinuxPowerEvents final : public QObject, public PowerEvents {
     Q_OBJECT
 
 public:
-    /// `timeAsleep` is asked on the main thread.
+    /// `timeAsleep` is called on the main thread.
     LinuxPowerEvents(Executor& main, const QDBusConnection& systemBus,
                      std::function<std::chrono::nanoseconds()> timeAsleep = LinuxClock::timeAsleep);
     ~LinuxPowerEvents() override;
@@ -32,8 +32,7 @@ public:
     /// The desktop session ends: runs `willTerminate`, unless it ran before, and then ends the application.
     void sessionIsEnding();
 
-    /// Tells the wake from a sleep that nobody announced. Called when the clocks have moved against each other, as they do
-    /// at each wake.
+    /// Reports the wake from an unannounced sleep. Called when the two clocks have diverged, as they do at each wake.
     void lookForSleep();
 
 private Q_SLOTS:
@@ -49,7 +48,7 @@ private:
     Executor& main_;
     QDBusConnection bus_;
     const std::function<std::chrono::nanoseconds()> timeAsleep_;
-    std::chrono::nanoseconds knownAsleep_{}; ///< Of which the handlers have heard.
+    std::chrono::nanoseconds reportedSleep_{}; ///< Total sleep time already reported to the handlers.
     std::unique_ptr<QSocketNotifier> clocksMoved_;
     Handlers handlers_;
     QDBusUnixFileDescriptor inhibitor_;

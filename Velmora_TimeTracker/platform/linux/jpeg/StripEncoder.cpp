@@ -12,7 +12,7 @@
 
 namespace {
 
-/// libjpeg takes 16 rows at a time where chroma has half the rows.
+/// libjpeg takes 16 rows at a time with chroma subsampled to half the rows.
 constexpr int groupRows = 2 * DCTSIZE;
 
 /// A strip is two groups of rows: larger strips save nothing, smaller ones cost more exchanges with the
@@ -49,7 +49,7 @@ int roundUp(int value, int multiple) {
     return (value + multiple - 1) / multiple * multiple;
 }
 
-/// Full-range YCbCr with chroma halved both ways, as JPEG wants it.
+/// Full-range YCbCr with chroma subsampled 2×2, the input format of JPEG.
 struct Planes {
     explicit Planes(int width)
         : y(width, roundUp(width, groupRows), stripRows)
@@ -69,12 +69,12 @@ struct Planes {
     Plane v;
 };
 
-/// Where libjpeg writes: straight into a byte array, which moves no bytes when it grows large.
+/// The destination of libjpeg: a byte array that grows.
 struct Output {
     Output() {
         base.init_destination = [](j_compress_ptr compress) { of(compress).grow(0); };
         base.empty_output_buffer = [](j_compress_ptr compress) -> boolean {
-            of(compress).grow(of(compress).bytes.size()); // It is called when all is full.
+            of(compress).grow(of(compress).bytes.size()); // Called when the buffer is full.
             return TRUE;
         };
         base.term_destination = [](j_compress_ptr compress) {
@@ -92,12 +92,12 @@ struct Output {
         base.free_in_buffer = size_t(bytes.size() - used);
     }
 
-    jpeg_destination_mgr base{}; ///< First, so that a pointer to it is a pointer to the whole.
+    jpeg_destination_mgr base{}; ///< First member, so that its address is that of the object.
     QByteArray bytes;
 };
 
-/// libjpeg with raw planes. It reports errors by a jump, which must not pass over an object with a
-/// destructor: so no function here that calls setjmp holds one.
+/// libjpeg with raw planes. It reports errors by longjmp, which must not skip a destructor: no function here that
+/// calls setjmp has such a local object.
 class JpegWriter {
 public:
     JpegWriter() {
@@ -120,14 +120,14 @@ public:
         compress_.image_height = JDIMENSION(size.height());
         compress_.input_components = 3;
         compress_.in_color_space = JCS_YCbCr;
-        jpeg_set_defaults(&compress_); // Chroma halved both ways is among them.
+        jpeg_set_defaults(&compress_); // Includes chroma subsampling 2×2.
         jpeg_set_quality(&compress_, quality, TRUE);
         compress_.raw_data_in = TRUE;
         jpeg_start_compress(&compress_, TRUE);
         return true;
     }
 
-    /// The rows of a strip; below the last one of a picture it is repeated up to the end of its group.
+    /// Writes the rows of a strip; the last row of a picture is repeated to fill its group.
     bool write(Planes& planes, int rows) {
         if (setjmp(error_.jump))
             return false;
@@ -159,7 +159,7 @@ public:
 
 private:
     struct Error {
-        jpeg_error_mgr base; ///< First, as above.
+        jpeg_error_mgr base; ///< First member, as above.
         std::jmp_buf jump;
     };
     jpeg_compress_struct compress_{};
@@ -167,7 +167,7 @@ private:
     Output output_;
 };
 
-/// Gives the rows of a picture of size `target`, each strip scaled as if the whole source were there.
+/// Returns the rows of a picture of size `target`; each strip is scaled as part of the whole source.
 class StripScaler {
 public:
     StripScaler(QSize source, QSize target, const ReadRows& readRows)
@@ -185,7 +185,7 @@ public:
         const uint8_t* strip = readRows_(first, end - first);
         if (!strip)
             return nullptr;
-        // The scaler addresses both pictures from their first rows, of which only the strip's are there.
+        // The scaler computes addresses from row 0 of both pictures, although only the strip's rows exist.
         const ptrdiff_t sourceStride = ptrdiff_t(source_.width()) * 4;
         const ptrdiff_t targetStride = ptrdiff_t(target_.width()) * 4;
         const int failed =

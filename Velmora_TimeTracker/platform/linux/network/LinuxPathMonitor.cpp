@@ -8,9 +8,9 @@ namespace {
 const QString service = "org.freedesktop.NetworkManager";
 const QString path = "/org/freedesktop/NetworkManager";
 
-/// NetworkManager's states count from 10 (asleep) to 70 (the whole internet); 0 means that it does not know.
+/// NetworkManager's states range from 10 (asleep) to 70 (global connectivity); 0 is unknown.
 bool isOnline(uint state) {
-    constexpr uint connectedToSite = 60; // beyond the local link, where a company's own server may be
+    constexpr uint connectedToSite = 60; // site connectivity, which may reach a company's server
     return state == 0 || state >= connectedToSite;
 }
 } // namespace
@@ -34,15 +34,15 @@ void LinuxPathMonitor::start(std::function<void(bool online)> onUpdate) {
 void LinuxPathMonitor::ask() {
     QDBusMessage call = QDBusMessage::createMethodCall(service, path, "org.freedesktop.DBus.Properties", "Get");
     call << service << "State";
-    question_ = std::make_unique<QDBusPendingCallWatcher>(bus_.asyncCall(call));
-    connect(question_.get(), &QDBusPendingCallWatcher::finished, this, [this] {
-        const QDBusPendingReply<QDBusVariant> reply = *question_;
+    pendingQuery_ = std::make_unique<QDBusPendingCallWatcher>(bus_.asyncCall(call));
+    connect(pendingQuery_.get(), &QDBusPendingCallWatcher::finished, this, [this] {
+        const QDBusPendingReply<QDBusVariant> reply = *pendingQuery_;
         report(reply.isError() || isOnline(reply.value().variant().toUInt()));
     });
 }
 
 void LinuxPathMonitor::stateChanged(uint state) {
-    question_.reset(); // its answer may be delivered late, and is older
+    pendingQuery_.reset(); // its late reply would be older
     report(isOnline(state));
 }
 

@@ -8,8 +8,8 @@
 #include <memory>
 #include <optional>
 
-/// NetworkManager's opinion: online from "connected, site" on. Without NetworkManager the machine counts as
-/// online. Updates come on the thread of construction.
+/// The state of NetworkManager: online from "connected, site" on. Without NetworkManager the machine counts as online.
+/// Updates are called on the constructing thread.
 class LinuxPathMonitor final : public QObject, public PathMonitor {
     Q_OBJECT
 
@@ -27,6 +27,6 @@ private:
 
     QDBusConnection bus_;
     std::function<void(bool)> onUpdate_;
-    std::unique_ptr<QDBusPendingCallWatcher> question_; ///< The last one; gone once a newer word has come.
+    std::unique_ptr<QDBusPendingCallWatcher> pendingQuery_; ///< Pending query; reset when a newer state arrives.
     std::optional<bool> last_;
 };

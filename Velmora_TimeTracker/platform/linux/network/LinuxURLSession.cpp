@@ -10,7 +10,7 @@
 
 using namespace Qt::StringLiterals;
 
-/// The duty to call `done` once: one that is dropped unanswered says "cancelled".
+/// Calls `done` exactly once: with "cancelled" if it is destroyed before.
 class LinuxURLSession::Answer {
 public:
     explicit Answer(Done done)
@@ -28,7 +28,7 @@ private:
     Done done_;
 };
 
-/// One reply from its first byte to its answer.
+/// One exchange from sending to completion.
 class LinuxURLSession::Exchange {
 public:
     Exchange(LinuxURLSession& session, QNetworkReply* reply, Seconds deadline, std::shared_ptr<Answer> answer)
@@ -50,7 +50,7 @@ public:
 private:
     static constexpr qint64 chunk = 64 * 1024;
 
-    /// Ends the connection too. The reply needs its own connections of signals for that: they stay.
+    /// Closes the connection too. The reply uses its own signal connections for that, so they are kept.
     struct Drop {
         void operator()(QNetworkReply* reply) const {
             reply->abort();
@@ -58,8 +58,8 @@ private:
         }
     };
 
-    /// Takes what has come, in pieces since compressed bytes unfold as they are read. False when that ended
-    /// the exchange.
+    /// Reads the received bytes in pieces, since compressed data expands while it is read. False if that ended the
+    /// exchange.
     bool read() {
         for (QByteArray piece; reply_->isOpen() && !(piece = reply_->read(chunk)).isEmpty(); body_ += piece) {
             if (body_.size() + piece.size() > maximumBody) {
@@ -70,7 +70,7 @@ private:
         return true;
     }
 
-    /// The library keeps to the origin, but follows some redirects of a POST by a GET, whose answer is not that of the
+    /// Qt stays within the origin but follows some redirects of a POST with a GET, whose response is not that of the
     /// POST.
     void refuseOtherMethod() {
         if (reply_->operation() != operation_)
@@ -83,7 +83,7 @@ private:
         if (status.isValid())
             response.statusCode = status.toInt();
         if (auto failure = NetworkErrorMapping::transportFailure(reply_->error(), response.statusCode)) {
-            // Nobody aborts a reply that is still listened to, but its own time-out.
+            // A reply with connected signals is aborted only by its timeout.
             if (*failure == URLError::Code::cancelled)
                 return URLError(URLError::Code::timedOut, "The request timed out");
             return URLError(*failure, reply_->errorString());
@@ -103,8 +103,8 @@ private:
 
     LinuxURLSession& session_;
     std::unique_ptr<QNetworkReply, Drop> reply_;
-    const QNetworkAccessManager::Operation operation_; ///< Of the request as it was made.
-    QObject listener_;                                 ///< Goes before the reply, which is then heard no more.
+    const QNetworkAccessManager::Operation operation_; ///< The operation of the original request.
+    QObject listener_;                                 ///< Destroyed before reply_, which disconnects its signals.
     std::shared_ptr<Answer> answer_;
     std::unique_ptr<Executor::Timer> deadline_;
     QByteArray body_;
@@ -123,14 +123,14 @@ QNetworkRequest networkRequest(const URLRequest& request, const QString& userAge
     result.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
     result.setAttribute(QNetworkRequest::AuthenticationReuseAttribute, QNetworkRequest::Manual);
     result.setAttribute(QNetworkRequest::Http2AllowedAttribute,
-                        false); // a few exchanges a minute gain nothing
+                        false); // no benefit for a few exchanges a minute
     constexpr double longest = std::numeric_limits<int>::max();
     result.setTransferTimeout(static_cast<int>(std::clamp(std::ceil(request.timeout * 1000), 1.0, longest)));
     return result;
 }
 
 QNetworkReply* start(QNetworkAccessManager& manager, const URLRequest& request, const QString& userAgent) {
-    // The named operations follow a redirect with the right method; a custom one does not.
+    // Qt keeps the method of its named operations at a redirect, but not of a custom one.
     if (request.method == "GET" && request.body.isEmpty())
         return manager.get(networkRequest(request, userAgent));
     if (request.method == "POST")

@@ -8,9 +8,9 @@
 
 class QNetworkAccessManager;
 
-/// HTTP over QNetworkAccessManager on a thread of its own. Keeps no cookies and no cache, ignores no TLS
-/// error, follows at most five redirects. `done` is called on the network thread; for an exchange that was dropped
-/// before it began, on the thread that dropped it.
+/// HTTP by QNetworkAccessManager on its own thread. Keeps no cookies and no cache, ignores no TLS error, follows at
+/// most five redirects. `done` is called on the network thread; for an exchange that is dropped before it starts, on
+/// the dropping thread.
 class LinuxURLSession final : public URLSession {
 public:
     /// Bytes after decompression.
@@ -21,7 +21,7 @@ public:
 
     void send(URLRequest request, Done done) override;
 
-    /// Cancels what is under way and whatever is sent later.
+    /// Cancels pending and later exchanges.
     void stop();
 
 private:
@@ -31,9 +31,9 @@ private:
 
     const QString userAgent_;
 
-    // Touched on the network thread only.
+    // Used on the network thread only.
     bool stopped_ = false;
-    std::unique_ptr<QNetworkAccessManager> manager_; ///< Made for the first exchange.
+    std::unique_ptr<QNetworkAccessManager> manager_; ///< Created for the first exchange.
     std::unordered_map<Exchange*, std::unique_ptr<Exchange>> exchanges_;
-    ThreadExecutor thread_; ///< Last, so that it ends first.
+    ThreadExecutor thread_; ///< Last member, so that it is destroyed first.
 };

@@ -15,11 +15,11 @@ std::optional<URLError::Code> NetworkErrorMapping::transportFailure(QNetworkRepl
     case QNetworkReply::ProxyConnectionClosedError:
     case QNetworkReply::TemporaryNetworkFailureError:
         return Code::networkConnectionLost;
-    case QNetworkReply::HostNotFoundError: // a resolver that cannot be asked gives the same error
+    case QNetworkReply::HostNotFoundError: // also reported if the resolver is unreachable
     case QNetworkReply::ProxyNotFoundError:
         return Code::cannotFindHost;
     case QNetworkReply::NetworkSessionFailedError:
-    case QNetworkReply::UnknownNetworkError: // what an unreachable network or host becomes
+    case QNetworkReply::UnknownNetworkError: // includes an unreachable network or host
         return Code::notConnectedToInternet;
     case QNetworkReply::BackgroundRequestNotAllowedError:
         return Code::dataNotAllowed;
@@ -50,7 +50,7 @@ std::optional<URLError::Code> NetworkErrorMapping::transportFailure(QNetworkRepl
     case QNetworkReply::OperationNotImplementedError:
     case QNetworkReply::ServiceUnavailableError:
     case QNetworkReply::UnknownServerError:
-        break; // the words for a status, unless there is none: a body that does not decompress, say
+        break; // repeats the status; without one, for instance a body that does not decompress
     }
     return status.value_or(0) >= 400 ? std::nullopt : std::optional(Code::other);
 }

@@ -7,8 +7,8 @@
 
 namespace NetworkErrorMapping {
 
-/// What a finished reply means. Absent: an HTTP response arrived whole, whatever its status. Errors that only
-/// repeat a status of 400 or more are no failures of the transport.
+/// The transport failure of a finished reply. Absent if a complete HTTP response arrived, whatever its status; Qt
+/// errors that only repeat a status of 400 or more do not count.
 std::optional<URLError::Code> transportFailure(QNetworkReply::NetworkError error, std::optional<int> status);
 
 } // namespace NetworkErrorMapping

@@ -19,7 +19,7 @@ struct SettingsProgram {
     QStringList arguments;
 };
 
-/// The desktop's own program first, else any other that is installed.
+/// Prefers the desktop's own program, else any other that is installed.
 void openSettings() {
     std::array programs{
         SettingsProgram{"GNOME"_L1, "gnome-control-center"_L1, {u"privacy"_s}},

@@ -5,8 +5,8 @@
 class InputRoad;
 class PictureRoad;
 
-/// What the roads of this session offer. Each query probes the road. A passing failure, such as a lost X server or one
-/// that takes no more clients, denies nothing.
+/// The permissions as the roads of this session provide them. Each query probes the road. A temporary failure, such as
+/// a lost X server or one without free client slots, is no denial.
 class LinuxPermissions : public Permissions {
 public:
     LinuxPermissions(InputRoad& input, PictureRoad& pictures)
@@ -18,11 +18,11 @@ public:
     bool requestInputMonitoring() override;
     QString explanation() override;
 
-    /// Both open the desktop's settings program, or do nothing where none is installed.
+    /// Both open the desktop's settings program, if one is installed.
     void openScreenRecordingSettings() override;
     void openInputMonitoringSettings() override;
 
-    /// There is no grant to take back, so nothing happens.
+    /// Does nothing: there is no stored grant.
     void reset() override {}
 
 private:

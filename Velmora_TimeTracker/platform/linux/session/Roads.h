@@ -7,13 +7,13 @@
 
 #include <memory>
 
-/// The road that serves each interface in a session. None is null: where no road leads, one stands that offers nothing
-/// and says why. One object may serve two interfaces.
+/// The implementation of each interface in a session. Never null: an unavailable service is represented by an object
+/// that reports why. One object may serve two interfaces.
 struct Roads {
     std::shared_ptr<InputRoad> input;
     std::shared_ptr<IdleTimeSource> idleTime;
     std::shared_ptr<PictureRoad> pictures;
 };
 
-/// Chooses by the kind of the session; opens nothing yet.
+/// Selects by the kind of the session; opens no connection yet.
 Roads roadsOf(SessionKind kind);

@@ -2,11 +2,11 @@
 
 #include <QByteArray>
 
-/// What serves the screen and the input of this session.
+/// The display system of a session.
 enum class SessionKind {
     none, ///< Neither a compositor nor an X server.
     x11,
-    wayland, ///< Its X server, if any, shows neither the session's input nor its screen.
+    wayland, ///< Its X server, if any, provides neither the session's input nor its screen.
 };
 
 /// The arguments are the values of DISPLAY, WAYLAND_DISPLAY and XDG_SESSION_TYPE. Pure.

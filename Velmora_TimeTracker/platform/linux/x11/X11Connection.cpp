@@ -4,7 +4,7 @@
 
 std::optional<X11Connection> X11Connection::open() {
     const QByteArray display = qgetenv("DISPLAY");
-    // The library that looks up the authority file keeps its name in memory that all threads share.
+    // libXau keeps the name of the authority file in a static buffer.
     static std::mutex connecting;
     std::unique_lock guard(connecting);
     int screenNumber = 0;

@@ -10,16 +10,15 @@ struct FreeDeleter {
     void operator()(void* memory) const { std::free(memory); }
 };
 
-/// Something that xcb allocated: a reply, an event, an error. Null when the server answered with an error or
-/// is gone.
+/// An object allocated by xcb: a reply, an event or an error. Null if the server reported an error or is gone.
 template <typename T>
 using X11Reply = std::unique_ptr<T, FreeDeleter>;
 
-/// A connection to the X server that DISPLAY names. xcb only: Xlib ends the process when the server dies,
-/// whereas here every operation merely fails from then on. One thread at a time.
+/// A connection to the X server that DISPLAY names. Uses xcb, since Xlib ends the process when the server dies; here
+/// every later operation fails. One thread at a time.
 class X11Connection {
 public:
-    /// Absent when no server answers or it takes no more clients.
+    /// Absent if no server responds or it has no free client slot.
     static std::optional<X11Connection> open();
 
     xcb_connection_t* get() const { return connection_.get(); }
@@ -37,11 +36,11 @@ public:
         return answer;
     }
 
-    /// Waits until the server has carried out a checked request; false when it refused.
+    /// Waits for a checked request; false if the server refused it.
     bool succeeds(xcb_void_cookie_t cookie) const;
 
-    /// Null when no event has arrived. Every client is sent MappingNotify unasked, so events must be fetched
-    /// now and then or they pile up.
+    /// Null if no event has arrived. Every client gets MappingNotify unrequested, so events must be fetched regularly
+    /// or they accumulate.
     X11Reply<xcb_generic_event_t> nextEvent() const { return X11Reply<xcb_generic_event_t>(xcb_poll_for_event(get())); }
 
 private:
@@ -53,5 +52,5 @@ private:
         , screen_(screen) {}
 
     std::unique_ptr<xcb_connection_t, Disconnect> connection_;
-    const xcb_screen_t* screen_; ///< Lies in the connection's setup data. Its size is that of the connection's start.
+    const xcb_screen_t* screen_; ///< Part of the connection's setup data; its size is that at the time of connecting.
 };

@@ -22,7 +22,7 @@ Availability X11DisplaySource::probe() {
     return Unavailable{u"The X server refuses pictures of the screen."_s};
 }
 
-/// Opens the reader if there is none, or its server was lost. What prevents it.
+/// Opens the reader if there is none or its server was lost. Returns the error, if any.
 std::optional<DisplayError> X11DisplaySource::connect() {
     if (reader_ && reader_->isAlive())
         return std::nullopt;
@@ -33,7 +33,7 @@ std::optional<DisplayError> X11DisplaySource::connect() {
     return std::nullopt;
 }
 
-/// A server that was restarted since the last picture is found at the second attempt.
+/// The second attempt reconnects to a server that was restarted since the last picture.
 std::variant<std::vector<X11Monitor>, DisplayError> X11DisplaySource::monitors() {
     for (int attempt = 0; attempt < 2; ++attempt) {
         if (const auto error = connect())

@@ -9,13 +9,13 @@ struct X11Monitor;
 
 /// Pictures of the monitors of an X session, read in strips of a few rows.
 ///
-/// Displays are the monitors that RandR tells, or the whole screen where it tells none; outputs that show the
-/// same part of the screen are one display. They come in the order of their left edge, then their top edge.
-/// `DisplayDescription::id` is the atom of the monitor's name, so a display is found again as long as its
-/// monitor is there.
+/// Displays are the monitors that RandR reports, or the whole screen if it reports none; mirrored outputs are one
+/// display. They are sorted by left edge, then by top edge. `DisplayDescription::id` is the atom of the monitor's
+/// name, so it stays the same while the monitor is connected.
 ///
-/// A monitor that went away or changed its size before its picture was taken proves nothing about the
-/// permission: it gives EncodingFailed. DisplayError is a denial when the server's pixel format is another than 8 bits each of blue, green and red in 32; an X server that is lost or takes no more clients is none.
+/// A monitor that was removed or resized before its picture was taken gives EncodingFailed. DisplayError is a denial
+/// if the server's pixel format differs from 8 bits each of blue, green and red in 32; an X server that is lost or
+/// takes no more clients is none.
 class X11DisplaySource : public PictureRoad {
 public:
     X11DisplaySource();
@@ -24,7 +24,7 @@ public:
     std::variant<std::vector<DisplayDescription>, DisplayError> displays() override;
     Task<PictureResult> picture(DisplayDescription display, QSize pixelSize, double quality) override;
 
-    /// Unavailable when the pixel format cannot be read, or the server refuses a 1×1 picture of the screen's origin.
+    /// Unavailable if the pixel format is not supported, or the server refuses a 1×1 picture of the screen's origin.
     Availability probe() override;
 
 private:

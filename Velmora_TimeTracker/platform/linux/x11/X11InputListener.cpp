@@ -15,14 +15,13 @@ using namespace std::chrono_literals;
 using std::chrono::steady_clock;
 
 namespace {
-/// "com.velmora.timetracker.activity.tap", of which the kernel keeps 15 characters.
+/// Name of the thread "com.velmora.timetracker.activity.tap" in the 15 characters that Linux keeps.
 constexpr const char* threadName = "activity.tap";
 
-constexpr auto nudgeInterval = 1s; ///< Bounds how late an event is delivered.
-/// Between two readings while input keeps coming: a hand that moves costs one wake-up each time, not one an
-/// event.
+constexpr auto nudgeInterval = 1s; ///< Limits the delay of an event.
+/// Between two reads during continuous input: limits the wake-ups while the mouse moves.
 constexpr auto restInterval = 100ms;
-constexpr auto retryInterval = 1s; ///< Between attempts that nobody waits for.
+constexpr auto retryInterval = 1s; ///< Between attempts in the background.
 
 auto sinceEpoch(steady_clock::time_point time) {
     return time.time_since_epoch().count();
@@ -79,7 +78,7 @@ std::unique_ptr<InputEventTap> X11InputListener::openTap(Handler handler) {
     if (std::holds_alternative<Unavailable>(probe()))
         return nullptr;
     auto tap = std::make_unique<Tap>(*this, std::move(handler));
-    wake(); // While there is no recording, the tap is what keeps us trying.
+    wake(); // An open tap makes the listener retry while there is no recording.
     return tap;
 }
 
@@ -123,12 +122,12 @@ void X11InputListener::run() {
     pthread_setname_np(pthread_self(), threadName);
     sigset_t allSignals;
     sigfillset(&allSignals);
-    pthread_sigmask(SIG_BLOCK, &allSignals, nullptr); // Signals are the main thread's; SIGPIPE is nobody's.
+    pthread_sigmask(SIG_BLOCK, &allSignals, nullptr); // Signals are handled on the main thread; SIGPIPE is ignored.
 
     while (!stopping_) {
         if (!stream_)
             connectIfWanted();
-        // Also right after connecting: what came with the first reply does not wake poll again.
+        // Also right after connecting: poll does not report data that was read with the first reply.
         const bool inputKeepsComing = stream_ && readEvents();
         if (stream_ && !stream_->isAlive())
             loseStream();
@@ -137,8 +136,8 @@ void X11InputListener::run() {
     stream_.reset();
 }
 
-/// Sleeps until something arrives, somebody wakes us or the next turn is due, and a while in any case when
-/// something has just arrived. Without a stream there are turns only while an enabled tap waits for one.
+/// Waits for data, a wake-up or the next turn; for at least the read interval if data has just arrived. Without a
+/// stream there are turns only while an enabled tap waits for one.
 void X11InputListener::waitForWork(bool inputKeepsComing) {
     pollfd descriptors[3] = {{wakeDescriptor_, POLLIN, 0}};
     nfds_t count = 1;
@@ -182,7 +181,7 @@ void X11InputListener::connectIfWanted() {
 }
 
 bool X11InputListener::readEvents() {
-    stream_->readControl(); // first: it may fetch reports too, and poll does not tell of those
+    stream_->readControl(); // first: it may also read reports, which poll then does not signal
     bool hasInput = false;
     for (const InputBatch* batch = stream_->next(); batch && !stopping_; batch = stream_->next()) {
         deliver(*batch);

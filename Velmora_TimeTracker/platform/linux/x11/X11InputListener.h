@@ -13,18 +13,17 @@
 class X11RecordStream;
 struct InputBatch;
 
-/// Input events and idle times of the X session, both from one recording that runs from the first question on
-/// until the listener is destroyed, so that idle times are known also while no tap is open.
+/// Input events and idle times of the X session, both from one recording that runs from the first query until
+/// destruction, so that idle times are known without an open tap.
 ///
-/// Where the server does not offer recording, `openTap` gives null. Where the server only takes no
-/// connection, the tap waits and the listener tries once a second. Idle times are absent in both cases, and each later
-/// question tries again. When the server is lost each tap's handler gets `disabledByUserInput`; from `enable` on the
-/// listener tries once a second to come back.
+/// If the server does not support recording, `openTap` returns null. If it only refuses the connection, the tap waits
+/// and the listener retries once a second. Idle times are absent in both cases; each later query retries. When the
+/// server is lost, each tap's handler gets `disabledByUserInput`; after `enable` the listener retries once a second.
 ///
-/// All motion resets the idle time of motion, dragging with any button too; modifier keys reset nothing.
+/// Every motion, including a drag with any button, resets the idle time of motion; modifier keys reset nothing.
 ///
-/// Safe to call from any thread but its own. The taps must be gone before the listener is. A handler must
-/// neither open nor destroy a tap, and neither may be done while holding a lock that a handler takes.
+/// Any thread except its own. Taps must be destroyed before the listener. A handler must not open or destroy a tap; do
+/// neither while holding a lock that a handler takes.
 class X11InputListener : public InputRoad, public IdleTimeSource {
 public:
     X11InputListener();
@@ -33,8 +32,7 @@ public:
     std::unique_ptr<InputEventTap> openTap(Handler handler) override;
     std::optional<Seconds> secondsSinceLast(InputEventType type) override;
 
-    /// True when input is being recorded; if it was not yet, one attempt is made, which ends when the server
-    /// answers.
+    /// True if input is being recorded; otherwise makes one attempt and waits for the server.
     bool isListening();
     /// Makes the same attempt.
     Availability probe() override;
@@ -46,7 +44,7 @@ private:
     void run();
     void waitForWork(bool inputKeepsComing);
     void connectIfWanted();
-    bool readEvents(); ///< True when there was input.
+    bool readEvents(); ///< True if there was input.
     void deliver(const InputBatch& batch);
     void loseStream();
     bool anyTapEnabled();
@@ -62,13 +60,13 @@ private:
     quint64 attemptCount_ = 0;
     bool attemptWanted_ = false;
     bool listening_ = false;
-    bool isDenied_ = false; ///< By the last attempt.
+    bool isDenied_ = false; ///< The last attempt was denied.
     std::thread thread_;
 
     std::mutex tapsLock_; ///< Guards the list, and is held while handlers run.
     std::vector<Tap*> taps_;
 
-    // Touched on the listener's thread only.
+    // Used on the listener's thread only.
     std::unique_ptr<X11RecordStream> stream_;
-    std::chrono::steady_clock::time_point nextTurn_{}; ///< Of the next nudge, or of the next attempt to connect.
+    std::chrono::steady_clock::time_point nextTurn_{}; ///< Time of the next nudge or of the next attempt to connect.
 };

@@ -88,8 +88,8 @@ const InputBatch* X11RecordStream::next() {
     return &batch_;
 }
 
-/// This is the one place of the program that looks at a keycode, to tell a modifier key from the others; it
-/// is compared and forgotten. Key presses and motions have the same layout.
+/// The only place that reads a keycode: it is compared with the modifier keys and not stored. Key presses and motions
+/// have the same layout.
 void X11RecordStream::append(const xcb_key_press_event_t& event) {
     const quint8 type = event.response_type & 0x7F;
     const bool isModifierKey = type == XCB_KEY_PRESS && modifierKeys_[event.detail];
@@ -104,7 +104,7 @@ void X11RecordStream::readControl() {
     while (const auto event = control_.nextEvent())
         mappingChanged |= (event->response_type & 0x7F) == XCB_MAPPING_NOTIFY;
     while (data_.nextEvent()) {
-        // Every connection is told of a new mapping; unread, they would pile up.
+        // Every connection gets MappingNotify events; unread ones would accumulate.
     }
     if (mappingChanged)
         readModifierKeys();

@@ -10,41 +10,40 @@
 #include <vector>
 #include <xcb/record.h>
 
-/// How an X event counts. `type` is the core event type, `state` the mask of buttons held before it. Dragging
+/// The counted type of an X event. `type` is the core event type, `state` the mask of buttons held before it. Dragging
 /// counts with the left or the right button only; releases, clicks and modifier keys never count.
 std::optional<InputEventType> inputEventType(quint8 type, quint16 state, bool isModifierKey);
 
-/// What one message of the server told.
+/// The events of one message from the server.
 struct InputBatch {
     std::vector<InputEventType> events; ///< Those that count.
-    bool hasMotion = false;             ///< Also by dragging with a button that does not count.
+    bool hasMotion = false;             ///< Includes drags with a button that does not count.
     bool hasKey = false;
 };
 
-/// The server's report of all key presses and pointer motions, by the RECORD extension: one connection
-/// carries the report, another the requests. One thread only.
+/// Reads all key presses and pointer motions by the RECORD extension: one connection carries the reports, another the
+/// requests. One thread only.
 class X11RecordStream {
 public:
-    /// Why there is no recording: the server does not offer it, or takes no connection at present.
+    /// Why there is no recording: the server does not support it, or currently refuses a connection.
     enum class Refusal { lasting, passing };
     static std::variant<std::unique_ptr<X11RecordStream>, Refusal> open();
     ~X11RecordStream();
 
-    /// Readable when there may be something for `next`, or for `readControl`.
+    /// Readable if there may be data for `next` or `readControl`.
     int dataDescriptor() const { return data_.fileDescriptor(); }
     int controlDescriptor() const { return control_.fileDescriptor(); }
 
     bool isAlive() const { return !ended_ && data_.isAlive() && control_.isAlive(); }
 
-    /// The next message, or null when none has arrived; valid until the next call. Allocates nothing of ours
-    /// once a message of the usual size, 32 events, was seen.
+    /// The next message, or null if none has arrived; valid until the next call. Reuses its memory, so that it does
+    /// not allocate after the first message of usual size (32 events).
     const InputBatch* next();
 
-    /// Fetches what came on the control connection.
+    /// Reads the control connection.
     void readControl();
 
-    /// The server holds what it recorded until it has something else to send, so ask it for a trifle now and
-    /// then.
+    /// Sends a small request: the server holds recorded data until it has something else to send.
     void nudge();
 
 private:
@@ -57,6 +56,6 @@ private:
     X11Connection data_;
     unsigned int report_ = 0; ///< The sequence number that all messages of the report carry.
     bool ended_ = false;
-    InputBatch batch_;              ///< The message that `next` gave last.
-    std::bitset<256> modifierKeys_; ///< By keycode.
+    InputBatch batch_;              ///< The last message of `next`.
+    std::bitset<256> modifierKeys_; ///< Indexed by keycode.
 };

@@ -17,7 +17,7 @@ size_t byteCount(const QRect& area) {
     return size_t(area.width()) * size_t(area.height()) * 4;
 }
 
-/// Memory is shared by passing a descriptor, which a connection over the network would lose.
+/// Shared memory needs descriptor passing, which a network connection does not support.
 bool isLocal(int socket) {
     int domain = 0;
     socklen_t length = sizeof domain;
@@ -46,7 +46,7 @@ int bitsPerPixel(const xcb_setup_t& setup, int depth) {
     return 0;
 }
 
-/// True when a pixel of the screen is the bytes blue, green, red and one more.
+/// True if a pixel of the screen consists of the bytes blue, green, red and one unused.
 bool isBgrx(const X11Connection& connection) {
     const xcb_setup_t& setup = *xcb_get_setup(connection.get());
     const xcb_screen_t& screen = connection.screen();
@@ -55,8 +55,8 @@ bool isBgrx(const X11Connection& connection) {
            visual && visual->red_mask == 0xFF0000 && visual->green_mask == 0x00FF00 && visual->blue_mask == 0x0000FF;
 }
 
-/// The order of the server's list may change with the outputs' wiring, so it is not used. Outputs that mirror
-/// each other are one; the smallest name stands for them.
+/// Sorts the monitors, since the server's order may change with the wiring. Mirrored outputs become one, with the
+/// smallest name.
 void sortAndUnite(std::vector<X11Monitor>& monitors) {
     const auto place = [](const X11Monitor& monitor) {
         const QRect& area = monitor.area;
@@ -92,7 +92,7 @@ bool X11SharedMemory::reserve(size_t size) {
     if (!isOffered_ || size <= size_)
         return isOffered_;
     release();
-    isOffered_ = false; // Unless all goes well.
+    isOffered_ = false; // Set to true again on success.
     const int descriptor = memfd_create("screen strip", MFD_CLOEXEC);
     if (descriptor < 0)
         return false;
@@ -168,7 +168,7 @@ const uint8_t* X11ScreenReader::readShared(const QRect& area) {
 }
 
 const uint8_t* X11ScreenReader::readCopied(const QRect& area) {
-    copied_.reset(); // Before the next one comes, so that there is one strip in memory and not two.
+    copied_.reset(); // Freed first, so that only one strip is in memory.
     copied_ = connection_.reply(xcb_get_image_reply,
                                 xcb_get_image(connection_.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, connection_.screen().root,
                                               int16_t(area.x()), int16_t(area.y()), uint16_t(area.width()),

@@ -9,8 +9,8 @@
 #include <vector>
 #include <xcb/shm.h>
 
-/// Memory that the X server writes pictures into, instead of sending them. It grows to the largest strip
-/// asked for, and is kept: the faults of fresh pages cost more than the picture itself.
+/// Shared memory that the X server writes pictures into. It grows to the largest requested strip and is reused,
+/// because page faults of new memory cost more than the picture itself.
 class X11SharedMemory {
 public:
     explicit X11SharedMemory(const X11Connection& connection);
@@ -18,7 +18,7 @@ public:
     X11SharedMemory(const X11SharedMemory&) = delete;
     X11SharedMemory& operator=(const X11SharedMemory&) = delete;
 
-    /// Makes room for that many bytes; false when the server cannot share memory with us.
+    /// Provides that many bytes; false if the server cannot share memory.
     bool reserve(size_t size);
     xcb_shm_seg_t segment() const { return segment_; }
     const uint8_t* data() const { return static_cast<const uint8_t*>(memory_); }
@@ -45,12 +45,12 @@ public:
 
     bool isAlive() const { return connection_.isAlive(); }
 
-    /// Those that show something, each part of the screen once, by left edge and then by top edge. Absent
-    /// when the server does not answer.
+    /// The active monitors, mirrored ones once, sorted by left edge, then by top edge. Absent if the server does not
+    /// respond.
     std::optional<std::vector<X11Monitor>> monitors();
 
-    /// The pixels of a part, blue, green, red and an unused byte each, rows without padding. Valid until the
-    /// next call; null when the part does not lie within the screen or the server is gone.
+    /// The pixels of a part, blue, green, red and an unused byte each, rows without padding. Valid until the next
+    /// call; null if the part exceeds the screen or the server is gone.
     const uint8_t* read(const QRect& area);
 
 private:
